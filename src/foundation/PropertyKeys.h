@@ -1,0 +1,37 @@
+#ifndef VELOX_FOUNDATION_PROPERTYKEYS_H
+#define VELOX_FOUNDATION_PROPERTYKEYS_H
+
+/// The property keys that more than one room reads or writes, and the prefixes of key families.
+namespace keys {
+
+inline constexpr char command[] = "wrapper.command";
+inline constexpr char propertiesFile[] = "wrapper.propertiesFile";
+inline constexpr char scriptArgument[] = "wrapper.scriptArgument";
+inline constexpr char signal[] = "wrapper.signal";
+inline constexpr char displayPid[] = "wrapper.displaypid";
+inline constexpr char innerProcess[] = "wrapper.property.innerProcess";
+inline constexpr char kvfFile[] = "wrapper.kvf.file";
+inline constexpr char serviceName[] = "ntservice.name";
+inline constexpr char processIdFile[] = "processID.file.name";
+
+inline constexpr char applicationArgs[] = "application.args";
+inline constexpr char applicationLibrary[] = "application.library";
+inline constexpr char startDirectory[] = "application.start.dir";
+
+inline constexpr char adjustInvoke[] = "adjustInvoke";
+inline constexpr char classPath[] = "java.class.path";
+inline constexpr char classPathExtended[] = "velox.class.path.extended";
+inline constexpr char extendedProperties[] = "java.extended.properties";
+inline constexpr char javaLibrary[] = "java.library";
+inline constexpr char startClass[] = "java.start.class";
+inline constexpr char startMethod[] = "java.start.method";
+inline constexpr char stopMethod[] = "java.stop.method";
+
+inline constexpr char commandLineArgumentPrefix[] = "commandline.argv.";
+inline constexpr char environmentPrefix[] = "velox.env.";
+inline constexpr char javaPropertyPrefix[] = "java.property.";
+inline constexpr char variablePrefix[] = "wrapper.variable.";
+
+}  // namespace keys
+
+#endif

@@ -1,0 +1,71 @@
+#ifndef VELOX_FOUNDATION_WMUTEX_H
+#define VELOX_FOUNDATION_WMUTEX_H
+
+#include <memory>
+
+#include <pthread.h>
+
+/// What a WMutex stands on. Both operations return 1 for success and 0 for failure.
+class Lockable {
+ public:
+  Lockable() = default;
+  Lockable(const Lockable&) = delete;
+  Lockable& operator=(const Lockable&) = delete;
+  virtual ~Lockable() = default;
+
+  virtual unsigned int Lock() = 0;
+  virtual unsigned int Unlock() = 0;
+};
+
+/// A POSIX mutex with default attributes: not recursive.
+class SimpleMutexImpl_POSIX : public Lockable {
+ public:
+  SimpleMutexImpl_POSIX() { pthread_mutex_init(&mutex_, nullptr); }
+  SimpleMutexImpl_POSIX(const SimpleMutexImpl_POSIX&) = delete;
+  SimpleMutexImpl_POSIX& operator=(const SimpleMutexImpl_POSIX&) = delete;
+  ~SimpleMutexImpl_POSIX() override { pthread_mutex_destroy(&mutex_); }
+  unsigned int Lock() override { return pthread_mutex_lock(&mutex_) == 0 ? 1 : 0; }
+  unsigned int Unlock() override { return pthread_mutex_unlock(&mutex_) == 0 ? 1 : 0; }
+
+ private:
+  pthread_mutex_t mutex_ = {};
+};
+
+/// Never blocks and always succeeds.
+class NullMutexImpl : public Lockable {
+ public:
+  unsigned int Lock() override { return 1; }
+  unsigned int Unlock() override { return 1; }
+};
+
+/// A mutex whose implementation is chosen at construction: kind 0 is the one that never blocks,
+/// every other kind a real one.
+class WMutex {
+ public:
+  explicit WMutex(unsigned int kind) { WMutex::InitializeLockable(kind); }
+  WMutex(const WMutex&) = delete;
+  WMutex& operator=(const WMutex&) = delete;
+  virtual ~WMutex() = default;
+
+  virtual void InitializeLockable(unsigned int kind);
+  unsigned int Lock() { return lockable_->Lock(); }
+  unsigned int Unlock() { return lockable_->Unlock(); }
+
+ private:
+  std::unique_ptr<Lockable> lockable_;
+};
+
+/// Locks for its own lifetime. It also unlocks after a failed lock.
+class ScopedLockGuard {
+ public:
+  explicit ScopedLockGuard(WMutex& mutex) : mutex_(&mutex), lockResult_(mutex.Lock()) {}
+  ScopedLockGuard(const ScopedLockGuard&) = delete;
+  ScopedLockGuard& operator=(const ScopedLockGuard&) = delete;
+  virtual ~ScopedLockGuard();
+
+ private:
+  WMutex* mutex_;
+  unsigned int lockResult_;
+};
+
+#endif
