@@ -1,0 +1,55 @@
+#ifndef VELOX_LOGGING_LOGGING_H
+#define VELOX_LOGGING_LOGGING_H
+
+#include <cstdio>
+#include <initializer_list>
+#include <string_view>
+
+#include "foundation/WMutex.h"
+
+/// Guards the opening of the log file and the child-process flag.
+extern WMutex g_loggingMutex;
+
+/// The launcher's progress, diagnostics and fatal errors: one line a message on standard output,
+/// and with debugging on the same line in the log file. Standard error is never written.
+///
+/// The overloads for pieces write them joined; a debug message costs nothing while debugging is
+/// off.
+class Logging {
+ public:
+  using Pieces = std::initializer_list<std::string_view>;
+
+  /// Switches debugging on for the rest of the process.
+  static void EnableDebug() { s_DebugFlag = true; }
+  /// Recorded only: no output depends on it.
+  static void EnableSilent() { s_SilentFlag = true; }
+  /// A log file that this process opens from now on is appended to instead of truncated.
+  static void SetChildProcessFlag();
+
+  /// The log file, opened on first use. Null without debugging and while it cannot be opened; then
+  /// the next call tries again.
+  static std::FILE* GetHandle();
+
+  static void Debug(const char* message) { Debug(Pieces{message}); }
+  static void Debug(Pieces pieces);
+  static void Info(const char* message) { Info(Pieces{message}); }
+  static void Info(Pieces pieces);
+  /// Writes the message like Info and ends the process with status 255.
+  [[noreturn]] static void FatalError(const char* message) { FatalError(Pieces{message}); }
+  [[noreturn]] static void FatalError(Pieces pieces);
+
+  /// Flushes the log file, standard output and standard error; nothing without a log file.
+  static void FlushFiles();
+  static void CloseHandle();
+  /// Nothing on this platform.
+  static void PrintLastErrorInMessageBox() {}
+
+ private:
+  static std::FILE* m_hLogFile;
+  static bool s_DebugFlag;
+  static bool s_SilentFlag;
+  static bool s_IsChildProcess;
+  static const char* const s_szLogFileName;
+};
+
+#endif

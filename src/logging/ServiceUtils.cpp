@@ -1,0 +1,3 @@
+#include "logging/ServiceUtils.h"
+
+WString ServiceUtils::s_BinaryPath;
