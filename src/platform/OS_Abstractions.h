@@ -1,0 +1,48 @@
+#ifndef VELOX_PLATFORM_OS_ABSTRACTIONS_H
+#define VELOX_PLATFORM_OS_ABSTRACTIONS_H
+
+/// The one place that touches the operating system for dynamic libraries, directories, the working
+/// directory, process identity and child processes. Unless a comment says otherwise a function
+/// passes its arguments to the POSIX call of the same name and returns that call's result.
+
+/// dlopen, lazy and global. Null on failure.
+void* sii_LoadSharedLibrary(const char* path);
+/// dlsym. Null on failure.
+void* sii_GetProcAddress(void* handle, const char* symbol);
+int sii_FreeLibrary(void* handle);
+
+int sii_ChangeDirectory(const char* path);
+/// The working directory in a buffer that the next call overwrites. When the system cannot tell,
+/// the previous answer; at first the empty text.
+char* sii_GetCurrentDirectory();
+int sii_GetProcessID();
+/// Returns only on failure.
+int sii_execvp(const char* file, char* const* argv);
+int sii_access(const char* path, int mode);
+int sii_chmodFile(const char* path, unsigned short mode);
+
+/// 1 when the directory's listing holds an entry (of any type) of exactly that name, else 0. A name
+/// with a "/" is in no listing.
+int sii_fileExists(const char* directory, const char* name);
+
+/// Lists the archives below a directory: regular files whose name contains ".jar" or ".zip", as
+/// full paths in reading order. Links are not followed.
+///
+/// `list` has room for maxCount + 1 pointers, all null, and receives texts that
+/// sii_DestroyDirectoryList frees. `index` is its next free slot (0 at the top), `level` the depth
+/// of the directory (1 at the top); deeper than `maxDepth` is not entered. Returns the new index.
+/// A directory that cannot be opened contributes nothing. Throws the default memory exception for
+/// a null list and for exhausted memory.
+int sii_CreateClassPathDirectoryListRecursive(const char* directory, char**& list, int index,
+                                              int level, int maxCount, int maxDepth);
+/// Lists the bare names of the archives in one directory into a new list that ends with a null.
+void sii_CreateClassPathDirectoryList(const char* directory, char**& list);
+/// Frees the texts up to the first null or `count`, and the list; the pointer is left dangling.
+void sii_DestroyDirectoryList(char**& list, int count);
+
+/// Runs argv[0] along PATH as a child and waits for it; returns the raw wait status. `nullIndex` is
+/// the index of the null that ends argv. Ends the process when it cannot fork; what goes wrong in
+/// the child ends the child with a message and status 255.
+int sii_execute_program_in_new_process(char* const* argv, int nullIndex);
+
+#endif

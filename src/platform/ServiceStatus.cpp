@@ -1,0 +1,3 @@
+#include "platform/ServiceStatus.h"
+
+void SetServiceState(SERVICE_STATE /*state*/) {}
