@@ -1,0 +1,137 @@
+#include "javarun/JavaParameterParser.h"
+
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include "foundation/PropertyKeys.h"
+#include "javarun/ArgumentSplitter.h"
+#include "javarun/CommonTool.h"
+#include "javarun/ExtendedOptions.h"
+#include "platform/OS_Abstractions.h"
+
+namespace javaparser {
+
+namespace {
+
+/// marker + name + "=" + value for every property whose key is the prefix and the name.
+std::vector<WString> assignments(const Properties& properties, std::string_view prefix,
+                                 const char* marker) {
+  std::vector<WString> list;
+  properties.forEach([&](const WString& key, const WString& value) {
+    if (!key.startsWith(prefix)) return;
+    WString assignment = marker;
+    assignment += key.view().substr(prefix.size());
+    assignment += '=';
+    assignment += value;
+    list.push_back(std::move(assignment));
+  });
+  return list;
+}
+
+bool namesArchive(const WString& element) {
+  return element.contains(".zip") || element.contains(".jar") || element.contains(".class");
+}
+
+}  // namespace
+
+WString JavaParameterParser::getJavaPathProperty() const {
+  return properties_.valueOf("java.path");
+}
+
+WString JavaParameterParser::getStartClassProperty() const {
+  return properties_.valueOf(keys::startClass);
+}
+
+WString JavaParameterParser::getKvfFileProperty() const {
+  return properties_.valueOf(keys::kvfFile);
+}
+
+WString JavaParameterParser::getNativeLibraryProperty() const {
+  return properties_.valueOf(keys::javaLibrary);
+}
+
+WString JavaParameterParser::getSingleOption(const WString& prefix, const WString& key) const {
+  WString value;
+  return properties_.get(key, value) ? prefix + value : WString();
+}
+
+WString JavaParameterParser::getMaxHeapSizeOption() const {
+  return getSingleOption("-Xmx", "java.heap.size.max");
+}
+
+WString JavaParameterParser::getMinHeapSizeOption() const {
+  return getSingleOption("-Xmn", "java.heap.size.min");
+}
+
+WString JavaParameterParser::getInitalHeapSizeOption() const {
+  return getSingleOption("-Xms", "java.heap.size.initial");
+}
+
+WString JavaParameterParser::getThreadStackSizeOption() const {
+  return getSingleOption("-Xss", "java.thread.stack.size");
+}
+
+WString JavaParameterParser::getNativeLibraryOption() const {
+  return getSingleOption("-Djava.library=", keys::javaLibrary);
+}
+
+WString JavaParameterParser::getKvfFileOption() const {
+  return getSingleOption("-Dwrapper.kvf.file=", keys::kvfFile);
+}
+
+WString JavaParameterParser::getProcessIDOption() const {
+  return "-Dapplication.processid=" + WString(std::to_string(sii_GetProcessID()));
+}
+
+WString JavaParameterParser::getJavaDotClassDotPathOption() const {
+  const WString option = "-Djava.class.path=";
+  WString classPath;
+  if (properties_.get(keys::classPathExtended, classPath))
+    return option + expandClassPath(classPath);
+  if (properties_.get(keys::classPath, classPath)) return option + classPath;
+  const char* inherited = std::getenv("CLASSPATH");
+  return option + (inherited == nullptr ? "." : inherited);
+}
+
+std::vector<WString> JavaParameterParser::getNativeLibraryPathOptions() const {
+  const WString option = getSingleOption("-Djava.library.path=", "java.library.path");
+  return option.empty() ? std::vector<WString>() : std::vector<WString>{option};
+}
+
+std::vector<WString> JavaParameterParser::getJavaArgsProperty() const {
+  return applicationArguments(properties_, LaunchWay::externalJava);
+}
+
+std::vector<WString> JavaParameterParser::getEnvProperties() const {
+  return assignments(properties_, keys::environmentPrefix, "");
+}
+
+std::vector<WString> JavaParameterParser::getExtendJavaOptions() const {
+  return splitExtendedOptions(properties_.valueOf(keys::extendedProperties));
+}
+
+std::vector<WString> JavaParameterParser::getJavaDotPropertyOptions() const {
+  return assignments(properties_, keys::javaPropertyPrefix, "-D");
+}
+
+WString JavaParameterParser::expandClassPath(const WString& classPath) const {
+  WString expanded;
+  unsigned int start = 0;
+  for (unsigned int at = 0; at <= classPath.length(); ++at) {
+    if (at < classPath.length() && !isPathSeparator(classPath[at])) continue;
+    WString element = classPath.substr(start, at - start);
+    start = at + 1;
+    if (element.empty()) continue;
+    removeTrailingSlash(element);
+    if (!namesArchive(element)) element = expandDirToClassPath(element);
+    if (!element.empty()) expanded += element + ':';
+  }
+  return expanded;
+}
+
+WString JavaParameterParser::expandDirToClassPath(const WString& dir) const {
+  return CommonTool::expandDirToClassPath(dir);
+}
+
+}  // namespace javaparser
