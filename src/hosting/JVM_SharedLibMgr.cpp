@@ -1,0 +1,60 @@
+#include "hosting/JVM_SharedLibMgr.h"
+
+#include <cstdlib>
+
+#include "logging/Console.h"
+#include "logging/EventLogging.h"
+#include "logging/Logging.h"
+#include "platform/OS_Abstractions.h"
+
+void* JVM_SharedLibMgr::s_LibHandle = nullptr;
+
+namespace {
+
+using CreateJavaVm = jint (*)(JavaVM**, void**, void*);
+
+constexpr char createFunction[] = "JNI_CreateJavaVM";
+
+CreateJavaVm findCreateFunction(void* library) {
+  void* address = sii_GetProcAddress(library, createFunction);
+  CheckFunctionLoad(address, createFunction);
+  if (address == nullptr) std::exit(-1);
+  return reinterpret_cast<CreateJavaVm>(address);
+}
+
+}  // namespace
+
+WString JVM_SharedLibMgr::GetJvmLibPath() {
+  return "libjvm.so";
+}
+
+bool JVM_SharedLibMgr::LoadSharedLibrary(const WString& path) {
+  if (s_LibHandle != nullptr) return true;
+  s_LibHandle = sii_LoadSharedLibrary(path.c_str());
+  if (s_LibHandle == nullptr) {
+    printConsole("Lib name %s\n", path.c_str());
+    EventLogging::FatalError(message::failedToLoadLibrary, 1, path.c_str());
+  }
+  return true;
+}
+
+bool JVM_SharedLibMgr::LoadSharedLibrary() {
+  return LoadSharedLibrary(GetJvmLibPath());
+}
+
+jint JVM_SharedLibMgr::JNI_CreateJavaVM(JavaVM** vm, void** env, void* initArgs,
+                                        const WString& /*libraryPath*/) {
+  LoadSharedLibrary();
+  static const CreateJavaVm create = findCreateFunction(s_LibHandle);
+  return create(vm, env, initArgs);
+}
+
+void JVM_SharedLibMgr::UnloadLibrary() {
+  if (s_LibHandle == nullptr) return;
+  if (sii_FreeLibrary(s_LibHandle) != 0) Logging::Debug("Failed to unload shared library");
+}
+
+void CheckFunctionLoad(void* address, const char* name) {
+  if (address != nullptr) return;
+  printConsole("Shared Library load failed for function name \"%s\"\n", name);
+}

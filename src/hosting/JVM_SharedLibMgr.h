@@ -1,0 +1,33 @@
+#ifndef VELOX_HOSTING_JVM_SHAREDLIBMGR_H
+#define VELOX_HOSTING_JVM_SHAREDLIBMGR_H
+
+#include <jni.h>
+
+#include "foundation/WString.h"
+
+/// Loads the JVM's shared library, at most one a process, and calls into it.
+class JVM_SharedLibMgr {
+ public:
+  /// The library's bare default name; the dynamic loader's search path decides which file it is.
+  static WString GetJvmLibPath();
+
+  /// True once a library is loaded; a later call does not load another. Ends the process when the
+  /// file cannot be loaded.
+  static bool LoadSharedLibrary(const WString& path);
+  static bool LoadSharedLibrary();
+
+  /// Calls JNI_CreateJavaVM of the loaded library (else of the default one) and returns its status.
+  /// A library without that function ends the process. The last argument is not used.
+  static jint JNI_CreateJavaVM(JavaVM** vm, void** env, void* initArgs, const WString& libraryPath);
+
+  /// Closes the library; nothing of it may be touched afterwards, nor another be loaded.
+  static void UnloadLibrary();
+
+ private:
+  static void* s_LibHandle;
+};
+
+/// Reports a symbol that was not found, that is a null address.
+void CheckFunctionLoad(void* address, const char* name);
+
+#endif

@@ -1,0 +1,39 @@
+#include "hosting/ServiceWrapper.h"
+
+#include <cstring>
+#include <vector>
+
+#include "foundation/WException.h"
+#include "javarun/ArgumentSplitter.h"
+
+void CreateArgs(const SimpleProperties& properties, int& argc, char**& argv) {
+  argc = 0;
+  argv = nullptr;
+  const std::vector<WString> arguments = applicationArguments(properties, LaunchWay::nativeLibrary);
+  if (arguments.empty()) return;
+  // Applications expect argv[argc] to be null, as main has it.
+  argv = withMemoryException([&] { return new char* [arguments.size() + 1] {}; });
+  for (const WString& argument : arguments) {
+    argv[argc++] = NewArgCopy(argument.c_str(), argument.length());
+  }
+}
+
+void DestroyArgs(int& argc, char**& argv) {
+  if (argv == nullptr) return;
+  for (int i = 0; i < argc; ++i) delete[] argv[i];
+  delete[] argv;
+}
+
+char* NewArgCopy(const char* text, unsigned long length) {
+  char* copy = withMemoryException([&] { return new char[length + 1]; });
+  std::memcpy(copy, text, length);
+  copy[length] = '\0';
+  return copy;
+}
+
+WString GetBinaryNameFromPath(const WString& path) {
+  WString name = path.substr(path.find_last_of('/') + 1);
+  const unsigned int extension = name.find_cstr(".exe");
+  if (extension != WString::npos) name.erase(extension, 4);
+  return name;
+}

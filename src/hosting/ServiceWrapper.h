@@ -1,0 +1,22 @@
+#ifndef VELOX_HOSTING_SERVICEWRAPPER_H
+#define VELOX_HOSTING_SERVICEWRAPPER_H
+
+#include "foundation/Properties.h"
+
+/// Builds the argument vector of a native application: the launcher's own command line from the
+/// program name on, then the words of application.args. Null with a count of 0 when there are
+/// none; DestroyArgs frees it.
+void CreateArgs(const SimpleProperties& properties, int& argc, char**& argv);
+
+/// Frees the first `argc` texts, skipping null ones, and the vector; both arguments stay as they
+/// are.
+void DestroyArgs(int& argc, char**& argv);
+
+/// A copy of the first `length` characters with a terminating NUL, for DestroyArgs to free. Throws
+/// the default memory exception when there is no memory.
+char* NewArgCopy(const char* text, unsigned long length);
+
+/// The text after the last "/", without the first ".exe" in it.
+WString GetBinaryNameFromPath(const WString& path);
+
+#endif
