@@ -1,0 +1,29 @@
+#ifndef VELOX_CONFIG_COMMANDLINE_H
+#define VELOX_CONFIG_COMMANDLINE_H
+
+#include "foundation/Properties.h"
+
+/// The command line as properties.
+struct CommandLine {
+  SimpleProperties options;      ///< every switch and positional argument
+  SimpleProperties variables;    ///< definitions given with "--propVar"
+  bool innerProcess = false;     ///< "--innerProcess": re-executed by the outer run
+  bool adjustmentChild = false;  ///< "--adjust": runs the properties adjuster
+};
+
+/// Scans the arguments from the program name on. Debugging and silence take effect, and a start
+/// delay is waited for, when the scan meets their switch. A value that is not there is empty.
+CommandLine ScanCommandLine(int argc, char** argv);
+
+/// The scan for callers that want the options alone: it also takes "--cleanInstall", does not know
+/// "--adjust", and "--kill" records no signal.
+SimpleProperties ParseCommandLineOnly(int argc, char** argv);
+
+/// True when the argument is exactly the switch.
+bool CompareParamter(const char* argument, const char* switchName);
+
+/// Stores the definition "name=value" as a substitution variable. Without "=" the whole text is
+/// both the name and the value.
+void AddVariableProperties(const WString& text, SimpleProperties& variables);
+
+#endif

@@ -1,0 +1,82 @@
+#include "config/Configuration.h"
+
+#include "config/CommandLine.h"
+#include "config/PropertiesAdjustment.h"
+#include "config/PropertiesFile.h"
+#include "config/PropertiesLocation.h"
+#include "config/Switches.h"
+#include "foundation/PropertyKeys.h"
+#include "javarun/CommonTool.h"
+#include "logging/Console.h"
+#include "logging/Logging.h"
+#include "platform/OS_Abstractions.h"
+#include "platform/Stream.h"
+
+bool g_isJavaWrapper = false;
+
+namespace {
+
+constexpr char globalFileName[] = "global.kvf";
+
+/// Records this process for the kill command, which itself must not overwrite the record. The
+/// outer run of a re-executed launch has already written the same ID.
+void writeProcessIdFile(const CommandLine& line, const SimpleProperties& merged) {
+  WString fileName;
+  if (line.innerProcess || line.options.valueOf(keys::command) == switches::kill) return;
+  if (!merged.get(keys::processIdFile, fileName)) return;
+  const Stream file = openStream(fileName.c_str(), "w");
+  if (!file) {
+    printConsole("file %s can not access", fileName.c_str());
+    return;
+  }
+  std::fprintf(file.get(), "%d", sii_GetProcessID());
+}
+
+}  // namespace
+
+SimpleProperties ParseCommandLine(int argc, char** argv) {
+  CommandLine line = ScanCommandLine(argc, argv);
+  PropertiesLocation location = LocatePropertiesFile(line.options, argc > 0 ? argv[0] : nullptr);
+  Logging::Debug({"Properties file used is : ", location.name.view()});
+  Logging::Debug({"Properties file full path is : ", location.fullPath.view()});
+  Logging::FlushFiles();
+
+  if (line.adjustmentChild) {
+    Logging::Debug("Adjustment child process --adjust...");
+  } else if (isAdjustable(line.options)) {
+    RunAdjustmentChild(argc, argv, location);
+  }
+
+  const SimpleProperties context;
+  SimpleProperties fileSet = ParsePropertiesFile(location.name.c_str(), line.options,
+                                                 line.variables, context, line.innerProcess);
+  HandleGlobalKVFFile(fileSet, line.innerProcess);
+  line.options.set(keys::kvfFile, location.fullPath);
+  SimpleProperties merged = MergeProperties(line.options, fileSet);
+  UpdateProcessType(merged);
+  if (line.adjustmentChild) ConfigureAdjuster(location.fullPath, merged);
+  writeProcessIdFile(line, merged);
+  CommonConfig::initConfig(merged);
+  return merged;
+}
+
+void HandleGlobalKVFFile(SimpleProperties& fileSet, bool innerProcess) {
+  WString name = globalFileName;
+  const bool inWorkingDirectory = sii_fileExists(sii_GetCurrentDirectory(), globalFileName) != 0;
+  if (!inWorkingDirectory && !SearchPropFileInPATH(name)) return;
+
+  const SimpleProperties none;
+  ParsePropertiesFile(name.c_str(), none, none, fileSet, innerProcess)
+      .forEach([&](const WString& key, const WString& value) {
+        if (fileSet.valueOf(key).empty()) fileSet.set(key, value);
+      });
+}
+
+SimpleProperties MergeProperties(const SimpleProperties& options, SimpleProperties& fileSet) {
+  options.forEach([&](const WString& key, const WString& value) { fileSet.set(key, value); });
+  return fileSet;
+}
+
+void UpdateProcessType(const SimpleProperties& merged) {
+  if (merged.contains(keys::javaLibrary)) g_isJavaWrapper = true;
+}

@@ -1,0 +1,76 @@
+#include "config/PropertiesAdjustment.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <vector>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "config/Switches.h"
+#include "foundation/PropertyKeys.h"
+#include "logging/Logging.h"
+#include "platform/ChildProcess.h"
+
+namespace {
+
+constexpr int statusAdjusted = 0;
+constexpr int statusNothingToAdjust = 65;
+constexpr char adjustedSuffix[] = ".adj";
+
+constexpr const char* adjustableCommands[] = {switches::install, switches::update, switches::start,
+                                              switches::run, switches::ntservice};
+
+}  // namespace
+
+bool isAdjustable(const SimpleProperties& options) {
+  WString command;
+  if (!options.get(keys::command, command)) return true;
+  return std::any_of(std::begin(adjustableCommands), std::end(adjustableCommands),
+                     [&](const char* adjustable) { return command == adjustable; });
+}
+
+void RunAdjustmentChild(int argc, char** argv, PropertiesLocation& location) {
+  WString adjust = switches::adjust;
+  std::vector<char*> arguments(argv, argv + argc);
+  arguments.push_back(const_cast<char*>(adjust.c_str()));
+  arguments.push_back(nullptr);
+
+  const pid_t child = forkFlushed();
+  if (child < 0) Logging::FatalError({"Failed to fork adjustment : ", std::strerror(errno)});
+  if (child == 0) {
+    Logging::Debug("Adjustment child process...");
+    ::execvp(arguments[0], arguments.data());
+    Logging::FatalError({"Failed to exec : ", std::strerror(errno)});
+  }
+
+  Logging::Debug("Waiting for adjustment...");
+  const int waitStatus = waitForChild(child);
+  Logging::Debug("Waited for adjustment.");
+  // Read without asking how the child ended: one that a signal killed counts as adjusted.
+  const int exitCode = WEXITSTATUS(waitStatus);
+  if (exitCode == statusNothingToAdjust) return;
+  if (exitCode != statusAdjusted) Logging::FatalError("Adjustment failed.");
+  location.name += adjustedSuffix;
+  location.fullPath += adjustedSuffix;
+  Logging::Debug({"Switching to adjusted Properties file at ", location.fullPath.view()});
+}
+
+void ConfigureAdjuster(const WString& fullPath, SimpleProperties& properties) {
+  const WString classPath = properties.valueOf("velox.adjuster.class.path");
+  if (classPath.empty()) {
+    Logging::Debug("Notifying parent process that adjustment is not necessary.");
+    std::exit(statusNothingToAdjust);
+  }
+  Logging::Debug("Adjustment is necessary; invoking adjuster.");
+  properties.set(keys::applicationArgs, "-wrapper -file \"" + fullPath + "\"");
+  properties.set(keys::classPathExtended, classPath);
+  properties.set(keys::classPath, classPath);
+  properties.set(keys::startClass, "com.velox.orbit.launch.adjuster.Adjuster");
+  properties.set(keys::startMethod, "main");
+  properties.set(keys::stopMethod, "shutdown");
+  properties.set(keys::adjustInvoke, "true");
+}

@@ -1,0 +1,19 @@
+#ifndef VELOX_CONFIG_PROPERTIESADJUSTMENT_H
+#define VELOX_CONFIG_PROPERTIESADJUSTMENT_H
+
+#include "config/PropertiesLocation.h"
+#include "foundation/Properties.h"
+
+/// True when the command line's command lets an adjuster rewrite the properties file first; no
+/// command at all does.
+bool isAdjustable(const SimpleProperties& options);
+
+/// The parent's side: runs the program again with "--adjust", waits for it, and switches the
+/// location to the adjusted copy when the child wrote one. A failed child ends the process.
+void RunAdjustmentChild(int argc, char** argv, PropertiesLocation& location);
+
+/// The child's side: sets the properties up to run the adjuster class on the file, or ends the
+/// process with status 65 when no adjuster is configured.
+void ConfigureAdjuster(const WString& fullPath, SimpleProperties& properties);
+
+#endif

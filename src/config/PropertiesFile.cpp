@@ -1,0 +1,160 @@
+#include "config/PropertiesFile.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "config/PropertiesScanner.h"
+#include "config/Switches.h"
+#include "config/VariableSubstitution.h"
+#include "foundation/PropertyKeys.h"
+#include "foundation/WException.h"
+#include "logging/Logging.h"
+#include "platform/OS_Abstractions.h"
+#include "platform/Stream.h"
+
+SimpleProperties gProps;
+
+namespace {
+
+constexpr std::size_t firstRead = 65536;
+constexpr std::size_t fileSizeLimit = 1048576;
+constexpr int maxIncludeDepth = 1024;
+
+constexpr char fileDirectoryKey[] = "kvf.file.dir";
+constexpr char includePrefix[] = "velox.include.kvf";
+constexpr char includePrefixAtEndOfText[] = "velox.include";
+
+/// What stays the same from the main file down to the deepest include.
+struct Parse {
+  const SimpleProperties& options;
+  const SimpleProperties& lookupFirst;
+  bool noExport;
+};
+
+/// The text of a file. Nothing when it cannot be read to its end or reaches the size limit.
+std::optional<std::string> readText(std::FILE* file) {
+  return withMemoryException([&]() -> std::optional<std::string> {
+    std::string text(firstRead, '\0');
+    std::size_t length = 0;
+    for (;;) {
+      length += std::fread(text.data() + length, 1, text.size() - length, file);
+      if (length < text.size()) break;
+      if (text.size() == fileSizeLimit) return std::nullopt;
+      text.resize(fileSizeLimit);
+    }
+    if (std::ferror(file) != 0) return std::nullopt;
+    text.resize(length);
+    return text;
+  });
+}
+
+WString directoryOf(const WString& fileName) {
+  const unsigned int slash = fileName.find_last_of('/');
+  const unsigned int backslash = fileName.find_last_of('\\');
+  if (slash == WString::npos && backslash == WString::npos) return sii_GetCurrentDirectory();
+  // One more than the position: not found counts as 0.
+  return fileName.substr(0, std::max(slash + 1, backslash + 1) - 1);
+}
+
+void storeFileDirectory(const WString& fileName, SimpleProperties& entries) {
+  if (gProps.valueOf(fileDirectoryKey).empty()) {
+    gProps.set(fileDirectoryKey, directoryOf(fileName));
+  }
+  entries.set(fileDirectoryKey, gProps.valueOf(fileDirectoryKey));
+  entries.set("path.separator", ":");
+}
+
+/// True when the command needs no properties file.
+bool toleratesMissingFile(const SimpleProperties& options, SimpleProperties& entries) {
+  const WString command = options.valueOf(keys::command);
+  if (command == switches::version || command == switches::help) return true;
+  WString serviceName;
+  if (command != switches::uninstall || !options.get(keys::serviceName, serviceName)) return false;
+  entries.set(keys::serviceName, serviceName);
+  return true;
+}
+
+SimpleProperties parseFile(const char* fileName, const Parse& parse,
+                           const SimpleProperties& lookupLast, int depth);
+
+void storeEntry(PropertiesEntry& entry, const Parse& parse, const SimpleProperties& lookupLast,
+                int depth, SimpleProperties& entries) {
+  ReplaceVariables(entry.value, parse.lookupFirst, entries, lookupLast);
+  if (entry.key.startsWith(entry.endedByLineEnd ? includePrefix : includePrefixAtEndOfText)) {
+    parseFile(entry.value.c_str(), parse, entries, depth + 1)
+        .forEach([&](const WString& key, const WString& value) { entries.set(key, value); });
+  } else {
+    entries.set(entry.key, entry.value);
+  }
+  if (parse.noExport || !entry.endedByLineEnd) return;
+  exportEnvironmentVariable(entry.key, entry.value, parse.lookupFirst, entries);
+}
+
+SimpleProperties parseFile(const char* fileName, const Parse& parse,
+                           const SimpleProperties& lookupLast, int depth) {
+  const WString name = fileName;
+  Logging::Debug({name.view()});
+  if (depth > maxIncludeDepth) {
+    Logging::FatalError({"Include files nest too deeply at properties file : ", name.view()});
+  }
+
+  SimpleProperties entries;
+  const bool mayBeMissing = toleratesMissingFile(parse.options, entries);
+  if (fileName == nullptr) {
+    if (mayBeMissing) return entries;
+    Logging::FatalError("Failed to find properties file : ");
+  }
+  Stream file = openStream(fileName, "rb");
+  if (!file) {
+    if (mayBeMissing) return entries;
+    Logging::FatalError({"Failed to open properties file : ", name.view()});
+  }
+  const std::optional<std::string> text = readText(file.get());
+  file.reset();
+  if (!text) return entries;
+
+  storeFileDirectory(name, entries);
+  PropertiesScanner scanner(*text);
+  for (PropertiesEntry entry; scanner.next(entry);) {
+    storeEntry(entry, parse, lookupLast, depth, entries);
+  }
+  return entries;
+}
+
+/// Hands NAME=value to the environment, which keeps pointing at the text: it is never freed.
+void putInEnvironment(const WString& assignment) {
+  static std::vector<std::unique_ptr<char[]>>& kept =
+      *std::make_unique<std::vector<std::unique_ptr<char[]>>>().release();
+  const std::size_t size = assignment.length() + std::size_t{1};
+  auto text = std::make_unique<char[]>(size);
+  std::memcpy(text.get(), assignment.c_str(), size);
+  ::putenv(text.get());
+  kept.push_back(std::move(text));
+}
+
+}  // namespace
+
+SimpleProperties ParsePropertiesFile(const char* fileName, const SimpleProperties& options,
+                                     const SimpleProperties& lookupFirst,
+                                     const SimpleProperties& lookupLast, bool noExport) {
+  return parseFile(fileName, {options, lookupFirst, noExport}, lookupLast, 0);
+}
+
+void exportEnvironmentVariable(WString& key, WString& value, const SimpleProperties& lookup,
+                               const SimpleProperties& entriesSoFar) {
+  Logging::Debug({"key: ", key.view()});
+  Logging::Debug({"value: ", value.view()});
+  if (!key.startsWith(keys::environmentPrefix)) return;
+
+  ReplaceVariables(value, lookup, entriesSoFar, entriesSoFar);
+  const std::string_view name = key.view().substr(std::string_view(keys::environmentPrefix).size());
+  const WString assignment = WString(name) + "=" + value;
+  Logging::Debug({"Setting env variable ", assignment.view()});
+  putInEnvironment(assignment);
+}

@@ -1,0 +1,26 @@
+#ifndef VELOX_CONFIG_PROPERTIESFILE_H
+#define VELOX_CONFIG_PROPERTIESFILE_H
+
+#include "foundation/Properties.h"
+
+/// Process-wide: holds the directory of the first properties file that was parsed, as
+/// kvf.file.dir.
+extern SimpleProperties gProps;
+
+/// Reads a properties file with its include files, substitutes variables in every value and,
+/// unless `noExport`, exports its "velox.env." entries to the environment as it goes.
+///
+/// `options` is the command-line set: a command that needs no file tolerates a missing one, else
+/// a missing file ends the process with a message. Substitution looks names up in `lookupFirst`,
+/// the entries so far and `lookupLast`. A file that cannot be read to its end, or of 1 MiB and
+/// more, yields no entries. Includes that nest deeper than 1,024 levels end the process.
+SimpleProperties ParsePropertiesFile(const char* fileName, const SimpleProperties& options,
+                                     const SimpleProperties& lookupFirst,
+                                     const SimpleProperties& lookupLast, bool noExport);
+
+/// Exports a "velox.env." entry to the environment; other keys are only logged. Variables in the
+/// value are substituted in place first.
+void exportEnvironmentVariable(WString& key, WString& value, const SimpleProperties& lookup,
+                               const SimpleProperties& entriesSoFar);
+
+#endif

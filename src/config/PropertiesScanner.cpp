@@ -1,0 +1,69 @@
+#include "config/PropertiesScanner.h"
+
+#include <utility>
+
+bool PropertiesScanner::next(PropertiesEntry& entry) {
+  while (at_ < text_.size()) {
+    const char c = text_[at_++];
+    if (c == '\r' || c == '\n') {
+      if (endLine(entry, true)) return true;
+    } else if (c != '\\') {
+      take(c);
+    } else if (at_ < text_.size()) {
+      takeEscaped(text_[at_++]);
+    }
+  }
+  return endLine(entry, false);
+}
+
+void PropertiesScanner::take(char c) {
+  const bool blank = c == ' ' || c == '\t';
+  const bool separator = blank || c == '=' || c == ':';
+  if (state_ == State::key && separator) {
+    endKey();
+    return;
+  }
+  if (buffer_.empty() && blank) return;
+  if (state_ == State::lineStart) {
+    const bool comment = buffer_.empty() && (c == '#' || c == '!');
+    state_ = comment ? State::comment : State::key;
+  }
+  append(c);
+}
+
+void PropertiesScanner::takeEscaped(char c) {
+  switch (c) {
+    case 't':
+      return append('\t');
+    case 'r':
+      return append('\r');
+    case 'n':
+      return append('\n');
+    case '\r':
+    case '\n':
+      return;
+    default:
+      return append(c);
+  }
+}
+
+void PropertiesScanner::append(char c) {
+  if (state_ != State::comment) buffer_ += c;
+}
+
+void PropertiesScanner::endKey() {
+  key_ = std::exchange(buffer_, {});
+  state_ = State::value;
+}
+
+bool PropertiesScanner::endLine(PropertiesEntry& entry, bool byLineEnd) {
+  const bool isEntry = state_ == State::value;
+  state_ = State::lineStart;
+  WString value = std::exchange(buffer_, {});
+  if (!isEntry) return false;
+
+  // "key = value": the blank has ended the key, so the separator is still in front of the value.
+  if (value.startsWith("=")) value.erase(0, 1);
+  entry = {std::exchange(key_, {}), std::move(value), byLineEnd};
+  return true;
+}

@@ -1,0 +1,52 @@
+#ifndef VELOX_CONFIG_PROPERTIESSCANNER_H
+#define VELOX_CONFIG_PROPERTIESSCANNER_H
+
+#include <cstddef>
+#include <string_view>
+
+#include "foundation/WString.h"
+
+/// One "name=value" entry of a properties file, before substitution.
+struct PropertiesEntry {
+  WString key;
+  WString value;
+  bool endedByLineEnd = false;  ///< false for a last line without a line end
+};
+
+/// Splits the text of a properties file into entries; a NUL ends the text.
+///
+///                   "#" "!"
+///     line start ------------> comment
+///       |    ^                    |
+///       |    +---- line end ------+   any line end goes back to line start
+///       v other
+///      key --- blank "=" ":" ---> value
+///
+/// A backslash takes the next character out of these rules in every state: t, r and n stand for
+/// control characters, a line end is dropped (the line goes on), any other stands for itself.
+class PropertiesScanner {
+ public:
+  /// REQUIRES: the text outlives the scanner.
+  explicit PropertiesScanner(std::string_view text) : text_(text.substr(0, text.find('\0'))) {}
+
+  /// The next entry; false at the end of the text. Lines without a separator are passed over.
+  bool next(PropertiesEntry& entry);
+
+ private:
+  enum class State { lineStart, comment, key, value };
+
+  void take(char c);
+  void takeEscaped(char c);
+  void append(char c);
+  void endKey();
+  /// True when the line was an entry, which is then moved into the argument.
+  bool endLine(PropertiesEntry& entry, bool byLineEnd);
+
+  std::string_view text_;
+  std::size_t at_ = 0;
+  State state_ = State::lineStart;
+  WString key_;
+  WString buffer_;
+};
+
+#endif
