@@ -1,0 +1,88 @@
+#include "launcher/ProcessEnvironment.h"
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include "config/Switches.h"
+#include "foundation/PropertyKeys.h"
+#include "hosting/CppProcess.h"
+#include "javarun/CommonTool.h"
+#include "launcher/Displays.h"
+#include "logging/Logging.h"
+#include "platform/OS_Abstractions.h"
+
+namespace {
+
+/// Room for a re-executed run's arguments: with the marker and the null, 1,022 of the user's.
+constexpr std::size_t vectorSize = 1024;
+
+bool exportsEnvironment(const SimpleProperties& properties) {
+  const auto entries = properties.newEnumerator();
+  for (WString key, value; entries->next(key, value);) {
+    if (key.startsWith(keys::environmentPrefix)) return true;
+  }
+  return false;
+}
+
+void requireRoom(char** argv) {
+  constexpr std::size_t most = vectorSize - 2;
+  std::size_t count = 0;
+  while (argv[count] != nullptr) ++count;
+  if (count <= most) return;
+  Logging::FatalError({"Failed to exec process : ", std::to_string(count),
+                       " arguments with the program name, at most ", std::to_string(most),
+                       " are possible when environment variables are exported : ", argv[0]});
+}
+
+}  // namespace
+
+void setupSystemEnvironment(char** argv, const SimpleProperties& properties, bool serviceMode) {
+  Logging::Debug("setupSystemEnvironment()");
+  if (!properties.contains(keys::innerProcess)) {
+    const WString library = properties.valueOf(keys::applicationLibrary);
+    if (!library.empty()) {
+      CppProcess::LoadSharedLibrary(library);
+    } else {
+      CallExecvp_IfNecessary(exportsEnvironment(properties), serviceMode, argv);
+    }
+  }
+  if (properties.contains(keys::displayPid)) DisplayPID();
+}
+
+void CallExecvp_IfNecessary(bool needed, bool serviceMode, char** argv) {
+  if (!needed || serviceMode) return;
+  requireRoom(argv);
+  std::array<char*, vectorSize> arguments = {};
+  addInnerProcessArgToArgv(argv, arguments.data());
+  Logging::SetChildProcessFlag();
+  Logging::Debug("Parent Process - about to call execvp()");
+  std::fflush(nullptr);
+  if (sii_execvp(argv[0], arguments.data()) != 0) {
+    Logging::FatalError({"Failed to exec process : ", std::strerror(errno), " : ", argv[0]});
+  }
+}
+
+void addInnerProcessArgToArgv(char** source, char** destination) {
+  // The process image ends with the use of this vector, or the process does.
+  static char marker[sizeof switches::innerProcess];
+  std::memcpy(marker, switches::innerProcess, sizeof marker);
+  while (*source != nullptr) *destination++ = *source++;
+  *destination++ = marker;
+  *destination = nullptr;
+}
+
+bool isSpace(const char* text) {
+  return CommonTool::isContainsSpace(text);
+}
+
+WString RemoveEmptyPathSeparators(const WString& text, char separator) {
+  WString reduced;
+  char previous = '\0';
+  for (const char c : text.view()) {
+    if (c != separator || c != previous) reduced += c;
+    previous = c;
+  }
+  return reduced;
+}

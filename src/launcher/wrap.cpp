@@ -1,0 +1,139 @@
+#include "launcher/wrap.h"
+
+#include <cstdio>
+
+#include "config/Configuration.h"
+#include "config/Switches.h"
+#include "foundation/PropertyKeys.h"
+#include "hosting/CppProcess.h"
+#include "hosting/JavaProcess.h"
+#include "hosting/ServiceWrapper.h"
+#include "launcher/Displays.h"
+#include "launcher/KillCommand.h"
+#include "launcher/ProcessEnvironment.h"
+#include "logging/Console.h"
+#include "logging/EventLogging.h"
+#include "logging/Logging.h"
+#include "platform/OS_Abstractions.h"
+
+namespace {
+
+/// What an action may need.
+struct Launch {
+  const char* programName;
+  const SimpleProperties& properties;
+  CppProcess::MainFunction applicationMain;
+  CppProcess::StopFunction applicationStop;
+};
+
+int runJava(const SimpleProperties& properties) {
+  JavaProcess process(properties, false);
+  return process.AppMain();
+}
+
+int runNative(const Launch& launch) {
+  if (CppProcess::GetSharedProcess() == nullptr) {
+    CppProcess::CreateSharedProcess(nullptr, launch.applicationMain, launch.applicationStop);
+  }
+  int count = 0;
+  char** arguments = nullptr;
+  CreateArgs(launch.properties, count, arguments);
+  const int status = CppProcess::GetSharedProcess()->AppMain(count, arguments);
+  CppProcess::DestroySharedProcess();
+  DestroyArgs(count, arguments);
+  // Only here: after a Java run the process-ID file stays.
+  std::remove(launch.properties.valueOf(keys::processIdFile).c_str());
+  return status;
+}
+
+int run(const Launch& launch) {
+  return g_isJavaWrapper ? runJava(launch.properties) : runNative(launch);
+}
+
+int showVersion(const Launch& /*launch*/) {
+  DisplayVersion();
+  return 0;
+}
+
+int showUsage(const Launch& launch) {
+  DisplayUsage(launch.programName);
+  return 0;
+}
+
+int killProcess(const Launch& launch) {
+  killWrapperProcess(launch.properties);
+  return 0;
+}
+
+int onlyForWindows(const char* command) {
+  printConsole("    %s is only for windows\n", command);
+  return 0;
+}
+
+using Action = int (*)(const Launch&);
+
+struct Command {
+  const char* name;
+  WrapperState state;
+  Action action;  ///< null: only for Windows
+};
+
+constexpr Action windowsOnly = nullptr;
+
+constexpr Command commands[] = {
+    {switches::install, WrapperState::install, windowsOnly},
+    {switches::cleanInstall, WrapperState::cleanInstall, showUsage},
+    {switches::uninstall, WrapperState::uninstall, windowsOnly},
+    {switches::update, WrapperState::update, windowsOnly},
+    {switches::start, WrapperState::start, windowsOnly},
+    {switches::startSync, WrapperState::startSync, windowsOnly},
+    {switches::stop, WrapperState::stop, windowsOnly},
+    {switches::run, WrapperState::run, run},
+    {switches::restart, WrapperState::restart, windowsOnly},
+    {switches::query, WrapperState::query, windowsOnly},
+    {switches::ntservice, WrapperState::ntservice, windowsOnly},
+    {switches::version, WrapperState::version, showVersion},
+    {switches::help, WrapperState::help, showUsage},
+    {switches::kill, WrapperState::kill, killProcess},
+};
+
+int dispatch(WrapperState state, const Launch& launch) {
+  for (const Command& command : commands) {
+    if (command.state != state) continue;
+    return command.action == windowsOnly ? onlyForWindows(command.name) : command.action(launch);
+  }
+  return showUsage(launch);
+}
+
+}  // namespace
+
+WrapperState DetermineWrapperState(const SimpleProperties& properties) {
+  WString value;
+  if (!properties.get(keys::command, value)) return WrapperState::run;
+  for (const Command& command : commands) {
+    if (value == command.name) return command.state;
+  }
+  return WrapperState::help;
+}
+
+int UnixWrapperMain(int argc, char** argv, int (*applicationMain)(int, char**),
+                    void (*applicationStop)()) {
+  const SimpleProperties properties = ParseCommandLine(argc, argv);
+  EventLogging::Initialize(properties);
+  Logging::Debug("WrapperMain()");
+  setupSystemEnvironment(argv, properties, false);
+  WString directory;
+  if (properties.get(keys::startDirectory, directory)) sii_ChangeDirectory(directory.c_str());
+  return dispatch(DetermineWrapperState(properties),
+                  {argc > 0 ? argv[0] : "", properties, applicationMain, applicationStop});
+}
+
+int WrapperMain(int argc, char** argv, int (*applicationMain)(int, char**),
+                void (*applicationStop)()) {
+  return UnixWrapperMain(argc, argv, applicationMain, applicationStop);
+}
+
+int LaunchWrapper(int argc, char** argv, int (*applicationMain)(int, char**),
+                  void (*applicationStop)()) {
+  return WrapperMain(argc, argv, applicationMain, applicationStop);
+}
