@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::size_t maxReferences = 100;
 constexpr unsigned int shownCharacters = 60;
+constexpr int maxSubstitutions = 10000;
 constexpr char escapedPercent[] = "\\%";
 constexpr char percentMarker[] = "@@#@@";
 
@@ -22,6 +23,11 @@ void replaceAll(WString& text, const char* from, const char* to) {
   }
 }
 
+[[noreturn]] void complain(const char* complaint, const WString& value) {
+  const WString start = value.substr(0, shownCharacters);
+  Logging::FatalError({complaint, start.view()});
+}
+
 std::vector<WString> namesIn(const WString& value) {
   std::vector<WString> names;
   unsigned int open = value.find('%');
@@ -29,14 +35,26 @@ std::vector<WString> namesIn(const WString& value) {
     const unsigned int close = value.find('%', open + 1);
     if (close == WString::npos) break;
     if (names.size() == maxReferences) {
-      const WString start = value.substr(0, shownCharacters);
-      Logging::FatalError(
-          {"More than 100 variable references in the value that begins with : ", start.view()});
+      complain("More than 100 variable references in the value that begins with : ", value);
     }
     names.push_back(value.substr(open + 1, close - open - 1));
     open = value.find('%', close + 1);
   }
   return names;
+}
+
+/// Replaces the first complete reference; false when there is none.
+bool substituteFirst(WString& text, const SimpleProperties& properties) {
+  for (unsigned int open = 0; (open = text.find('%', open)) != WString::npos; ++open) {
+    const unsigned int close = text.find('%', open + 1);
+    if (close == WString::npos) return false;
+    if (text[close - 1] == '\\') continue;
+    const WString name = text.substr(open + 1, close - open - 1);
+    const WString replacement = properties.valueOf(name, std::getenv(name.c_str()));
+    text.replace(open, name.length() + 2, replacement.c_str());
+    return true;
+  }
+  return false;
 }
 
 }  // namespace
@@ -60,4 +78,14 @@ void ReplaceVariables(WString& value, const SimpleProperties& first, const Simpl
     value.replace(at, name.length() + 2, replacement.c_str());
   }
   replaceAll(value, percentMarker, "%");
+}
+
+void substitute(WString& text, const SimpleProperties& properties) {
+  text.replace(text.find('\\'), 2, "/");
+  text.replace(text.find_cstr("%PSP%"), 5, ":");
+  for (int count = 0; substituteFirst(text, properties); ++count) {
+    if (count == maxSubstitutions) {
+      complain("Variable references without end in the line that begins with : ", text);
+    }
+  }
 }

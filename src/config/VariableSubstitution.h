@@ -9,4 +9,10 @@
 void ReplaceVariables(WString& value, const SimpleProperties& first, const SimpleProperties& second,
                       const SimpleProperties& third);
 
+/// The older substitution, of the legacy script alone: the first backslash with the character after
+/// it becomes "/", the first %PSP% becomes ":", and every %name% is replaced by the property, else
+/// the environment variable, else nothing, until no reference is left. References that bring
+/// themselves along end the process with a message.
+void substitute(WString& text, const SimpleProperties& properties);
+
 #endif

@@ -8,8 +8,10 @@
 #include "hosting/CppProcess.h"
 #include "hosting/JavaProcess.h"
 #include "hosting/ServiceWrapper.h"
+#include "javarun/JavaCmdLineRunUtil.h"
 #include "launcher/Displays.h"
 #include "launcher/KillCommand.h"
+#include "launcher/LegacyScript.h"
 #include "launcher/ProcessEnvironment.h"
 #include "logging/Console.h"
 #include "logging/EventLogging.h"
@@ -65,6 +67,19 @@ int killProcess(const Launch& launch) {
   return 0;
 }
 
+int generateRunScript(const Launch& launch) {
+  return javarunner::generateJavaCmdRunScript(javaparser::JavaParameterParser(launch.properties));
+}
+
+int runJavaAsChild(const Launch& launch) {
+  return javarunner::cmdlineRunJavaProgram(javaparser::JavaParameterParser(launch.properties));
+}
+
+int generateLegacyScript(const Launch& launch) {
+  generateScript(launch.properties);
+  return 0;
+}
+
 int onlyForWindows(const char* command) {
   printConsole("    %s is only for windows\n", command);
   return 0;
@@ -89,11 +104,15 @@ constexpr Command commands[] = {
     {switches::startSync, WrapperState::startSync, windowsOnly},
     {switches::stop, WrapperState::stop, windowsOnly},
     {switches::run, WrapperState::run, run},
+    {switches::generateScript, WrapperState::generateScript, generateRunScript},
+    {switches::cmdlineJava, WrapperState::cmdlineJava, runJavaAsChild},
     {switches::restart, WrapperState::restart, windowsOnly},
     {switches::query, WrapperState::query, windowsOnly},
     {switches::ntservice, WrapperState::ntservice, windowsOnly},
     {switches::version, WrapperState::version, showVersion},
     {switches::help, WrapperState::help, showUsage},
+    // Never found by its name: the newer generator above has the same.
+    {switches::generateScript, WrapperState::legacyScript, generateLegacyScript},
     {switches::kill, WrapperState::kill, killProcess},
 };
 

@@ -1,0 +1,166 @@
+#include "launcher/LegacyScript.h"
+
+#include <array>
+#include <cstdlib>
+
+#include "config/VariableSubstitution.h"
+#include "foundation/PropertyKeys.h"
+#include "javarun/CommonTool.h"
+#include "platform/Stream.h"
+
+namespace {
+
+constexpr int lineBufferSize = 2000;
+constexpr char pathKey[] = "velox.env.PATH";
+constexpr char libraryPath[] = "LD_LIBRARY_PATH";
+
+/// Length of a key with the separator behind it.
+template <std::size_t Size>
+constexpr unsigned int lengthWithSeparator(const char (&/*key*/)[Size]) {
+  return Size;
+}
+
+/// The position of the first space, or else of the first "=".
+unsigned int separatorIn(const WString& line) {
+  const unsigned int space = line.find(' ');
+  return space != WString::npos ? space : line.find('=');
+}
+
+/// The script's pieces, collected line by line.
+class ScriptText {
+ public:
+  explicit ScriptText(const SimpleProperties& properties) : properties_(properties) {}
+
+  void addLine(WString line) {
+    if (line.startsWith("#") || line.length() == 1) return;
+    substitute(line, properties_);
+    if (line.view().ends_with('\n')) line.erase(line.length() - 1);
+    if (!takeFromProperties(line)) addOtherLine(line);
+  }
+
+  [[nodiscard]] WString text() const {
+    return environment_ + "PATH=" + javaBase_ + "/bin:" + pathAddition_ + "\nexport PATH" +
+           "\njava -cp " + classPath_ + systemProperties_ + " " + extendedOptions_ + " " +
+           startClass_ + " " + arguments_ + " $*\n";
+  }
+
+ private:
+  /// Lines of some keys only say that the property is wanted.
+  bool takeFromProperties(const WString& line) {
+    struct Piece {
+      const char* key;
+      WString& text;
+    };
+    const Piece pieces[] = {{keys::startClass, startClass_},
+                            {keys::applicationArgs, arguments_},
+                            {keys::classPathExtended, classPath_},
+                            {keys::extendedProperties, extendedOptions_}};
+    for (const Piece& piece : pieces) {
+      if (!line.contains(piece.key)) continue;
+      piece.text = properties_.valueOf(piece.key);
+      if (&piece.text == &classPath_) checkClassPath(classPath_);
+      return true;
+    }
+    return false;
+  }
+
+  void addOtherLine(WString& line) {
+    if (line.contains(keys::javaLibrary)) takeJavaBase(line);
+    if (line.contains("velox.env")) {
+      addEnvironment(line);
+    } else if (line.contains("java.property")) {
+      addJavaProperty(line);
+    } else {
+      addAnyProperty(line);
+    }
+  }
+
+  /// The JVM library lies four levels below the base: jre/lib/amd64/server/libjvm.so.
+  void takeJavaBase(const WString& line) {
+    unsigned int separator = line.find('=');
+    if (separator == WString::npos) separator = line.find(' ');
+    if (separator == WString::npos) return;
+    WString path = line.substr(separator + 1);
+    if (path.empty()) return;
+    for (int level = 0; level < 4; ++level) {
+      const unsigned int slash = path.find_last_of('/');
+      path.erase(slash == WString::npos ? 0 : slash);
+    }
+    javaBase_ = path;
+  }
+
+  void addEnvironment(WString& line) {
+    if (line.substr(0, separatorIn(line)) == pathKey) {
+      pathAddition_ = line.substr(lengthWithSeparator(pathKey)) + "\n";
+      return;
+    }
+    line.replace(line.find(' '), 1, "=");
+    environment_ += "export " + line.substr(sizeof keys::environmentPrefix - 1);
+    if (line.contains(libraryPath)) {
+      const unsigned int value =
+          sizeof keys::environmentPrefix - 1 + lengthWithSeparator(libraryPath);
+      environment_ += "\nLIBPATH=" + WString(std::getenv("ZQ_HOME")) +
+                      "/lib:" + line.substr(value) + "\nexport LIBPATH";
+    }
+    environment_ += '\n';
+  }
+
+  void addJavaProperty(WString& line) {
+    line.replace(separatorIn(line), 1, "=\"");
+    systemProperties_ += " -D" + line.substr(sizeof keys::javaPropertyPrefix - 1) + "\" ";
+  }
+
+  void addAnyProperty(WString& line) {
+    line.replace(line.find('='), 1, " ");
+    const unsigned int space = line.find(' ');
+    line.replace(space, 1, "=\"");
+    systemProperties_ += " -D" + line + (space == WString::npos ? "=\"\"" : "\"");
+  }
+
+  const SimpleProperties& properties_;
+  WString javaBase_;
+  WString pathAddition_;
+  WString startClass_;
+  WString arguments_;
+  WString classPath_;
+  WString extendedOptions_;
+  WString environment_;
+  WString systemProperties_;
+};
+
+}  // namespace
+
+void generateScript(const SimpleProperties& properties) {
+  const WString fileName = properties.valueOf(keys::scriptArgument);
+  Stream input = openStream(fileName.c_str(), "r");
+  if (!input) return;
+
+  ScriptText script(properties);
+  std::array<char, lineBufferSize> line = {};
+  bool anyLine = false;
+  while (std::feof(input.get()) == 0) {
+    const bool read = std::fgets(line.data(), lineBufferSize, input.get()) != nullptr;
+    if (std::ferror(input.get()) != 0) break;
+    anyLine = anyLine || read;
+    // After a final line feed nothing is read and the last line counts a second time.
+    if (anyLine) script.addLine(line.data());
+  }
+  input.reset();
+
+  const WString scriptName = fileName.substr(0, fileName.find_cstr(".kvf")) + ".sh";
+  const Stream output = openStream(scriptName.c_str(), "w");
+  if (output) std::fputs(script.text().c_str(), output.get());
+}
+
+void checkClassPath(WString& classPath) {
+  WString checked;
+  for (WString& element : CommonTool::splitEx(classPath, ":")) {
+    if (element.empty()) continue;
+    if (!element.view().ends_with(".jar")) {
+      if (element.view().ends_with('/')) element.erase(element.length() - 1);
+      element += "/*";
+    }
+    checked += ":" + element;
+  }
+  classPath = checked;
+}
