@@ -6,8 +6,9 @@
  * defines the three functions below. The property application.library names it. The functions may
  * be spread over several libraries, named with ":" between them.
  *
- * The wrapper calls RegisterWrapperEntryPoints once, right after loading, then AppMain on its main
- * thread. The result of AppMain is the wrapper's exit status.
+ * The wrapper calls RegisterWrapperEntryPoints once, right after loading, whatever its command is;
+ * to run the application it then calls AppMain on its main thread. The result of AppMain is the
+ * wrapper's exit status. No C++ exception may leave any of the functions.
  */
 
 #ifdef __cplusplus
@@ -21,11 +22,13 @@ typedef enum SERVICE_STATE { /* NOLINT(modernize-use-using): C reads this too */
                              SERVICE_STATE_RUNNING = 4
 } SERVICE_STATE;
 
-/* Runs the application. argv holds argc texts that belong to the wrapper and live until the return;
- * argv[0] is the program as it was typed. */
+/* Runs the application. argv belongs to the wrapper and lives until the return: the program as it
+ * was typed, the arguments of the command line that are no switches, and those of the property
+ * application.args. */
 int AppMain(int argc, char** argv);
 
-/* Asks the application to stop; may be called on another thread while AppMain runs. */
+/* Asks the application to stop, on another thread while AppMain runs. Today's wrapper never does:
+ * the kill command sends a signal, SIGINT or SIGKILL. */
 void AppStop(void);
 
 /* Hands over the function through which the application may report its state. It may be kept and

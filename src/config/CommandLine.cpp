@@ -13,16 +13,16 @@ namespace {
 
 /// What happens to the argument after a switch that reads it as its value.
 enum class Value {
-  none,          ///< the switch has no value
-  consumed,      ///< the value is taken off the command line
-  scannedAgain,  ///< the value is also an argument of its own
-  asEffectSays   ///< consumed when the effect returns true
+  none,              ///< the switch has no value
+  consumed,          ///< the value is taken off the command line
+  consumedIfNumber,  ///< the same for a number, else the value is an argument of its own
+  scannedAgain       ///< the value is also an argument of its own
 };
 
 /// Which scans know a switch.
 enum class KnownTo { both, launch, optionsOnly };
 
-using Effect = bool (*)(CommandLine& line, const WString& value);
+using Effect = void (*)(CommandLine& line, const WString& value);
 
 struct Switch {
   const char* name;
@@ -35,37 +35,38 @@ struct Switch {
   Effect effect;          ///< what else happens, or null
 };
 
-bool addVariable(CommandLine& line, const WString& value) {
+bool isNumber(const WString& value) {
+  int number = 0;
+  return WString::StringToInteger(value, number);
+}
+
+void addVariable(CommandLine& line, const WString& value) {
   AddVariableProperties(value, line.variables);
-  return true;
 }
 
-bool delayStart(CommandLine& /*line*/, const WString& value) {
+void delayStart(CommandLine& /*line*/, const WString& value) {
   int milliseconds = 0;
-  if (!WString::StringToInteger(value, milliseconds)) return false;
-  unsigned int seconds = milliseconds > 0 ? static_cast<unsigned int>(milliseconds) / 1000 : 0;
+  if (!WString::StringToInteger(value, milliseconds) || milliseconds < 0) return;
+  unsigned int seconds = static_cast<unsigned int>(milliseconds) / 1000;
   while (seconds > 0) seconds = ::sleep(seconds);
-  return true;
 }
 
-bool enableDebug(CommandLine& /*line*/, const WString& /*value*/) {
+void enableDebug(CommandLine& /*line*/, const WString& /*value*/) {
   Logging::EnableDebug();
-  return false;
 }
 
-bool enableSilent(CommandLine& /*line*/, const WString& /*value*/) {
+void enableSilent(CommandLine& /*line*/, const WString& /*value*/) {
   Logging::EnableSilent();
-  return false;
 }
 
-bool markInnerProcess(CommandLine& line, const WString& /*value*/) {
+void markInnerProcess(CommandLine& line, const WString& /*value*/) {
   line.innerProcess = true;
-  return false;
 }
 
-bool markAdjustmentChild(CommandLine& line, const WString& /*value*/) {
+void markAdjustmentChild(CommandLine& line, const WString& /*value*/) {
   line.adjustmentChild = true;
-  return false;
+  // The parent's log file is this run's too.
+  Logging::SetChildProcessFlag();
 }
 
 constexpr Switch command(const char* name, KnownTo knownTo = KnownTo::both) {
@@ -105,7 +106,7 @@ constexpr Switch knownSwitches[] = {
     command(switches::query),
     commandWithValue(switches::ntservice, keys::serviceName),
     flag(switches::pid, keys::displayPid, switches::pid, nullptr),
-    option(switches::delayStart, Value::asEffectSays, nullptr, delayStart),
+    option(switches::delayStart, Value::consumedIfNumber, nullptr, delayStart),
     command(switches::version),
     command(switches::help),
     flag(switches::debug, "wrapper.debug.flag", "true", enableDebug),
@@ -128,8 +129,9 @@ bool apply(const Switch& known, const char* next, CommandLine& line) {
   if (known.valueKey != nullptr) line.options.set(known.valueKey, value);
   if (known.isCommand) line.options.set(keys::command, known.name);
   if (known.flagKey != nullptr) line.options.set(known.flagKey, known.flagValue);
-  const bool taken = known.effect != nullptr && known.effect(line, value);
-  return known.value == Value::consumed || (known.value == Value::asEffectSays && taken);
+  if (known.effect != nullptr) known.effect(line, value);
+  return known.value == Value::consumed ||
+         (known.value == Value::consumedIfNumber && isNumber(value));
 }
 
 CommandLine scan(int argc, char** argv, KnownTo face) {

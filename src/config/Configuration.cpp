@@ -1,5 +1,7 @@
 #include "config/Configuration.h"
 
+#include <cstdio>
+
 #include "config/CommandLine.h"
 #include "config/PropertiesAdjustment.h"
 #include "config/PropertiesFile.h"
@@ -36,7 +38,7 @@ void writeProcessIdFile(const CommandLine& line, const SimpleProperties& merged)
 
 SimpleProperties ParseCommandLine(int argc, char** argv) {
   CommandLine line = ScanCommandLine(argc, argv);
-  PropertiesLocation location = LocatePropertiesFile(line.options, argc > 0 ? argv[0] : nullptr);
+  PropertiesLocation location = LocatePropertiesFile(line.options, argv[0]);
   Logging::Debug({"Properties file used is : ", location.name.view()});
   Logging::Debug({"Properties file full path is : ", location.fullPath.view()});
   Logging::FlushFiles();

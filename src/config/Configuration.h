@@ -3,7 +3,7 @@
 
 #include "foundation/Properties.h"
 
-/// True for a run that hosts a JVM: the merged set holds java.library.
+/// The merged set holds java.library: a run hosts a JVM and not a native application.
 extern bool g_isJavaWrapper;
 
 /// Assembles the one property set that everything later reads: the command line over the
@@ -13,7 +13,8 @@ extern bool g_isJavaWrapper;
 SimpleProperties ParseCommandLine(int argc, char** argv);
 
 /// Fills the keys that the file set leaves absent or empty from global.kvf, in the working
-/// directory or along PATH; without such a file nothing changes.
+/// directory or along PATH; without such a file nothing changes. Its "velox.env." entries are
+/// exported, over those of the main file, unless this is an inner process.
 void HandleGlobalKVFFile(SimpleProperties& fileSet, bool innerProcess);
 
 /// Sets every property of the command line in the file set and returns a copy of it.

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
@@ -34,21 +33,20 @@ bool isAdjustable(const SimpleProperties& options) {
 }
 
 void RunAdjustmentChild(int argc, char** argv, PropertiesLocation& location) {
-  WString adjust = switches::adjust;
   std::vector<char*> arguments(argv, argv + argc);
-  arguments.push_back(const_cast<char*>(adjust.c_str()));
+  arguments.push_back(const_cast<char*>(switches::adjust));
   arguments.push_back(nullptr);
 
-  const pid_t child = forkFlushed();
-  if (child < 0) Logging::FatalError({"Failed to fork adjustment : ", std::strerror(errno)});
-  if (child == 0) {
+  const ChildProcess child;
+  if (child.failed()) Logging::FatalError({"Failed to fork adjustment : ", std::strerror(errno)});
+  if (child.isChild()) {
     Logging::Debug("Adjustment child process...");
-    ::execvp(arguments[0], arguments.data());
-    Logging::FatalError({"Failed to exec : ", std::strerror(errno)});
+    child.execute(arguments.data());
+    ChildProcess::fail({"Failed to exec : ", std::strerror(errno)});
   }
 
   Logging::Debug("Waiting for adjustment...");
-  const int waitStatus = waitForChild(child);
+  const int waitStatus = child.wait();
   Logging::Debug("Waited for adjustment.");
   // Read without asking how the child ended: one that a signal killed counts as adjusted.
   const int exitCode = WEXITSTATUS(waitStatus);

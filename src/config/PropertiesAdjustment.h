@@ -8,12 +8,13 @@
 /// command at all does.
 bool isAdjustable(const SimpleProperties& options);
 
-/// The parent's side: runs the program again with "--adjust", waits for it, and switches the
-/// location to the adjusted copy when the child wrote one. A failed child ends the process.
+/// The parent's side: runs the program again with "--adjust" and waits for it. Exit code 0, which a
+/// child that a signal killed has too, switches the location to the adjusted copy, 65 leaves it,
+/// any other ends the process.
 void RunAdjustmentChild(int argc, char** argv, PropertiesLocation& location);
 
-/// The child's side: sets the properties up to run the adjuster class on the file, or ends the
-/// process with status 65 when no adjuster is configured.
+/// The child's side: sets the properties up to run the adjuster class on the properties file, or
+/// ends the process with status 65 when no adjuster is configured.
 void ConfigureAdjuster(const WString& fullPath, SimpleProperties& properties);
 
 #endif

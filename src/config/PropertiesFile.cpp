@@ -28,6 +28,8 @@ constexpr int maxIncludeDepth = 1024;
 
 constexpr char fileDirectoryKey[] = "kvf.file.dir";
 constexpr char includePrefix[] = "velox.include.kvf";
+// A last line without a line end has always been an include with this much already, and is never
+// exported.
 constexpr char includePrefixAtEndOfText[] = "velox.include";
 
 /// What stays the same from the main file down to the deepest include.
@@ -50,6 +52,8 @@ std::optional<std::string> readText(std::FILE* file) {
     }
     if (std::ferror(file) != 0) return std::nullopt;
     text.resize(length);
+    // Nested includes keep the texts of all levels.
+    text.shrink_to_fit();
     return text;
   });
 }
@@ -70,14 +74,16 @@ void storeFileDirectory(const WString& fileName, SimpleProperties& entries) {
   entries.set("path.separator", ":");
 }
 
+bool uninstallsNamedService(const SimpleProperties& options) {
+  return options.valueOf(keys::command) == switches::uninstall &&
+         options.contains(keys::serviceName);
+}
+
 /// True when the command needs no properties file.
-bool toleratesMissingFile(const SimpleProperties& options, SimpleProperties& entries) {
+bool toleratesMissingFile(const SimpleProperties& options) {
   const WString command = options.valueOf(keys::command);
-  if (command == switches::version || command == switches::help) return true;
-  WString serviceName;
-  if (command != switches::uninstall || !options.get(keys::serviceName, serviceName)) return false;
-  entries.set(keys::serviceName, serviceName);
-  return true;
+  return command == switches::version || command == switches::help ||
+         uninstallsNamedService(options);
 }
 
 SimpleProperties parseFile(const char* fileName, const Parse& parse,
@@ -105,14 +111,16 @@ SimpleProperties parseFile(const char* fileName, const Parse& parse,
   }
 
   SimpleProperties entries;
-  const bool mayBeMissing = toleratesMissingFile(parse.options, entries);
+  if (uninstallsNamedService(parse.options)) {
+    entries.set(keys::serviceName, parse.options.valueOf(keys::serviceName));
+  }
   if (fileName == nullptr) {
-    if (mayBeMissing) return entries;
+    if (toleratesMissingFile(parse.options)) return entries;
     Logging::FatalError("Failed to find properties file : ");
   }
   Stream file = openStream(fileName, "rb");
   if (!file) {
-    if (mayBeMissing) return entries;
+    if (toleratesMissingFile(parse.options)) return entries;
     Logging::FatalError({"Failed to open properties file : ", name.view()});
   }
   const std::optional<std::string> text = readText(file.get());
@@ -127,15 +135,15 @@ SimpleProperties parseFile(const char* fileName, const Parse& parse,
   return entries;
 }
 
-/// Hands NAME=value to the environment, which keeps pointing at the text: it is never freed.
+/// Hands NAME=value to the environment, which keeps pointing at the text: it outlives even the exit
+/// handlers.
 void putInEnvironment(const WString& assignment) {
-  static std::vector<std::unique_ptr<char[]>>& kept =
-      *std::make_unique<std::vector<std::unique_ptr<char[]>>>().release();
+  using Texts = std::vector<std::unique_ptr<char[]>>;
+  static Texts* const kept = std::make_unique<Texts>().release();
   const std::size_t size = assignment.length() + std::size_t{1};
-  auto text = std::make_unique<char[]>(size);
-  std::memcpy(text.get(), assignment.c_str(), size);
-  ::putenv(text.get());
-  kept.push_back(std::move(text));
+  kept->push_back(std::make_unique<char[]>(size));
+  std::memcpy(kept->back().get(), assignment.c_str(), size);
+  ::putenv(kept->back().get());
 }
 
 }  // namespace

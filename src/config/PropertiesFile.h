@@ -8,12 +8,14 @@
 extern SimpleProperties gProps;
 
 /// Reads a properties file with its include files, substitutes variables in every value and,
-/// unless `noExport`, exports its "velox.env." entries to the environment as it goes.
+/// unless `noExport`, exports its "velox.env." entries to the environment as it goes; not so one in
+/// a last line without a line end.
 ///
 /// `options` is the command-line set: a command that needs no file tolerates a missing one, else
-/// a missing file ends the process with a message. Substitution looks names up in `lookupFirst`,
-/// the entries so far and `lookupLast`. A file that cannot be read to its end, or of 1 MiB and
-/// more, yields no entries. Includes that nest deeper than 1,024 levels end the process.
+/// a missing file ends the process with a message. Substitution (see ReplaceVariables) looks names
+/// up in `lookupFirst`, the entries so far and `lookupLast`. A file that cannot be read to its end,
+/// or of 1 MiB and more, yields no entries. Includes that nest deeper than 1,024 levels end the
+/// process.
 SimpleProperties ParsePropertiesFile(const char* fileName, const SimpleProperties& options,
                                      const SimpleProperties& lookupFirst,
                                      const SimpleProperties& lookupLast, bool noExport);

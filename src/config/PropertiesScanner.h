@@ -22,8 +22,9 @@ struct PropertiesEntry {
 ///       v other
 ///      key --- blank "=" ":" ---> value
 ///
-/// A backslash takes the next character out of these rules in every state: t, r and n stand for
-/// control characters, a line end is dropped (the line goes on), any other stands for itself.
+/// A backslash takes the next character out of these rules in every state and leaves the state as
+/// it is: t, r and n stand for control characters, a line end is dropped (the line goes on), any
+/// other stands for itself.
 class PropertiesScanner {
  public:
   /// REQUIRES: the text outlives the scanner.

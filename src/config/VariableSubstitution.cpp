@@ -1,7 +1,9 @@
 #include "config/VariableSubstitution.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "foundation/PropertyKeys.h"
@@ -10,22 +12,40 @@
 namespace {
 
 constexpr std::size_t maxReferences = 100;
-constexpr unsigned int shownCharacters = 60;
+constexpr std::size_t shownBytes = 60;
 constexpr int maxSubstitutions = 10000;
+constexpr unsigned int maxSubstitutedLength = 1U << 20U;
 constexpr char escapedPercent[] = "\\%";
 constexpr char percentMarker[] = "@@#@@";
 
-void replaceAll(WString& text, const char* from, const char* to) {
-  const auto fromLength = static_cast<unsigned int>(std::string_view(from).size());
-  const auto toLength = static_cast<unsigned int>(std::string_view(to).size());
-  for (unsigned int at = 0; (at = text.find_cstr(from, at)) != WString::npos; at += toLength) {
-    text.replace(at, fromLength, to);
+void replaceAll(WString& text, std::string_view from, std::string_view to) {
+  const std::string_view source = text.view();
+  std::size_t found = source.find(from);
+  if (found == std::string_view::npos) return;
+  WString replaced;
+  std::size_t start = 0;
+  for (; found != std::string_view::npos; found = source.find(from, start)) {
+    replaced += source.substr(start, found - start);
+    replaced += to;
+    start = found + from.size();
   }
+  replaced += source.substr(start);
+  text = std::move(replaced);
 }
 
-[[noreturn]] void complain(const char* complaint, const WString& value) {
-  const WString start = value.substr(0, shownCharacters);
-  Logging::FatalError({complaint, start.view()});
+/// The first characters of a value, fit for one line of a message.
+WString beginningOf(const WString& value) {
+  std::size_t length = std::min<std::size_t>(value.length(), shownBytes);
+  const auto continuesCharacter = [](char c) {
+    return (static_cast<unsigned>(c) & 0xC0U) == 0x80U;
+  };
+  while (length > 0 && length < value.length() && continuesCharacter(value.view()[length]))
+    --length;
+  WString beginning;
+  for (const char c : value.view().substr(0, length)) {
+    beginning += static_cast<unsigned char>(c) < ' ' ? ' ' : c;
+  }
+  return beginning;
 }
 
 std::vector<WString> namesIn(const WString& value) {
@@ -34,9 +54,6 @@ std::vector<WString> namesIn(const WString& value) {
   while (open != WString::npos) {
     const unsigned int close = value.find('%', open + 1);
     if (close == WString::npos) break;
-    if (names.size() == maxReferences) {
-      complain("More than 100 variable references in the value that begins with : ", value);
-    }
     names.push_back(value.substr(open + 1, close - open - 1));
     open = value.find('%', close + 1);
   }
@@ -62,9 +79,15 @@ bool substituteFirst(WString& text, const SimpleProperties& properties) {
 void ReplaceVariables(WString& value, const SimpleProperties& first, const SimpleProperties& second,
                       const SimpleProperties& third) {
   if (value.find('%') == WString::npos) return;
+  const WString beginning = beginningOf(value);
   replaceAll(value, escapedPercent, percentMarker);
 
-  for (const WString& name : namesIn(value)) {
+  const std::vector<WString> names = namesIn(value);
+  if (names.size() > maxReferences) {
+    Logging::FatalError(
+        {"More than 100 variable references in the value that begins with : ", beginning.view()});
+  }
+  for (const WString& name : names) {
     WString replacement;
     if (!first.get(keys::variablePrefix + name, replacement)) {
       if (const char* exported = std::getenv(name.c_str())) {
@@ -81,11 +104,13 @@ void ReplaceVariables(WString& value, const SimpleProperties& first, const Simpl
 }
 
 void substitute(WString& text, const SimpleProperties& properties) {
+  const WString beginning = beginningOf(text);
   text.replace(text.find('\\'), 2, "/");
   text.replace(text.find_cstr("%PSP%"), 5, ":");
   for (int count = 0; substituteFirst(text, properties); ++count) {
-    if (count == maxSubstitutions) {
-      complain("Variable references without end in the line that begins with : ", text);
+    if (count == maxSubstitutions || text.length() > maxSubstitutedLength) {
+      Logging::FatalError(
+          {"Variable references without end in the line that begins with : ", beginning.view()});
     }
   }
 }

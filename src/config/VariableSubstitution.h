@@ -5,14 +5,18 @@
 
 /// Replaces every %name% in the value by, in this order: the variable of that name in `first`, the
 /// environment variable, the property in `second`, the property in `third`, else nothing. "\%" is a
-/// literal percent sign. More than 100 references end the process with a message.
+/// literal percent sign (in a file it takes two backslashes, as the file's own escapes come first),
+/// and in a value with a percent sign so is "@@#@@". References are resolved one after the other
+/// from the start of the text, so one that a replacement brings along may be hit in turn. More than
+/// 100 references end the process with a message.
 void ReplaceVariables(WString& value, const SimpleProperties& first, const SimpleProperties& second,
                       const SimpleProperties& third);
 
 /// The older substitution, of the legacy script alone: the first backslash with the character after
 /// it becomes "/", the first %PSP% becomes ":", and every %name% is replaced by the property, else
-/// the environment variable, else nothing, until no reference is left. References that bring
-/// themselves along end the process with a message.
+/// the environment variable, else nothing, until no reference is left. A reference whose
+/// closing "%" follows a backslash is passed over. References without end, or a text that grows
+/// past 1 MiB, end the process with a message.
 void substitute(WString& text, const SimpleProperties& properties);
 
 #endif

@@ -8,8 +8,6 @@
 /// Hashes of the key types that a JMap may have.
 class JHash {
  public:
-  virtual ~JHash() = default;
-
   [[nodiscard]] virtual unsigned int getHashIndex(const void* key) const {
     return static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(key));
   }
@@ -31,6 +29,7 @@ class JHash {
   }
 
  protected:
+  ~JHash() = default;
   JHash() = default;
   JHash(const JHash&) = default;
   JHash(JHash&&) = default;

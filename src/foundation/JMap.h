@@ -1,13 +1,13 @@
 #ifndef VELOX_FOUNDATION_JMAP_H
 #define VELOX_FOUNDATION_JMAP_H
 
+#include <cstddef>
 #include <memory>
-#include <utility>
 #include <vector>
 
 #include "foundation/JHash.h"
 
-/// A chained hash map with a fixed number of buckets.
+/// A hash map with a fixed number of buckets, each a chain of entries.
 ///
 /// The enumeration order is part of what callers see: buckets in increasing index, within a bucket
 /// from the newest key to the oldest. Overwriting a value does not move its entry.
@@ -16,15 +16,18 @@ class JMap : public JHash {
   struct Entry {
     K key;
     V value;
-    unsigned int hash;
-    std::unique_ptr<Entry> next;
-    Entry* previous;
   };
+  /// The hash stands beside the pointer, so a long chain is searched without touching its entries.
+  struct Link {
+    unsigned int hash;
+    std::unique_ptr<Entry> entry;
+  };
+  using Chain = std::vector<Link>;  ///< oldest first
 
  public:
   /// REQUIRES: buckets > 0.
   explicit JMap(int buckets) : buckets_(static_cast<std::size_t>(buckets)) {}
-  ~JMap() override { clear(); }
+  virtual ~JMap() = default;
   JMap(const JMap&) = delete;
   JMap(JMap&&) = delete;
   JMap& operator=(const JMap&) = delete;
@@ -37,10 +40,7 @@ class JMap : public JHash {
       existing->value = value;
       return;
     }
-    std::unique_ptr<Entry>& head = buckets_[bucketOf(hash)];
-    auto entry = std::make_unique<Entry>(Entry{key, value, hash, std::move(head), nullptr});
-    if (entry->next) entry->next->previous = entry.get();
-    head = std::move(entry);
+    buckets_[bucketOf(hash)].push_back({hash, std::make_unique<Entry>(Entry{key, value})});
     ++size_;
   }
 
@@ -51,10 +51,7 @@ class JMap : public JHash {
   }
 
   void clear() {
-    for (std::unique_ptr<Entry>& head : buckets_) {
-      // One by one: letting a chain destroy itself would recurse once an entry.
-      while (head) head = std::move(head->next);
-    }
+    for (Chain& chain : buckets_) chain.clear();
     size_ = 0;
   }
 
@@ -68,24 +65,26 @@ class JMap : public JHash {
 
     /// The current entry through the arguments, which stay untouched at the end (false).
     bool next(const K*& key, const V*& value) {
-      if (entry_ == nullptr) return false;
-      key = &entry_->key;
-      value = &entry_->value;
-      entry_ = entry_->next.get();
-      skipEmptyBuckets();
+      if (left_ == 0) return false;
+      const Entry& entry = *map_->buckets_[bucket_][--left_].entry;
+      key = &entry.key;
+      value = &entry.value;
+      if (left_ == 0) {
+        ++bucket_;
+        skipEmptyBuckets();
+      }
       return true;
     }
 
    private:
     void skipEmptyBuckets() {
-      while (entry_ == nullptr && nextBucket_ < map_->buckets_.size()) {
-        entry_ = map_->buckets_[nextBucket_++].get();
-      }
+      while (bucket_ < map_->buckets_.size() && map_->buckets_[bucket_].empty()) ++bucket_;
+      if (bucket_ < map_->buckets_.size()) left_ = map_->buckets_[bucket_].size();
     }
 
     const JMap* map_;
-    std::size_t nextBucket_ = 0;
-    const Entry* entry_ = nullptr;
+    std::size_t bucket_ = 0;
+    std::size_t left_ = 0;  ///< entries of the bucket that are still to come
   };
 
  private:
@@ -94,14 +93,13 @@ class JMap : public JHash {
   }
 
   [[nodiscard]] Entry* findEntry(const K& key, unsigned int hash) const {
-    for (Entry* entry = buckets_[bucketOf(hash)].get(); entry != nullptr;
-         entry = entry->next.get()) {
-      if (entry->hash == hash && entry->key == key) return entry;
+    for (const Link& link : buckets_[bucketOf(hash)]) {
+      if (link.hash == hash && link.entry->key == key) return link.entry.get();
     }
     return nullptr;
   }
 
-  std::vector<std::unique_ptr<Entry>> buckets_;
+  std::vector<Chain> buckets_;
   int size_ = 0;
 };
 

@@ -1,7 +1,7 @@
 #ifndef VELOX_FOUNDATION_PROPERTYKEYS_H
 #define VELOX_FOUNDATION_PROPERTYKEYS_H
 
-/// The property keys that more than one room reads or writes, and the prefixes of key families.
+/// Property keys, but for those that a single file reads.
 namespace keys {
 
 inline constexpr char command[] = "wrapper.command";

@@ -1,6 +1,7 @@
 #include "foundation/WString.h"
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 #include "foundation/WException.h"
@@ -152,7 +153,8 @@ WString WString::substr(unsigned int pos, unsigned int count) const {
 WString& WString::replace(unsigned int pos, unsigned int count, const char* text) {
   if (pos > length_) return *this;
   const std::string_view fresh = _viewOf(text);
-  const bool aliases = fresh.data() >= c_str() && fresh.data() <= c_str() + length_;
+  const bool aliases = std::greater_equal<>()(fresh.data(), c_str()) &&
+                       std::less_equal<>()(fresh.data(), c_str() + length_);
   if (aliases) return replace(pos, count, WString(fresh).c_str());
 
   const std::size_t removed = std::min(count, length_ - pos);

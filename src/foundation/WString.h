@@ -2,6 +2,7 @@
 #define VELOX_FOUNDATION_WSTRING_H
 
 #include <array>
+#include <cstddef>
 #include <cstring>
 #include <memory>
 #include <string_view>
@@ -9,7 +10,7 @@
 /// The one string type of the launcher: a NUL-terminated text with 32-bit length and capacity.
 /// Short texts live in an inline buffer, longer ones on the heap with room to spare.
 ///
-/// Embedded NULs are not supported: constructors from a counted text require that it holds none.
+/// Embedded NULs are not supported: counted texts and single characters must not bring any.
 /// Comparisons are byte-exact and case-sensitive. Searches return `npos` on failure.
 /// Exhausted memory throws WException::getDefaultMemoryException().
 class WString {
@@ -65,7 +66,8 @@ class WString {
   /// The last position at or before `start` where the whole needle begins.
   [[nodiscard]] unsigned int find_last_of(const WString& needle,
                                           unsigned int start = npos) const noexcept;
-  [[nodiscard]] unsigned int find_first_not_of(char c, unsigned int start = npos) const noexcept;
+  /// A `start` of npos counts as 0.
+  [[nodiscard]] unsigned int find_first_not_of(char c, unsigned int start = 0) const noexcept;
   [[nodiscard]] unsigned int find_last_not_of(char c, unsigned int start = npos) const noexcept;
 
   /// The empty string when `pos` is not below the length.

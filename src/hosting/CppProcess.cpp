@@ -1,5 +1,7 @@
 #include "hosting/CppProcess.h"
 
+#include <algorithm>
+#include <array>
 #include <utility>
 
 #include "foundation/WException.h"
@@ -16,41 +18,45 @@ namespace {
 
 using RegisterFunction = void (*)(void (*)(SERVICE_STATE));
 
-/// What a native application exports. The first library that exports a name supplies it.
+/// What a native application exports, in the order of lookup and complaint. The first library that
+/// exports a name supplies it.
 struct EntryPoint {
   const char* symbol;
-  const char* complaint;
-  void* address = nullptr;
+  const char* nameInComplaint;
 };
 
-struct EntryPoints {
-  EntryPoint main = {"AppMain", "Failed to load shared lib procedure entry point \"AppMain\""};
-  EntryPoint stop = {"AppStop", "Failed to load shared lib procedure entry point \"pAppStop\""};
-  EntryPoint registration = {
-      "RegisterWrapperEntryPoints",
-      "Failed to load shared lib procedure entry point \"RegisterWrapperEntryPoints\""};
+enum EntryIndex : std::size_t { mainEntry, stopEntry, registrationEntry, entryCount };
 
-  [[nodiscard]] bool complete() const {
-    return main.address != nullptr && stop.address != nullptr && registration.address != nullptr;
-  }
-
-  /// True when the library supplied an entry point that was missing.
-  bool takeFrom(void* library) {
-    bool supplied = false;
-    for (EntryPoint* entry : {&main, &stop, &registration}) {
-      if (entry->address != nullptr) continue;
-      entry->address = sii_GetProcAddress(library, entry->symbol);
-      supplied = supplied || entry->address != nullptr;
-    }
-    return supplied;
-  }
-
-  void requireAll() const {
-    for (const EntryPoint* entry : {&main, &stop, &registration}) {
-      if (entry->address == nullptr) Logging::FatalError(entry->complaint);
-    }
-  }
+constexpr EntryPoint entryPoints[entryCount] = {
+    {"AppMain", "AppMain"},
+    {"AppStop", "pAppStop"},
+    {"RegisterWrapperEntryPoints", "RegisterWrapperEntryPoints"},
 };
+
+using EntryAddresses = std::array<void*, entryCount>;
+
+bool isComplete(const EntryAddresses& addresses) {
+  return std::find(addresses.begin(), addresses.end(), nullptr) == addresses.end();
+}
+
+/// True when the library supplied an entry point that was missing.
+bool takeEntryPoints(void* library, EntryAddresses& addresses) {
+  bool supplied = false;
+  for (std::size_t i = 0; i < entryCount; ++i) {
+    if (addresses[i] != nullptr) continue;
+    addresses[i] = sii_GetProcAddress(library, entryPoints[i].symbol);
+    supplied = supplied || addresses[i] != nullptr;
+  }
+  return supplied;
+}
+
+void requireAll(const EntryAddresses& addresses) {
+  for (std::size_t i = 0; i < entryCount; ++i) {
+    if (addresses[i] != nullptr) continue;
+    Logging::FatalError({"Failed to load shared lib procedure entry point \"",
+                         entryPoints[i].nameInComplaint, "\""});
+  }
+}
 
 void* openLibrary(const WString& path, const WString& libraries) {
   void* library = sii_LoadSharedLibrary(path.c_str());
@@ -97,24 +103,25 @@ void CppProcess::DestroySharedProcess() {
 
 void CppProcess::UnloadLibrary() {
   if (!s_pCppProcess) return;
-  if (s_pCppProcess->handle_ != nullptr) closeLibrary(s_pCppProcess->handle_);
-  for (void* library : s_pCppProcess->handles_) closeLibrary(library);
+  void* single = std::exchange(s_pCppProcess->handle_, nullptr);
+  if (single != nullptr) closeLibrary(single);
+  for (void* library : std::exchange(s_pCppProcess->handles_, {})) closeLibrary(library);
 }
 
 bool CppProcess::LoadSharedLibrary(const WString& libraries) {
   if (s_pCppProcess) return false;
-  EntryPoints entries;
+  EntryAddresses entries = {};
   std::vector<void*> handles;
   for (const WString& path : CommonTool::splitEx(libraries, ":")) {
-    if (entries.complete()) break;
+    if (isComplete(entries)) break;
     void* library = openLibrary(path, libraries);
     // A library that supplies nothing stays open: others may need its symbols.
-    if (entries.takeFrom(library)) handles.push_back(library);
+    if (takeEntryPoints(library, entries)) handles.push_back(library);
   }
-  entries.requireAll();
-  reinterpret_cast<RegisterFunction>(entries.registration.address)(SetServiceState);
-  CreateSharedProcess(handles, reinterpret_cast<MainFunction>(entries.main.address),
-                      reinterpret_cast<StopFunction>(entries.stop.address));
+  requireAll(entries);
+  reinterpret_cast<RegisterFunction>(entries[registrationEntry])(SetServiceState);
+  CreateSharedProcess(handles, reinterpret_cast<MainFunction>(entries[mainEntry]),
+                      reinterpret_cast<StopFunction>(entries[stopEntry]));
   return true;
 }
 

@@ -1,6 +1,5 @@
 #include "hosting/JavaProcess.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -25,6 +24,15 @@ namespace {
 
 constexpr char startMethodSignature[] = "([Ljava/lang/String;)V";
 constexpr char stopMethodSignature[] = "()V";
+
+bool creatingJvm = false;
+
+/// An exit handler: JVMs answer some options by ending the process with a status of their own.
+void reportRejectedOptions() {
+  if (!creatingJvm) return;
+  EventLogging::Info(message::failedToCreateJavaVm, 0);
+  ::_exit(255);
+}
 
 }  // namespace
 
@@ -65,12 +73,13 @@ int JavaProcess::AppMain() {
 
 void JavaProcess::AppStop() {
   JNIEnv* env = nullptr;
-  if (jvm_->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr) < 0) {
+  // The thread stays attached. As a daemon it does not keep the JVM from ending.
+  if (jvm_->AttachCurrentThreadAsDaemon(reinterpret_cast<void**>(&env), nullptr) < 0) {
     Logging::Debug("AppStop() - Failed to attach current thread to JVM");
     return;
   }
-  const CString name = NewCString(stopMethodName().c_str());
-  const jmethodID found = env->GetStaticMethodID(startClass_, name.get(), stopMethodSignature);
+  const jmethodID found =
+      env->GetStaticMethodID(startClass_, stopMethodName().c_str(), stopMethodSignature);
   SetServiceState(SERVICE_STATE_STOP_PENDING);
   if (found == nullptr) {
     env->ExceptionClear();
@@ -81,7 +90,7 @@ void JavaProcess::AppStop() {
   try {
     env->CallStaticVoidMethod(startClass_, stopMethod_);
     Logging::Debug("AppStop() - Just returned from stop method");
-    env->ExceptionDescribe();
+    if (env->ExceptionCheck() == JNI_TRUE) env->ExceptionDescribe();
   } catch (...) {
     Logging::Debug("AppStop() - Static stop method threw an exception upon invocation");
   }
@@ -96,7 +105,7 @@ WString JavaProcess::GetJVMVendorName() {
       env_->GetStaticMethodID(system, "getProperty", "(Ljava/lang/String;)Ljava/lang/String;");
   if (getProperty == nullptr) return {};
   auto* const vendor = static_cast<jstring>(env_->CallStaticObjectMethod(system, getProperty, key));
-  if (vendor == nullptr) return {};
+  if (ExceptionRaised() || vendor == nullptr) return {};
   const char* text = env_->GetStringUTFChars(vendor, nullptr);
   if (text == nullptr) return {};
   WString name = text;
@@ -116,7 +125,9 @@ bool JavaProcess::SetOption(std::vector<WString>& options, const WString& prefix
 }
 
 bool JavaProcess::SetClassPathOption(std::vector<WString>& options) const {
-  options.push_back(javaparser::JavaParameterParser(properties_).getJavaDotClassDotPathOption());
+  WString classPath;
+  if (!javaparser::JavaParameterParser(properties_).findClassPath(classPath)) return false;
+  options.push_back("-Djava.class.path=" + classPath);
   return true;
 }
 
@@ -147,7 +158,7 @@ void JavaProcess::LoadJvmLibrary() {
     EventLogging::FatalError(message::failedToLoadLibrary, 1, library.c_str());
   }
   Logging::Debug("Load JVM by Using system default JvmPath  ...");
-  if (!JVM_SharedLibMgr::LoadSharedLibrary()) std::exit(-1);
+  JVM_SharedLibMgr::LoadSharedLibrary();
 }
 
 void JavaProcess::CreateJvmArgs() {
@@ -187,8 +198,11 @@ void JavaProcess::Debug_PrintVmInfo() const {
 }
 
 void JavaProcess::CreateJvm() {
+  std::atexit(reportRejectedOptions);
+  creatingJvm = true;
   const jint result = JVM_SharedLibMgr::JNI_CreateJavaVM(
       &jvm_, reinterpret_cast<void**>(&env_), &initArgs_, properties_.valueOf(keys::javaLibrary));
+  creatingJvm = false;
   Logging::Debug({"creationResult = ", std::to_string(result)});
   if (result < 0) EventLogging::FatalError(message::failedToCreateJavaVm, 0);
 }

@@ -24,8 +24,8 @@ class JavaProcess {
   /// standard error.
   int AppMain();
 
-  /// Calls the static stop method, if there is one. For a thread other than the one in AppMain; it
-  /// stays attached to the JVM.
+  /// Calls the static stop method, if there is one. For a thread other than the one in AppMain,
+  /// which stays attached to the JVM as a daemon.
   void AppStop();
 
   /// The value of java.vendor, or the empty text.

@@ -12,10 +12,10 @@ struct LeadByte {
   unsigned char secondFirst, secondLast;  ///< range of the byte that follows
 };
 
-// The second byte's range is what excludes overlong forms, surrogates and values past U+10FFFF.
+// The second byte's range is what excludes overlong forms and values past U+10FFFF.
 constexpr LeadByte leadBytes[] = {
     {0x00, 0x7F, 1, 0x00, 0x00}, {0xC2, 0xDF, 2, 0x80, 0xBF}, {0xE0, 0xE0, 3, 0xA0, 0xBF},
-    {0xE1, 0xEC, 3, 0x80, 0xBF}, {0xED, 0xED, 3, 0x80, 0x9F}, {0xEE, 0xEF, 3, 0x80, 0xBF},
+    {0xE1, 0xEC, 3, 0x80, 0xBF}, {0xED, 0xED, 3, 0x80, 0xBF}, {0xEE, 0xEF, 3, 0x80, 0xBF},
     {0xF0, 0xF0, 4, 0x90, 0xBF}, {0xF1, 0xF3, 4, 0x80, 0xBF}, {0xF4, 0xF4, 4, 0x80, 0x8F},
 };
 
@@ -24,6 +24,12 @@ const LeadByte* findLeadByte(unsigned char byte) {
     if (byte >= lead.first && byte <= lead.last) return &lead;
   }
   return nullptr;
+}
+
+/// Java takes an encoded surrogate for one malformed sequence of three bytes.
+bool isSurrogate(std::string_view sequence) {
+  return static_cast<unsigned char>(sequence[0]) == 0xED &&
+         static_cast<unsigned char>(sequence[1]) >= 0xA0;
 }
 
 struct Sequence {
@@ -43,7 +49,7 @@ Sequence firstSequence(std::string_view text) {
     const unsigned char last = i == 1 ? lead->secondLast : 0xBF;
     if (byte < first || byte > last) return {i, false};
   }
-  return {lead->length, true};
+  return {lead->length, !isSurrogate(text)};
 }
 
 char32_t decodeFourBytes(std::string_view sequence) {

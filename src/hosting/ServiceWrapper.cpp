@@ -3,6 +3,7 @@
 #include <cstring>
 #include <vector>
 
+#include "foundation/PropertyKeys.h"
 #include "foundation/WException.h"
 #include "javarun/ArgumentSplitter.h"
 
@@ -10,7 +11,7 @@ void CreateArgs(const SimpleProperties& properties, int& argc, char**& argv) {
   argc = 0;
   argv = nullptr;
   const std::vector<WString> arguments = applicationArguments(properties, LaunchWay::nativeLibrary);
-  if (arguments.empty()) return;
+  if (arguments.empty() && !properties.contains(keys::applicationArgs)) return;
   // Applications expect argv[argc] to be null, as main has it.
   argv = withMemoryException([&] { return new char* [arguments.size() + 1] {}; });
   for (const WString& argument : arguments) {

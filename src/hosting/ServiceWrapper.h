@@ -3,9 +3,9 @@
 
 #include "foundation/Properties.h"
 
-/// Builds the argument vector of a native application: the launcher's own command line from the
-/// program name on, then the words of application.args. Null with a count of 0 when there are
-/// none; DestroyArgs frees it.
+/// Builds the argument vector of a native application: the program name and the positional
+/// arguments of the launcher's command line, then the words of application.args. Null with a count
+/// of 0 when neither is there; DestroyArgs frees it.
 void CreateArgs(const SimpleProperties& properties, int& argc, char**& argv);
 
 /// Frees the first `argc` texts, skipping null ones, and the vector; both arguments stay as they

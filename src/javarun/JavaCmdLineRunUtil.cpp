@@ -32,8 +32,10 @@ WString scriptNameFor(const WString& kvfFile) {
   unsigned int separator = kvfFile.find_last_of('/');
   if (separator == WString::npos) separator = kvfFile.find_last_of('\\');
   const unsigned int start = separator + 1;
-  // An extension that lies in the directory part leaves the name whole, like a missing one.
-  return kvfFile.substr(start, kvfFile.find_cstr(".kvf") - start) + ".script.sh";
+  // The first ".kvf" counts, so one in the directory part leaves the name whole.
+  const unsigned int extension = kvfFile.find_cstr(".kvf");
+  const unsigned int length = extension < start ? WString::npos : extension - start;
+  return kvfFile.substr(start, length) + ".script.sh";
 }
 
 void writeScript(const WString& environment, const WString& commandLine, const WString& kvfFile) {

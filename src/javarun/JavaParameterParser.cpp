@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "foundation/PropertyKeys.h"
 #include "javarun/ArgumentSplitter.h"
@@ -85,13 +86,21 @@ WString JavaParameterParser::getProcessIDOption() const {
 }
 
 WString JavaParameterParser::getJavaDotClassDotPathOption() const {
-  const WString option = "-Djava.class.path=";
-  WString classPath;
-  if (properties_.get(keys::classPathExtended, classPath))
-    return option + expandClassPath(classPath);
-  if (properties_.get(keys::classPath, classPath)) return option + classPath;
+  WString classPath = ".";
+  findClassPath(classPath);
+  return "-Djava.class.path=" + classPath;
+}
+
+bool JavaParameterParser::findClassPath(WString& classPath) const {
+  if (properties_.get(keys::classPathExtended, classPath)) {
+    classPath = expandClassPath(classPath);
+    return true;
+  }
+  if (properties_.get(keys::classPath, classPath)) return true;
   const char* inherited = std::getenv("CLASSPATH");
-  return option + (inherited == nullptr ? "." : inherited);
+  if (inherited == nullptr) return false;
+  classPath = inherited;
+  return true;
 }
 
 std::vector<WString> JavaParameterParser::getNativeLibraryPathOptions() const {

@@ -35,6 +35,8 @@ class JavaParameterParser {
   [[nodiscard]] WString getProcessIDOption() const;
   /// Never empty: the extended class path expanded, else the plain one, else CLASSPATH, else ".".
   [[nodiscard]] WString getJavaDotClassDotPathOption() const;
+  /// That class path without the last resort; false, with `classPath` untouched, when it is needed.
+  bool findClassPath(WString& classPath) const;
   /// Zero or one option.
   [[nodiscard]] std::vector<WString> getNativeLibraryPathOptions() const;
   /// The application's arguments.

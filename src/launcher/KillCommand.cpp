@@ -3,7 +3,9 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
+#include <string_view>
 
 #include <strings.h>
 

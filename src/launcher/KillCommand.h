@@ -3,9 +3,9 @@
 
 #include "foundation/Properties.h"
 
-/// Sends the signal of the kill type to the process that the process-ID file names and removes the
-/// file. Explains itself on standard output; what is wrong before the signal is sent ends the
-/// process with status 1.
+/// Sends the signal of the kill type to the process that the process-ID file names and then removes
+/// the file. Without a kill type it does nothing. What is wrong before the signal is sent ends the
+/// process with a message and status 1; a signal that cannot be sent is only told.
 void killWrapperProcess(const SimpleProperties& properties);
 
 #endif

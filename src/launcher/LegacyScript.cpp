@@ -1,7 +1,9 @@
 #include "launcher/LegacyScript.h"
 
 #include <array>
+#include <cstdio>
 #include <cstdlib>
+#include <string_view>
 
 #include "config/VariableSubstitution.h"
 #include "foundation/PropertyKeys.h"
@@ -11,13 +13,10 @@
 namespace {
 
 constexpr int lineBufferSize = 2000;
-constexpr char pathKey[] = "velox.env.PATH";
-constexpr char libraryPath[] = "LD_LIBRARY_PATH";
 
-/// Length of a key with the separator behind it.
-template <std::size_t Size>
-constexpr unsigned int lengthWithSeparator(const char (&/*key*/)[Size]) {
-  return Size;
+/// The line without a prefix of that length, which it has unless it is of an odd form.
+WString after(std::string_view prefix, const WString& line) {
+  return line.substr(static_cast<unsigned int>(prefix.size()));
 }
 
 /// The position of the first space, or else of the first "=".
@@ -33,6 +32,7 @@ class ScriptText {
 
   void addLine(WString line) {
     if (line.startsWith("#") || line.length() == 1) return;
+    // Before the line end is removed: a backslash in front of it takes it along.
     substitute(line, properties_);
     if (line.view().ends_with('\n')) line.erase(line.length() - 1);
     if (!takeFromProperties(line)) addOtherLine(line);
@@ -50,15 +50,16 @@ class ScriptText {
     struct Piece {
       const char* key;
       WString& text;
+      bool isClassPath = false;
     };
     const Piece pieces[] = {{keys::startClass, startClass_},
                             {keys::applicationArgs, arguments_},
-                            {keys::classPathExtended, classPath_},
+                            {keys::classPathExtended, classPath_, true},
                             {keys::extendedProperties, extendedOptions_}};
     for (const Piece& piece : pieces) {
       if (!line.contains(piece.key)) continue;
       piece.text = properties_.valueOf(piece.key);
-      if (&piece.text == &classPath_) checkClassPath(classPath_);
+      if (piece.isClassPath) checkClassPath(piece.text);
       return true;
     }
     return false;
@@ -81,33 +82,32 @@ class ScriptText {
     if (separator == WString::npos) separator = line.find(' ');
     if (separator == WString::npos) return;
     WString path = line.substr(separator + 1);
-    if (path.empty()) return;
     for (int level = 0; level < 4; ++level) {
       const unsigned int slash = path.find_last_of('/');
-      path.erase(slash == WString::npos ? 0 : slash);
+      // No JVM library: another key of the family, such as java.library.path.
+      if (slash == WString::npos) return;
+      path.erase(slash);
     }
     javaBase_ = path;
   }
 
   void addEnvironment(WString& line) {
-    if (line.substr(0, separatorIn(line)) == pathKey) {
-      pathAddition_ = line.substr(lengthWithSeparator(pathKey)) + "\n";
+    if (line.substr(0, separatorIn(line)) == "velox.env.PATH") {
+      pathAddition_ = after("velox.env.PATH=", line) + "\n";
       return;
     }
     line.replace(line.find(' '), 1, "=");
-    environment_ += "export " + line.substr(sizeof keys::environmentPrefix - 1);
-    if (line.contains(libraryPath)) {
-      const unsigned int value =
-          sizeof keys::environmentPrefix - 1 + lengthWithSeparator(libraryPath);
+    environment_ += "export " + after(keys::environmentPrefix, line);
+    if (line.contains("LD_LIBRARY_PATH")) {
       environment_ += "\nLIBPATH=" + WString(std::getenv("ZQ_HOME")) +
-                      "/lib:" + line.substr(value) + "\nexport LIBPATH";
+                      "/lib:" + after("velox.env.LD_LIBRARY_PATH=", line) + "\nexport LIBPATH";
     }
     environment_ += '\n';
   }
 
   void addJavaProperty(WString& line) {
     line.replace(separatorIn(line), 1, "=\"");
-    systemProperties_ += " -D" + line.substr(sizeof keys::javaPropertyPrefix - 1) + "\" ";
+    systemProperties_ += " -D" + after(keys::javaPropertyPrefix, line) + "\" ";
   }
 
   void addAnyProperty(WString& line) {
@@ -140,7 +140,7 @@ void generateScript(const SimpleProperties& properties) {
   bool anyLine = false;
   while (std::feof(input.get()) == 0) {
     const bool read = std::fgets(line.data(), lineBufferSize, input.get()) != nullptr;
-    if (std::ferror(input.get()) != 0) break;
+    if (std::ferror(input.get()) != 0) return;
     anyLine = anyLine || read;
     // After a final line feed nothing is read and the last line counts a second time.
     if (anyLine) script.addLine(line.data());

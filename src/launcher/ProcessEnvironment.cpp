@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -32,8 +33,8 @@ void requireRoom(char** argv) {
   while (argv[count] != nullptr) ++count;
   if (count <= most) return;
   Logging::FatalError({"Failed to exec process : ", std::to_string(count),
-                       " arguments with the program name, at most ", std::to_string(most),
-                       " are possible when environment variables are exported : ", argv[0]});
+                       " arguments with the program name and the launcher's own switches, at most ",
+                       std::to_string(most), " are possible : ", argv[0]});
 }
 
 }  // namespace
@@ -65,11 +66,8 @@ void CallExecvp_IfNecessary(bool needed, bool serviceMode, char** argv) {
 }
 
 void addInnerProcessArgToArgv(char** source, char** destination) {
-  // The process image ends with the use of this vector, or the process does.
-  static char marker[sizeof switches::innerProcess];
-  std::memcpy(marker, switches::innerProcess, sizeof marker);
   while (*source != nullptr) *destination++ = *source++;
-  *destination++ = marker;
+  *destination++ = const_cast<char*>(switches::innerProcess);
   *destination = nullptr;
 }
 

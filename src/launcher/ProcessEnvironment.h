@@ -5,7 +5,7 @@
 
 /// Makes the exported environment take effect: loads the native application library when there is
 /// one, else re-executes the program once (and does not return) when the properties export
-/// variables. The re-executed run only shows the process ID, when asked to.
+/// variables. Then shows the process ID when asked to; a re-executed run does only that.
 void setupSystemEnvironment(char** argv, const SimpleProperties& properties, bool serviceMode);
 
 /// Re-executes the program with the same arguments and "--innerProcess", if it is needed and this

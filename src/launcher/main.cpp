@@ -1,5 +1,3 @@
-#include <exception>
-
 #include "foundation/WException.h"
 #include "launcher/wrap.h"
 #include "logging/Logging.h"
@@ -8,8 +6,8 @@ int main(int argc, char** argv) {
   try {
     return WrapperMain(argc, argv, nullptr, nullptr);
   } catch (const WException& exception) {
-    Logging::FatalError(exception.toWString().c_str());
-  } catch (const std::exception& exception) {
-    Logging::FatalError(exception.what());
+    // Without joining the texts: the reason may be that there is no memory.
+    Logging::FatalError({exception.getErrorCode().view(), " : ", exception.getRole().view(), " : ",
+                         exception.getDescription(false).view()});
   }
 }

@@ -1,10 +1,13 @@
 #include "launcher/wrap.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 #include "config/Configuration.h"
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
+#include "foundation/WException.h"
 #include "hosting/CppProcess.h"
 #include "hosting/JavaProcess.h"
 #include "hosting/ServiceWrapper.h"
@@ -17,6 +20,7 @@
 #include "logging/EventLogging.h"
 #include "logging/Logging.h"
 #include "platform/OS_Abstractions.h"
+#include "platform/StandardStreams.h"
 
 namespace {
 
@@ -117,11 +121,10 @@ constexpr Command commands[] = {
 };
 
 int dispatch(WrapperState state, const Launch& launch) {
-  for (const Command& command : commands) {
-    if (command.state != state) continue;
-    return command.action == windowsOnly ? onlyForWindows(command.name) : command.action(launch);
-  }
-  return showUsage(launch);
+  // Every state has a row.
+  const Command& command = *std::find_if(std::begin(commands), std::end(commands),
+                                         [&](const Command& row) { return row.state == state; });
+  return command.action == windowsOnly ? onlyForWindows(command.name) : command.action(launch);
 }
 
 }  // namespace
@@ -137,6 +140,8 @@ WrapperState DetermineWrapperState(const SimpleProperties& properties) {
 
 int UnixWrapperMain(int argc, char** argv, int (*applicationMain)(int, char**),
                     void (*applicationStop)()) {
+  openClosedStandardStreams();
+  if (argc < 1 || argv[0] == nullptr) Logging::FatalError("The program name is missing");
   const SimpleProperties properties = ParseCommandLine(argc, argv);
   EventLogging::Initialize(properties);
   Logging::Debug("WrapperMain()");
@@ -144,12 +149,13 @@ int UnixWrapperMain(int argc, char** argv, int (*applicationMain)(int, char**),
   WString directory;
   if (properties.get(keys::startDirectory, directory)) sii_ChangeDirectory(directory.c_str());
   return dispatch(DetermineWrapperState(properties),
-                  {argc > 0 ? argv[0] : "", properties, applicationMain, applicationStop});
+                  {argv[0], properties, applicationMain, applicationStop});
 }
 
 int WrapperMain(int argc, char** argv, int (*applicationMain)(int, char**),
                 void (*applicationStop)()) {
-  return UnixWrapperMain(argc, argv, applicationMain, applicationStop);
+  return withMemoryException(
+      [&] { return UnixWrapperMain(argc, argv, applicationMain, applicationStop); });
 }
 
 int LaunchWrapper(int argc, char** argv, int (*applicationMain)(int, char**),

@@ -13,8 +13,7 @@ extern WMutex g_loggingMutex;
 /// The launcher's progress, diagnostics and fatal errors: one line a message on standard output,
 /// and with debugging on the same line in the log file. Standard error is never written.
 ///
-/// The overloads for pieces write them joined; a debug message costs nothing while debugging is
-/// off.
+/// The overloads for pieces write them joined, without building the text first.
 class Logging {
  public:
   using Pieces = std::initializer_list<std::string_view>;

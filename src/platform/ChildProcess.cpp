@@ -6,14 +6,40 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-pid_t forkFlushed() {
+namespace {
+
+constexpr int failureStatus = 255;
+
+}  // namespace
+
+ChildProcess::ChildProcess() {
+  struct sigaction defaultAction = {};
+  defaultAction.sa_handler = SIG_DFL;
+  ::sigaction(SIGCHLD, &defaultAction, &formerAction_);
   std::fflush(nullptr);
-  return ::fork();
+  pid_ = ::fork();
 }
 
-int waitForChild(pid_t child) {
+ChildProcess::~ChildProcess() {
+  const int error = errno;
+  ::sigaction(SIGCHLD, &formerAction_, nullptr);
+  errno = error;
+}
+
+void ChildProcess::execute(char* const* argv) const {
+  ::sigaction(SIGCHLD, &formerAction_, nullptr);
+  ::execvp(argv[0], argv);
+}
+
+void ChildProcess::fail(Logging::Pieces message) {
+  Logging::Info(message);
+  ::_exit(failureStatus);
+}
+
+int ChildProcess::wait() const {
   int status = 0;
-  while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  while (::waitpid(pid_, &status, 0) < 0) {
+    if (errno != EINTR) return W_EXITCODE(failureStatus, 0);
   }
   return status;
 }

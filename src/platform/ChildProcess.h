@@ -1,13 +1,41 @@
 #ifndef VELOX_PLATFORM_CHILDPROCESS_H
 #define VELOX_PLATFORM_CHILDPROCESS_H
 
+#include <csignal>
+
 #include <sys/types.h>
 
-/// fork, with the standard streams flushed first so that the child never prints the parent's
-/// buffered text again.
-pid_t forkFlushed();
+#include "logging/Logging.h"
 
-/// Waits for the end of exactly that child, through interruptions; returns the raw wait status.
-int waitForChild(pid_t child);
+/// A fork of this process that executes another program, and the wait for it. Standard streams are
+/// flushed first, so that the child never prints the parent's buffered text again.
+///
+/// Meanwhile SIGCHLD has its default action: where a parent left it ignored, the system would
+/// discard the child's status.
+class ChildProcess {
+ public:
+  /// Forks; both processes go on from here, unless it failed (with errno set).
+  ChildProcess();
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+  ~ChildProcess();
+
+  [[nodiscard]] bool failed() const { return pid_ < 0; }
+  [[nodiscard]] bool isChild() const { return pid_ == 0; }
+
+  /// In the child: replaces its image by argv[0], found along PATH; returns only on failure.
+  void execute(char* const* argv) const;
+  /// In the child: ends it with the message and status 255, without the exit handlers of a host
+  /// program.
+  [[noreturn]] static void fail(Logging::Pieces message);
+
+  /// In the parent: waits for the child's end and returns the raw wait status. A status that
+  /// cannot be had counts as exit code 255.
+  [[nodiscard]] int wait() const;
+
+ private:
+  struct sigaction formerAction_ = {};
+  pid_t pid_ = -1;
+};
 
 #endif

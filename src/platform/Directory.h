@@ -4,7 +4,7 @@
 #include <dirent.h>
 #include <sys/stat.h>
 
-/// Owns an open directory; it may be invalid. Move-only.
+/// Owns an open directory. Move-only. REQUIRES of all but the test: the directory is valid.
 class Directory {
  public:
   /// Invalid when the directory cannot be opened.

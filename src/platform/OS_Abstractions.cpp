@@ -30,6 +30,19 @@ char* newEntry(std::string_view text) {
   return copy;
 }
 
+std::vector<WString> archivesIn(const char* directory) {
+  std::vector<WString> names;
+  Directory listing(directory);
+  if (!listing) return names;
+  while (const char* name = listing.next()) {
+    struct stat status = {};
+    if (listing.status(name, status) && S_ISREG(status.st_mode) && isArchiveName(name)) {
+      names.emplace_back(name);
+    }
+  }
+  return names;
+}
+
 /// One recursive listing: the limits and the list, with the path of the directory being read.
 class ArchiveWalk {
  public:
@@ -151,17 +164,12 @@ int sii_CreateClassPathDirectoryListRecursive(const char* directory, char**& lis
 }
 
 void sii_CreateClassPathDirectoryList(const char* directory, char**& list) {
-  std::vector<WString> names;
-  if (Directory listing(directory); listing) {
-    while (const char* name = listing.next()) {
-      struct stat status = {};
-      if (listing.status(name, status) && S_ISREG(status.st_mode) && isArchiveName(name)) {
-        names.emplace_back(name);
-      }
-    }
-  }
-  list = withMemoryException([&] { return new char* [names.size() + 1] {}; });
-  for (std::size_t i = 0; i < names.size(); ++i) list[i] = newEntry(names[i].view());
+  list = withMemoryException([&] {
+    const std::vector<WString> names = archivesIn(directory);
+    char** entries = new char* [names.size() + 1] {};
+    for (std::size_t i = 0; i < names.size(); ++i) entries[i] = newEntry(names[i].view());
+    return entries;
+  });
 }
 
 void sii_DestroyDirectoryList(char**& list, int count) {
@@ -172,13 +180,13 @@ void sii_DestroyDirectoryList(char**& list, int count) {
 
 int sii_execute_program_in_new_process(char* const* argv, int nullIndex) {
   Logging::Debug("\nready to start  new process...\n");
-  const pid_t child = forkFlushed();
-  if (child < 0) Logging::FatalError("can't fork new process");
-  if (child == 0) {
-    if (argv[nullIndex] != nullptr) Logging::FatalError("you must set more one arg as NULL");
-    ::execvp(argv[0], argv);
-    Logging::FatalError({"Failed to exec :", std::strerror(errno)});
+  const ChildProcess child;
+  if (child.failed()) Logging::FatalError("can't fork new process");
+  if (child.isChild()) {
+    if (argv[nullIndex] != nullptr) ChildProcess::fail({"you must set more one arg as NULL"});
+    child.execute(argv);
+    ChildProcess::fail({"Failed to exec :", std::strerror(errno)});
   }
   Logging::Debug("Waiting for new process...");
-  return waitForChild(child);
+  return child.wait();
 }

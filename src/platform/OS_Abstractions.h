@@ -1,7 +1,7 @@
 #ifndef VELOX_PLATFORM_OS_ABSTRACTIONS_H
 #define VELOX_PLATFORM_OS_ABSTRACTIONS_H
 
-/// The one place that touches the operating system for dynamic libraries, directories, the working
+/// The operating system as the launcher sees it: dynamic libraries, directories, the working
 /// directory, process identity and child processes. Unless a comment says otherwise a function
 /// passes its arguments to the POSIX call of the same name and returns that call's result.
 
@@ -12,8 +12,8 @@ void* sii_GetProcAddress(void* handle, const char* symbol);
 int sii_FreeLibrary(void* handle);
 
 int sii_ChangeDirectory(const char* path);
-/// The working directory in a buffer that the next call overwrites. When the system cannot tell,
-/// the previous answer; at first the empty text.
+/// The working directory, valid until the next call. When the system cannot tell, the previous
+/// answer; at first the empty text.
 char* sii_GetCurrentDirectory();
 int sii_GetProcessID();
 /// Returns only on failure.
@@ -36,6 +36,7 @@ int sii_fileExists(const char* directory, const char* name);
 int sii_CreateClassPathDirectoryListRecursive(const char* directory, char**& list, int index,
                                               int level, int maxCount, int maxDepth);
 /// Lists the bare names of the archives in one directory into a new list that ends with a null.
+/// Exhausted memory throws the default memory exception.
 void sii_CreateClassPathDirectoryList(const char* directory, char**& list);
 /// Frees the texts up to the first null or `count`, and the list; the pointer is left dangling.
 void sii_DestroyDirectoryList(char**& list, int count);
