@@ -27,7 +27,7 @@ constexpr char stopMethodSignature[] = "()V";
 
 bool creatingJvm = false;
 
-/// An exit handler: JVMs answer some options by ending the process with a status of their own.
+/// The JVM's abort hook: some options it does not answer with a status but by ending the process.
 void reportRejectedOptions() {
   if (!creatingJvm) return;
   EventLogging::Info(message::failedToCreateJavaVm, 0);
@@ -170,6 +170,7 @@ void JavaProcess::CreateJvmArgs() {
     optionTexts_.push_back(NewCString(option.c_str()));
     options_.push_back({optionTexts_.back().get(), nullptr});
   }
+  options_.push_back({const_cast<char*>("abort"), reinterpret_cast<void*>(&reportRejectedOptions)});
   initArgs_.version = JNI_VERSION_1_6;
   initArgs_.nOptions = static_cast<jint>(options_.size());
   initArgs_.options = options_.data();
@@ -189,7 +190,7 @@ void JavaProcess::Debug_PrintVmInfo() const {
   const WString path = std::getenv("PATH");
   Logging::Debug({"System PATH = \"", path.view(), "\""});
   debugNumber("JNI Version = ", initArgs_.version);
-  debugNumber("# options = ", initArgs_.nOptions);
+  debugNumber("# options = ", static_cast<int>(optionTexts_.size()));
   for (std::size_t i = 0; i < optionTexts_.size(); ++i) {
     Logging::Debug({"Option ", std::to_string(i), " = \"", optionTexts_[i].get(), "\""});
   }
@@ -198,7 +199,6 @@ void JavaProcess::Debug_PrintVmInfo() const {
 }
 
 void JavaProcess::CreateJvm() {
-  std::atexit(reportRejectedOptions);
   creatingJvm = true;
   const jint result = JVM_SharedLibMgr::JNI_CreateJavaVM(
       &jvm_, reinterpret_cast<void**>(&env_), &initArgs_, properties_.valueOf(keys::javaLibrary));

@@ -1,0 +1,81 @@
+# shellcheck shell=sh
+# Shared by the scripts here; sourced, not run.
+
+cd "$(dirname "$0")/.." || exit 1
+log=build/scripts.log
+mkdir -p build
+
+die() {
+  printf '%s\n' "$*" >&2
+  exit 1
+}
+
+# quietly WHAT COMMAND...: runs the command; its output shows only when it fails.
+quietly() {
+  what=$1
+  shift
+  "$@" >"$log" 2>&1 || {
+    cat "$log"
+    die "Failed: $what"
+  }
+}
+
+have() { command -v "$1" >/dev/null 2>&1; }
+
+have_jdk() {
+  have javac || return 1
+  jdk=${JAVA_HOME:-$(dirname "$(dirname "$(readlink -f "$(command -v javac)")")")}
+  [ -e "$jdk/include/jni.h" ]
+}
+
+have_header() { echo "#include <$1>" | c++ -E -x c++ - >/dev/null 2>&1; }
+
+# missing_packages KIND...: the Debian packages of what is not there; KIND is build, test or check.
+missing_packages() {
+  for kind in "$@"; do
+    case $kind in
+      build)
+        have c++ || echo g++
+        have cmake || echo cmake
+        have ninja || echo ninja-build
+        have_jdk || echo default-jdk-headless
+        ;;
+      test)
+        { have c++ && have_header gtest/gtest.h; } || echo libgtest-dev
+        ;;
+      check)
+        have clang++ || echo clang
+        have clang-format || echo clang-format
+        have clang-tidy || echo clang-tidy
+        have shellcheck || echo shellcheck
+        ls /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a >/dev/null 2>&1 ||
+          echo libclang-rt-14-dev
+        ;;
+    esac
+  done
+}
+
+# set_up KIND...: installs what is missing.
+set_up() {
+  packages=$(missing_packages "$@" | tr '\n' ' ')
+  [ -n "$packages" ] || return 0
+  have apt-get || die "Please install what these Debian packages hold, then try again: $packages"
+  as_root=
+  if [ "$(id -u)" -ne 0 ]; then
+    have sudo || die "Please install these packages as root, then try again: $packages"
+    as_root=sudo
+  fi
+  echo "Installing: $packages"
+  quietly "apt-get update" $as_root apt-get update
+  # shellcheck disable=SC2086 # a list of packages, and a sudo that may be empty
+  quietly "apt-get install" $as_root env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y --no-install-recommends $packages
+}
+
+# build PRESET [CMAKE ARGUMENTS]: configures and builds.
+build() {
+  preset=$1
+  shift
+  quietly "configure $preset" cmake --preset "$preset" "$@"
+  quietly "build $preset" cmake --build --preset "$preset"
+}

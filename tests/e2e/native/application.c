@@ -1,0 +1,48 @@
+// A native application; ENTRY says which of the entry points it has: 3 all, 1 AppMain, 2 the rest.
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include "velox/native_application.h"
+
+static const char* environment(const char* name) {
+  const char* value = getenv(name);
+  return value == NULL ? "" : value;
+}
+
+#if ENTRY & 1
+// As an adjuster it copies the file with another application.args.
+static void adjust(const char* file) {
+  char name[4096];
+  snprintf(name, sizeof name, "%s.adj", file);
+  FILE* adjusted = fopen(name, "w");
+  fprintf(adjusted, "%s\n", environment("ADJUSTED"));
+  fclose(adjusted);
+}
+
+int AppMain(int argc, char** argv) {
+  for (int i = 1; i < argc; ++i) printf("arg[%s]\n", argv[i]);
+  fflush(stdout);
+  const int isAdjuster = argc > 3 && strcmp(argv[argc - 3], "-wrapper") == 0;
+  if (isAdjuster && *environment("ADJUSTED") != '\0') adjust(argv[argc - 1]);
+  if (strcmp(environment("STATUS"), "crash") == 0) raise(SIGKILL);
+  return atoi(environment("STATUS"));
+}
+#endif
+
+#if ENTRY & 2
+void AppStop(void) {}
+
+void RegisterWrapperEntryPoints(void (*setServiceState)(SERVICE_STATE state)) {
+  setServiceState(SERVICE_STATE_STOP_PENDING);
+  puts("registered");
+}
+#endif
+
+__attribute__((destructor)) static void closed(void) {
+  const char* when = access(environment("PID_FILE"), F_OK) == 0 ? "early" : "at the end";
+  printf("%d closed %s\n", ENTRY, when);
+  fflush(stdout);
+}
