@@ -28,12 +28,12 @@ class WrapperTest : public testing::Test {
 
   void kvf(const std::string& text) { sandbox_.write("app.kvf", text); }
 
-  Outcome wrapper(Arguments arguments, Sandbox::Start start = {}) const {
+  [[nodiscard]] Outcome wrapper(Arguments arguments, const Sandbox::Start& start = {}) const {
     arguments.insert(arguments.begin(), {VELOX_WRAPPER, "--propFile", "app.kvf"});
     return sandbox_.run(arguments, start);
   }
   /// The same where a JVM may start: it handles SIGSEGV itself and keeps its memory to the end.
-  Outcome java(const Arguments& arguments, Sandbox::Start start = {}) const {
+  [[nodiscard]] Outcome java(const Arguments& arguments, Sandbox::Start start = {}) const {
     start.environment["ASAN_OPTIONS"] = "handle_segv=0:detect_leaks=0";
     return wrapper(arguments, start);
   }

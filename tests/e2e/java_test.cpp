@@ -87,8 +87,10 @@ TEST_F(Java, TheThreeLaunchWaysHandOverTheSame) {
     // A script can neither assign two words nor export the right name for a value with "=".
     const std::string variable =
         row.value.find_first_of(" =") == std::string::npos || !row.script ? escaped : "simple";
-    kvf(probe() + "java.path=" VELOX_JAVA "\napplication.args=first \"second one\"\n" +
-        "java.property.probe.value=" + escaped + "\nvelox.env.PROBE=" + variable + "\n");
+    kvf(probe()
+            .append("java.path=" VELOX_JAVA "\napplication.args=first \"second one\"\n")
+            .append("java.property.probe.value=" + escaped)
+            .append("\nvelox.env.PROBE=" + variable + "\n"));
     Arguments arguments = {"--run"};
     // Everything with two dashes is a switch to the wrapper.
     if (row.value.rfind("--", 0) != 0) arguments.push_back(row.value);

@@ -181,7 +181,7 @@ TEST_F(Launch, NothingOfTheWrapperStaysOpenInOtherPrograms) {
   const std::string out = wrapper({"--debug", "--cmdlineJava"}).out;
   EXPECT_EQ(out.substr(out.size() - own.size()), own) << out;
   // A closed standard output is no place for the next file to be opened.
-  wrapper({"--cmdlineJava"}, {.inChild = [] { ::close(STDOUT_FILENO); }});
+  EXPECT_EQ(wrapper({"--cmdlineJava"}, {.inChild = [] { ::close(STDOUT_FILENO); }}).status, 0);
   EXPECT_EQ(sandbox_.read("pid").find_first_not_of("0123456789"), std::string::npos);
 }
 

@@ -84,9 +84,9 @@ pid_t Sandbox::start(const Arguments& argv, const Start& start, const std::strin
   ::_exit(126);
 }
 
-Outcome Sandbox::run(const Arguments& argv, const Start& how) const {
+Outcome Sandbox::run(const Arguments& argv, const Start& start) const {
   const std::string output = root_.string() + ".out";
-  const int status = waitFor(start(argv, how, output));
+  const int status = waitFor(this->start(argv, start, output));
   Outcome outcome = {status, readFile(output)};
   fs::remove(output);
   return outcome;

@@ -19,6 +19,7 @@ const SimpleProperties none;
 
 std::vector<char*> argvOf(std::vector<std::string>& arguments) {
   std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) argv.push_back(argument.data());
   argv.push_back(nullptr);
   return argv;
