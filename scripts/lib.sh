@@ -44,12 +44,13 @@ missing_packages() {
         { have c++ && have_header gtest/gtest.h; } || echo libgtest-dev
         ;;
       check)
+        have git || echo git
         have clang++ || echo clang
         have clang-format || echo clang-format
         have clang-tidy || echo clang-tidy
         have shellcheck || echo shellcheck
         ls /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a >/dev/null 2>&1 ||
-          echo libclang-rt-14-dev
+          echo libclang-rt-dev
         ;;
     esac
   done
