@@ -23,12 +23,14 @@ quietly() {
 have() { command -v "$1" >/dev/null 2>&1; }
 
 have_jdk() {
-  have javac || return 1
   jdk=${JAVA_HOME:-$(dirname "$(dirname "$(readlink -f "$(command -v javac)")")")}
-  [ -e "$jdk/include/jni.h" ]
+  [ -e "$jdk/include/jni.h" ] && [ -x "$jdk/bin/javac" ]
 }
 
 have_header() { echo "#include <$1>" | c++ -E -x c++ - >/dev/null 2>&1; }
+
+# links COMPILER FLAGS...: whether a program with these flags can be linked.
+links() { echo 'extern "C" int LLVMFuzzerTestOneInput() { return 0; }' | "$@" -x c++ - -o "$log.probe" >/dev/null 2>&1; }
 
 # missing_packages KIND...: the Debian packages of what is not there; KIND is build, test or check.
 missing_packages() {
@@ -49,8 +51,7 @@ missing_packages() {
         have clang-format || echo clang-format
         have clang-tidy || echo clang-tidy
         have shellcheck || echo shellcheck
-        ls /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a >/dev/null 2>&1 ||
-          echo libclang-rt-dev
+        links clang++ -fsanitize=fuzzer || echo libclang-rt-dev
         ;;
     esac
   done
@@ -71,6 +72,8 @@ set_up() {
   # shellcheck disable=SC2086 # a list of packages, and a sudo that may be empty
   quietly "apt-get install" $as_root env DEBIAN_FRONTEND=noninteractive \
     apt-get install -y --no-install-recommends $packages
+  packages=$(missing_packages "$@" | tr '\n' ' ')
+  [ -z "$packages" ] || die "Still missing: $packages (JAVA_HOME=${JAVA_HOME-})"
 }
 
 # build PRESET [CMAKE ARGUMENTS]: configures and builds.

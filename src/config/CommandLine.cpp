@@ -109,10 +109,10 @@ constexpr Switch knownSwitches[] = {
     option(switches::delayStart, Value::consumedIfNumber, nullptr, delayStart),
     command(switches::version),
     command(switches::help),
-    flag(switches::debug, "wrapper.debug.flag", "true", enableDebug),
-    flag(switches::silent, "wrapper.silent.flag", "true", enableSilent),
+    flag(switches::debug, keys::debugFlag, "true", enableDebug),
+    flag(switches::silent, keys::silentFlag, "true", enableSilent),
     flag(switches::innerProcess, keys::innerProcess, "true", markInnerProcess),
-    flag(switches::adjust, "wrapper.adjust", "true", markAdjustmentChild, KnownTo::launch),
+    flag(switches::adjust, keys::adjust, "true", markAdjustmentChild, KnownTo::launch),
 };
 
 const Switch* findSwitch(const char* argument, KnownTo scan) {
@@ -156,7 +156,7 @@ CommandLine scan(int argc, char** argv, KnownTo face) {
 
 }  // namespace
 
-CommandLine ScanCommandLine(int argc, char** argv) {
+CommandLine scanCommandLine(int argc, char** argv) {
   return scan(argc, argv, KnownTo::launch);
 }
 

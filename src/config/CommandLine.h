@@ -13,7 +13,7 @@ struct CommandLine {
 
 /// Scans the arguments from the program name on. Debugging and silence take effect, and a start
 /// delay is waited for, when the scan meets their switch. A value that is not there is empty.
-CommandLine ScanCommandLine(int argc, char** argv);
+CommandLine scanCommandLine(int argc, char** argv);
 
 /// The scan for callers that want the options alone: it also takes "--cleanInstall", does not know
 /// "--adjust", and "--kill" records no signal.

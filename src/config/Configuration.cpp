@@ -37,8 +37,8 @@ void writeProcessIdFile(const CommandLine& line, const SimpleProperties& merged)
 }  // namespace
 
 SimpleProperties ParseCommandLine(int argc, char** argv) {
-  CommandLine line = ScanCommandLine(argc, argv);
-  PropertiesLocation location = LocatePropertiesFile(line.options, argv[0]);
+  CommandLine line = scanCommandLine(argc, argv);
+  PropertiesLocation location = locatePropertiesFile(line.options, argv[0]);
   Logging::Debug({"Properties file used is : ", location.name.view()});
   Logging::Debug({"Properties file full path is : ", location.fullPath.view()});
   Logging::FlushFiles();
@@ -46,7 +46,7 @@ SimpleProperties ParseCommandLine(int argc, char** argv) {
   if (line.adjustmentChild) {
     Logging::Debug("Adjustment child process --adjust...");
   } else if (isAdjustable(line.options)) {
-    RunAdjustmentChild(argc, argv, location);
+    runAdjustmentChild(argc, argv, location);
   }
 
   const SimpleProperties context;
@@ -56,7 +56,7 @@ SimpleProperties ParseCommandLine(int argc, char** argv) {
   line.options.set(keys::kvfFile, location.fullPath);
   SimpleProperties merged = MergeProperties(line.options, fileSet);
   UpdateProcessType(merged);
-  if (line.adjustmentChild) ConfigureAdjuster(location.fullPath, merged);
+  if (line.adjustmentChild) configureAdjuster(location.fullPath, merged);
   writeProcessIdFile(line, merged);
   CommonConfig::initConfig(merged);
   return merged;

@@ -3,7 +3,7 @@
 
 #include "foundation/Properties.h"
 
-/// The merged set holds java.library: a run hosts a JVM and not a native application.
+/// True once the merged set holds java.library: a run then hosts a JVM, not a native application.
 extern bool g_isJavaWrapper;
 
 /// Assembles the one property set that everything later reads: the command line over the

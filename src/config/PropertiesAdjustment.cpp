@@ -32,7 +32,7 @@ bool isAdjustable(const SimpleProperties& options) {
                      [&](const char* adjustable) { return command == adjustable; });
 }
 
-void RunAdjustmentChild(int argc, char** argv, PropertiesLocation& location) {
+void runAdjustmentChild(int argc, char** argv, PropertiesLocation& location) {
   std::vector<char*> arguments(argv, argv + argc);
   arguments.push_back(const_cast<char*>(switches::adjust));
   arguments.push_back(nullptr);
@@ -57,8 +57,8 @@ void RunAdjustmentChild(int argc, char** argv, PropertiesLocation& location) {
   Logging::Debug({"Switching to adjusted Properties file at ", location.fullPath.view()});
 }
 
-void ConfigureAdjuster(const WString& fullPath, SimpleProperties& properties) {
-  const WString classPath = properties.valueOf("velox.adjuster.class.path");
+void configureAdjuster(const WString& fullPath, SimpleProperties& properties) {
+  const WString classPath = properties.valueOf(keys::adjusterClassPath);
   if (classPath.empty()) {
     Logging::Debug("Notifying parent process that adjustment is not necessary.");
     std::exit(statusNothingToAdjust);

@@ -11,10 +11,10 @@ bool isAdjustable(const SimpleProperties& options);
 /// The parent's side: runs the program again with "--adjust" and waits for it. Exit code 0, which a
 /// child that a signal killed has too, switches the location to the adjusted copy, 65 leaves it,
 /// any other ends the process.
-void RunAdjustmentChild(int argc, char** argv, PropertiesLocation& location);
+void runAdjustmentChild(int argc, char** argv, PropertiesLocation& location);
 
 /// The child's side: sets the properties up to run the adjuster class on the properties file, or
 /// ends the process with status 65 when no adjuster is configured.
-void ConfigureAdjuster(const WString& fullPath, SimpleProperties& properties);
+void configureAdjuster(const WString& fullPath, SimpleProperties& properties);
 
 #endif

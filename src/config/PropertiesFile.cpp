@@ -2,18 +2,14 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "config/PropertiesScanner.h"
 #include "config/Switches.h"
 #include "config/VariableSubstitution.h"
 #include "foundation/PropertyKeys.h"
-#include "foundation/WException.h"
 #include "logging/Logging.h"
 #include "platform/OS_Abstractions.h"
 #include "platform/Stream.h"
@@ -26,9 +22,8 @@ constexpr std::size_t firstRead = 65536;
 constexpr std::size_t fileSizeLimit = 1048576;
 constexpr int maxIncludeDepth = 1024;
 
-constexpr char fileDirectoryKey[] = "kvf.file.dir";
 constexpr char includePrefix[] = "velox.include.kvf";
-// A last line without a line end has always been an include with this much already, and is never
+// In a last line without a line end this shorter prefix makes an include; nothing there is
 // exported.
 constexpr char includePrefixAtEndOfText[] = "velox.include";
 
@@ -41,21 +36,19 @@ struct Parse {
 
 /// The text of a file. Nothing when it cannot be read to its end or reaches the size limit.
 std::optional<std::string> readText(std::FILE* file) {
-  return withMemoryException([&]() -> std::optional<std::string> {
-    std::string text(firstRead, '\0');
-    std::size_t length = 0;
-    for (;;) {
-      length += std::fread(text.data() + length, 1, text.size() - length, file);
-      if (length < text.size()) break;
-      if (text.size() == fileSizeLimit) return std::nullopt;
-      text.resize(fileSizeLimit);
-    }
-    if (std::ferror(file) != 0) return std::nullopt;
-    text.resize(length);
-    // Nested includes keep the texts of all levels.
-    text.shrink_to_fit();
-    return text;
-  });
+  std::string text(firstRead, '\0');
+  std::size_t length = 0;
+  for (;;) {
+    length += std::fread(text.data() + length, 1, text.size() - length, file);
+    if (length < text.size()) break;
+    if (text.size() == fileSizeLimit) return std::nullopt;
+    text.resize(fileSizeLimit);
+  }
+  if (std::ferror(file) != 0) return std::nullopt;
+  text.resize(length);
+  // Nested includes keep the texts of all levels.
+  text.shrink_to_fit();
+  return text;
 }
 
 WString directoryOf(const WString& fileName) {
@@ -67,11 +60,11 @@ WString directoryOf(const WString& fileName) {
 }
 
 void storeFileDirectory(const WString& fileName, SimpleProperties& entries) {
-  if (gProps.valueOf(fileDirectoryKey).empty()) {
-    gProps.set(fileDirectoryKey, directoryOf(fileName));
+  if (gProps.valueOf(keys::fileDirectory).empty()) {
+    gProps.set(keys::fileDirectory, directoryOf(fileName));
   }
-  entries.set(fileDirectoryKey, gProps.valueOf(fileDirectoryKey));
-  entries.set("path.separator", ":");
+  entries.set(keys::fileDirectory, gProps.valueOf(keys::fileDirectory));
+  entries.set(keys::pathSeparator, ":");
 }
 
 bool uninstallsNamedService(const SimpleProperties& options) {
@@ -135,17 +128,6 @@ SimpleProperties parseFile(const char* fileName, const Parse& parse,
   return entries;
 }
 
-/// Hands NAME=value to the environment, which keeps pointing at the text: it outlives even the exit
-/// handlers.
-void putInEnvironment(const WString& assignment) {
-  using Texts = std::vector<std::unique_ptr<char[]>>;
-  static Texts* const kept = std::make_unique<Texts>().release();
-  const std::size_t size = assignment.length() + std::size_t{1};
-  kept->push_back(std::make_unique<char[]>(size));
-  std::memcpy(kept->back().get(), assignment.c_str(), size);
-  ::putenv(kept->back().get());
-}
-
 }  // namespace
 
 SimpleProperties ParsePropertiesFile(const char* fileName, const SimpleProperties& options,
@@ -154,15 +136,14 @@ SimpleProperties ParsePropertiesFile(const char* fileName, const SimplePropertie
   return parseFile(fileName, {options, lookupFirst, noExport}, lookupLast, 0);
 }
 
-void exportEnvironmentVariable(WString& key, WString& value, const SimpleProperties& lookup,
+void exportEnvironmentVariable(const WString& key, WString& value, const SimpleProperties& lookup,
                                const SimpleProperties& entriesSoFar) {
   Logging::Debug({"key: ", key.view()});
   Logging::Debug({"value: ", value.view()});
   if (!key.startsWith(keys::environmentPrefix)) return;
 
   ReplaceVariables(value, lookup, entriesSoFar, entriesSoFar);
-  const std::string_view name = key.view().substr(std::string_view(keys::environmentPrefix).size());
-  const WString assignment = WString(name) + "=" + value;
-  Logging::Debug({"Setting env variable ", assignment.view()});
-  putInEnvironment(assignment);
+  const WString name(key.view().substr(std::string_view(keys::environmentPrefix).size()));
+  Logging::Debug({"Setting env variable ", name.view(), "=", value.view()});
+  ::setenv(name.c_str(), value.c_str(), 1);
 }

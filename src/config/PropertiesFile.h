@@ -22,7 +22,7 @@ SimpleProperties ParsePropertiesFile(const char* fileName, const SimplePropertie
 
 /// Exports a "velox.env." entry to the environment; other keys are only logged. Variables in the
 /// value are substituted in place first.
-void exportEnvironmentVariable(WString& key, WString& value, const SimpleProperties& lookup,
+void exportEnvironmentVariable(const WString& key, WString& value, const SimpleProperties& lookup,
                                const SimpleProperties& entriesSoFar);
 
 #endif

@@ -18,7 +18,7 @@ bool rewriteIfIn(WString directory, WString& name) {
 
 }  // namespace
 
-PropertiesLocation LocatePropertiesFile(const SimpleProperties& options, const char* programName) {
+PropertiesLocation locatePropertiesFile(const SimpleProperties& options, const char* programName) {
   const WString workingDirectory = sii_GetCurrentDirectory();
   PropertiesLocation location;
   const bool named = options.get(keys::propertiesFile, location.name);

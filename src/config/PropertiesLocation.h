@@ -11,7 +11,7 @@ struct PropertiesLocation {
 
 /// The file that the command line names, else the program's base name with ".kvf" in the working
 /// directory or along PATH. Nothing ensures that the file exists.
-PropertiesLocation LocatePropertiesFile(const SimpleProperties& options, const char* programName);
+PropertiesLocation locatePropertiesFile(const SimpleProperties& options, const char* programName);
 
 /// Looks the file up in the directories of PATH, and rewrites the name to the first that holds it.
 /// False, with the name as it was, when none does.

@@ -7,9 +7,3 @@ void WMutex::InitializeLockable(unsigned int kind) {
     lockable_ = std::make_unique<SimpleMutexImpl_POSIX>();
   }
 }
-
-ScopedLockGuard::~ScopedLockGuard() {
-  // Lock() returns 0 or 1, so the marker never occurs and the guard always unlocks.
-  constexpr unsigned int doNotUnlock = 0xFFFFFFFFU;
-  if (lockResult_ != doNotUnlock) mutex_->Unlock();
-}

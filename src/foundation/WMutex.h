@@ -58,14 +58,13 @@ class WMutex {
 /// Locks for its own lifetime. It also unlocks after a failed lock.
 class ScopedLockGuard {
  public:
-  explicit ScopedLockGuard(WMutex& mutex) : mutex_(&mutex), lockResult_(mutex.Lock()) {}
+  explicit ScopedLockGuard(WMutex& mutex) : mutex_(&mutex) { mutex.Lock(); }
   ScopedLockGuard(const ScopedLockGuard&) = delete;
   ScopedLockGuard& operator=(const ScopedLockGuard&) = delete;
-  virtual ~ScopedLockGuard();
+  virtual ~ScopedLockGuard() { mutex_->Unlock(); }
 
  private:
   WMutex* mutex_;
-  unsigned int lockResult_;
 };
 
 #endif

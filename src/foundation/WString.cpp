@@ -1,6 +1,7 @@
 #include "foundation/WString.h"
 
 #include <algorithm>
+#include <cstring>
 #include <functional>
 #include <utility>
 
@@ -14,14 +15,12 @@ std::unique_ptr<char[]> allocate(std::size_t capacity) {
   return withMemoryException([&] { return std::unique_ptr<char[]>(new char[capacity + 1]); });
 }
 
-std::string_view substringOf(std::string_view source, unsigned int offset, unsigned int count,
-                             unsigned int descriptionCapacity) {
+std::string_view substringOf(std::string_view source, unsigned int offset, unsigned int count) {
   if (offset > source.size()) {
-    // The arguments land as code, role, category and description; catchers and logs expect the
-    // text in the role.
+    // The text is the role and the file name the category: logs have always shown it so.
     throw WException("VELOXUTIL_ERROR_STRING",
                      "Cannot initialize string, offset is beyond end of source string", "WString",
-                     WString(descriptionCapacity));
+                     "");
   }
   return source.substr(offset, count);
 }
@@ -57,11 +56,11 @@ WString::WString(WString&& source) noexcept {
 }
 
 WString::WString(const WString& source, unsigned int offset, unsigned int count) {
-  _initCapacity(substringOf(source.view(), offset, count, 121), inlineCapacity);
+  _initCapacity(substringOf(source.view(), offset, count), inlineCapacity);
 }
 
 WString::WString(const char* source, unsigned int offset, unsigned int count) {
-  _initCapacity(substringOf(_viewOf(source), offset, count, 105), inlineCapacity);
+  _initCapacity(substringOf(_viewOf(source), offset, count), inlineCapacity);
 }
 
 WString& WString::operator=(const WString& source) {

@@ -3,7 +3,6 @@
 
 #include <array>
 #include <cstddef>
-#include <cstring>
 #include <memory>
 #include <string_view>
 
@@ -18,7 +17,8 @@ class WString {
   static constexpr unsigned int npos = 0xFFFFFFFFU;
 
   WString() noexcept = default;
-  /// The empty string with room for `capacity` characters; it does not format a number.
+  /// The empty string; a capacity of 1 to 64 is kept, any other gives 64 on the heap. It does not
+  /// format a number.
   explicit WString(unsigned int capacity);
   /// A null pointer gives the empty string.
   WString(const char* text);
@@ -111,12 +111,6 @@ inline bool operator==(const WString& a, const WString& b) noexcept {
 }
 inline bool operator==(const WString& a, const char* b) noexcept {
   return a.isEqual(b);
-}
-inline bool operator!=(const WString& a, const WString& b) noexcept {
-  return !a.isEqual(b);
-}
-inline bool operator!=(const WString& a, const char* b) noexcept {
-  return !a.isEqual(b);
 }
 
 /// A null text gives a copy of the left side.

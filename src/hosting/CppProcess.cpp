@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "foundation/WException.h"
+#include "hosting/SharedLibrary.h"
 #include "javarun/CommonTool.h"
-#include "logging/Console.h"
 #include "logging/EventLogging.h"
 #include "logging/Logging.h"
 #include "platform/OS_Abstractions.h"
@@ -58,23 +58,7 @@ void requireAll(const EntryAddresses& addresses) {
   }
 }
 
-void* openLibrary(const WString& path, const WString& libraries) {
-  void* library = sii_LoadSharedLibrary(path.c_str());
-  if (library == nullptr) {
-    printConsole("Lib name %s\n", libraries.c_str());
-    EventLogging::FatalError(message::failedToLoadLibrary, 1, path.c_str());
-  }
-  return library;
-}
-
-void closeLibrary(void* library) {
-  if (sii_FreeLibrary(library) != 0) Logging::Debug("Failed to unload shared library");
-}
-
 }  // namespace
-
-CppProcess::CppProcess(void* handle, MainFunction applicationMain, StopFunction applicationStop)
-    : handle_(handle), applicationMain_(applicationMain), applicationStop_(applicationStop) {}
 
 CppProcess::CppProcess(std::vector<void*> handles, MainFunction applicationMain,
                        StopFunction applicationStop)
@@ -84,9 +68,9 @@ CppProcess::CppProcess(std::vector<void*> handles, MainFunction applicationMain,
 
 void CppProcess::CreateSharedProcess(void* handle, MainFunction applicationMain,
                                      StopFunction applicationStop) {
-  if (s_pCppProcess) return;
-  s_pCppProcess = withMemoryException(
-      [&] { return std::make_unique<CppProcess>(handle, applicationMain, applicationStop); });
+  std::vector<void*> handles;
+  if (handle != nullptr) handles.push_back(handle);
+  CreateSharedProcess(handles, applicationMain, applicationStop);
 }
 
 void CppProcess::CreateSharedProcess(const std::vector<void*>& handles,
@@ -103,9 +87,7 @@ void CppProcess::DestroySharedProcess() {
 
 void CppProcess::UnloadLibrary() {
   if (!s_pCppProcess) return;
-  void* single = std::exchange(s_pCppProcess->handle_, nullptr);
-  if (single != nullptr) closeLibrary(single);
-  for (void* library : std::exchange(s_pCppProcess->handles_, {})) closeLibrary(library);
+  for (void* library : std::exchange(s_pCppProcess->handles_, {})) closeSharedLibrary(library);
 }
 
 bool CppProcess::LoadSharedLibrary(const WString& libraries) {
@@ -114,7 +96,7 @@ bool CppProcess::LoadSharedLibrary(const WString& libraries) {
   std::vector<void*> handles;
   for (const WString& path : CommonTool::splitEx(libraries, ":")) {
     if (isComplete(entries)) break;
-    void* library = openLibrary(path, libraries);
+    void* library = openSharedLibrary(path, libraries);
     // A library that supplies nothing stays open: others may need its symbols.
     if (takeEntryPoints(library, entries)) handles.push_back(library);
   }

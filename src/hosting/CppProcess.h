@@ -13,15 +13,14 @@ class CppProcess {
   using MainFunction = int (*)(int, char**);
   using StopFunction = void (*)();
 
-  CppProcess(void* handle, MainFunction applicationMain, StopFunction applicationStop);
   CppProcess(std::vector<void*> handles, MainFunction applicationMain,
              StopFunction applicationStop);
   CppProcess(const CppProcess&) = delete;
   CppProcess& operator=(const CppProcess&) = delete;
   virtual ~CppProcess() = default;
 
-  /// Creates the shared instance unless there is one. It takes the handles over; functions may be
-  /// null. Exhausted memory throws the default memory exception.
+  /// Creates the shared instance unless there is one. It takes the handles over; handle and
+  /// functions may be null. Exhausted memory throws the default memory exception.
   static void CreateSharedProcess(void* handle, MainFunction applicationMain,
                                   StopFunction applicationStop);
   static void CreateSharedProcess(const std::vector<void*>& handles, MainFunction applicationMain,
@@ -46,7 +45,6 @@ class CppProcess {
  private:
   static std::unique_ptr<CppProcess> s_pCppProcess;
 
-  void* handle_ = nullptr;
   std::vector<void*> handles_;
   MainFunction applicationMain_;
   StopFunction applicationStop_;

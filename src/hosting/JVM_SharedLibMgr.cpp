@@ -2,9 +2,8 @@
 
 #include <cstdlib>
 
+#include "hosting/SharedLibrary.h"
 #include "logging/Console.h"
-#include "logging/EventLogging.h"
-#include "logging/Logging.h"
 #include "platform/OS_Abstractions.h"
 
 void* JVM_SharedLibMgr::s_LibHandle = nullptr;
@@ -30,11 +29,7 @@ WString JVM_SharedLibMgr::GetJvmLibPath() {
 
 bool JVM_SharedLibMgr::LoadSharedLibrary(const WString& path) {
   if (s_LibHandle != nullptr) return true;
-  s_LibHandle = sii_LoadSharedLibrary(path.c_str());
-  if (s_LibHandle == nullptr) {
-    printConsole("Lib name %s\n", path.c_str());
-    EventLogging::FatalError(message::failedToLoadLibrary, 1, path.c_str());
-  }
+  s_LibHandle = openSharedLibrary(path, path);
   return true;
 }
 
@@ -50,8 +45,7 @@ jint JVM_SharedLibMgr::JNI_CreateJavaVM(JavaVM** vm, void** env, void* initArgs,
 }
 
 void JVM_SharedLibMgr::UnloadLibrary() {
-  if (s_LibHandle == nullptr) return;
-  if (sii_FreeLibrary(s_LibHandle) != 0) Logging::Debug("Failed to unload shared library");
+  if (s_LibHandle != nullptr) closeSharedLibrary(s_LibHandle);
 }
 
 void CheckFunctionLoad(void* address, const char* name) {

@@ -1,13 +1,11 @@
 #include "hosting/JavaProcess.h"
 
 #include <cstdlib>
-#include <cstring>
 #include <string>
 
 #include <unistd.h>
 
 #include "foundation/PropertyKeys.h"
-#include "foundation/WException.h"
 #include "hosting/JVM_SharedLibMgr.h"
 #include "hosting/ModifiedUtf8.h"
 #include "javarun/ArgumentSplitter.h"
@@ -27,7 +25,7 @@ constexpr char stopMethodSignature[] = "()V";
 
 bool creatingJvm = false;
 
-/// The JVM's abort hook: some options it does not answer with a status but by ending the process.
+/// The JVM's abort hook: for some bad options it ends the process instead of returning a status.
 void reportRejectedOptions() {
   if (!creatingJvm) return;
   EventLogging::Info(message::failedToCreateJavaVm, 0);
@@ -140,13 +138,6 @@ WString JavaProcess::ExpandClassPath(const WString& classPath) const {
   return javaparser::JavaParameterParser(properties_).expandClassPath(classPath);
 }
 
-JavaProcess::CString JavaProcess::NewCString(const char* text) {
-  const std::size_t size = std::strlen(text) + 1;
-  CString copy = withMemoryException([&] { return CString(new char[size]); });
-  std::memcpy(copy.get(), text, size);
-  return copy;
-}
-
 void JavaProcess::LoadJvmLibrary() {
   const WString library = properties_.valueOf(keys::javaLibrary);
   if (sii_access(library.c_str(), F_OK) == 0) {
@@ -165,10 +156,10 @@ void JavaProcess::CreateJvmArgs() {
   Logging::Debug("Using JNI versoin 1.6 on Unix");
   const bool adjusting = properties_.valueOf(keys::adjustInvoke, "no") == "true";
   const javaparser::JavaParameterParser parser(properties_);
-  for (const WString& option : javaparser::getAllJavaRunOption(
-           parser, {!adjusting, ServiceUtils::GetServiceBinaryPath()})) {
-    optionTexts_.push_back(NewCString(option.c_str()));
-    options_.push_back({optionTexts_.back().get(), nullptr});
+  optionTexts_ =
+      javaparser::getAllJavaRunOption(parser, {!adjusting, ServiceUtils::GetServiceBinaryPath()});
+  for (const WString& text : optionTexts_) {
+    options_.push_back({const_cast<char*>(text.c_str()), nullptr});
   }
   options_.push_back({const_cast<char*>("abort"), reinterpret_cast<void*>(&reportRejectedOptions)});
   initArgs_.version = JNI_VERSION_1_6;
@@ -192,7 +183,7 @@ void JavaProcess::Debug_PrintVmInfo() const {
   debugNumber("JNI Version = ", initArgs_.version);
   debugNumber("# options = ", static_cast<int>(optionTexts_.size()));
   for (std::size_t i = 0; i < optionTexts_.size(); ++i) {
-    Logging::Debug({"Option ", std::to_string(i), " = \"", optionTexts_[i].get(), "\""});
+    Logging::Debug({"Option ", std::to_string(i), " = \"", optionTexts_[i].view(), "\""});
   }
   Logging::Debug({"ignoreUnrecognized = ",
                   initArgs_.ignoreUnrecognized == JNI_TRUE ? "JNI_TRUE" : "JNI_FALSE"});

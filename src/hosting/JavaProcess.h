@@ -1,7 +1,6 @@
 #ifndef VELOX_HOSTING_JAVAPROCESS_H
 #define VELOX_HOSTING_JAVAPROCESS_H
 
-#include <memory>
 #include <vector>
 
 #include <jni.h>
@@ -40,11 +39,6 @@ class JavaProcess {
   [[nodiscard]] WString ExpandClassPath(const WString& classPath) const;
 
  private:
-  using CString = std::unique_ptr<char[]>;
-
-  /// Throws the default memory exception when there is no memory.
-  static CString NewCString(const char* text);
-
   void LoadJvmLibrary();
   void CreateJvmArgs();
   void DestroyJvmArgs();
@@ -60,7 +54,7 @@ class JavaProcess {
   [[nodiscard]] WString stopMethodName() const;
 
   SimpleProperties properties_;
-  std::vector<CString> optionTexts_;
+  std::vector<WString> optionTexts_;  ///< what options_ points at
   std::vector<JavaVMOption> options_;
   JavaVMInitArgs initArgs_ = {};
   JNIEnv* env_ = nullptr;

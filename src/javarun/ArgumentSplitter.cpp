@@ -16,11 +16,13 @@ struct SplitRules {
 constexpr SplitRules rulesOf(LaunchWay way) {
   switch (way) {
     case LaunchWay::hostedJava:
-      return {true, false, false};
+      return {
+          .emptyPairIsArgument = true, .keepsQuoteInWord = false, .closingQuoteEndsWord = false};
     case LaunchWay::externalJava:
-      return {false, false, false};
+      return {
+          .emptyPairIsArgument = false, .keepsQuoteInWord = false, .closingQuoteEndsWord = false};
     case LaunchWay::nativeLibrary:
-      return {true, true, true};
+      return {.emptyPairIsArgument = true, .keepsQuoteInWord = true, .closingQuoteEndsWord = true};
   }
   return {};
 }

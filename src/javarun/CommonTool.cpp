@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 
+#include "foundation/PropertyKeys.h"
 #include "foundation/WException.h"
 #include "logging/Logging.h"
 #include "platform/OS_Abstractions.h"
@@ -56,8 +57,7 @@ class ArchiveList {
 };
 
 bool belongsOnClassPath(std::string_view path) {
-  // The last test compares one character too few for class files. It stays: the listing holds only
-  // names with ".jar" or ".zip" in them, and a "x.jar.class" is no class to load.
+  // ".clas" can only match names such as "x.jar.clas": class files are not in the listing.
   return path.ends_with(".jar") || path.ends_with(".zip") || path.ends_with(".clas");
 }
 
@@ -67,11 +67,10 @@ int CommonConfig::searchLevel = defaultSearchLevel;
 int CommonConfig::libNumberOfOnePath = defaultLibNumber;
 
 void CommonConfig::initConfig(const SimpleProperties& props) {
-  searchLevel = readLimit(props, "velox.class.path.extended.search.level", defaultSearchLevel, 12,
+  searchLevel = readLimit(props, keys::classPathSearchLevel, defaultSearchLevel, 12,
                           "extend class path search level not validate");
-  libNumberOfOnePath =
-      readLimit(props, "velox.class.path.extended.max.lib.number", defaultLibNumber, 8192,
-                "extend class path max lib number not validate");
+  libNumberOfOnePath = readLimit(props, keys::classPathMaxLibNumber, defaultLibNumber, 8192,
+                                 "extend class path max lib number not validate");
 }
 
 WString CommonTool::expandDirToClassPath(const WString& dir) {

@@ -21,8 +21,8 @@ class CommonConfig {
 class CommonTool {
  public:
   /// The directory as given, followed by ":" and the path of each archive in it, in reading order.
-  /// A directory that ends with "/**" is searched down to CommonConfig::searchLevel. One that
-  /// cannot be read yields itself alone.
+  /// One that ends with "**" is searched down to CommonConfig::searchLevel, from the directory
+  /// before its last three characters ("lib/**"). One that cannot be read yields itself alone.
   static WString expandDirToClassPath(const WString& dir);
 
   /// The pieces between separators, empty ones included; but nothing after a trailing separator.

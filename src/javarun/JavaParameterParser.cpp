@@ -37,7 +37,7 @@ bool namesArchive(const WString& element) {
 }  // namespace
 
 WString JavaParameterParser::getJavaPathProperty() const {
-  return properties_.valueOf("java.path");
+  return properties_.valueOf(keys::javaPath);
 }
 
 WString JavaParameterParser::getStartClassProperty() const {
@@ -58,19 +58,19 @@ WString JavaParameterParser::getSingleOption(const WString& prefix, const WStrin
 }
 
 WString JavaParameterParser::getMaxHeapSizeOption() const {
-  return getSingleOption("-Xmx", "java.heap.size.max");
+  return getSingleOption("-Xmx", keys::heapSizeMax);
 }
 
 WString JavaParameterParser::getMinHeapSizeOption() const {
-  return getSingleOption("-Xmn", "java.heap.size.min");
+  return getSingleOption("-Xmn", keys::heapSizeMin);
 }
 
 WString JavaParameterParser::getInitalHeapSizeOption() const {
-  return getSingleOption("-Xms", "java.heap.size.initial");
+  return getSingleOption("-Xms", keys::heapSizeInitial);
 }
 
 WString JavaParameterParser::getThreadStackSizeOption() const {
-  return getSingleOption("-Xss", "java.thread.stack.size");
+  return getSingleOption("-Xss", keys::threadStackSize);
 }
 
 WString JavaParameterParser::getNativeLibraryOption() const {
@@ -104,7 +104,7 @@ bool JavaParameterParser::findClassPath(WString& classPath) const {
 }
 
 std::vector<WString> JavaParameterParser::getNativeLibraryPathOptions() const {
-  const WString option = getSingleOption("-Djava.library.path=", "java.library.path");
+  const WString option = getSingleOption("-Djava.library.path=", keys::javaLibraryPath);
   return option.empty() ? std::vector<WString>() : std::vector<WString>{option};
 }
 

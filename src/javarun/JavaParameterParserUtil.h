@@ -15,7 +15,8 @@ struct RunOptionScope {
   WString serviceBinaryPath = {};
 };
 
-/// The complete JVM option list, in its fixed order. Nothing is de-duplicated.
+/// The complete JVM option list, in its fixed order. The system properties come first, in the
+/// enumeration order of the set, which a copy of it may change. Nothing is de-duplicated.
 std::vector<WString> getAllJavaRunOption(const JavaParameterParser& parser,
                                          const RunOptionScope& scope = {});
 

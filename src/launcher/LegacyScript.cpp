@@ -14,7 +14,7 @@ namespace {
 
 constexpr int lineBufferSize = 2000;
 
-/// The line without a prefix of that length, which it has unless it is of an odd form.
+/// The line without its first prefix.size() characters, unchecked.
 WString after(std::string_view prefix, const WString& line) {
   return line.substr(static_cast<unsigned int>(prefix.size()));
 }

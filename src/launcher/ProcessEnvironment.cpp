@@ -16,7 +16,8 @@
 
 namespace {
 
-/// Room for a re-executed run's arguments: with the marker and the null, 1,022 of the user's.
+/// Room for 1,022 arguments, with the program name and the launcher's own switches, the marker and
+/// the null.
 constexpr std::size_t vectorSize = 1024;
 
 bool exportsEnvironment(const SimpleProperties& properties) {
@@ -60,9 +61,8 @@ void CallExecvp_IfNecessary(bool needed, bool serviceMode, char** argv) {
   Logging::SetChildProcessFlag();
   Logging::Debug("Parent Process - about to call execvp()");
   std::fflush(nullptr);
-  if (sii_execvp(argv[0], arguments.data()) != 0) {
-    Logging::FatalError({"Failed to exec process : ", std::strerror(errno), " : ", argv[0]});
-  }
+  sii_execvp(argv[0], arguments.data());
+  Logging::FatalError({"Failed to exec process : ", std::strerror(errno), " : ", argv[0]});
 }
 
 void addInnerProcessArgToArgv(char** source, char** destination) {

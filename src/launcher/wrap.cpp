@@ -32,6 +32,24 @@ struct Launch {
   CppProcess::StopFunction applicationStop;
 };
 
+/// Owns the argument vector of a native application.
+class NativeArguments {
+ public:
+  explicit NativeArguments(const SimpleProperties& properties) {
+    CreateArgs(properties, count_, vector_);
+  }
+  NativeArguments(const NativeArguments&) = delete;
+  NativeArguments& operator=(const NativeArguments&) = delete;
+  ~NativeArguments() { DestroyArgs(count_, vector_); }
+
+  [[nodiscard]] int count() const { return count_; }
+  [[nodiscard]] char** vector() const { return vector_; }
+
+ private:
+  int count_ = 0;
+  char** vector_ = nullptr;
+};
+
 int runJava(const SimpleProperties& properties) {
   JavaProcess process(properties, false);
   return process.AppMain();
@@ -41,12 +59,9 @@ int runNative(const Launch& launch) {
   if (CppProcess::GetSharedProcess() == nullptr) {
     CppProcess::CreateSharedProcess(nullptr, launch.applicationMain, launch.applicationStop);
   }
-  int count = 0;
-  char** arguments = nullptr;
-  CreateArgs(launch.properties, count, arguments);
-  const int status = CppProcess::GetSharedProcess()->AppMain(count, arguments);
+  const NativeArguments arguments(launch.properties);
+  const int status = CppProcess::GetSharedProcess()->AppMain(arguments.count(), arguments.vector());
   CppProcess::DestroySharedProcess();
-  DestroyArgs(count, arguments);
   // Only here: after a Java run the process-ID file stays.
   std::remove(launch.properties.valueOf(keys::processIdFile).c_str());
   return status;
@@ -121,7 +136,7 @@ constexpr Command commands[] = {
 };
 
 int dispatch(WrapperState state, const Launch& launch) {
-  // Every state has a row.
+  static_assert(std::size(commands) == 17, "every state has a row");
   const Command& command = *std::find_if(std::begin(commands), std::end(commands),
                                          [&](const Command& row) { return row.state == state; });
   return command.action == windowsOnly ? onlyForWindows(command.name) : command.action(launch);

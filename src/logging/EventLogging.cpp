@@ -83,7 +83,7 @@ WString EventLogging::format(long number, int count, std::va_list arguments) {
     std::snprintf(digits, sizeof digits, "0x%lX", static_cast<unsigned long>(number));
     return digits;
   }
-  if (count <= 0) return *text;
+  if (count <= 0 || !text->contains("%s")) return *text;
 
   std::va_list measured;
   va_copy(measured, arguments);

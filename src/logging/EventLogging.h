@@ -29,8 +29,8 @@ class EventLogging {
   static void Initialize(const SimpleProperties& properties);
 
   /// Writes message `number` like Logging::FatalError and ends the process with status 255. With a
-  /// positive `count` the text is a printf format for the arguments, which are C strings; else it
-  /// is written as it is. An unknown number is written as a number.
+  /// positive `count` a text with "%s" is a printf format for the arguments, which are C strings;
+  /// else it is written as it is. An unknown number is written as a number.
   [[noreturn]] static void FatalError(long number, int count, ...);
   /// The same through Logging::Info.
   static void Info(long number, int count, ...);

@@ -18,7 +18,10 @@ namespace {
 /// Every write goes to the end of the file, so that a parent and its child that both hold it never
 /// overwrite each other's lines. Null when the file cannot be opened.
 std::FILE* openForAppending(const char* path, bool truncate) {
-  const int flags = O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | (truncate ? O_TRUNC : 0);
+  // The file lies in a directory that everyone may write to: a link there must not lead to another
+  // file, nor a pipe stop the start.
+  const int flags = O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK |
+                    (truncate ? O_TRUNC : 0);
   const int descriptor = ::open(path, flags, 0666);
   if (descriptor < 0) return nullptr;
   std::FILE* stream = ::fdopen(descriptor, "a");

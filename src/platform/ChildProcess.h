@@ -7,7 +7,8 @@
 
 #include "logging/Logging.h"
 
-/// A fork of this process that executes another program, and the wait for it. Standard streams are
+/// A fork of this process that executes another program, and the wait for it, without which a
+/// zombie stays. REQUIRES: one ChildProcess at a time, and no other threads. Standard streams are
 /// flushed first, so that the child never prints the parent's buffered text again.
 ///
 /// Meanwhile SIGCHLD has its default action: where a parent left it ignored, the system would

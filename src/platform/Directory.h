@@ -4,7 +4,7 @@
 #include <dirent.h>
 #include <sys/stat.h>
 
-/// Owns an open directory. Move-only. REQUIRES of all but the test: the directory is valid.
+/// Owns an open directory. Move-only. Every call but operator bool REQUIRES a valid directory.
 class Directory {
  public:
   /// Invalid when the directory cannot be opened.

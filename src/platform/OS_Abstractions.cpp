@@ -94,7 +94,9 @@ class ArchiveWalk {
 }  // namespace
 
 void* sii_LoadSharedLibrary(const char* path) {
-  return ::dlopen(path, RTLD_LAZY | RTLD_GLOBAL);
+  void* library = ::dlopen(path, RTLD_LAZY | RTLD_GLOBAL);
+  if (library == nullptr) Logging::Debug(::dlerror());
+  return library;
 }
 
 void* sii_GetProcAddress(void* handle, const char* symbol) {

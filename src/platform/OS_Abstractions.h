@@ -5,7 +5,7 @@
 /// directory, process identity and child processes. Unless a comment says otherwise a function
 /// passes its arguments to the POSIX call of the same name and returns that call's result.
 
-/// dlopen, lazy and global. Null on failure.
+/// dlopen, lazy and global. Null on failure, with the reason as a debug message.
 void* sii_LoadSharedLibrary(const char* path);
 /// dlsym. Null on failure.
 void* sii_GetProcAddress(void* handle, const char* symbol);

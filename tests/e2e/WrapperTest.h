@@ -28,14 +28,14 @@ class WrapperTest : public testing::Test {
 
   void kvf(const std::string& text) { sandbox_.write("app.kvf", text); }
 
-  [[nodiscard]] Outcome wrapper(Arguments arguments, const Sandbox::Start& start = {}) const {
-    arguments.insert(arguments.begin(), {VELOX_WRAPPER, "--propFile", "app.kvf"});
-    return sandbox_.run(arguments, start);
+  /// The arguments are in one text, see split().
+  [[nodiscard]] Outcome wrapper(const std::string& arguments,
+                                const Sandbox::Start& start = {}) const {
+    return sandbox_.run(VELOX_WRAPPER "|--propFile|app.kvf|" + arguments, start);
   }
   /// The same where a JVM may start: it handles SIGSEGV itself and keeps its memory to the end.
-  [[nodiscard]] Outcome java(const Arguments& arguments, Sandbox::Start start = {}) const {
-    start.environment["ASAN_OPTIONS"] = "handle_segv=0:detect_leaks=0";
-    return wrapper(arguments, start);
+  [[nodiscard]] Outcome java(const std::string& arguments) const {
+    return wrapper(arguments, {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"}}});
   }
 
   Sandbox sandbox_;

@@ -9,12 +9,10 @@
 namespace {
 
 TEST(HostedJvm, AppStopReachesTheApplicationFromAnotherThread) {
-  const SimpleProperties properties = propertiesOf({{"java.library", VELOX_JVM_LIBRARY},
-                                                    {"java.class.path", VELOX_PROBE_JAR},
-                                                    {"java.start.class", "probe.Probe"},
-                                                    {"java.heap.size.max", "64m"},
-                                                    {"java.extended.properties", "-Dx=y z"},
-                                                    {"java.property.probe.do", "wait"}});
+  const SimpleProperties properties = propertiesOf(
+      "java.library=" VELOX_JVM_LIBRARY ";java.class.path=" VELOX_PROBE_JAR
+      ";java.start.class=probe.Probe;"
+      "java.heap.size.max=64m;java.extended.properties=-Dx=y z;java.property.probe.do=wait");
   std::vector<WString> options;
   {
     JavaProcess process(properties, false);
@@ -28,7 +26,7 @@ TEST(HostedJvm, AppStopReachesTheApplicationFromAnotherThread) {
     EXPECT_EQ(process.AppMain(), 0);
     stopper.join();
   }
-  EXPECT_EQ(textsOf(options), (Texts{"-Dx=y=z", "-Djava.class.path=" VELOX_PROBE_JAR, "-Xmx64m"}));
+  EXPECT_EQ(joined(options), "-Dx=y=z|-Djava.class.path=" VELOX_PROBE_JAR "|-Xmx64m|");
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "e2e/WrapperTest.h"
+#include "support/Properties.h"
 
 namespace {
 
@@ -12,141 +13,122 @@ namespace fs = std::filesystem;
 class Launch : public WrapperTest {};
 
 TEST_F(Launch, CommandsAreDispatched) {
-  const std::string usage = "\nUsage:\n    " VELOX_WRAPPER " <command>\n\nwhere <command>";
   const std::string banner =
       "\n\nVELOX Wrapper\nCopyright (c) 2026 the VELOX Wrapper authors.\nAll rights reserved.\n\n"
       "Version 2.4.6\n\n";
-  struct Case {
-    std::string properties;
-    Arguments arguments;
-    int status;
-    std::string out;  ///< how the output begins
-  };
-  const std::string windows = " is only for windows\n";
-  std::vector<Case> cases = {
-      {"", {"--version"}, 0, banner + "VELOX Wrapper, 2.4.6 V1 64bit\n\n"},
-      {"", {"--help"}, 0, banner + usage},
-      {"", {"--run", "--bogus"}, 0, banner + usage},
-      {"wrapper.command=--cleanInstall\n", {"--silent"}, 0, banner + usage},
-      {"wrapper.command=--version\n", {}, 0, banner + "VELOX Wrapper, 2.4.6"},
-      {"wrapper.command=unknown\n", {}, 0, banner + usage},
-      {"wrapper.command=--version\n", {"--stop"}, 0, "    --stop" + windows},
-      {"", {}, 255, "No application.library or java.library specified in config - bad prop"},
-  };
-  for (const char* command : {"--install", "--uninstall", "--update", "--start", "--startSync",
-                              "--stop", "--restart", "--query", "--ntservice"}) {
-    cases.push_back({"", {command}, 0, "    " + std::string(command) + windows});
+  kvf("");
+  const Outcome help = wrapper("--help");
+  EXPECT_EQ(help.status, 0);
+  EXPECT_TRUE(help.out.starts_with(banner + "\nUsage:\n    " VELOX_WRAPPER
+                                            " <command>\n\nwhere <command>"));
+  EXPECT_TRUE(help.has("emppty value\n"));
+  EXPECT_TRUE(help.has("kill current Wrapper process \n"));
+  EXPECT_TRUE(help.has("has to be set as %name% in"));
+  EXPECT_TRUE(help.out.ends_with("to run the application\n\n"));
+  for (const std::string& command : split("--install|--uninstall|--update|--start|--startSync|--"
+                                          "stop|--restart|--query|--ntservice")) {
+    EXPECT_EQ(wrapper(command), (Outcome{0, "    " + command + " is only for windows\n"}));
   }
-  for (const Case& row : cases) {
-    kvf(row.properties);
-    const Outcome outcome = wrapper(row.arguments);
-    EXPECT_EQ(outcome.status, row.status) << testing::PrintToString(row.arguments);
-    EXPECT_EQ(outcome.out.substr(0, row.out.size()), row.out);
+
+  const Outcome version = {0, banner + "VELOX Wrapper, 2.4.6 V1 64bit\n\n"};
+  const Outcome noClass = {255, "\nerror,java.start.class not setted in kvf file\n\n"};
+  const std::string cannotKill =
+      "Process cannot be killed because its KVF file does not define a \"processID.file.name\" "
+      "property.\n";
+  const std::string die = sandbox_.write("die", "#!/bin/sh\nkill -9 $$\n", true);
+  const std::string java = "java.start.class=M\njava.path=";
+  const std::tuple<std::string, std::string, Outcome> cases[] = {
+      {"", "--run|--bogus", help},
+      {"wrapper.command=--cleanInstall\n", "--silent", help},
+      {"wrapper.command=unknown\n", "", help},
+      {"", "--version", version},
+      {"wrapper.command=--version\n", "", version},
+      {"wrapper.command=--version\n", "--stop", {0, "    --stop is only for windows\n"}},
+      {"", "--kill|Abort", {1, cannotKill}},
+      {"java.start.class=\n", "--cmdlineJava", noClass},
+      {java + "/no/java\n", "--cmdlineJava", {0, "Failed to exec :No such file or directory\n"}},
+      // The raw wait status becomes the exit status.
+      {java + die + "\n", "--cmdlineJava", {9, ""}},
+      {java + "false\n", "--cmdlineJava", {0, ""}},
+  };
+  for (const auto& [properties, arguments, outcome] : cases) {
+    kvf(properties);
+    EXPECT_EQ(wrapper(arguments), outcome) << properties << arguments;
   }
-  const std::string help = wrapper({"--help"}).out;
-  EXPECT_EQ(help.substr(help.find("    --propFile")),
-            "    --propFile <fileName>\n"
-            "    --install, installs the wrapped application as a service\n"
-            "    --cleanInstall, installs the wrapped application as a service and will not "
-            "register emppty value\n"
-            "    --uninstall, uninstalls a previously installed service\n"
-            "    --update, updates a previously installed wrapped application\n"
-            "      or installs if non-existing\n"
-            "    --start, starts a previously installed service\n"
-            "    --startSync, starts a previously installed service synchronously\n"
-            "    --restart, restarts service\n"
-            "    --stop, stops a running service\n"
-            "    --kill <Abort|Normal>, kill current Wrapper process \n"
-            "    --run, runs the wrapped application as a console application\n"
-            "    --generateScript, generate java run script\n"
-            "    --cmdlineJava, run java program by command line\n"
-            "    --debug, shows debug information\n"
-            "    --silent, does not show error messagebox\n"
-            "    --query, queries the state of the service\n"
-            "    --propVar <name=value>, replaces the custom variable with its value\n"
-            "      *** The custom variable has to be set as %name% in the .kvf file.\n"
-            "    --delayStart, sets a delay time in milliseconds to run the application\n\n");
 }
 
 TEST_F(Launch, BadPropertiesFilesAreToldAndNothingCrashes) {
-  const std::string notConfigured =
-      "No application.library or java.library specified in config - bad properties file?\n";
   const std::string failed = "\nAdjustment failed.\n";
   sandbox_.write("empty.kvf", "");
-  sandbox_.write("binary.kvf", std::string("\x7F"
-                                           "ELF\0\xFF\xFE=\n%\\",
-                                           11));
-  sandbox_.write("large.kvf", std::string(1 << 20, 'x'));
-  sandbox_.write("secret.kvf", "a=1\n");
-  fs::permissions(sandbox_.path("secret.kvf"), fs::perms::none);
+  sandbox_.write("binary.kvf", std::string("\177ELF\0\377\376=\n%\\", 11));
+  fs::permissions(sandbox_.write("secret.kvf", "a=1\n"), fs::perms::none);
   sandbox_.write("unclosed.kvf", "a=%b\napplication.library=%\n");
   sandbox_.write("loop.kvf", "velox.include.kvf=loop.kvf\n");
-  const std::pair<const char*, std::string> cases[] = {
-      {"empty.kvf", notConfigured},
-      {"binary.kvf", notConfigured},
-      {"large.kvf", notConfigured},
-      {".", notConfigured},
+  const std::pair<std::string, std::string> cases[] = {
+      {"empty.kvf|binary.kvf|.",
+       "No application.library or java.library specified in config - bad properties file?\n"},
       {"missing.kvf", "Failed to open properties file : missing.kvf" + failed},
       {"secret.kvf", "Failed to open properties file : secret.kvf" + failed},
       {"loop.kvf", "Include files nest too deeply at properties file : loop.kvf" + failed},
       {"unclosed.kvf", "Lib name %\nFailed to load shared library, library name : %\n"},
   };
-  for (const auto& [file, out] : cases) {
-    const Outcome outcome = sandbox_.run({VELOX_WRAPPER, "--propFile", file}, {.asNobody = true});
-    EXPECT_EQ(outcome.status, 255) << file;
-    EXPECT_EQ(outcome.out, out) << file;
+  for (const auto& [files, out] : cases) {
+    for (const std::string& file : split(files)) {
+      EXPECT_EQ(sandbox_.run(VELOX_WRAPPER "|--propFile|" + file, {.asNobody = true}),
+                (Outcome{255, out}))
+          << file;
+    }
   }
 }
 
 TEST_F(Launch, TheLogFileHoldsWhatDebuggingShows) {
   kvf("application.library=" + library(3) + "\n");
   fs::remove("/tmp/wrap.log");
-  EXPECT_EQ(wrapper({}).status, 0);
+  EXPECT_EQ(wrapper("").status, 0);
   EXPECT_FALSE(fs::exists("/tmp/wrap.log"));
   for (int run = 0; run < 2; ++run) {
-    const Outcome outcome = wrapper({"--debug"});
-    const std::string log = Sandbox().read("/tmp/wrap.log");
+    const Outcome outcome = wrapper("--debug");
+    const Outcome log = {0, sandbox_.read("/tmp/wrap.log")};
     std::size_t at = 0;
-    for (const char* line :
-         {"Properties file used is : app.kvf\n", "Waiting for adjustment...\n",
-          "Notifying parent process that adjustment is not necessary.\n",
-          "Waited for adjustment.\n", "WrapperMain()\n", "setupSystemEnvironment()\n"}) {
+    for (const std::string& line :
+         split("Properties file used is : app.kvf\n|"
+               "Notifying parent process that adjustment is not necessary.\n|"
+               "Waited for adjustment.\n|WrapperMain()\n|setupSystemEnvironment()\n")) {
       EXPECT_TRUE(outcome.has(line));
-      at = log.find(line, at);
+      at = log.out.find(line, at);
       ASSERT_NE(at, std::string::npos) << line << log;
     }
-    EXPECT_EQ(log.find("WrapperMain()"), log.rfind("WrapperMain()"));
+    EXPECT_TRUE(outcome.has("Waiting for adjustment...\n") &&
+                log.has("Waiting for adjustment...\n"));
+    EXPECT_EQ(log.out.find("WrapperMain()"), log.out.rfind("WrapperMain()"));
   }
 }
 
 TEST_F(Launch, ExportedVariablesReachTheApplicationHoweverTheProgramWasStarted) {
-  kvf(fakeJava() + "velox.env.PROBE=%kvf.file.dir%:1\nprocessID.file.name=" + sandbox_.path("pid") +
-      "\n");
-  fs::create_directory(sandbox_.path("bin"));
-  fs::copy_file(VELOX_WRAPPER, sandbox_.path("bin/svc"));
-  fs::create_symlink("bin/svc", sandbox_.path("link"));
+  kvf(fakeJava() + "velox.env.PROBE=%kvf.file.dir%:1\nprocessID.file.name=" + sandbox_.path("pid"));
   const std::string bin = sandbox_.path("bin");
-  for (const std::string& program :
-       {std::string("svc"), std::string("./bin/svc"), std::string("./link"), bin + "/svc"}) {
-    SCOPED_TRACE(program);
-    for (const bool directoryIsGone : {false, true}) {
-      if (directoryIsGone && program[0] == '.') continue;
-      const Outcome outcome = sandbox_.run(
-          {program, "--propFile", sandbox_.path("app.kvf"), "--cmdlineJava", "--pid", "--debug"},
-          {.environment = {{"PATH", bin + ":/usr/bin:/bin"}},
-           .program = program == "svc" ? bin + "/svc" : program,
-           .inChild = [&] {
-             if (!directoryIsGone) return;
-             ::mkdir("gone", 0777);
-             if (::chdir("gone") == 0) ::rmdir("../gone");
-           }});
-      EXPECT_EQ(outcome.status, 0);
-      EXPECT_TRUE(outcome.has("env[" + sandbox_.path() + ":1]")) << outcome.out;
-      EXPECT_TRUE(outcome.has("\napplication.processid=" + sandbox_.read("pid") + "\n"));
-      const std::string mark = "about to call execvp()";
-      EXPECT_TRUE(outcome.has(mark));
-      EXPECT_EQ(outcome.out.find(mark), outcome.out.rfind(mark));
-    }
+  fs::create_directory(bin);
+  fs::copy_file(VELOX_WRAPPER, bin + "/svc");
+  fs::create_symlink("bin/svc", sandbox_.path("link"));
+  const std::string arguments =
+      "|--propFile|" + sandbox_.path("app.kvf") + "|--cmdlineJava|--pid|--debug";
+  const auto leaveNoDirectory = [] {
+    ::mkdir("gone", 0777);
+    if (::chdir("gone") == 0) ::rmdir("../gone");
+  };
+  const std::pair<std::string, std::function<void()>> cases[] = {
+      {"svc", {}},    {"svc", leaveNoDirectory}, {"./bin/svc", {}},
+      {"./link", {}}, {bin + "/svc", {}},        {bin + "/svc", leaveNoDirectory}};
+  for (const auto& [name, inChild] : cases) {
+    SCOPED_TRACE(name);
+    const Sandbox::Start start = {.environment = {{"PATH", bin + ":/usr/bin:/bin"}},
+                                  .inChild = inChild};
+    const Outcome outcome = sandbox_.run(name + arguments, start);
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_TRUE(outcome.has("env[" + sandbox_.path() + ":1]")) << outcome.out;
+    EXPECT_TRUE(outcome.has("\napplication.processid=" + sandbox_.read("pid") + "\n"));
+    EXPECT_TRUE(outcome.has("about to call execvp()"));
+    EXPECT_EQ(outcome.out.find("about to call"), outcome.out.rfind("about to call"));
   }
 }
 
@@ -154,163 +136,132 @@ TEST_F(Launch, ReExecutionThatCannotHappenIsFatal) {
   kvf(fakeJava() + "velox.env.PROBE=1\n");
   sandbox_.write("plain", "");
   const auto start = [&](const std::string& name, int count) {
-    Arguments arguments = {name, "--propFile", "app.kvf", "--cmdlineJava"};
-    arguments.resize(static_cast<std::size_t>(count), "x");
-    return sandbox_.run(arguments, {.program = VELOX_WRAPPER});
+    std::string line = name + "|--propFile|app.kvf|--cmdlineJava";
+    for (int i = 4; i < count; ++i) line += "|x";
+    return sandbox_.run(line, {.program = VELOX_WRAPPER});
   };
   const std::string failed = "Failed to exec process : ";
-  const std::pair<std::string, std::string> names[] = {
-      {"/gone/svc", "No such file or directory : /gone/svc\n"},
-      {"./plain", "Permission denied : ./plain\n"}};
-  for (const auto& [name, reason] : names) {
-    const Outcome outcome = start(name, 4);
-    EXPECT_EQ(outcome.status, 255);
-    EXPECT_EQ(outcome.out, failed + reason);
-  }
+  EXPECT_EQ(start("/gone/svc", 4),
+            (Outcome{255, failed + "No such file or directory : /gone/svc\n"}));
+  EXPECT_EQ(start("./plain", 4), (Outcome{255, failed + "Permission denied : ./plain\n"}));
   EXPECT_EQ(start(VELOX_WRAPPER, 1022).status, 0);
-  const Outcome outcome = start(VELOX_WRAPPER, 1023);
-  EXPECT_EQ(outcome.status, 255);
-  EXPECT_EQ(outcome.out.substr(0, failed.size() + 14), failed + "1023 arguments");
-  EXPECT_TRUE(wrapper({"--innerProcess", "--cmdlineJava"}).has("env[]"));
+  const Outcome tooMany = start(VELOX_WRAPPER, 1023);
+  EXPECT_EQ(tooMany.status, 255);
+  EXPECT_EQ(tooMany.out.substr(0, failed.size() + 14), failed + "1023 arguments");
+  EXPECT_TRUE(wrapper("--innerProcess|--cmdlineJava").has("env[]"));
 }
 
 TEST_F(Launch, NothingOfTheWrapperStaysOpenInOtherPrograms) {
   const std::string list = sandbox_.write("list", "#!/bin/sh\nexec ls /proc/self/fd\n", true);
   kvf("java.path=" + list + "\njava.start.class=M\nvelox.env.A=1\nprocessID.file.name=pid\n");
-  const std::string own = sandbox_.run({list}).out;
-  const std::string out = wrapper({"--debug", "--cmdlineJava"}).out;
-  EXPECT_EQ(out.substr(out.size() - own.size()), own) << out;
+  const Outcome outcome = wrapper("--debug|--cmdlineJava");
+  EXPECT_TRUE(outcome.out.ends_with(sandbox_.run(list).out)) << outcome;
   // A closed standard output is no place for the next file to be opened.
-  EXPECT_EQ(wrapper({"--cmdlineJava"}, {.inChild = [] { ::close(STDOUT_FILENO); }}).status, 0);
+  EXPECT_EQ(wrapper("--cmdlineJava", {.inChild = [] { ::close(STDOUT_FILENO); }}).status, 0);
   EXPECT_EQ(sandbox_.read("pid").find_first_not_of("0123456789"), std::string::npos);
 }
 
 TEST_F(Launch, TheAdjusterDecidesWhichFileIsUsed) {
-  struct Case {
-    std::string status, adjusted, out;
-    int result;
-  };
   const std::string adjusterArgs =
       "arg[-wrapper]\narg[-file]\narg[" + sandbox_.path("app.kvf") + "]\n";
-  const std::string missing =
-      "Failed to open properties file : " + sandbox_.path("app.kvf") + ".adj\n";
   const std::string app = "application.library=" + library(3) + "\n";
-  const Case cases[] = {
-      {"0", app + "application.args=adjusted", "arg[adjusted]\n", 0},
-      {"0", "", "Failed to open properties file : app.kvf.adj\n", 255},
-      {"crash", "", "Failed to open properties file : app.kvf.adj\n", 255},
-      {"65", "", "arg[original]\n", 65},
-      {"3", "", "Adjustment failed.\n", 255},
+  const std::string missing = "Failed to open properties file : app.kvf.adj\n";
+  const std::tuple<std::string, int, std::string> cases[] = {
+      {"0", 255, missing},
+      {"crash", 255, missing},
+      {"65", 65, "arg[original]\n"},
+      {"3", 255, "Adjustment failed.\n"},
   };
   kvf(app + "velox.adjuster.class.path=x\napplication.args=original\n");
-  for (const Case& row : cases) {
-    SCOPED_TRACE(row.status);
-    fs::remove(sandbox_.path("app.kvf.adj"));
-    const Outcome outcome =
-        wrapper({}, {.environment = {{"STATUS", row.status}, {"ADJUSTED", row.adjusted}}});
-    EXPECT_EQ(outcome.status, row.result);
-    EXPECT_TRUE(outcome.has(adjusterArgs)) << outcome.out;
-    EXPECT_TRUE(outcome.has(row.out)) << outcome.out;
+  for (const auto& [adjustment, status, out] : cases) {
+    const Outcome outcome = wrapper("", {.environment = {{"STATUS", adjustment}}});
+    EXPECT_EQ(outcome.status, status) << adjustment;
+    EXPECT_TRUE(outcome.has(adjusterArgs)) << outcome;
+    EXPECT_TRUE(outcome.has(out)) << outcome;
   }
   // A command that only Windows carries out still "succeeds" in the child.
-  EXPECT_EQ(wrapper({"--install"}).out,
-            "registered\n    --install is only for windows\n3 closed at the end\n"
-            "Failed to open properties file : app.kvf.adj\n");
+  EXPECT_EQ(wrapper("--install").out,
+            "registered\n    --install is only for windows\n3 closed at the end\n" + missing);
+  sandbox_.write("app.kvf.adj", app + "application.args=adjusted");
+  const Outcome adjusted = wrapper("");
+  EXPECT_TRUE(adjusted.status == 0 && adjusted.has("arg[adjusted]\n")) << adjusted;
 }
 
 TEST_F(Launch, AnAdjustedJavaRunIsRecordedUnderTheParentsId) {
-  const std::string java = probe() + "velox.env.PROBE=1\nprocessID.file.name=pid\n";
-  sandbox_.write("app.kvf.adj", java + "application.args=adjusted\n");
-  kvf(java + "velox.adjuster.class.path=" VELOX_ADJUSTER_JAR "\njava.property.colour=grey\n");
-  const Outcome outcome = WrapperTest::java({"--run"});
+  const std::string properties = probe() + "velox.env.PROBE=1\nprocessID.file.name=pid\n";
+  sandbox_.write("app.kvf.adj", properties + "application.args=adjusted\n");
+  kvf(properties + "velox.adjuster.class.path=" VELOX_ADJUSTER_JAR "\njava.property.colour=grey\n");
+  const Outcome outcome = java("--run");
   EXPECT_EQ(outcome.status, 0) << outcome.out;
   EXPECT_TRUE(outcome.has("pid[" + sandbox_.read("pid") + "]")) << outcome.out;
   EXPECT_NE(sandbox_.read("app.kvf.adj").find("colour=green"), std::string::npos);
 }
 
 TEST_F(Launch, NativeLibrariesSupplyTheEntryPointsTogether) {
-  struct Case {
-    std::string libraries, out;
-    int status;
-  };
   const std::string lost = "Failed to load shared library, library name : ";
   const std::string entry = "Failed to load shared lib procedure entry point \"";
-  const Case cases[] = {
-      {library(3), "registered\narg[x]\n3 closed early\n", 5},
-      {library(3) + ":/never/opened.so", "registered\narg[x]\n3 closed early\n", 5},
+  const std::string called = "registered\narg[x]\n";
+  const std::string all = library(3);
+  const std::pair<std::string, Outcome> cases[] = {
+      {all, {5, called + "3 closed early\n"}},
+      {all + ":/never/opened.so", {5, called + "3 closed early\n"}},
       {library(0) + ":" + library(1) + ":" + library(2),
-       "registered\narg[x]\n1 closed early\n2 closed early\n0 closed at the end\n", 5},
-      {library(1), entry + "pAppStop\"\n1 closed early\n", 255},
-      {library(2), entry + "AppMain\"\n2 closed early\n", 255},
-      {library(3) + ".none:x",
-       "Lib name " + library(3) + ".none:x\n" + lost + library(3) + ".none\n", 255},
+       {5, called + "1 closed early\n2 closed early\n0 closed at the end\n"}},
+      {library(1), {255, entry + "pAppStop\"\n1 closed early\n"}},
+      {library(2), {255, entry + "AppMain\"\n2 closed early\n"}},
+      {all + ".none:x", {255, "Lib name " + all + ".none:x\n" + lost + all + ".none\n"}},
       // An empty element names the program itself, which supplies nothing.
-      {library(1) + "::" + library(2), "registered\narg[x]\n1 closed early\n2 closed early\n", 5},
-      {"./app.kvf", "Lib name ./app.kvf\n" + lost + "./app.kvf\n", 255},
+      {library(1) + "::" + library(2), {5, called + "1 closed early\n2 closed early\n"}},
+      {"./app.kvf", {255, "Lib name ./app.kvf\n" + lost + "./app.kvf\n"}},
   };
-  const std::string pidFile = sandbox_.path("pid");
-  for (const Case& row : cases) {
-    kvf("application.library=" + row.libraries + "\nvelox.env.A=1\nprocessID.file.name=" + pidFile);
-    const Outcome outcome =
-        wrapper({"x"}, {.environment = {{"STATUS", "5"}, {"PID_FILE", pidFile}}});
-    EXPECT_EQ(outcome.out, row.out);
-    EXPECT_EQ(outcome.status, row.status);
-    EXPECT_EQ(sandbox_.exists("pid"), row.status == 255);
+  const std::string pid = sandbox_.path("pid");
+  for (const auto& [libraries, outcome] : cases) {
+    kvf("application.library=" + libraries + "\nvelox.env.A=1\nprocessID.file.name=" + pid);
+    EXPECT_EQ(wrapper("x", {.environment = {{"STATUS", "5"}, {"PID_FILE", pid}}}), outcome);
+    EXPECT_EQ(fs::exists(pid), outcome.status == 255);
   }
 }
 
 TEST_F(Launch, KillExplainsItself) {
-  const std::string file = sandbox_.path("pid");
-  const std::string cannot =
-      "Process cannot be killed because its process ID file \"" + file + "\"";
+  const std::string pid = sandbox_.path("pid");
+  const std::string cannot = "Process cannot be killed because its process ID file \"";
+  const std::string cannotUse = cannot + pid + "\"";
   const pid_t ended = ::fork();
   if (ended == 0) ::_exit(0);
   waitFor(ended);
   const std::string gone = std::to_string(ended);
-  const auto victim = [&] { return sandbox_.start({"sleep", "100"}, {}, "/dev/null"); };
-  struct Case {
-    std::string content, type, out;
-    int status;
-    bool fileStays;
+  const std::tuple<std::string, std::string, Outcome> cases[] = {
+      {"", "Abort", {1, " is empty\n"}},
+      {"12\n", "Abort", {1, " contains an invalid process ID \"12\n\".\n"}},
+      {"12a", "term", {1, " contains an invalid process ID \"12a\".\n"}},
+      {gone, "Abort", {0, "  contains a nonexistent process ID \"" + gone + "\".\n"}},
+      {"99999999999", "Abort", {0, "  contains a nonexistent process ID \"999999999\".\n"}},
+      {"1", "Normal", {0, " contains a process ID \"1\" that is owned by a different user.\n"}},
   };
-  const Case cases[] = {
-      {"", "Abort", cannot + " is empty\n", 1, true},
-      {"12\n", "Abort", cannot + " contains an invalid process ID \"12\n\".\n", 1, true},
-      {"12a", "term", cannot + " contains an invalid process ID \"12a\".\n", 1, true},
-      {gone, "term", "Invalid kill type \"term\".  Valid types are \"abort\" and \"normal\". \n", 1,
-       true},
-      {gone, "Abort", cannot + "  contains a nonexistent process ID \"" + gone + "\".\n", 0, true},
-      {"99999999999", "Abort", cannot + "  contains a nonexistent process ID \"999999999\".\n", 0,
-       true},
-      {"1", "Normal", cannot + " contains a process ID \"1\" that is owned by a different user.\n",
-       0, true},
-  };
-  kvf("processID.file.name=" + file + "\n");
-  for (const Case& row : cases) {
-    sandbox_.write("pid", row.content);
-    const Outcome outcome = wrapper({"--kill", row.type}, {.asNobody = true});
-    EXPECT_EQ(outcome.out, row.out) << row.content;
-    EXPECT_EQ(outcome.status, row.status);
-    EXPECT_TRUE(sandbox_.exists("pid"));
+  kvf("processID.file.name=" + pid + "\n");
+  for (const auto& [content, type, told] : cases) {
+    sandbox_.write("pid", content);
+    EXPECT_EQ(wrapper("--kill|" + type, {.asNobody = true}),
+              (Outcome{told.status, cannotUse + told.out}));
+    EXPECT_TRUE(fs::exists(pid));
   }
+  sandbox_.write("pid", gone);
+  EXPECT_EQ(
+      wrapper("--kill|term"),
+      (Outcome{1, "Invalid kill type \"term\".  Valid types are \"abort\" and \"normal\". \n"}));
   for (const auto& [type, signal] : {std::pair("ABORT", SIGKILL), std::pair("Normal", SIGINT)}) {
-    const pid_t child = victim();
+    const pid_t child = sandbox_.start("sleep|100", {}, "/dev/null");
     sandbox_.write("pid", std::to_string(child));
-    EXPECT_EQ(wrapper({"--kill", type}).out, "");
+    EXPECT_EQ(wrapper(std::string("--kill|") + type).out, "");
     EXPECT_EQ(waitFor(child), 128 + signal);
-    EXPECT_FALSE(sandbox_.exists("pid"));
+    EXPECT_FALSE(fs::exists(pid));
   }
-  EXPECT_EQ(wrapper({"--kill", "Abort"}).out,
-            "Process cannot be killed because its process ID file \" " + file +
-                " \" cannot be read or contains invalid data\n");
-  fs::create_directory(file);
-  EXPECT_EQ(wrapper({"--kill", "Abort"}).out, cannot + " is empty\n");
+  EXPECT_EQ(wrapper("--kill|Abort").out,
+            cannot + " " + pid + " \" cannot be read or contains invalid data\n");
+  fs::create_directory(pid);
+  EXPECT_EQ(wrapper("--kill|Abort").out, cannotUse + " is empty\n");
   kvf("wrapper.command=--kill\nprocessID.file.name=" + sandbox_.write("stays", gone) + "\n");
-  EXPECT_EQ(wrapper({}).out, "");
-  kvf("");
-  EXPECT_EQ(wrapper({"--kill", "Abort"}).out,
-            "Process cannot be killed because its KVF file does not define a "
-            "\"processID.file.name\" property.\n");
+  EXPECT_EQ(wrapper("").out, "");
 }
 
 }  // namespace

@@ -1,8 +1,9 @@
 #ifndef VELOX_TESTS_SUPPORT_PROPERTIES_H
 #define VELOX_TESTS_SUPPORT_PROPERTIES_H
 
-#include <map>
+#include <algorithm>
 #include <ostream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -13,25 +14,55 @@ inline void PrintTo(const WString& text, std::ostream* out) {
 }
 
 using Texts = std::vector<std::string>;
-using Pairs = std::map<std::string, std::string>;
 
-inline SimpleProperties propertiesOf(const Pairs& pairs) {
+/// "a|b c||" for the list of "a", "b c" and "": every text is ended, so that nothing gets lost.
+template <class Text>
+std::string joined(const std::vector<Text>& list, char end = '|') {
+  std::string text;
+  for (const Text& piece : list) text.append(piece.c_str(), piece.length()) += end;
+  return text;
+}
+
+/// The way back; the last text may do without its end unless it is empty.
+inline Texts split(const std::string& text, char end = '|') {
+  Texts pieces;
+  std::istringstream stream(text);
+  for (std::string piece; std::getline(stream, piece, end);) pieces.push_back(piece);
+  return pieces;
+}
+
+/// Those of the texts (see split) that the test accepts, joined.
+template <class Test>
+std::string accepted(const std::string& texts, const Test& test) {
+  Texts list = split(texts);
+  std::erase_if(list, [&](const std::string& text) { return !test(text); });
+  return joined(list);
+}
+
+/// "key=value;key2=value2;" in sorted order.
+inline std::string joined(const Properties& properties) {
+  Texts entries;
+  properties.forEach([&](const WString& key, const WString& value) {
+    entries.emplace_back((key + "=" + value).c_str());
+  });
+  std::sort(entries.begin(), entries.end());
+  return joined(entries, ';');
+}
+
+inline SimpleProperties propertiesOf(const std::string& text) {
   SimpleProperties properties;
-  for (const auto& [key, value] : pairs) properties.set(key.c_str(), value.c_str());
+  for (const std::string& entry : split(text, ';')) {
+    const std::size_t end = entry.find('=');
+    properties.set(entry.substr(0, end).c_str(), entry.substr(end + 1).c_str());
+  }
   return properties;
 }
 
-inline Pairs pairsOf(const Properties& properties) {
-  Pairs pairs;
-  properties.forEach(
-      [&](const WString& key, const WString& value) { pairs[key.c_str()] = value.c_str(); });
-  return pairs;
-}
-
-inline Texts textsOf(const std::vector<WString>& list) {
-  Texts texts;
-  for (const WString& text : list) texts.emplace_back(text.c_str());
-  return texts;
+/// What a program and a main function take: the texts' own characters and a null pointer.
+inline std::vector<char*> pointersTo(Texts& texts) {
+  std::vector<char*> pointers(texts.size() + 1);
+  std::transform(texts.begin(), texts.end(), pointers.begin(), [](auto& t) { return t.data(); });
+  return pointers;
 }
 
 #endif

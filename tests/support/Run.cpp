@@ -1,28 +1,22 @@
 #include "support/Run.h"
 
-#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
-#include <thread>
 
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include "support/Properties.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
 constexpr int nobody = 65534;
-
-std::string readFile(const fs::path& file) {
-  std::ostringstream text;
-  text << std::ifstream(file, std::ios::binary).rdbuf();
-  return text.str();
-}
 
 void sendOutputTo(const std::string& file) {
   const int descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
@@ -55,14 +49,12 @@ std::string Sandbox::write(const std::string& name, const std::string& text, boo
 }
 
 std::string Sandbox::read(const std::string& name) const {
-  return readFile(root_ / name);
+  std::ostringstream text;
+  text << std::ifstream(root_ / name, std::ios::binary).rdbuf();
+  return text.str();
 }
 
-bool Sandbox::exists(const std::string& name) const {
-  return fs::exists(root_ / name);
-}
-
-pid_t Sandbox::start(const Arguments& argv, const Start& start, const std::string& output) const {
+pid_t Sandbox::start(const std::string& line, const Start& start, const std::string& output) const {
   Environment environment = {
       {"PATH", "/usr/bin:/bin"}, {"LC_ALL", "C.UTF-8"}, {"UBSAN_OPTIONS", "print_stacktrace=1"}};
   for (const auto& [name, value] : start.environment) environment[name] = value;
@@ -72,22 +64,19 @@ pid_t Sandbox::start(const Arguments& argv, const Start& start, const std::strin
   sendOutputTo(output);
   ::clearenv();
   for (const auto& [name, value] : environment) ::setenv(name.c_str(), value.c_str(), 1);
-  std::vector<char*> arguments;
-  for (const std::string& argument : argv) arguments.push_back(const_cast<char*>(argument.c_str()));
-  arguments.push_back(nullptr);
-  const std::string& program = start.program.empty() ? argv[0] : start.program;
-  bool ready = ::chdir(start.directory.empty() ? root_.c_str() : start.directory.c_str()) == 0;
+  Texts arguments = split(line);
+  const std::string& program = start.program.empty() ? arguments[0] : start.program;
+  bool ready = ::chdir(root_.c_str()) == 0;
   if (start.asNobody) ready = ready && ::setuid(nobody) == 0;
   if (start.inChild) start.inChild();
-  if (ready) ::execvp(program.c_str(), arguments.data());
+  if (ready) ::execvp(program.c_str(), pointersTo(arguments).data());
   std::perror(program.c_str());
   ::_exit(126);
 }
 
-Outcome Sandbox::run(const Arguments& argv, const Start& start) const {
+Outcome Sandbox::run(const std::string& line, const Start& start) const {
   const std::string output = root_.string() + ".out";
-  const int status = waitFor(this->start(argv, start, output));
-  Outcome outcome = {status, readFile(output)};
+  Outcome outcome = {waitFor(this->start(line, start, output)), read(output)};
   fs::remove(output);
   return outcome;
 }
@@ -101,20 +90,11 @@ Outcome inChild(const std::function<void()>& action) {
     action();
     std::exit(0);
   }
-  const int status = waitFor(child);
-  return {status, sandbox.read("out")};
+  return {waitFor(child), sandbox.read("out")};
 }
 
 int waitFor(pid_t child) {
   int status = 0;
   ::waitpid(child, &status, 0);
   return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
-}
-
-bool eventually(const std::function<bool()>& condition) {
-  for (int i = 0; i < 300; ++i) {
-    if (condition()) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  }
-  return false;
 }

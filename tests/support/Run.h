@@ -4,20 +4,23 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <ostream>
 #include <string>
-#include <vector>
 
 /// How a process ended and what it printed; standard error is part of the output.
 struct Outcome {
   int status = 0;  ///< exit status, or 128 + the signal's number
   std::string out;
 
+  bool operator==(const Outcome&) const = default;
   [[nodiscard]] bool has(const std::string& text) const {
     return out.find(text) != std::string::npos;
   }
+  friend std::ostream& operator<<(std::ostream& stream, const Outcome& outcome) {
+    return stream << outcome.status << ": " << outcome.out;
+  }
 };
 
-using Arguments = std::vector<std::string>;
 using Environment = std::map<std::string, std::string>;
 
 /// A directory of its own for a test; removed at the end.
@@ -32,20 +35,19 @@ class Sandbox {
   /// Writes a file (and its directories); the returned path is absolute.
   std::string write(const std::string& name, const std::string& text, bool executable = false);
   [[nodiscard]] std::string read(const std::string& name) const;
-  [[nodiscard]] bool exists(const std::string& name) const;
 
   /// How a program is started. The environment holds what is given here on top of a minimal one.
   struct Start {
     Environment environment = {};
-    std::string directory = {};  ///< instead of the sandbox
-    std::string program = {};    ///< the file to execute, if it is not what argv[0] names
-    bool asNobody = false;       ///< without root's rights
-    std::function<void()> inChild = {};
+    std::string program = {};            ///< the file to execute, if it is not what argv[0] names
+    bool asNobody = false;               ///< without root's rights
+    std::function<void()> inChild = {};  ///< called in the sandbox before the program
   };
-  [[nodiscard]] Outcome run(const Arguments& argv, const Start& start) const;
-  [[nodiscard]] Outcome run(const Arguments& argv) const { return run(argv, Start()); }
+  /// Runs a program; its arguments are in one text, see split().
+  [[nodiscard]] Outcome run(const std::string& line, const Start& start) const;
+  [[nodiscard]] Outcome run(const std::string& line) const { return run(line, Start()); }
   /// Starts a program without waiting; its output goes to the file.
-  [[nodiscard]] pid_t start(const Arguments& argv, const Start& start,
+  [[nodiscard]] pid_t start(const std::string& line, const Start& start,
                             const std::string& output) const;
 
  private:
@@ -57,8 +59,5 @@ Outcome inChild(const std::function<void()>& action);
 
 /// Waits for a child; the status as in Outcome.
 int waitFor(pid_t child);
-
-/// Waits up to some seconds for the condition.
-bool eventually(const std::function<bool()>& condition);
 
 #endif

@@ -13,20 +13,9 @@ static const char* environment(const char* name) {
 }
 
 #if ENTRY & 1
-// As an adjuster it copies the file with another application.args.
-static void adjust(const char* file) {
-  char name[4096];
-  snprintf(name, sizeof name, "%s.adj", file);
-  FILE* adjusted = fopen(name, "w");
-  fprintf(adjusted, "%s\n", environment("ADJUSTED"));
-  fclose(adjusted);
-}
-
 int AppMain(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) printf("arg[%s]\n", argv[i]);
   fflush(stdout);
-  const int isAdjuster = argc > 3 && strcmp(argv[argc - 3], "-wrapper") == 0;
-  if (isAdjuster && *environment("ADJUSTED") != '\0') adjust(argv[argc - 1]);
   if (strcmp(environment("STATUS"), "crash") == 0) raise(SIGKILL);
   return atoi(environment("STATUS"));
 }

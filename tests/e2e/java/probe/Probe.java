@@ -5,6 +5,7 @@ import java.io.FileOutputStream;
 import java.io.PrintStream;
 import java.nio.charset.StandardCharsets;
 import java.util.concurrent.CountDownLatch;
+import java.util.concurrent.locks.LockSupport;
 
 /** Tells what reached it, then does what the property "probe.do" says. */
 public final class Probe {
@@ -25,18 +26,14 @@ public final class Probe {
         OUT.println("directory[" + System.getProperty("user.dir") + "]");
         String[] action = System.getProperty("probe.do", "return").split(":");
         switch (action[0]) {
-            case "exit":
-                System.exit(Integer.parseInt(action[1]));
-                break;
-            case "throw":
-                throw new IllegalStateException("thrown on purpose");
-            case "thread":
-                new Thread(Probe::endLater).start();
-                break;
-            case "wait":
-                STOPPED.await();
-                break;
-            default:
+            case "exit" -> System.exit(Integer.parseInt(action[1]));
+            case "throw" -> throw new IllegalStateException("thrown on purpose");
+            case "thread" -> new Thread(() -> {
+                LockSupport.parkNanos(300_000_000);
+                OUT.println("thread ends");
+            }).start();
+            case "wait" -> STOPPED.await();
+            default -> { }
         }
         OUT.println("returning");
     }
@@ -52,19 +49,8 @@ public final class Probe {
 
     public void notStatic(String[] args) {}
 
-    private static void endLater() {
-        try {
-            Thread.sleep(300);
-        } catch (InterruptedException e) {
-            throw new IllegalStateException(e);
-        }
-        OUT.println("thread ends");
-    }
-
     /** Cannot be initialised. */
     public static final class Failing {
         static final int VALUE = Integer.parseInt("no number");
-
-        public static void main(String[] args) {}
     }
 }
