@@ -17,6 +17,7 @@ int AppMain(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) printf("arg[%s]\n", argv[i]);
   fflush(stdout);
   if (strcmp(environment("STATUS"), "crash") == 0) raise(SIGKILL);
+  if (strcmp(environment("STATUS"), "wait") == 0) pause();
   return atoi(environment("STATUS"));
 }
 #endif
