@@ -254,7 +254,7 @@ TEST_F(Launch, KillExplainsItself) {
     fs::remove(pid);
     const pid_t child = sandbox_.start(VELOX_WRAPPER "|--propFile|app.kvf",
                                        {.environment = {{"STATUS", "wait"}}}, "/dev/null");
-    while (!fs::exists(pid) || fs::is_empty(pid)) ::usleep(10000);
+    for (int i = 0; i < 3000 && (!fs::exists(pid) || fs::is_empty(pid)); ++i) ::usleep(10000);
     kvf("processID.file.name=" + pid + "\n");
     EXPECT_EQ(wrapper(std::string("--kill|") + type).out, "");
     EXPECT_EQ(waitFor(child), 128 + signal);

@@ -135,7 +135,6 @@ TEST(Properties, EnumeratesBucketsInOrderAndNewestFirst) {
   const SimpleProperties properties = propertiesOf("a=;8=;b=;a=again");
   EXPECT_EQ(order(properties), "8ab");
   EXPECT_EQ(order(SimpleProperties(properties)), "a8b");
-  EXPECT_EQ(order(SimpleProperties()), "");
 }
 
 TEST(Locks, OneKindNeverBlocksAndTheGuardUnlocks) {

@@ -105,8 +105,7 @@ TEST(ClassPath, LimitsAreCheckedLevelFirst) {
 
 TEST(ClassPath, DirectoriesExpandToTheirArchives) {
   Sandbox sandbox;
-  const Texts files =
-      split("a.jar|b c.zip|c.class|x.jar.bak|UP.JAR|two/d.jar|two/three/four/e.jar");
+  const Texts files = split("a.jar|b c.zip|c.class|x.jar.bak|UP.JAR|two/d.jar|two/in/in/e.jar");
   for (const std::string& name : files) sandbox.write(name, "");
   const std::string lib = sandbox.path();
   std::filesystem::create_symlink(lib + "/a.jar", lib + "/link.jar");
@@ -123,7 +122,7 @@ TEST(ClassPath, DirectoriesExpandToTheirArchives) {
       lib + "/**|" + lib + "/a.jar|" + lib + "/b c.zip|" + lib + "/two/d.jar|";
   EXPECT_EQ(expand(lib + "/**"), three);
   CommonConfig::searchLevel = 4;
-  EXPECT_EQ(expand(lib + "/**"), three + lib + "/two/three/four/e.jar|");
+  EXPECT_EQ(expand(lib + "/**"), three + lib + "/two/in/in/e.jar|");
   CommonConfig::libNumberOfOnePath = 2;
   EXPECT_EQ(split(expand(lib + "/**")).size(), 3U);
   CommonConfig::libNumberOfOnePath = 4096;
@@ -182,10 +181,8 @@ TEST(JavaRun, CommandsTextsAndNames) {
   }
   EXPECT_EQ(getFullStringFromVector({"a", "b c", "d\te", R"(f"g)", ""}), "a \"b c\" d\te f\"g  ");
   EXPECT_EQ(getAllVeloxEnvFromVector({"A=1", "B=c=d"}), "A=1\nexport A\nB=c=d\nexport B=c\n");
-  EXPECT_EQ(getAllVeloxEnvFromVector({}), "");
   EXPECT_EQ(accepted("|a\tb|ab |", [](const auto& text) { return isSpace(text.c_str()); }), "ab |");
   EXPECT_EQ(RemoveEmptyPathSeparators(":a:::b::", ':'), ":a:b:");
-  EXPECT_EQ(RemoveEmptyPathSeparators("a:b", ':'), "a:b");
   const char* const names[][2] = {
       {"/opt/app/run.exe", "run"}, {"run", "run"}, {"./a.exe.b.exe", "a.b.exe"}, {"/", ""}};
   for (const auto& [path, name] : names) EXPECT_EQ(GetBinaryNameFromPath(path), name) << path;

@@ -28,8 +28,7 @@ std::string archives(const std::string& directory, int maxCount, int maxDepth) {
 
 TEST(Platform, WalksDirectoriesWithinTheLimits) {
   Sandbox sandbox;
-  const Texts files =
-      split("lib.jar|notes.txt|a.jar.old|b.zipper|LIB.JAR|sub/x.zip|sub/deep/y.jar");
+  const Texts files = split("lib.jar|n.txt|a.jar.old|b.zipper|LIB.JAR|sub/x.zip|sub/in/y.jar");
   for (const std::string& name : files) sandbox.write(name, "");
   const std::string root = sandbox.path();
   std::filesystem::create_symlink("lib.jar", root + "/link.jar");
@@ -38,7 +37,7 @@ TEST(Platform, WalksDirectoriesWithinTheLimits) {
   const std::string top = root + "/a.jar.old|" + root + "/b.zipper|" + root + "/lib.jar|";
   EXPECT_EQ(archives(root, 10, 1), top);
   EXPECT_EQ(archives(root, 10, 2), top + root + "/sub/x.zip|");
-  EXPECT_EQ(archives(root, 10, 9), top + root + "/sub/deep/y.jar|" + root + "/sub/x.zip|");
+  EXPECT_EQ(archives(root, 10, 9), top + root + "/sub/in/y.jar|" + root + "/sub/x.zip|");
   EXPECT_EQ(split(archives(root, 2, 9)).size(), 2U);
   EXPECT_EQ(archives(root + "/none", 2, 9), "");
   char** list = nullptr;

@@ -19,11 +19,10 @@ public final class Probe {
         for (String arg : args) {
             OUT.println("arg[" + arg + "]");
         }
-        OUT.println("property[" + System.getProperty("probe.value") + "]");
-        OUT.println("env[" + System.getenv("PROBE") + "]");
-        OUT.println("path[" + System.getProperty("java.class.path") + "]");
-        OUT.println("pid[" + System.getProperty("application.processid") + "]");
-        OUT.println("directory[" + System.getProperty("user.dir") + "]");
+        OUT.printf(
+            "property[%s]%nenv[%s]%n", System.getProperty("probe.value"), System.getenv("PROBE"));
+        OUT.printf("path[%s]%npid[%s]%ndirectory[%s]%n", System.getProperty("java.class.path"),
+            System.getProperty("application.processid"), System.getProperty("user.dir"));
         String[] action = System.getProperty("probe.do", "return").split(":");
         switch (action[0]) {
             case "exit" -> System.exit(Integer.parseInt(action[1]));
