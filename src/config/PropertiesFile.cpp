@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <deque>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "config/PropertiesScanner.h"
 #include "config/Switches.h"
@@ -128,6 +131,15 @@ SimpleProperties parseFile(const char* fileName, const Parse& parse,
   return entries;
 }
 
+/// Takes NAME=value. The environment keeps pointing at the text, be it in an exit handler, so the
+/// texts are never destroyed; a deque leaves them where they are.
+void putInEnvironment(std::string assignment) {
+  using Texts = std::deque<std::string>;
+  static Texts* const kept = std::make_unique<Texts>().release();
+  kept->push_back(std::move(assignment));
+  ::putenv(kept->back().data());
+}
+
 }  // namespace
 
 SimpleProperties ParsePropertiesFile(const char* fileName, const SimpleProperties& options,
@@ -143,7 +155,8 @@ void exportEnvironmentVariable(const WString& key, WString& value, const SimpleP
   if (!key.startsWith(keys::environmentPrefix)) return;
 
   ReplaceVariables(value, lookup, entriesSoFar, entriesSoFar);
-  const WString name(key.view().substr(std::string_view(keys::environmentPrefix).size()));
-  Logging::Debug({"Setting env variable ", name.view(), "=", value.view()});
-  ::setenv(name.c_str(), value.c_str(), 1);
+  std::string assignment(key.view().substr(std::string_view(keys::environmentPrefix).size()));
+  assignment.append("=").append(value.view());
+  Logging::Debug({"Setting env variable ", assignment});
+  putInEnvironment(std::move(assignment));
 }

@@ -19,7 +19,7 @@ SimpleProperties::SimpleProperties(const SimpleProperties& source) : SimplePrope
 }
 
 SimpleProperties& SimpleProperties::operator=(const SimpleProperties& source) {
-  if (this != &source) *this = SimpleProperties(source);
+  *this = SimpleProperties(source);
   return *this;
 }
 
