@@ -32,7 +32,8 @@ have_header() { echo "#include <$1>" | c++ -E -x c++ - >/dev/null 2>&1; }
 # links COMPILER FLAGS...: whether a program with these flags can be linked.
 links() { echo 'extern "C" int LLVMFuzzerTestOneInput() { return 0; }' | "$@" -x c++ - -o "$log.probe" >/dev/null 2>&1; }
 
-# missing_packages KIND...: the Debian packages of what is not there; KIND is build, test or check.
+# missing_packages KIND...: the Debian packages of what is not there; KIND is build, kvf, test, bench
+# or check.
 missing_packages() {
   for kind in "$@"; do
     case $kind in
@@ -41,6 +42,15 @@ missing_packages() {
         have cmake || echo cmake
         have ninja || echo ninja-build
         have_jdk || echo default-jdk-headless
+        ;;
+      kvf)
+        have pkg-config || echo pkg-config
+        [ -e /usr/share/cmake/CLI11/CLI11Config.cmake ] || echo libcli11-dev
+        { have pkg-config && pkg-config --exists libzip; } || echo libzip-dev
+        { have pkg-config && pkg-config --exists nlohmann_json; } || echo nlohmann-json3-dev
+        ;;
+      bench)
+        { have c++ && have_header benchmark/benchmark.h; } || echo libbenchmark-dev
         ;;
       test)
         { have c++ && have_header gtest/gtest.h; } || echo libgtest-dev
