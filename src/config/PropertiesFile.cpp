@@ -9,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "config/AssemblyObserver.h"
 #include "config/PropertiesScanner.h"
 #include "config/Switches.h"
 #include "config/VariableSubstitution.h"
@@ -35,6 +36,7 @@ struct Parse {
   const SimpleProperties& options;
   const SimpleProperties& lookupFirst;
   bool noExport;
+  AssemblyObserver* observer;  ///< may be null
 };
 
 /// The text of a file. Nothing when it cannot be read to its end or reaches the size limit.
@@ -87,15 +89,18 @@ SimpleProperties parseFile(const char* fileName, const Parse& parse,
 
 void storeEntry(PropertiesEntry& entry, const Parse& parse, const SimpleProperties& lookupLast,
                 int depth, SimpleProperties& entries) {
-  ReplaceVariables(entry.value, parse.lookupFirst, entries, lookupLast);
+  if (parse.observer != nullptr && !parse.observer->entryScanned(entry)) return;
+  ReplaceVariables(entry.value, parse.lookupFirst, entries, lookupLast, parse.observer);
   if (entry.key.startsWith(entry.endedByLineEnd ? includePrefix : includePrefixAtEndOfText)) {
+    if (parse.observer != nullptr) parse.observer->includeFound(entry.value);
     parseFile(entry.value.c_str(), parse, entries, depth + 1)
         .forEach([&](const WString& key, const WString& value) { entries.set(key, value); });
   } else {
+    if (parse.observer != nullptr) parse.observer->entryStored(entry.key, entry.value);
     entries.set(entry.key, entry.value);
   }
   if (parse.noExport || !entry.endedByLineEnd) return;
-  exportEnvironmentVariable(entry.key, entry.value, parse.lookupFirst, entries);
+  exportEnvironmentVariable(entry.key, entry.value, parse.lookupFirst, entries, parse.observer);
 }
 
 SimpleProperties parseFile(const char* fileName, const Parse& parse,
@@ -121,13 +126,18 @@ SimpleProperties parseFile(const char* fileName, const Parse& parse,
   }
   const std::optional<std::string> text = readText(file.get());
   file.reset();
-  if (!text) return entries;
+  if (!text) {
+    if (parse.observer != nullptr) parse.observer->fileUnread(name);
+    return entries;
+  }
+  if (parse.observer != nullptr && !parse.observer->fileEntered(name, *text)) return entries;
 
   storeFileDirectory(name, entries);
-  PropertiesScanner scanner(*text);
+  PropertiesScanner scanner(*text, parse.observer);
   for (PropertiesEntry entry; scanner.next(entry);) {
     storeEntry(entry, parse, lookupLast, depth, entries);
   }
+  if (parse.observer != nullptr) parse.observer->fileLeft();
   return entries;
 }
 
@@ -144,18 +154,21 @@ void putInEnvironment(std::string assignment) {
 
 SimpleProperties ParsePropertiesFile(const char* fileName, const SimpleProperties& options,
                                      const SimpleProperties& lookupFirst,
-                                     const SimpleProperties& lookupLast, bool noExport) {
-  return parseFile(fileName, {options, lookupFirst, noExport}, lookupLast, 0);
+                                     const SimpleProperties& lookupLast, bool noExport,
+                                     AssemblyObserver* observer) {
+  return parseFile(fileName, {options, lookupFirst, noExport, observer}, lookupLast, 0);
 }
 
 void exportEnvironmentVariable(const WString& key, WString& value, const SimpleProperties& lookup,
-                               const SimpleProperties& entriesSoFar) {
+                               const SimpleProperties& entriesSoFar, AssemblyObserver* observer) {
   Logging::Debug({"key: ", key.view()});
   Logging::Debug({"value: ", value.view()});
   if (!key.startsWith(keys::environmentPrefix)) return;
 
-  ReplaceVariables(value, lookup, entriesSoFar, entriesSoFar);
+  if (observer != nullptr) observer->exportBegins();
+  ReplaceVariables(value, lookup, entriesSoFar, entriesSoFar, observer);
   std::string assignment(key.view().substr(std::string_view(keys::environmentPrefix).size()));
+  if (observer != nullptr) observer->variableExported(assignment, value);
   assignment.append("=").append(value.view());
   Logging::Debug({"Setting env variable ", assignment});
   putInEnvironment(std::move(assignment));

@@ -3,6 +3,8 @@
 
 #include "foundation/Properties.h"
 
+class AssemblyObserver;
+
 /// Process-wide: holds the directory of the first properties file that was parsed, as
 /// kvf.file.dir.
 extern SimpleProperties gProps;
@@ -15,14 +17,16 @@ extern SimpleProperties gProps;
 /// a missing file ends the process with a message. Substitution (see ReplaceVariables) looks names
 /// up in `lookupFirst`, the entries so far and `lookupLast`. A file that cannot be read to its end,
 /// or of 1 MiB and more, yields no entries. Includes that nest deeper than 1,024 levels end the
-/// process.
+/// process. The observer may be null.
 SimpleProperties ParsePropertiesFile(const char* fileName, const SimpleProperties& options,
                                      const SimpleProperties& lookupFirst,
-                                     const SimpleProperties& lookupLast, bool noExport);
+                                     const SimpleProperties& lookupLast, bool noExport,
+                                     AssemblyObserver* observer = nullptr);
 
 /// Exports a "velox.env." entry to the environment; other keys are only logged. Variables in the
 /// value are substituted in place first.
 void exportEnvironmentVariable(const WString& key, WString& value, const SimpleProperties& lookup,
-                               const SimpleProperties& entriesSoFar);
+                               const SimpleProperties& entriesSoFar,
+                               AssemblyObserver* observer = nullptr);
 
 #endif

@@ -11,7 +11,12 @@ struct PropertiesEntry {
   WString key;
   WString value;
   bool endedByLineEnd = false;  ///< false for a last line without a line end
+  std::size_t keyAt = 0;        ///< offset of the key in the text
+  std::size_t valueAt = 0;      ///< offset behind the character that ended the key
+  std::size_t endAt = 0;        ///< offset of the end of the line
 };
+
+class AssemblyObserver;
 
 /// Splits the text of a properties file into entries; a NUL ends the text.
 ///
@@ -27,8 +32,9 @@ struct PropertiesEntry {
 /// other stands for itself.
 class PropertiesScanner {
  public:
-  /// REQUIRES: the text outlives the scanner.
-  explicit PropertiesScanner(std::string_view text) : text_(text.substr(0, text.find('\0'))) {}
+  /// REQUIRES: the text, and the observer, which may be null, outlive the scanner.
+  explicit PropertiesScanner(std::string_view text, AssemblyObserver* observer = nullptr)
+      : text_(text.substr(0, text.find('\0'))), observer_(observer) {}
 
   /// The next entry; false at the end of the text. Lines without a separator are passed over.
   bool next(PropertiesEntry& entry);
@@ -44,7 +50,10 @@ class PropertiesScanner {
   bool endLine(PropertiesEntry& entry, bool byLineEnd);
 
   std::string_view text_;
+  AssemblyObserver* observer_;
   std::size_t at_ = 0;
+  std::size_t keyAt_ = 0;
+  std::size_t valueAt_ = 0;
   State state_ = State::lineStart;
   WString key_;
   WString buffer_;

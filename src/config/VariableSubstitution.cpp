@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "config/AssemblyObserver.h"
 #include "foundation/PropertyKeys.h"
 #include "logging/Logging.h"
 
@@ -77,7 +78,7 @@ bool substituteFirst(WString& text, const SimpleProperties& properties) {
 }  // namespace
 
 void ReplaceVariables(WString& value, const SimpleProperties& first, const SimpleProperties& second,
-                      const SimpleProperties& third) {
+                      const SimpleProperties& third, AssemblyObserver* observer) {
   if (value.find('%') == WString::npos) return;
   const WString beginning = beginningOf(value);
   replaceAll(value, escapedPercent, percentMarker);
@@ -89,15 +90,20 @@ void ReplaceVariables(WString& value, const SimpleProperties& first, const Simpl
   }
   for (const WString& name : names) {
     WString replacement;
-    if (!first.get(keys::variablePrefix + name, replacement)) {
-      if (const char* exported = std::getenv(name.c_str())) {
-        replacement = exported;
-      } else if (!second.get(name, replacement)) {
-        third.get(name, replacement);
-      }
+    VariableSource source = VariableSource::nothing;
+    if (first.get(keys::variablePrefix + name, replacement)) {
+      source = VariableSource::definition;
+    } else if (const char* exported = std::getenv(name.c_str())) {
+      replacement = exported;
+      source = VariableSource::environment;
+    } else if (second.get(name, replacement)) {
+      source = VariableSource::entries;
+    } else if (third.get(name, replacement)) {
+      source = VariableSource::context;
     }
     // Each search starts over, so a replacement that brings a reference along is found first.
     const unsigned int at = value.find("%" + name);
+    if (observer != nullptr) observer->referenceReplaced({name, source, replacement, at});
     value.replace(at, name.length() + 2, replacement.c_str());
   }
   replaceAll(value, percentMarker, "%");

@@ -3,14 +3,16 @@
 
 #include "foundation/Properties.h"
 
+class AssemblyObserver;
+
 /// Replaces every %name% in the value by, in this order: the variable of that name in `first`, the
 /// environment variable, the property in `second`, the property in `third`, else nothing. "\%" is a
 /// literal percent sign (in a file it takes two backslashes, as the file's own escapes come first),
 /// and in a value with a percent sign so is "@@#@@". References are resolved one after the other
 /// from the start of the text, so one that a replacement brings along may be hit in turn. More than
-/// 100 references end the process with a message.
+/// 100 references end the process with a message. The observer may be null.
 void ReplaceVariables(WString& value, const SimpleProperties& first, const SimpleProperties& second,
-                      const SimpleProperties& third);
+                      const SimpleProperties& third, AssemblyObserver* observer = nullptr);
 
 /// The older substitution, of the legacy script alone: the first backslash with the character after
 /// it becomes "/", the first %PSP% becomes ":", and every %name% is replaced by the property, else

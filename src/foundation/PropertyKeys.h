@@ -22,6 +22,7 @@ inline constexpr char processIdFile[] = "processID.file.name";
 inline constexpr char applicationArgs[] = "application.args";
 inline constexpr char applicationLibrary[] = "application.library";
 inline constexpr char startDirectory[] = "application.start.dir";
+inline constexpr char stopSignals[] = "application.stop.signals";
 
 inline constexpr char adjustInvoke[] = "adjustInvoke";
 inline constexpr char classPath[] = "java.class.path";

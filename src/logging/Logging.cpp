@@ -12,6 +12,7 @@ bool Logging::s_DebugFlag = false;
 bool Logging::s_SilentFlag = false;
 bool Logging::s_IsChildProcess = false;
 const char* const Logging::s_szLogFileName = "/tmp/wrap.log";
+Logging::Sink* Logging::s_sink = nullptr;
 
 namespace {
 
@@ -57,11 +58,13 @@ void Logging::Debug(Pieces pieces) {
 }
 
 void Logging::Info(Pieces pieces) {
+  if (s_sink != nullptr) return s_sink->message(pieces);
   if (std::FILE* log = GetHandle()) writeLine(log, pieces);
   writeLine(stdout, pieces);
 }
 
 void Logging::FatalError(Pieces pieces) {
+  if (s_sink != nullptr) s_sink->fatal(pieces);
   Info(pieces);
   std::exit(-1);
 }

@@ -43,12 +43,30 @@ class Logging {
   /// Nothing on this platform.
   static void PrintLastErrorInMessageBox() {}
 
+  /// Takes the place of all output, for a program that only looks. A launch has none.
+  class Sink {
+   public:
+    Sink() = default;
+    Sink(const Sink&) = delete;
+    Sink& operator=(const Sink&) = delete;
+    virtual ~Sink() = default;
+
+    virtual void message(Pieces pieces) = 0;
+    /// Has to throw what the caller of the failing operation catches.
+    [[noreturn]] virtual void fatal(Pieces pieces) = 0;
+  };
+
+  /// From now on messages go to the sink, and a fatal error does not end the process; null goes
+  /// back. REQUIRES: the sink outlives its use.
+  static void SetSink(Sink* sink) { s_sink = sink; }
+
  private:
   static std::FILE* m_hLogFile;
   static bool s_DebugFlag;
   static bool s_SilentFlag;
   static bool s_IsChildProcess;
   static const char* const s_szLogFileName;
+  static Sink* s_sink;
 };
 
 #endif
