@@ -2,15 +2,14 @@
 
 #include <cstdlib>
 
+#include "foundation/PathList.h"
 #include "foundation/PropertyKeys.h"
-#include "hosting/ServiceWrapper.h"
-#include "javarun/CommonTool.h"
 #include "platform/OS_Abstractions.h"
 
 namespace {
 
-bool rewriteIfIn(WString directory, WString& name) {
-  removeTrailingSlash(directory);
+bool rewriteIfIn(std::string_view pathElement, WString& name) {
+  const WString directory(withoutTrailingSlash(pathElement));
   if (sii_fileExists(directory.c_str(), name.c_str()) == 0) return false;
   name = directory + "/" + name;
   return true;
@@ -42,7 +41,7 @@ bool SearchPropFileInPATH(WString& name) {
     // An empty piece does not move the start, so its separator begins the next piece, which then
     // names no directory.
     if (at == start) continue;
-    if (rewriteIfIn(path.substr(start, at - start), name)) return true;
+    if (rewriteIfIn(path.view().substr(start, at - start), name)) return true;
     start = at + 1;
   }
   return false;

@@ -31,10 +31,3 @@ char* NewArgCopy(const char* text, unsigned long length) {
   copy[length] = '\0';
   return copy;
 }
-
-WString GetBinaryNameFromPath(const WString& path) {
-  WString name = path.substr(path.find_last_of('/') + 1);
-  const unsigned int extension = name.find_cstr(".exe");
-  if (extension != WString::npos) name.erase(extension, 4);
-  return name;
-}

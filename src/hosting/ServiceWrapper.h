@@ -12,11 +12,26 @@ void CreateArgs(const SimpleProperties& properties, int& argc, char**& argv);
 /// are.
 void DestroyArgs(int& argc, char**& argv);
 
+/// Owns the argument vector of a native application.
+class NativeArguments {
+ public:
+  explicit NativeArguments(const SimpleProperties& properties) {
+    CreateArgs(properties, count_, vector_);
+  }
+  NativeArguments(const NativeArguments&) = delete;
+  NativeArguments& operator=(const NativeArguments&) = delete;
+  ~NativeArguments() { DestroyArgs(count_, vector_); }
+
+  [[nodiscard]] int count() const { return count_; }
+  [[nodiscard]] char** vector() const { return vector_; }
+
+ private:
+  int count_ = 0;
+  char** vector_ = nullptr;
+};
+
 /// A copy of the first `length` characters with a terminating NUL, for DestroyArgs to free. Throws
 /// the default memory exception when there is no memory.
 char* NewArgCopy(const char* text, unsigned long length);
-
-/// The text after the last "/", without the first ".exe" in it.
-WString GetBinaryNameFromPath(const WString& path);
 
 #endif

@@ -105,11 +105,3 @@ std::vector<WString> CommonTool::splitEx(const WString& text, const WString& sep
 bool CommonTool::isContainsSpace(const char* text) {
   return std::strchr(text, ' ') != nullptr;
 }
-
-bool isPathSeparator(char c) {
-  return c == ':' || c == ';';
-}
-
-void removeTrailingSlash(WString& path) {
-  if (path.view().ends_with('/') || path.view().ends_with('\\')) path.erase(path.length() - 1);
-}

@@ -32,10 +32,4 @@ class CommonTool {
   static bool isContainsSpace(const char* text);
 };
 
-/// True for the two characters that separate the elements of a path list.
-bool isPathSeparator(char c);
-
-/// Drops one "/" or "\" from the end of a path list's element.
-void removeTrailingSlash(WString& path);
-
 #endif

@@ -1,7 +1,9 @@
 #include "javarun/JavaCmdLineRunUtil.h"
 
 #include <cstdlib>
+#include <string_view>
 
+#include "foundation/TextPieces.h"
 #include "javarun/CommonTool.h"
 #include "javarun/JavaParameterParserUtil.h"
 #include "logging/Logging.h"
@@ -12,6 +14,7 @@ namespace {
 
 constexpr unsigned short scriptMode = 0755;
 constexpr int noStartClass = -1;
+constexpr std::string_view extension = ".kvf";
 
 WString quotedIfSpace(const WString& word) {
   return CommonTool::isContainsSpace(word.c_str()) ? "\"" + word + "\"" : word;
@@ -29,13 +32,12 @@ void show(const char* label, const WString& text) {
 /// The properties file's name between its directory and its ".kvf".
 WString scriptNameFor(const WString& kvfFile) {
   if (kvfFile.empty()) return "default_run.script.sh";
-  unsigned int separator = kvfFile.find_last_of('/');
-  if (separator == WString::npos) separator = kvfFile.find_last_of('\\');
-  const unsigned int start = separator + 1;
+  const std::string_view path = kvfFile.view();
+  std::string_view name = afterLast(path, path.find('/') == std::string_view::npos ? '\\' : '/');
   // The first ".kvf" counts, so one in the directory part leaves the name whole.
-  const unsigned int extension = kvfFile.find_cstr(".kvf");
-  const unsigned int length = extension < start ? WString::npos : extension - start;
-  return kvfFile.substr(start, length) + ".script.sh";
+  if (path.find(extension) >= path.size() - name.size())
+    name = name.substr(0, name.find(extension));
+  return WString(name) + ".script.sh";
 }
 
 void writeScript(const WString& environment, const WString& commandLine, const WString& kvfFile) {

@@ -154,6 +154,7 @@ void generateScript(const SimpleProperties& properties) {
 
 void checkClassPath(WString& classPath) {
   WString checked;
+  // Only ":" separates here.
   for (WString& element : CommonTool::splitEx(classPath, ":")) {
     if (element.empty()) continue;
     if (!element.view().ends_with(".jar")) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "foundation/PathList.h"
 #include "hosting/ModifiedUtf8.h"
 #include "hosting/ServiceWrapper.h"
 #include "javarun/ArgumentSplitter.h"
