@@ -16,7 +16,7 @@ struct CommandLine {
 CommandLine scanCommandLine(int argc, char** argv);
 
 /// The scan for callers that want the options alone: it also takes "--cleanInstall", does not know
-/// "--adjust", and "--kill" records no signal.
+/// "--adjust", and "--kill" records no signal. Nothing in the launcher calls it.
 SimpleProperties ParseCommandLineOnly(int argc, char** argv);
 
 /// True when the argument is exactly the switch.

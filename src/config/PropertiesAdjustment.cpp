@@ -1,15 +1,11 @@
 #include "config/PropertiesAdjustment.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
 #include <vector>
 
-#include <sys/wait.h>
-
-#include "config/Switches.h"
+#include "config/Commands.h"
 #include "foundation/PropertyKeys.h"
 #include "logging/Logging.h"
 #include "platform/ChildProcess.h"
@@ -20,16 +16,13 @@ constexpr int statusAdjusted = 0;
 constexpr int statusNothingToAdjust = 65;
 constexpr char adjustedSuffix[] = ".adj";
 
-constexpr const char* adjustableCommands[] = {switches::install, switches::update, switches::start,
-                                              switches::run, switches::ntservice};
-
 }  // namespace
 
 bool isAdjustable(const SimpleProperties& options) {
-  WString command;
-  if (!options.get(keys::command, command)) return true;
-  return std::any_of(std::begin(adjustableCommands), std::end(adjustableCommands),
-                     [&](const char* adjustable) { return command == adjustable; });
+  WString name;
+  if (!options.get(keys::command, name)) return true;
+  const Command* command = findCommand(name.view());
+  return command != nullptr && command->isAdjustable;
 }
 
 void runAdjustmentChild(int argc, char** argv, PropertiesLocation& location) {
@@ -49,7 +42,7 @@ void runAdjustmentChild(int argc, char** argv, PropertiesLocation& location) {
   const int waitStatus = child.wait();
   Logging::Debug("Waited for adjustment.");
   // Read without asking how the child ended: one that a signal killed counts as adjusted.
-  const int exitCode = WEXITSTATUS(waitStatus);
+  const int exitCode = ChildProcess::exitCodeIn(waitStatus);
   if (exitCode == statusNothingToAdjust) return;
   if (exitCode != statusAdjusted) Logging::FatalError("Adjustment failed.");
   location.name += adjustedSuffix;

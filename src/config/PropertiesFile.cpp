@@ -1,6 +1,5 @@
 #include "config/PropertiesFile.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <deque>
 #include <memory>
@@ -10,8 +9,8 @@
 #include <utility>
 
 #include "config/AssemblyObserver.h"
+#include "config/Commands.h"
 #include "config/PropertiesScanner.h"
-#include "config/Switches.h"
 #include "config/VariableSubstitution.h"
 #include "foundation/PropertyKeys.h"
 #include "logging/Logging.h"
@@ -57,11 +56,10 @@ std::optional<std::string> readText(std::FILE* file) {
 }
 
 WString directoryOf(const WString& fileName) {
-  const unsigned int slash = fileName.find_last_of('/');
-  const unsigned int backslash = fileName.find_last_of('\\');
-  if (slash == WString::npos && backslash == WString::npos) return sii_GetCurrentDirectory();
-  // One more than the position: not found counts as 0.
-  return fileName.substr(0, std::max(slash + 1, backslash + 1) - 1);
+  const std::string_view name = fileName.view();
+  const std::size_t separator = name.find_last_of("/\\");
+  if (separator == std::string_view::npos) return sii_GetCurrentDirectory();
+  return WString(name.substr(0, separator));
 }
 
 void storeFileDirectory(const WString& fileName, SimpleProperties& entries) {
@@ -72,16 +70,18 @@ void storeFileDirectory(const WString& fileName, SimpleProperties& entries) {
   entries.set(keys::pathSeparator, ":");
 }
 
+MissingFile missingFileFor(const SimpleProperties& options) {
+  const Command* command = findCommand(options.valueOf(keys::command).view());
+  return command == nullptr ? MissingFile::isFatal : command->missingFile;
+}
+
 bool uninstallsNamedService(const SimpleProperties& options) {
-  return options.valueOf(keys::command) == switches::uninstall &&
+  return missingFileFor(options) == MissingFile::isToleratedForNamedService &&
          options.contains(keys::serviceName);
 }
 
-/// True when the command needs no properties file.
 bool toleratesMissingFile(const SimpleProperties& options) {
-  const WString command = options.valueOf(keys::command);
-  return command == switches::version || command == switches::help ||
-         uninstallsNamedService(options);
+  return missingFileFor(options) == MissingFile::isTolerated || uninstallsNamedService(options);
 }
 
 SimpleProperties parseFile(const char* fileName, const Parse& parse,

@@ -30,6 +30,12 @@ class AssemblyObserver;
 /// A backslash takes the next character out of these rules in every state and leaves the state as
 /// it is: t, r and n stand for control characters, a line end is dropped (the line goes on), any
 /// other stands for itself.
+///
+/// Blanks (spaces and tabs) at the start of a line and of a value are passed over; those inside and
+/// at the end of a value belong to it. One "=" in front of a finished value is dropped, so
+/// "key=value", "key: value", "key value" and "key==value" all give "value"; in "key = value" the
+/// first blank ends the key, and the value is " value". A line that never reaches a separator gives
+/// no entry.
 class PropertiesScanner {
  public:
   /// REQUIRES: the text, and the observer, which may be null, outlive the scanner.

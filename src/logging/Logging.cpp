@@ -66,7 +66,7 @@ void Logging::Info(Pieces pieces) {
 void Logging::FatalError(Pieces pieces) {
   if (s_sink != nullptr) s_sink->fatal(pieces);
   Info(pieces);
-  std::exit(-1);
+  std::exit(fatalStatus);
 }
 
 void Logging::FlushFiles() {

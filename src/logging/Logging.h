@@ -18,6 +18,9 @@ class Logging {
  public:
   using Pieces = std::initializer_list<std::string_view>;
 
+  /// The exit status of a process that cannot go on.
+  static constexpr int fatalStatus = 255;
+
   /// Switches debugging on for the rest of the process.
   static void EnableDebug() { s_DebugFlag = true; }
   /// Recorded only: no output depends on it.
@@ -33,14 +36,16 @@ class Logging {
   static void Debug(Pieces pieces);
   static void Info(const char* message) { Info(Pieces{message}); }
   static void Info(Pieces pieces);
-  /// Writes the message like Info and ends the process with status 255.
+  /// Writes the message like Info and ends the process with fatalStatus.
   [[noreturn]] static void FatalError(const char* message) { FatalError(Pieces{message}); }
   [[noreturn]] static void FatalError(Pieces pieces);
 
   /// Flushes the log file, standard output and standard error; nothing without a log file.
   static void FlushFiles();
+  /// Flushes and closes the log file; the next message opens it again. Nothing in the launcher
+  /// calls it.
   static void CloseHandle();
-  /// Nothing on this platform.
+  /// Does nothing on this platform. Nothing in the launcher calls it.
   static void PrintLastErrorInMessageBox() {}
 
   /// Takes the place of all output, for a program that only looks. A launch has none.

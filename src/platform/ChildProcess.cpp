@@ -6,12 +6,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace {
-
-constexpr int failureStatus = 255;
-
-}  // namespace
-
 ChildProcess::ChildProcess() {
   struct sigaction defaultAction = {};
   defaultAction.sa_handler = SIG_DFL;
@@ -33,13 +27,17 @@ void ChildProcess::execute(char* const* argv) const {
 
 void ChildProcess::fail(Logging::Pieces message) {
   Logging::Info(message);
-  ::_exit(failureStatus);
+  ::_exit(Logging::fatalStatus);
 }
 
 int ChildProcess::wait() const {
   int status = 0;
   while (::waitpid(pid_, &status, 0) < 0) {
-    if (errno != EINTR) return W_EXITCODE(failureStatus, 0);
+    if (errno != EINTR) return W_EXITCODE(Logging::fatalStatus, 0);
   }
   return status;
+}
+
+int ChildProcess::exitCodeIn(int waitStatus) {
+  return WEXITSTATUS(waitStatus);
 }

@@ -34,6 +34,9 @@ class ChildProcess {
   /// cannot be had counts as exit code 255.
   [[nodiscard]] int wait() const;
 
+  /// The exit code in a raw wait status; 0 for a child that a signal ended.
+  static int exitCodeIn(int waitStatus);
+
  private:
   struct sigaction formerAction_ = {};
   pid_t pid_ = -1;
