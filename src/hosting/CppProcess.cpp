@@ -5,11 +5,10 @@
 #include <utility>
 
 #include "foundation/WException.h"
-#include "hosting/SharedLibrary.h"
+#include "hosting/LibraryLoading.h"
 #include "javarun/CommonTool.h"
 #include "logging/EventLogging.h"
 #include "logging/Logging.h"
-#include "platform/OS_Abstractions.h"
 #include "platform/ServiceStatus.h"
 
 std::unique_ptr<CppProcess> CppProcess::s_pCppProcess;
@@ -40,11 +39,11 @@ bool isComplete(const EntryAddresses& addresses) {
 }
 
 /// True when the library supplied an entry point that was missing.
-bool takeEntryPoints(void* library, EntryAddresses& addresses) {
+bool takeEntryPoints(const SharedLibrary& library, EntryAddresses& addresses) {
   bool supplied = false;
   for (std::size_t i = 0; i < entryCount; ++i) {
     if (addresses[i] != nullptr) continue;
-    addresses[i] = sii_GetProcAddress(library, entryPoints[i].symbol);
+    addresses[i] = library.symbol(entryPoints[i].symbol);
     supplied = supplied || addresses[i] != nullptr;
   }
   return supplied;
@@ -60,11 +59,15 @@ void requireAll(const EntryAddresses& addresses) {
 
 }  // namespace
 
-CppProcess::CppProcess(std::vector<void*> handles, MainFunction applicationMain,
+CppProcess::CppProcess(const std::vector<void*>& handles, MainFunction applicationMain,
                        StopFunction applicationStop)
-    : handles_(std::move(handles)),
+    : libraries_(handles.begin(), handles.end()),
       applicationMain_(applicationMain),
       applicationStop_(applicationStop) {}
+
+CppProcess::~CppProcess() {
+  for (SharedLibrary& library : libraries_) library.stayOpen();
+}
 
 void CppProcess::CreateSharedProcess(void* handle, MainFunction applicationMain,
                                      StopFunction applicationStop) {
@@ -87,7 +90,9 @@ void CppProcess::DestroySharedProcess() {
 
 void CppProcess::UnloadLibrary() {
   if (!s_pCppProcess) return;
-  for (void* library : std::exchange(s_pCppProcess->handles_, {})) closeSharedLibrary(library);
+  for (SharedLibrary& library : std::exchange(s_pCppProcess->libraries_, {})) {
+    unloadLibrary(library);
+  }
 }
 
 bool CppProcess::LoadSharedLibrary(const WString& libraries) {
@@ -96,9 +101,11 @@ bool CppProcess::LoadSharedLibrary(const WString& libraries) {
   std::vector<void*> handles;
   for (const WString& path : CommonTool::splitEx(libraries, ":")) {
     if (isComplete(entries)) break;
-    void* library = openSharedLibrary(path, libraries);
-    // A library that supplies nothing stays open: others may need its symbols.
-    if (takeEntryPoints(library, entries)) handles.push_back(library);
+    SharedLibrary library = loadLibrary(path, libraries);
+    const bool supplies = takeEntryPoints(library, entries);
+    // One that supplies nothing stays open all the same: others may need its symbols.
+    void* handle = library.stayOpen();
+    if (supplies) handles.push_back(handle);
   }
   requireAll(entries);
   reinterpret_cast<RegisterFunction>(entries[registrationEntry])(SetServiceState);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "foundation/WString.h"
+#include "platform/SharedLibrary.h"
 
 /// A native application in this process: entry points that come from shared libraries or from a
 /// host program. There is at most one; the first that is created wins.
@@ -13,11 +14,12 @@ class CppProcess {
   using MainFunction = int (*)(int, char**);
   using StopFunction = void (*)();
 
-  CppProcess(std::vector<void*> handles, MainFunction applicationMain,
+  CppProcess(const std::vector<void*>& handles, MainFunction applicationMain,
              StopFunction applicationStop);
   CppProcess(const CppProcess&) = delete;
   CppProcess& operator=(const CppProcess&) = delete;
-  virtual ~CppProcess() = default;
+  /// Libraries that were not unloaded stay open: at exit, code of theirs may still run.
+  virtual ~CppProcess();
 
   /// Creates the shared instance unless there is one. It takes the handles over; handle and
   /// functions may be null. Exhausted memory throws the default memory exception.
@@ -45,7 +47,7 @@ class CppProcess {
  private:
   static std::unique_ptr<CppProcess> s_pCppProcess;
 
-  std::vector<void*> handles_;
+  std::vector<SharedLibrary> libraries_;
   MainFunction applicationMain_;
   StopFunction applicationStop_;
 };

@@ -2,8 +2,9 @@
 
 #include <cstdlib>
 
-#include "hosting/SharedLibrary.h"
+#include "hosting/LibraryLoading.h"
 #include "logging/Console.h"
+#include "logging/Logging.h"
 #include "platform/OS_Abstractions.h"
 
 void* JVM_SharedLibMgr::s_LibHandle = nullptr;
@@ -17,7 +18,7 @@ constexpr char createFunction[] = "JNI_CreateJavaVM";
 CreateJavaVm findCreateFunction(void* library) {
   void* address = sii_GetProcAddress(library, createFunction);
   CheckFunctionLoad(address, createFunction);
-  if (address == nullptr) std::exit(-1);
+  if (address == nullptr) std::exit(Logging::fatalStatus);
   return reinterpret_cast<CreateJavaVm>(address);
 }
 
@@ -29,7 +30,8 @@ WString JVM_SharedLibMgr::GetJvmLibPath() {
 
 bool JVM_SharedLibMgr::LoadSharedLibrary(const WString& path) {
   if (s_LibHandle != nullptr) return true;
-  s_LibHandle = openSharedLibrary(path, path);
+  // An exit of the application must not close the JVM under its own threads.
+  s_LibHandle = loadLibrary(path, path).stayOpen();
   return true;
 }
 
@@ -45,7 +47,8 @@ jint JVM_SharedLibMgr::JNI_CreateJavaVM(JavaVM** vm, void** env, void* initArgs,
 }
 
 void JVM_SharedLibMgr::UnloadLibrary() {
-  if (s_LibHandle != nullptr) closeSharedLibrary(s_LibHandle);
+  SharedLibrary library(s_LibHandle);
+  unloadLibrary(library);
 }
 
 void CheckFunctionLoad(void* address, const char* name) {

@@ -7,6 +7,7 @@
 
 #include "foundation/PropertyKeys.h"
 #include "hosting/JVM_SharedLibMgr.h"
+#include "hosting/JvmLibrary.h"
 #include "hosting/ModifiedUtf8.h"
 #include "javarun/ArgumentSplitter.h"
 #include "javarun/CommonTool.h"
@@ -139,17 +140,16 @@ WString JavaProcess::ExpandClassPath(const WString& classPath) const {
 }
 
 void JavaProcess::LoadJvmLibrary() {
-  const WString library = properties_.valueOf(keys::javaLibrary);
-  if (sii_access(library.c_str(), F_OK) == 0) {
-    JVM_SharedLibMgr::LoadSharedLibrary(library);
-    return;
-  }
-  if (library.empty()) {
+  const JvmLibrary library =
+      JvmLibrary::choose(properties_.valueOf(keys::javaLibrary), fileIsThere);
+  if (library.source == JvmLibrary::Source::none) {
     printConsole("The property java.library can not be empty !\n");
-    EventLogging::FatalError(message::failedToLoadLibrary, 1, library.c_str());
+    EventLogging::FatalError(message::failedToLoadLibrary, 1, library.path.c_str());
   }
-  Logging::Debug("Load JVM by Using system default JvmPath  ...");
-  JVM_SharedLibMgr::LoadSharedLibrary();
+  if (library.source == JvmLibrary::Source::systemDefault) {
+    Logging::Debug("Load JVM by Using system default JvmPath  ...");
+  }
+  JVM_SharedLibMgr::LoadSharedLibrary(library.path);
 }
 
 void JavaProcess::CreateJvmArgs() {

@@ -32,7 +32,7 @@ class JavaProcess {
   [[nodiscard]] bool ExceptionRaised() const;
 
   /// The pieces of the option list, as the external launch makes them. Each appends its options;
-  /// the bool ones return whether there was one.
+  /// the bool ones return whether there was one. Nothing in the launcher calls them.
   bool SetOption(std::vector<WString>& options, const WString& prefix, const WString& key) const;
   bool SetClassPathOption(std::vector<WString>& options) const;
   void SetExtendedJavaOptions(std::vector<WString>& options) const;
@@ -65,7 +65,7 @@ class JavaProcess {
   jobjectArray arguments_ = nullptr;
 };
 
-/// See CommonTool::expandDirToClassPath.
+/// See CommonTool::expandDirToClassPath. Nothing in the launcher calls it.
 WString ExpandDirToClassPath(const WString& directory);
 
 #endif

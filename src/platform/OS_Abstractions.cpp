@@ -94,9 +94,7 @@ class ArchiveWalk {
 }  // namespace
 
 void* sii_LoadSharedLibrary(const char* path) {
-  void* library = ::dlopen(path, RTLD_LAZY | RTLD_GLOBAL);
-  if (library == nullptr) Logging::Debug(::dlerror());
-  return library;
+  return ::dlopen(path, RTLD_LAZY | RTLD_GLOBAL);
 }
 
 void* sii_GetProcAddress(void* handle, const char* symbol) {
@@ -132,6 +130,10 @@ int sii_execvp(const char* file, char* const* argv) {
 
 int sii_access(const char* path, int mode) {
   return ::access(path, mode);
+}
+
+bool fileIsThere(const char* path) {
+  return sii_access(path, F_OK) == 0;
 }
 
 int sii_chmodFile(const char* path, unsigned short mode) {

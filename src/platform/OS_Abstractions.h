@@ -5,7 +5,7 @@
 /// directory, process identity and child processes. Unless a comment says otherwise a function
 /// passes its arguments to the POSIX call of the same name and returns that call's result.
 
-/// dlopen, lazy and global. Null on failure, with the reason as a debug message.
+/// dlopen, lazy and global. Null on failure; dlerror() then has the reason.
 void* sii_LoadSharedLibrary(const char* path);
 /// dlsym. Null on failure.
 void* sii_GetProcAddress(void* handle, const char* symbol);
@@ -19,6 +19,8 @@ int sii_GetProcessID();
 /// Returns only on failure.
 int sii_execvp(const char* file, char* const* argv);
 int sii_access(const char* path, int mode);
+/// Whether the path leads to anything; a dangling link does not.
+bool fileIsThere(const char* path);
 int sii_chmodFile(const char* path, unsigned short mode);
 
 /// 1 when the directory's listing holds an entry (of any type) of exactly that name, else 0. A name
@@ -36,7 +38,7 @@ int sii_fileExists(const char* directory, const char* name);
 int sii_CreateClassPathDirectoryListRecursive(const char* directory, char**& list, int index,
                                               int level, int maxCount, int maxDepth);
 /// Lists the bare names of the archives in one directory into a new list that ends with a null.
-/// Exhausted memory throws the default memory exception.
+/// Exhausted memory throws the default memory exception. Nothing in the launcher calls it.
 void sii_CreateClassPathDirectoryList(const char* directory, char**& list);
 /// Frees the texts up to the first null or `count`, and the list; the pointer is left dangling.
 void sii_DestroyDirectoryList(char**& list, int count);
