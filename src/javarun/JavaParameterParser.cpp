@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-#include "foundation/PropertyKeys.h"
+#include "foundation/PathList.h"
 #include "javarun/ArgumentSplitter.h"
 #include "javarun/CommonTool.h"
 #include "javarun/ExtendedOptions.h"
@@ -57,30 +57,6 @@ WString JavaParameterParser::getSingleOption(const WString& prefix, const WStrin
   return properties_.get(key, value) ? prefix + value : WString();
 }
 
-WString JavaParameterParser::getMaxHeapSizeOption() const {
-  return getSingleOption("-Xmx", keys::heapSizeMax);
-}
-
-WString JavaParameterParser::getMinHeapSizeOption() const {
-  return getSingleOption("-Xmn", keys::heapSizeMin);
-}
-
-WString JavaParameterParser::getInitalHeapSizeOption() const {
-  return getSingleOption("-Xms", keys::heapSizeInitial);
-}
-
-WString JavaParameterParser::getThreadStackSizeOption() const {
-  return getSingleOption("-Xss", keys::threadStackSize);
-}
-
-WString JavaParameterParser::getNativeLibraryOption() const {
-  return getSingleOption("-Djava.library=", keys::javaLibrary);
-}
-
-WString JavaParameterParser::getKvfFileOption() const {
-  return getSingleOption("-Dwrapper.kvf.file=", keys::kvfFile);
-}
-
 WString JavaParameterParser::getProcessIDOption() const {
   return "-Dapplication.processid=" + WString(std::to_string(sii_GetProcessID()));
 }
@@ -104,7 +80,7 @@ bool JavaParameterParser::findClassPath(WString& classPath) const {
 }
 
 std::vector<WString> JavaParameterParser::getNativeLibraryPathOptions() const {
-  const WString option = getSingleOption("-Djava.library.path=", keys::javaLibraryPath);
+  const WString option = getSingleOption(nativeLibraryPathOption);
   return option.empty() ? std::vector<WString>() : std::vector<WString>{option};
 }
 
@@ -126,15 +102,10 @@ std::vector<WString> JavaParameterParser::getJavaDotPropertyOptions() const {
 
 WString JavaParameterParser::expandClassPath(const WString& classPath) const {
   WString expanded;
-  unsigned int start = 0;
-  for (unsigned int at = 0; at <= classPath.length(); ++at) {
-    if (at < classPath.length() && !isPathSeparator(classPath[at])) continue;
-    WString element = classPath.substr(start, at - start);
-    start = at + 1;
-    if (element.empty()) continue;
-    removeTrailingSlash(element);
-    if (!namesArchive(element)) element = expandDirToClassPath(element);
-    if (!element.empty()) expanded += element + ':';
+  for (const std::string_view element : pathElements(classPath.view())) {
+    WString piece(withoutTrailingSlash(element));
+    if (!namesArchive(piece)) piece = expandDirToClassPath(piece);
+    if (!piece.empty()) expanded += piece + ':';
   }
   return expanded;
 }

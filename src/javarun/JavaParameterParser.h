@@ -4,8 +4,25 @@
 #include <vector>
 
 #include "foundation/Properties.h"
+#include "foundation/PropertyKeys.h"
 
 namespace javaparser {
+
+/// A JVM option that is a prefix with the value of a property.
+struct KeyOption {
+  const char* prefix;
+  const char* key;
+};
+
+inline constexpr KeyOption nativeLibraryOption = {"-Djava.library=", keys::javaLibrary};
+inline constexpr KeyOption nativeLibraryPathOption = {"-Djava.library.path=",
+                                                      keys::javaLibraryPath};
+inline constexpr KeyOption maxHeapSizeOption = {"-Xmx", keys::heapSizeMax};
+/// The minimum heap size sets the young generation.
+inline constexpr KeyOption minHeapSizeOption = {"-Xmn", keys::heapSizeMin};
+inline constexpr KeyOption initialHeapSizeOption = {"-Xms", keys::heapSizeInitial};
+inline constexpr KeyOption threadStackSizeOption = {"-Xss", keys::threadStackSize};
+inline constexpr KeyOption kvfFileOption = {"-Dwrapper.kvf.file=", keys::kvfFile};
 
 /// Reads the Java launch settings of a property set as pieces of a `java` command line. It owns
 /// nothing and reads the set afresh at every call. An absent key gives an empty text or list; an
@@ -23,13 +40,22 @@ class JavaParameterParser {
 
   /// The prefix with the key's value, or the empty text when the key is absent.
   [[nodiscard]] WString getSingleOption(const WString& prefix, const WString& key) const;
-  [[nodiscard]] WString getMaxHeapSizeOption() const;
-  /// The minimum heap size sets the young generation ("-Xmn").
-  [[nodiscard]] WString getMinHeapSizeOption() const;
-  [[nodiscard]] WString getInitalHeapSizeOption() const;
-  [[nodiscard]] WString getThreadStackSizeOption() const;
-  [[nodiscard]] WString getNativeLibraryOption() const;
-  [[nodiscard]] WString getKvfFileOption() const;
+  [[nodiscard]] WString getSingleOption(const KeyOption& option) const {
+    return getSingleOption(option.prefix, option.key);
+  }
+  // The next six read one setting each. Nothing in the launcher calls them.
+  [[nodiscard]] WString getMaxHeapSizeOption() const { return getSingleOption(maxHeapSizeOption); }
+  [[nodiscard]] WString getMinHeapSizeOption() const { return getSingleOption(minHeapSizeOption); }
+  [[nodiscard]] WString getInitalHeapSizeOption() const {
+    return getSingleOption(initialHeapSizeOption);
+  }
+  [[nodiscard]] WString getThreadStackSizeOption() const {
+    return getSingleOption(threadStackSizeOption);
+  }
+  [[nodiscard]] WString getNativeLibraryOption() const {
+    return getSingleOption(nativeLibraryOption);
+  }
+  [[nodiscard]] WString getKvfFileOption() const { return getSingleOption(kvfFileOption); }
 
   /// Never empty: names the launcher's own process.
   [[nodiscard]] WString getProcessIDOption() const;
@@ -37,7 +63,7 @@ class JavaParameterParser {
   [[nodiscard]] WString getJavaDotClassDotPathOption() const;
   /// That class path without the last resort; false, with `classPath` untouched, when it is needed.
   bool findClassPath(WString& classPath) const;
-  /// Zero or one option.
+  /// Zero or one option. Nothing in the launcher calls it.
   [[nodiscard]] std::vector<WString> getNativeLibraryPathOptions() const;
   /// The application's arguments.
   [[nodiscard]] std::vector<WString> getJavaArgsProperty() const;

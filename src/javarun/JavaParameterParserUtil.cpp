@@ -4,36 +4,36 @@ namespace javaparser {
 
 namespace {
 
-void appendIfPresent(std::vector<WString>& list, const WString& option) {
-  if (!option.empty()) list.push_back(option);
-}
+/// The options between the class path and the process ID.
+constexpr KeyOption settings[] = {nativeLibraryOption,   nativeLibraryPathOption,
+                                  maxHeapSizeOption,     minHeapSizeOption,
+                                  initialHeapSizeOption, threadStackSizeOption};
 
 }  // namespace
 
 std::vector<WString> getAllJavaRunOption(const JavaParameterParser& parser,
                                          const RunOptionScope& scope) {
   std::vector<WString> options;
+  const auto append = [&](const WString& option) {
+    if (!option.empty()) options.push_back(option);
+  };
   if (scope.withUserOptions) {
     appendElementToVector(options, parser.getJavaDotPropertyOptions());
     appendElementToVector(options, parser.getExtendJavaOptions());
   }
-  options.push_back(parser.getJavaDotClassDotPathOption());
-  appendIfPresent(options, parser.getNativeLibraryOption());
-  appendElementToVector(options, parser.getNativeLibraryPathOptions());
-  appendIfPresent(options, parser.getMaxHeapSizeOption());
-  appendIfPresent(options, parser.getMinHeapSizeOption());
-  appendIfPresent(options, parser.getInitalHeapSizeOption());
-  appendIfPresent(options, parser.getThreadStackSizeOption());
-  options.push_back(parser.getProcessIDOption());
-  if (!scope.serviceBinaryPath.empty()) {
-    options.push_back("-Dwrapper.binary.path=" + scope.serviceBinaryPath);
-  }
-  appendIfPresent(options, parser.getKvfFileOption());
+  append(parser.getJavaDotClassDotPathOption());
+  for (const KeyOption& setting : settings) append(parser.getSingleOption(setting));
+  append(parser.getProcessIDOption());
+  if (!scope.serviceBinaryPath.empty()) append("-Dwrapper.binary.path=" + scope.serviceBinaryPath);
+  append(parser.getSingleOption(kvfFileOption));
   return options;
 }
 
 void appendElementToVector(std::vector<WString>& list, const std::vector<WString>& elements) {
-  list.insert(list.end(), elements.begin(), elements.end());
+  // By index and from reserved room: the elements may be the list itself.
+  const std::size_t count = elements.size();
+  list.reserve(list.size() + count);
+  for (std::size_t i = 0; i < count; ++i) list.push_back(elements[i]);
 }
 
 }  // namespace javaparser
