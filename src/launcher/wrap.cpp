@@ -1,11 +1,8 @@
 #include "launcher/wrap.h"
 
-#include <algorithm>
 #include <cstdio>
-#include <iterator>
 
 #include "config/Configuration.h"
-#include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
 #include "foundation/WException.h"
 #include "hosting/CppProcess.h"
@@ -30,24 +27,6 @@ struct Launch {
   const SimpleProperties& properties;
   CppProcess::MainFunction applicationMain;
   CppProcess::StopFunction applicationStop;
-};
-
-/// Owns the argument vector of a native application.
-class NativeArguments {
- public:
-  explicit NativeArguments(const SimpleProperties& properties) {
-    CreateArgs(properties, count_, vector_);
-  }
-  NativeArguments(const NativeArguments&) = delete;
-  NativeArguments& operator=(const NativeArguments&) = delete;
-  ~NativeArguments() { DestroyArgs(count_, vector_); }
-
-  [[nodiscard]] int count() const { return count_; }
-  [[nodiscard]] char** vector() const { return vector_; }
-
- private:
-  int count_ = 0;
-  char** vector_ = nullptr;
 };
 
 int runJava(const SimpleProperties& properties) {
@@ -76,11 +55,6 @@ int showVersion(const Launch& /*launch*/) {
   return 0;
 }
 
-int showUsage(const Launch& launch) {
-  DisplayUsage(launch.programName);
-  return 0;
-}
-
 int killProcess(const Launch& launch) {
   killWrapperProcess(launch.properties);
   return 0;
@@ -99,58 +73,43 @@ int generateLegacyScript(const Launch& launch) {
   return 0;
 }
 
-int onlyForWindows(const char* command) {
-  printConsole("    %s is only for windows\n", command);
-  return 0;
-}
-
 using Action = int (*)(const Launch&);
 
-struct Command {
-  const char* name;
+struct StateAction {
   WrapperState state;
-  Action action;  ///< null: only for Windows
+  Action action;
 };
 
-constexpr Action windowsOnly = nullptr;
-
-constexpr Command commands[] = {
-    {switches::install, WrapperState::install, windowsOnly},
-    {switches::cleanInstall, WrapperState::cleanInstall, showUsage},
-    {switches::uninstall, WrapperState::uninstall, windowsOnly},
-    {switches::update, WrapperState::update, windowsOnly},
-    {switches::start, WrapperState::start, windowsOnly},
-    {switches::startSync, WrapperState::startSync, windowsOnly},
-    {switches::stop, WrapperState::stop, windowsOnly},
-    {switches::run, WrapperState::run, run},
-    {switches::generateScript, WrapperState::generateScript, generateRunScript},
-    {switches::cmdlineJava, WrapperState::cmdlineJava, runJavaAsChild},
-    {switches::restart, WrapperState::restart, windowsOnly},
-    {switches::query, WrapperState::query, windowsOnly},
-    {switches::ntservice, WrapperState::ntservice, windowsOnly},
-    {switches::version, WrapperState::version, showVersion},
-    {switches::help, WrapperState::help, showUsage},
-    // Never found by its name: the newer generator above has the same.
-    {switches::generateScript, WrapperState::legacyScript, generateLegacyScript},
-    {switches::kill, WrapperState::kill, killProcess},
+/// The states that do something. The others are for Windows only, or show the usage.
+constexpr StateAction actions[] = {
+    {WrapperState::run, run},
+    {WrapperState::generateScript, generateRunScript},
+    {WrapperState::cmdlineJava, runJavaAsChild},
+    {WrapperState::version, showVersion},
+    {WrapperState::legacyScript, generateLegacyScript},
+    {WrapperState::kill, killProcess},
 };
 
 int dispatch(WrapperState state, const Launch& launch) {
-  static_assert(std::size(commands) == 17, "every state has a row");
-  const Command& command = *std::find_if(std::begin(commands), std::end(commands),
-                                         [&](const Command& row) { return row.state == state; });
-  return command.action == windowsOnly ? onlyForWindows(command.name) : command.action(launch);
+  const Command& command = commandOf(state);
+  if (command.isForWindows) {
+    printConsole("    %s is only for windows\n", command.name);
+    return 0;
+  }
+  for (const StateAction& known : actions) {
+    if (known.state == state) return known.action(launch);
+  }
+  DisplayUsage(launch.programName);
+  return 0;
 }
 
 }  // namespace
 
 WrapperState DetermineWrapperState(const SimpleProperties& properties) {
-  WString value;
-  if (!properties.get(keys::command, value)) return WrapperState::run;
-  for (const Command& command : commands) {
-    if (value == command.name) return command.state;
-  }
-  return WrapperState::help;
+  WString name;
+  if (!properties.get(keys::command, name)) return WrapperState::run;
+  const Command* command = findCommand(name.view());
+  return command == nullptr ? WrapperState::help : command->state;
 }
 
 int UnixWrapperMain(int argc, char** argv, int (*applicationMain)(int, char**),
@@ -169,8 +128,14 @@ int UnixWrapperMain(int argc, char** argv, int (*applicationMain)(int, char**),
 
 int WrapperMain(int argc, char** argv, int (*applicationMain)(int, char**),
                 void (*applicationStop)()) {
-  return withMemoryException(
-      [&] { return UnixWrapperMain(argc, argv, applicationMain, applicationStop); });
+  try {
+    return withMemoryException(
+        [&] { return UnixWrapperMain(argc, argv, applicationMain, applicationStop); });
+  } catch (const WException& exception) {
+    // Without joining the texts: the reason may be that there is no memory.
+    Logging::FatalError({exception.getErrorCode().view(), " : ", exception.getRole().view(), " : ",
+                         exception.getDescription(false).view()});
+  }
 }
 
 int LaunchWrapper(int argc, char** argv, int (*applicationMain)(int, char**),
