@@ -1,0 +1,89 @@
+#ifndef VELOX_FUZZ_FUZZING_H
+#define VELOX_FUZZ_FUZZING_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <iostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "foundation/WString.h"
+
+/// What the fuzzers share. Each one gives the same input to the code and to a model: a second, slow
+/// and simple way to the same result, written from the documented rules and not from the code.
+
+using Texts = std::vector<std::string>;
+
+/// One input; defined by each fuzzer.
+void fuzz(std::string_view input);
+
+extern "C" [[gnu::used]] inline int LLVMFuzzerTestOneInput(const std::uint8_t* data,
+                                                           std::size_t size) {
+  fuzz({reinterpret_cast<const char*>(data), size});
+  return 0;
+}
+
+inline void print(std::string_view text) {
+  std::cerr << '"';
+  for (const char c : text) {
+    if (c >= ' ' && c <= '~') {
+      std::cerr << c;
+    } else {
+      std::cerr << "<" << static_cast<int>(static_cast<unsigned char>(c)) << ">";
+    }
+  }
+  std::cerr << "\" ";
+}
+
+inline void print(unsigned int number) {
+  std::cerr << number << ' ';
+}
+
+template <class Value>
+void print(const std::vector<Value>& list) {
+  for (const Value& value : list) print(value);
+}
+
+/// Ends the fuzzer, and so keeps the input, when the code and the model differ.
+template <class Value>
+void requireSame(const char* what, const Value& model, const Value& code) {
+  if (model == code) return;
+  std::cerr << what << "\n  model: ";
+  print(model);
+  std::cerr << "\n  code:  ";
+  print(code);
+  std::cerr << '\n';
+  std::abort();
+}
+
+inline std::string textOf(const WString& text) {
+  return std::string(text.view());
+}
+
+inline Texts textsOf(const std::vector<WString>& list) {
+  Texts texts;
+  for (const WString& text : list) texts.push_back(textOf(text));
+  return texts;
+}
+
+/// The input as C code sees it.
+inline std::string upToNul(std::string_view input) {
+  return std::string(input.substr(0, input.find('\0')));
+}
+
+/// The pieces between separators: always one more than there are separators.
+inline Texts splitAt(char separator, const std::string& text) {
+  Texts pieces(1);
+  for (const char c : text) {
+    if (c == separator) {
+      pieces.emplace_back();
+    } else {
+      pieces.back() += c;
+    }
+  }
+  return pieces;
+}
+
+#endif
