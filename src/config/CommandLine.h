@@ -11,8 +11,8 @@ struct CommandLine {
   bool adjustmentChild = false;  ///< "--adjust": runs the properties adjuster
 };
 
-/// Scans the arguments from the program name on. Debugging and silence take effect, and a start
-/// delay is waited for, when the scan meets their switch. A value that is not there is empty.
+/// Scans the arguments, the program name included. "--debug" and "--silent" take effect, and
+/// "--delayStart" waits, as soon as the scan reaches them. A missing value counts as empty.
 CommandLine scanCommandLine(int argc, char** argv);
 
 /// The scan for callers that want the options alone: it also takes "--cleanInstall", does not know

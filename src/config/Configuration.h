@@ -9,7 +9,7 @@ extern bool g_isJavaWrapper;
 /// Assembles the one property set that everything later reads: the command line over the
 /// properties file with its includes over global.kvf. Writes the process-ID file, exports the
 /// file's environment entries and reads the class-path limits on the way. A properties adjuster
-/// may run first. Ends the process when the configuration cannot be had.
+/// may run first. Ends the process when the configuration cannot be assembled.
 SimpleProperties ParseCommandLine(int argc, char** argv);
 
 /// Fills the keys that the file set leaves absent or empty from global.kvf, in the working
@@ -20,7 +20,7 @@ void HandleGlobalKVFFile(SimpleProperties& fileSet, bool innerProcess);
 /// Sets every property of the command line in the file set and returns a copy of it.
 SimpleProperties MergeProperties(const SimpleProperties& options, SimpleProperties& fileSet);
 
-/// Sets g_isJavaWrapper when java.library is present, be it empty.
+/// Sets g_isJavaWrapper when java.library is present, even when empty.
 void UpdateProcessType(const SimpleProperties& merged);
 
 #endif

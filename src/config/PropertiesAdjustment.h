@@ -4,12 +4,12 @@
 #include "config/PropertiesLocation.h"
 #include "foundation/Properties.h"
 
-/// True when the command line's command lets an adjuster rewrite the properties file first; no
-/// command at all does.
+/// True when the command line's command lets an adjuster rewrite the properties file first; so
+/// does a command line without a command.
 bool isAdjustable(const SimpleProperties& options);
 
-/// The parent's side: runs the program again with "--adjust" and waits for it. Exit code 0, which a
-/// child that a signal killed has too, switches the location to the adjusted copy, 65 leaves it,
+/// The parent's side: runs the program again with "--adjust" and waits for it. Exit code 0, also
+/// that of a child killed by a signal, switches the location to the adjusted copy; 65 leaves it;
 /// any other ends the process.
 void runAdjustmentChild(int argc, char** argv, PropertiesLocation& location);
 

@@ -141,7 +141,7 @@ SimpleProperties parseFile(const char* fileName, const Parse& parse,
   return entries;
 }
 
-/// Takes NAME=value. The environment keeps pointing at the text, be it in an exit handler, so the
+/// Takes NAME=value. The environment keeps pointing at the text, even in an exit handler, so the
 /// texts are never destroyed; a deque leaves them where they are.
 void putInEnvironment(std::string assignment) {
   using Texts = std::deque<std::string>;

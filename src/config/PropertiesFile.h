@@ -10,8 +10,8 @@ class AssemblyObserver;
 extern SimpleProperties gProps;
 
 /// Reads a properties file with its include files, substitutes variables in every value and,
-/// unless `noExport`, exports its "velox.env." entries to the environment as it goes; not so one in
-/// a last line without a line end.
+/// unless `noExport`, exports its "velox.env." entries to the environment as it goes, but not
+/// the one of a last line without a line end.
 ///
 /// `options` is the command-line set: a command that needs no file tolerates a missing one, else
 /// a missing file ends the process with a message. Substitution (see ReplaceVariables) looks names

@@ -10,7 +10,7 @@ struct PropertiesLocation {
 };
 
 /// The file that the command line names, else the program's base name with ".kvf" in the working
-/// directory or along PATH. Nothing ensures that the file exists.
+/// directory or along PATH. The file need not exist.
 PropertiesLocation locatePropertiesFile(const SimpleProperties& options, const char* programName);
 
 /// Looks the file up in the directories of PATH, and rewrites the name to the first that holds it.

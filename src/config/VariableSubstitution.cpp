@@ -101,7 +101,7 @@ void ReplaceVariables(WString& value, const SimpleProperties& first, const Simpl
     } else if (third.get(name, replacement)) {
       source = VariableSource::context;
     }
-    // Each search starts over, so a replacement that brings a reference along is found first.
+    // Each search starts over, so a reference inside a replacement is found first.
     const unsigned int at = value.find("%" + name);
     if (observer != nullptr) observer->referenceReplaced({name, source, replacement, at});
     value.replace(at, name.length() + 2, replacement.c_str());

@@ -9,7 +9,7 @@ class AssemblyObserver;
 /// environment variable, the property in `second`, the property in `third`, else nothing. "\%" is a
 /// literal percent sign (in a file it takes two backslashes, as the file's own escapes come first),
 /// and in a value with a percent sign so is "@@#@@". References are resolved one after the other
-/// from the start of the text, so one that a replacement brings along may be hit in turn. More than
+/// from the start of the text, so one inside a replacement may be resolved in turn. More than
 /// 100 references end the process with a message. The observer may be null.
 void ReplaceVariables(WString& value, const SimpleProperties& first, const SimpleProperties& second,
                       const SimpleProperties& third, AssemblyObserver* observer = nullptr);

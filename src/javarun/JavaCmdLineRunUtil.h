@@ -9,11 +9,11 @@
 /// `quoteIfSpace` a command with a space in it comes in double quotes.
 WString getJavaCmd(const javaparser::JavaParameterParser& parser, bool quoteIfSpace);
 
-/// The words, each followed by a space; one with a space in it in double quotes. Nothing is
-/// escaped.
+/// Joins the words, each followed by a space. A word that contains a space is put in double quotes;
+/// nothing is escaped.
 WString getFullStringFromVector(const std::vector<WString>& words);
 
-/// For each NAME=value the assignment and the export of the text before its last "=", a line each.
+/// Two lines for each NAME=value: the assignment, and the export of the text before its last "=".
 WString getAllVeloxEnvFromVector(const std::vector<WString>& entries);
 
 namespace javarunner {
@@ -24,7 +24,7 @@ int cmdlineRunJavaProgram(const javaparser::JavaParameterParser& parser);
 
 /// Writes an executable script into the working directory that starts the application with the
 /// values of this moment. Returns -1, with a message and nothing written, when no start class is
-/// configured; else 0, also when the file cannot be written, which is told.
+/// configured; else 0, also when the file cannot be written, which is reported.
 int generateJavaCmdRunScript(const javaparser::JavaParameterParser& parser);
 
 }  // namespace javarunner

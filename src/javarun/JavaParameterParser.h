@@ -61,7 +61,8 @@ class JavaParameterParser {
   [[nodiscard]] WString getProcessIDOption() const;
   /// Never empty: the extended class path expanded, else the plain one, else CLASSPATH, else ".".
   [[nodiscard]] WString getJavaDotClassDotPathOption() const;
-  /// That class path without the last resort; false, with `classPath` untouched, when it is needed.
+  /// The same class path without the "." fallback; false, with `classPath` untouched, when there is
+  /// none.
   bool findClassPath(WString& classPath) const;
   /// Zero or one option. Nothing in the launcher calls it.
   [[nodiscard]] std::vector<WString> getNativeLibraryPathOptions() const;

@@ -93,7 +93,7 @@ void sendSignal(int signal, const WString& fileName, const WString& text) {
   }
 }
 
-/// False when it cannot be said whom to signal or how; the reason has then been printed.
+/// False when the process or the signal cannot be determined; the reason has then been printed.
 bool killRecordedProcess(const SimpleProperties& properties) {
   WString fileName;
   if (!properties.get(keys::processIdFile, fileName)) {

@@ -12,8 +12,8 @@ void* sii_GetProcAddress(void* handle, const char* symbol);
 int sii_FreeLibrary(void* handle);
 
 int sii_ChangeDirectory(const char* path);
-/// The working directory, valid until the next call. When the system cannot tell, the previous
-/// answer; at first the empty text.
+/// The working directory, valid until the next call. When the system cannot report it, the
+/// previous answer; at first the empty text.
 char* sii_GetCurrentDirectory();
 int sii_GetProcessID();
 /// Returns only on failure.

@@ -3,7 +3,7 @@
 
 #include "velox/native_application.h"
 
-/// Reports the service state to a service manager; there is none to tell on this platform.
+/// Reports the service state to a service manager; this platform has none.
 void SetServiceState(SERVICE_STATE state);
 
 #endif

@@ -5,8 +5,8 @@
 /// Move-only.
 class SharedLibrary {
  public:
-  /// Loads the library, lazily bound and with global symbols. Invalid on failure; why is told by
-  /// lastError().
+  /// Loads the library, lazily bound and with global symbols. On failure it is invalid, and
+  /// lastError() gives the reason.
   explicit SharedLibrary(const char* path);
   /// Takes over a handle of the loader, which may be null.
   explicit SharedLibrary(void* handle) : handle_(handle) {}
