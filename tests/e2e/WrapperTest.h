@@ -1,11 +1,12 @@
 #ifndef VELOX_TESTS_E2E_WRAPPERTEST_H
 #define VELOX_TESTS_E2E_WRAPPERTEST_H
 
+#include <filesystem>
 #include <string>
 
 #include <gtest/gtest.h>
 
-#include "support/Run.h"
+#include "support/Sandbox.h"
 
 /// Runs the built wrapper in a sandbox with the properties file app.kvf.
 class WrapperTest : public testing::Test {
@@ -28,13 +29,23 @@ class WrapperTest : public testing::Test {
 
   void kvf(const std::string& text) { sandbox_.write("app.kvf", text); }
 
-  /// The arguments are in one text, see split().
-  [[nodiscard]] Outcome wrapper(const std::string& arguments,
-                                const Sandbox::Start& start = {}) const {
-    return sandbox_.run(VELOX_WRAPPER "|--propFile|app.kvf|" + arguments, start);
+  /// Runs the wrapper with --propFile app.kvf and the arguments. Without root's rights it is a copy
+  /// in the sandbox, as the build may lie where only its owner may go.
+  [[nodiscard]] Outcome wrapper(const Texts& arguments, const Start& start = {}) const {
+    return startWrapper(arguments, start).wait();
+  }
+  [[nodiscard]] Child startWrapper(const Texts& arguments, const Start& start = {}) const {
+    Texts line = {VELOX_WRAPPER, "--propFile", "app.kvf"};
+    if (start.asNobody) {
+      line[0] = sandbox_.path("wrapper");
+      std::filesystem::copy_file(VELOX_WRAPPER, line[0],
+                                 std::filesystem::copy_options::skip_existing);
+    }
+    line.insert(line.end(), arguments.begin(), arguments.end());
+    return sandbox_.start(line, start);
   }
   /// The same where a JVM may start: it handles SIGSEGV itself and keeps its memory to the end.
-  [[nodiscard]] Outcome java(const std::string& arguments) const {
+  [[nodiscard]] Outcome java(const Texts& arguments) const {
     return wrapper(arguments, {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"}}});
   }
 

@@ -1,0 +1,44 @@
+#ifndef VELOX_TESTS_E2E_WRAPPERTEST_H
+#define VELOX_TESTS_E2E_WRAPPERTEST_H
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "support/Run.h"
+
+/// Runs the built wrapper in a sandbox with the properties file app.kvf.
+class WrapperTest : public testing::Test {
+ protected:
+  /// What a properties file says to run the Java fixture.
+  static std::string probe() {
+    return "java.library=" VELOX_JVM_LIBRARY "\nvelox.class.path.extended=" VELOX_PROBE_JAR
+           "\njava.start.class=probe.Probe\n";
+  }
+  /// The path of a native fixture: 0 has no entry point, 1 AppMain, 2 the others, 3 all.
+  static std::string library(int entry) {
+    return VELOX_NATIVE_DIRECTORY "/libentry" + std::to_string(entry) + ".so";
+  }
+  /// A `java` that prints its arguments and $PROBE, a line each.
+  std::string fakeJava() {
+    return "java.path=" +
+           sandbox_.write("java", "#!/bin/sh\nprintf '%s\\n' \"$@\" \"env[$PROBE]\"\n", true) +
+           "\njava.start.class=Main\n";
+  }
+
+  void kvf(const std::string& text) { sandbox_.write("app.kvf", text); }
+
+  /// The arguments are in one text, see split().
+  [[nodiscard]] Outcome wrapper(const std::string& arguments,
+                                const Sandbox::Start& start = {}) const {
+    return sandbox_.run(VELOX_WRAPPER "|--propFile|app.kvf|" + arguments, start);
+  }
+  /// The same where a JVM may start: it handles SIGSEGV itself and keeps its memory to the end.
+  [[nodiscard]] Outcome java(const std::string& arguments) const {
+    return wrapper(arguments, {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"}}});
+  }
+
+  Sandbox sandbox_;
+};
+
+#endif

@@ -1,0 +1,32 @@
+#include "foundation/WException.h"
+
+#include <gtest/gtest.h>
+
+#include "support/Values.h"
+
+namespace {
+
+TEST(WException, IsEqualByCodeRoleAndCategory) {
+  const WException error("code", "role", "category", "text");
+  EXPECT_TRUE(error == WException("code", "role", "category", "other", "f.cpp", 7));
+  EXPECT_FALSE(error == WException("other", "role", "category", "text"));
+  EXPECT_FALSE(error == WException("code", "other", "category", "text"));
+  EXPECT_FALSE(error == WException("code", "role", "other", "text"));
+}
+
+TEST(WException, IsNullWithoutCodeRoleAndCategory) {
+  EXPECT_TRUE(WException("", "", "", "text").isNull());
+  EXPECT_FALSE(WException("code", "", "", "").isNull());
+  EXPECT_FALSE(WException("", "role", "", "").isNull());
+  EXPECT_FALSE(WException("", "", "category", "").isNull());
+}
+
+TEST(WException, DescribesExhaustedMemory) {
+  const WException& memory = WException::getDefaultMemoryException();
+  EXPECT_EQ(memory.getDescription(false), "Memory allocation failed");
+  EXPECT_EQ(memory.getDescription(true),
+            "Code = SDKC-OUT_OF_MEMORY, Category = System, Severity = ERROR, Description = Memory "
+            "allocation failed, File = Unknown file, line = 0");
+}
+
+}  // namespace

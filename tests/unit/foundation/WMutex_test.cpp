@@ -1,0 +1,37 @@
+#include "foundation/WMutex.h"
+
+#include <cstdlib>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "support/Child.h"
+
+namespace {
+
+TEST(WMutex, KindZeroNeverBlocks) {
+  WMutex none(0);
+  EXPECT_EQ(none.Lock(), 1U);
+  EXPECT_EQ(none.Lock(), 1U);
+}
+
+TEST(WMutex, TheGuardKeepsThreadsApart) {
+  constexpr int turns = 100'000;
+  const auto action = [] {
+    WMutex mutex(1);
+    int count = 0;
+    const auto work = [&] {
+      for (int i = 0; i < turns; ++i) {
+        const ScopedLockGuard guard(mutex);
+        ++count;
+      }
+    };
+    std::thread other(work);
+    work();
+    other.join();
+    std::exit(count == 2 * turns ? 0 : 1);
+  };
+  EXPECT_EQ(inChild(action), Outcome());
+}
+
+}  // namespace
