@@ -6,15 +6,9 @@ namespace {
 
 constexpr int bucketCount = 41;
 
-std::unique_ptr<SimpleProperties::Map> newMap() {
-  return withMemoryException([] { return std::make_unique<SimpleProperties::Map>(bucketCount); });
-}
-
 }  // namespace
 
-SimpleProperties::SimpleProperties() : map_(newMap()) {}
-
-SimpleProperties::SimpleProperties(const SimpleProperties& source) : SimpleProperties() {
+SimpleProperties::SimpleProperties(const SimpleProperties& source) {
   source.forEach([this](const WString& key, const WString& value) { set(key, value); });
 }
 
@@ -24,18 +18,24 @@ SimpleProperties& SimpleProperties::operator=(const SimpleProperties& source) {
 }
 
 void SimpleProperties::set(const WString& key, const WString& value) {
-  withMemoryException([&] { map_->put(key, value); });
+  withMemoryException([&] {
+    if (!map_) map_ = std::make_unique<Map>(bucketCount);
+    map_->put(key, value);
+  });
 }
 
 bool SimpleProperties::get(const WString& key, WString& value) const {
-  const WString* found = map_->get(key);
+  const WString* found = map_ ? map_->get(key) : nullptr;
   if (found == nullptr) return false;
   value = *found;
   return true;
 }
 
 std::unique_ptr<PropertiesEnumerator> SimpleProperties::newEnumerator() const {
-  return withMemoryException([&] { return std::make_unique<SimplePropertiesEnumerator>(*map_); });
+  return withMemoryException([&] {
+    static const Map none(1);
+    return std::make_unique<SimplePropertiesEnumerator>(map_ ? *map_ : none);
+  });
 }
 
 bool SimplePropertiesEnumerator::next(WString& key, WString& value) {

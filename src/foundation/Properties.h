@@ -62,10 +62,11 @@ class SimpleProperties : public Properties {
  public:
   using Map = JMap<WString, WString>;
 
-  SimpleProperties();
+  /// An empty set needs no memory, so one may be constructed before `main`.
+  SimpleProperties() noexcept = default;
   /// Copies by enumerating, so entries that share a bucket come out in reverse order.
   SimpleProperties(const SimpleProperties& source);
-  /// A set that was moved from may only be assigned to or destroyed.
+  /// Leaves `source` empty.
   SimpleProperties(SimpleProperties&& source) noexcept = default;
   SimpleProperties& operator=(const SimpleProperties& source);
   SimpleProperties& operator=(SimpleProperties&& source) noexcept = default;
@@ -76,10 +77,10 @@ class SimpleProperties : public Properties {
   [[nodiscard]] std::unique_ptr<PropertiesEnumerator> newEnumerator() const override;
 
   /// The number of entries.
-  [[nodiscard]] int size() const { return map_->size(); }
+  [[nodiscard]] int size() const { return map_ ? map_->size() : 0; }
 
  private:
-  std::unique_ptr<Map> map_;
+  std::unique_ptr<Map> map_;  ///< made with the first entry
 };
 
 /// See Properties::newEnumerator.

@@ -1,8 +1,6 @@
 #ifndef VELOX_FOUNDATION_WMUTEX_H
 #define VELOX_FOUNDATION_WMUTEX_H
 
-#include <memory>
-
 #include <pthread.h>
 
 /// What a WMutex stands on. Both operations return 1 for success and 0 for failure.
@@ -39,7 +37,8 @@ class NullMutexImpl : public Lockable {
 };
 
 /// A mutex whose implementation is chosen at construction: kind 0 is the one that never blocks,
-/// every other kind a real one.
+/// every other kind a real one. It needs no memory of its own, so one may be constructed before
+/// `main`, where nobody could tell that there is none.
 class WMutex {
  public:
   explicit WMutex(unsigned int kind) { WMutex::InitializeLockable(kind); }
@@ -52,7 +51,9 @@ class WMutex {
   unsigned int Unlock() { return lockable_->Unlock(); }
 
  private:
-  std::unique_ptr<Lockable> lockable_;
+  SimpleMutexImpl_POSIX posix_;
+  NullMutexImpl null_;
+  Lockable* lockable_ = nullptr;
 };
 
 /// Locks for its own lifetime. It also unlocks after a failed lock.
