@@ -3,7 +3,10 @@
 #include <cstdlib>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include "foundation/WriteSignalGuard.h"
 
 WMutex g_loggingMutex(1);
 
@@ -11,21 +14,45 @@ std::FILE* Logging::m_hLogFile = nullptr;
 bool Logging::s_DebugFlag = false;
 bool Logging::s_SilentFlag = false;
 bool Logging::s_IsChildProcess = false;
+bool Logging::s_LogRefused = false;
 const char* const Logging::s_szLogFileName = "/tmp/wrap.log";
 Logging::Sink* Logging::s_sink = nullptr;
 
 namespace {
 
-/// Every write goes to the end of the file, so that a parent and its child that both hold it never
-/// overwrite each other's lines. Null when the file cannot be opened.
-std::FILE* openForAppending(const char* path, bool truncate) {
-  // The file lies in a directory that everyone may write to: a link there must not lead to another
-  // file, nor a pipe stop the start.
-  const int flags = O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK |
-                    (truncate ? O_TRUNC : 0);
+/// Why the launcher does not write to this file, or the empty text. The log lies in a directory
+/// that everyone may write to, so a name there may lead to what belongs to someone else.
+std::string_view reasonToRefuse(const struct stat& file) {
+  if (S_ISLNK(file.st_mode)) return " is a symbolic link";
+  if (!S_ISREG(file.st_mode)) return " is not a regular file";
+  if (file.st_uid != ::geteuid()) return " belongs to another user";
+  if (file.st_nlink > 1) return " has another link";
+  return {};
+}
+
+/// The descriptor of the log file, not yet truncated, or -1 with the reason when it is there but
+/// not to be used. That it cannot be opened for any other cause is nobody's concern.
+int openLog(const char* path, std::string_view& refusal) {
+  // Every write goes to the end of the file, so that a parent and its child that both hold it never
+  // overwrite each other's lines. A link is not followed and a pipe does not stop the start.
+  const int flags = O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
   const int descriptor = ::open(path, flags, 0666);
+  struct stat file = {};
+  if (descriptor < 0) {
+    const bool present = ::lstat(path, &file) == 0 && !S_ISDIR(file.st_mode);
+    if (present) refusal = reasonToRefuse(file);
+    return -1;
+  }
+  if (::fstat(descriptor, &file) == 0) refusal = reasonToRefuse(file);
+  if (refusal.empty()) return descriptor;
+  ::close(descriptor);
+  return -1;
+}
+
+std::FILE* streamOn(int descriptor, bool truncate) {
   if (descriptor < 0) return nullptr;
-  std::FILE* stream = ::fdopen(descriptor, "a");
+  std::FILE* stream = nullptr;
+  if (!truncate || ::ftruncate(descriptor, 0) == 0) stream = ::fdopen(descriptor, "a");
   if (stream == nullptr) ::close(descriptor);
   return stream;
 }
@@ -49,7 +76,12 @@ void Logging::SetChildProcessFlag() {
 std::FILE* Logging::GetHandle() {
   const ScopedLockGuard guard(g_loggingMutex);
   if (!s_DebugFlag) return nullptr;
-  if (m_hLogFile == nullptr) m_hLogFile = openForAppending(s_szLogFileName, !s_IsChildProcess);
+  if (m_hLogFile != nullptr || s_LogRefused) return m_hLogFile;
+
+  std::string_view refusal;
+  m_hLogFile = streamOn(openLog(s_szLogFileName, refusal), !s_IsChildProcess);
+  s_LogRefused = !refusal.empty();
+  if (s_LogRefused) writeLine(stdout, {"No log file: ", s_szLogFileName, refusal});
   return m_hLogFile;
 }
 
@@ -59,7 +91,10 @@ void Logging::Debug(Pieces pieces) {
 
 void Logging::Info(Pieces pieces) {
   if (s_sink != nullptr) return s_sink->message(pieces);
-  if (std::FILE* log = GetHandle()) writeLine(log, pieces);
+  if (std::FILE* log = GetHandle()) {
+    const WriteSignalGuard guard;
+    writeLine(log, pieces);
+  }
   writeLine(stdout, pieces);
 }
 

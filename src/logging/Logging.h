@@ -29,7 +29,8 @@ class Logging {
   static void SetChildProcessFlag();
 
   /// The log file, opened on first use. Null without debugging and while it cannot be opened; then
-  /// the next call tries again.
+  /// the next call tries again. A name that leads to anything but a regular file of this user's
+  /// with one link is refused for good, untouched, and one line on standard output says why.
   static std::FILE* GetHandle();
 
   static void Debug(const char* message) { Debug(Pieces{message}); }
@@ -70,6 +71,7 @@ class Logging {
   static bool s_DebugFlag;
   static bool s_SilentFlag;
   static bool s_IsChildProcess;
+  static bool s_LogRefused;
   static const char* const s_szLogFileName;
   static Sink* s_sink;
 };
