@@ -3,7 +3,6 @@
 
 #include <cstdio>
 #include <memory>
-#include <string>
 
 struct CloseStream {
   void operator()(std::FILE* stream) const { std::fclose(stream); }
@@ -12,10 +11,14 @@ struct CloseStream {
 /// Owns a stdio stream.
 using Stream = std::unique_ptr<std::FILE, CloseStream>;
 
-/// fopen with a descriptor that programs started later do not inherit; null on failure with errno
-/// set.
-inline Stream openStream(const char* path, const char* mode) {
-  return Stream(std::fopen(path, (std::string(mode) + 'e').c_str()));
-}
+/// Opens a file in a mode of fopen's, "r" or "w" with an optional "b", with a descriptor that
+/// programs started later do not inherit. Null on failure with errno set.
+///
+/// Opening never waits: a named pipe that nobody writes to is empty, and one that nobody reads
+/// cannot be opened for writing.
+[[nodiscard]] Stream openStream(const char* path, const char* mode);
+
+/// Closes a stream that was written to; false when any of what was written is lost.
+[[nodiscard]] bool closeWritten(Stream stream);
 
 #endif

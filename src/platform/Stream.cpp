@@ -1,0 +1,23 @@
+#include "platform/Stream.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "foundation/WriteSignalGuard.h"
+
+Stream openStream(const char* path, const char* mode) {
+  const int access = *mode == 'r' ? O_RDONLY : O_WRONLY | O_CREAT | O_TRUNC;
+  const int descriptor = ::open(path, access | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666);
+  if (descriptor < 0) return nullptr;
+  // Reading does wait, for what a writer that is there has yet to write.
+  ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) & ~O_NONBLOCK);
+  Stream stream(::fdopen(descriptor, mode));
+  if (!stream) ::close(descriptor);
+  return stream;
+}
+
+bool closeWritten(Stream stream) {
+  const WriteSignalGuard guard;
+  const bool written = std::fflush(stream.get()) == 0 && std::ferror(stream.get()) == 0;
+  return std::fclose(stream.release()) == 0 && written;
+}
