@@ -1,18 +1,15 @@
 #include "config/Configuration.h"
 
-#include <cstdio>
-
 #include "config/CommandLine.h"
+#include "config/ProcessIdFile.h"
 #include "config/PropertiesAdjustment.h"
 #include "config/PropertiesFile.h"
 #include "config/PropertiesLocation.h"
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
 #include "javarun/CommonTool.h"
-#include "logging/Console.h"
 #include "logging/Logging.h"
 #include "platform/OS_Abstractions.h"
-#include "platform/Stream.h"
 
 bool g_isJavaWrapper = false;
 
@@ -22,16 +19,10 @@ constexpr char globalFileName[] = "global.kvf";
 
 /// Records this process for the kill command, which itself must not overwrite the record. The
 /// outer run of a re-executed launch has already written the same ID.
-void writeProcessIdFile(const CommandLine& line, const SimpleProperties& merged) {
+void recordProcess(const CommandLine& line, const SimpleProperties& merged) {
   WString fileName;
   if (line.innerProcess || line.options.valueOf(keys::command) == switches::kill) return;
-  if (!merged.get(keys::processIdFile, fileName)) return;
-  const Stream file = openStream(fileName.c_str(), "w");
-  if (!file) {
-    printConsole("file %s can not access", fileName.c_str());
-    return;
-  }
-  std::fprintf(file.get(), "%d", sii_GetProcessID());
+  if (merged.get(keys::processIdFile, fileName)) writeProcessIdFile(fileName.c_str());
 }
 
 }  // namespace
@@ -57,7 +48,7 @@ SimpleProperties ParseCommandLine(int argc, char** argv) {
   SimpleProperties merged = MergeProperties(line.options, fileSet);
   UpdateProcessType(merged);
   if (line.adjustmentChild) configureAdjuster(location.fullPath, merged);
-  writeProcessIdFile(line, merged);
+  recordProcess(line, merged);
   CommonConfig::initConfig(merged);
   return merged;
 }
