@@ -13,6 +13,7 @@
 #include "config/PropertiesScanner.h"
 #include "config/VariableSubstitution.h"
 #include "foundation/PropertyKeys.h"
+#include "foundation/WException.h"
 #include "logging/Logging.h"
 #include "platform/OS_Abstractions.h"
 #include "platform/Stream.h"
@@ -23,20 +24,16 @@ namespace {
 
 constexpr std::size_t firstRead = 65536;
 constexpr std::size_t fileSizeLimit = 1048576;
-constexpr int maxIncludeDepth = 1024;
+// Far beyond any real use, and reached within a second, be it by files that include each other.
+constexpr std::size_t maxIncludeDepth = 1024;
+constexpr std::size_t maxIncludedFiles = 10000;
+constexpr std::size_t maxOpenText = 64 * fileSizeLimit;
+constexpr int maxOpenEntries = 250000;
 
 constexpr char includePrefix[] = "velox.include.kvf";
 // In a last line without a line end this shorter prefix makes an include; nothing there is
 // exported.
 constexpr char includePrefixAtEndOfText[] = "velox.include";
-
-/// What stays the same from the main file down to the deepest include.
-struct Parse {
-  const SimpleProperties& options;
-  const SimpleProperties& lookupFirst;
-  bool noExport;
-  AssemblyObserver* observer;  ///< may be null
-};
 
 /// The text of a file. Nothing when it cannot be read to its end or reaches the size limit.
 std::optional<std::string> readText(std::FILE* file) {
@@ -84,62 +81,133 @@ bool toleratesMissingFile(const SimpleProperties& options) {
   return missingFileFor(options) == MissingFile::isTolerated || uninstallsNamedService(options);
 }
 
-SimpleProperties parseFile(const char* fileName, const Parse& parse,
-                           const SimpleProperties& lookupLast, int depth);
+/// A file whose entries are being taken.
+struct OpenFile {
+  OpenFile(std::string content, AssemblyObserver* observer)
+      : text(std::move(content)), scanner(text, observer) {}
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
+  ~OpenFile() = default;
 
-void storeEntry(PropertiesEntry& entry, const Parse& parse, const SimpleProperties& lookupLast,
-                int depth, SimpleProperties& entries) {
-  if (parse.observer != nullptr && !parse.observer->entryScanned(entry)) return;
-  ReplaceVariables(entry.value, parse.lookupFirst, entries, lookupLast, parse.observer);
-  if (entry.key.startsWith(entry.endedByLineEnd ? includePrefix : includePrefixAtEndOfText)) {
-    if (parse.observer != nullptr) parse.observer->includeFound(entry.value);
-    parseFile(entry.value.c_str(), parse, entries, depth + 1)
-        .forEach([&](const WString& key, const WString& value) { entries.set(key, value); });
-  } else {
-    if (parse.observer != nullptr) parse.observer->entryStored(entry.key, entry.value);
-    entries.set(entry.key, entry.value);
-  }
-  if (parse.noExport || !entry.endedByLineEnd) return;
-  exportEnvironmentVariable(entry.key, entry.value, parse.lookupFirst, entries, parse.observer);
-}
+  std::string text;
+  PropertiesScanner scanner;
+  PropertiesEntry entry;     ///< the current one; an include entry while the included file is open
+  SimpleProperties entries;  ///< so far
+  bool isEntered = false;    ///< it was there, and no observer refused it
+};
 
-SimpleProperties parseFile(const char* fileName, const Parse& parse,
-                           const SimpleProperties& lookupLast, int depth) {
-  const WString name = fileName;
-  Logging::Debug({name.view()});
-  if (depth > maxIncludeDepth) {
-    Logging::FatalError({"Include files nest too deeply at properties file : ", name.view()});
+/// Parses one file with its includes, which nest on the heap: a small call stack has no room for
+/// them.
+class PropertiesParser {
+ public:
+  PropertiesParser(const SimpleProperties& options, const SimpleProperties& lookupFirst,
+                   const SimpleProperties& lookupLast, bool noExport, AssemblyObserver* observer)
+      : options_(options),
+        lookupFirst_(lookupFirst),
+        lookupLast_(lookupLast),
+        noExport_(noExport),
+        observer_(observer) {}
+
+  SimpleProperties parse(const char* fileName) {
+    open(fileName);
+    for (;;) {
+      OpenFile& file = files_.back();
+      if (file.scanner.next(file.entry)) {
+        takeEntry(file);
+        continue;
+      }
+      if (observer_ != nullptr && file.isEntered) observer_->fileLeft();
+      if (files_.size() == 1) return std::move(file.entries);
+      endInclude();
+    }
   }
 
-  SimpleProperties entries;
-  if (uninstallsNamedService(parse.options)) {
-    entries.set(keys::serviceName, parse.options.valueOf(keys::serviceName));
+ private:
+  void takeEntry(OpenFile& file) {
+    const SimpleProperties& includer =
+        files_.size() > 1 ? files_[files_.size() - 2].entries : lookupLast_;
+    PropertiesEntry& entry = file.entry;
+    if (observer_ != nullptr && !observer_->entryScanned(entry)) return;
+    ReplaceVariables(entry.value, lookupFirst_, file.entries, includer, observer_);
+    if (entry.key.startsWith(entry.endedByLineEnd ? includePrefix : includePrefixAtEndOfText)) {
+      if (observer_ != nullptr) observer_->includeFound(entry.value);
+      outerEntries_ += file.entries.size();
+      return open(entry.value.c_str());
+    }
+    if (observer_ != nullptr) observer_->entryStored(entry.key, entry.value);
+    file.entries.set(entry.key, entry.value);
+    exportEntry(file);
   }
-  if (fileName == nullptr) {
-    if (toleratesMissingFile(parse.options)) return entries;
-    Logging::FatalError("Failed to find properties file : ");
-  }
-  Stream file = openStream(fileName, "rb");
-  if (!file) {
-    if (toleratesMissingFile(parse.options)) return entries;
-    Logging::FatalError({"Failed to open properties file : ", name.view()});
-  }
-  const std::optional<std::string> text = readText(file.get());
-  file.reset();
-  if (!text) {
-    if (parse.observer != nullptr) parse.observer->fileUnread(name);
-    return entries;
-  }
-  if (parse.observer != nullptr && !parse.observer->fileEntered(name, *text)) return entries;
 
-  storeFileDirectory(name, entries);
-  PropertiesScanner scanner(*text, parse.observer);
-  for (PropertiesEntry entry; scanner.next(entry);) {
-    storeEntry(entry, parse, lookupLast, depth, entries);
+  /// The included file's entries become entries of the file that includes it.
+  void endInclude() {
+    const SimpleProperties included = std::move(files_.back().entries);
+    openText_ -= files_.back().text.size();
+    files_.pop_back();
+    OpenFile& file = files_.back();
+    outerEntries_ -= file.entries.size();
+    included.forEach(
+        [&](const WString& key, const WString& value) { file.entries.set(key, value); });
+    exportEntry(file);
   }
-  if (parse.observer != nullptr) parse.observer->fileLeft();
-  return entries;
-}
+
+  void exportEntry(OpenFile& file) const {
+    PropertiesEntry& entry = file.entry;
+    if (noExport_ || !entry.endedByLineEnd) return;
+    exportEnvironmentVariable(entry.key, entry.value, lookupFirst_, file.entries, observer_);
+  }
+
+  /// The file comes last in files_, without entries of its own when it is missing and may be.
+  void open(const char* fileName) {
+    const WString name = fileName;
+    Logging::Debug({name.view()});
+    if (files_.size() > maxIncludeDepth) end("Include files nest too deeply at", name);
+    if (opened_++ > maxIncludedFiles) end("Too many include files at", name);
+    if (outerEntries_ > maxOpenEntries) end("Too many entries in front of includes at", name);
+
+    std::optional<std::string> text = textOf(fileName, name);
+    if (text && observer_ != nullptr && !observer_->fileEntered(name, *text)) text.reset();
+    const bool isEntered = text.has_value();
+    OpenFile& file = files_.emplace_back(std::move(text).value_or(std::string()), observer_);
+    file.isEntered = isEntered;
+    openText_ += file.text.size();
+    if (openText_ > maxOpenText) end("Include files are too large at", name);
+    if (uninstallsNamedService(options_)) {
+      file.entries.set(keys::serviceName, options_.valueOf(keys::serviceName));
+    }
+    if (isEntered) storeFileDirectory(name, file.entries);
+  }
+
+  /// Nothing when the file yields no entries; ends the process when it had to be there.
+  std::optional<std::string> textOf(const char* fileName, const WString& name) const {
+    if (fileName == nullptr) {
+      if (!toleratesMissingFile(options_)) Logging::FatalError("Failed to find properties file : ");
+      return std::nullopt;
+    }
+    const Stream file = openStream(fileName, "rb");
+    if (!file) {
+      if (!toleratesMissingFile(options_)) end("Failed to open", name);
+      return std::nullopt;
+    }
+    std::optional<std::string> text = readText(file.get());
+    if (!text && observer_ != nullptr) observer_->fileUnread(name);
+    return text;
+  }
+
+  [[noreturn]] static void end(std::string_view complaint, const WString& name) {
+    Logging::FatalError({complaint, " properties file : ", name.view()});
+  }
+
+  const SimpleProperties& options_;
+  const SimpleProperties& lookupFirst_;
+  const SimpleProperties& lookupLast_;
+  bool noExport_;
+  AssemblyObserver* observer_;  ///< may be null
+  std::deque<OpenFile> files_;  ///< from the main file to the innermost include
+  std::size_t opened_ = 0;
+  std::size_t openText_ = 0;
+  int outerEntries_ = 0;  ///< of all files but the innermost
+};
 
 /// Takes NAME=value. The environment keeps pointing at the text, even in an exit handler, so the
 /// texts are never destroyed; a deque leaves them where they are.
@@ -156,7 +224,9 @@ SimpleProperties ParsePropertiesFile(const char* fileName, const SimplePropertie
                                      const SimpleProperties& lookupFirst,
                                      const SimpleProperties& lookupLast, bool noExport,
                                      AssemblyObserver* observer) {
-  return parseFile(fileName, {options, lookupFirst, noExport, observer}, lookupLast, 0);
+  return withMemoryException([&] {
+    return PropertiesParser(options, lookupFirst, lookupLast, noExport, observer).parse(fileName);
+  });
 }
 
 void exportEnvironmentVariable(const WString& key, WString& value, const SimpleProperties& lookup,

@@ -16,8 +16,9 @@ extern SimpleProperties gProps;
 /// `options` is the command-line set: a command that needs no file tolerates a missing one, else
 /// a missing file ends the process with a message. Substitution (see ReplaceVariables) looks names
 /// up in `lookupFirst`, the entries so far and `lookupLast`. A file that cannot be read to its end,
-/// or of 1 MiB and more, yields no entries. Includes that nest deeper than 1,024 levels end the
-/// process. The observer may be null.
+/// or of 1 MiB and more, yields no entries. More than 1,024 levels of includes, 10,000 included
+/// files or 64 MiB of text in the files that are open at a time end the process. Exhausted memory
+/// throws the default memory exception. The observer may be null.
 SimpleProperties ParsePropertiesFile(const char* fileName, const SimpleProperties& options,
                                      const SimpleProperties& lookupFirst,
                                      const SimpleProperties& lookupLast, bool noExport,
