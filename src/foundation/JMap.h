@@ -2,7 +2,9 @@
 #define VELOX_FOUNDATION_JMAP_H
 
 #include <cstddef>
-#include <memory>
+#include <functional>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "foundation/JHash.h"
@@ -11,22 +13,22 @@
 ///
 /// The enumeration order is part of what callers see: buckets in increasing index, within a bucket
 /// from the newest key to the oldest. Overwriting a value does not move its entry.
+///
+/// The chains serve the order alone. Entries are found through std::hash, whatever their number.
 template <class K, class V>
 class JMap : public JHash {
-  struct Entry {
-    K key;
+  struct Chained;
+  using Entry = std::pair<const K, Chained>;
+  struct Chained {
+    explicit Chained(const V& v) : value(v) {}
+
     V value;
+    Entry* older = nullptr;  ///< the next entry of the bucket
   };
-  /// The hash stands beside the pointer, so a long chain is searched without touching its entries.
-  struct Link {
-    unsigned int hash;
-    std::unique_ptr<Entry> entry;
-  };
-  using Chain = std::vector<Link>;  ///< oldest first
 
  public:
   /// REQUIRES: buckets > 0.
-  explicit JMap(int buckets) : buckets_(static_cast<std::size_t>(buckets)) {}
+  explicit JMap(int buckets) : newest_(static_cast<std::size_t>(buckets)) {}
   virtual ~JMap() = default;
   JMap(const JMap&) = delete;
   JMap(JMap&&) = delete;
@@ -35,28 +37,35 @@ class JMap : public JHash {
 
   /// Adds the entry or overwrites its value.
   void put(const K& key, const V& value) {
-    const unsigned int hash = getHashIndex(key);
-    if (Entry* existing = findEntry(key, hash)) {
-      existing->value = value;
+    const auto [place, added] = entries_.try_emplace(key, value);
+    if (!added) {
+      place->second.value = value;
       return;
     }
-    buckets_[bucketOf(hash)].push_back({hash, std::make_unique<Entry>(Entry{key, value})});
-    ++size_;
+    place->second.older = std::exchange(newest_[bucketOf(key)], &*place);
+  }
+
+  /// Puts every entry of the other map, in its enumeration order.
+  void putAll(const JMap& other) {
+    entries_.reserve(other.entries_.size());
+    const K* key = nullptr;
+    const V* value = nullptr;
+    for (Cursor cursor(other); cursor.next(key, value);) put(*key, *value);
   }
 
   /// The value of the key, or null; valid until the entry is overwritten or the map cleared.
   [[nodiscard]] const V* get(const K& key) const {
-    const Entry* entry = findEntry(key, getHashIndex(key));
-    return entry == nullptr ? nullptr : &entry->value;
+    const auto found = entries_.find(key);
+    return found == entries_.end() ? nullptr : &found->second.value;
   }
 
   void clear() {
-    for (Chain& chain : buckets_) chain.clear();
-    size_ = 0;
+    newest_.assign(newest_.size(), nullptr);
+    entries_.clear();
   }
 
   /// The number of entries.
-  [[nodiscard]] int size() const { return size_; }
+  [[nodiscard]] int size() const { return static_cast<int>(entries_.size()); }
 
   /// Walks a map; REQUIRES that the map does not change meanwhile and outlives the cursor.
   class Cursor {
@@ -65,42 +74,31 @@ class JMap : public JHash {
 
     /// The current entry through the arguments, which stay untouched at the end (false).
     bool next(const K*& key, const V*& value) {
-      if (left_ == 0) return false;
-      const Entry& entry = *map_->buckets_[bucket_][--left_].entry;
-      key = &entry.key;
-      value = &entry.value;
-      if (left_ == 0) {
-        ++bucket_;
-        skipEmptyBuckets();
-      }
+      if (entry_ == nullptr) return false;
+      key = &entry_->first;
+      value = &entry_->second.value;
+      entry_ = entry_->second.older;
+      skipEmptyBuckets();
       return true;
     }
 
    private:
     void skipEmptyBuckets() {
-      while (bucket_ < map_->buckets_.size() && map_->buckets_[bucket_].empty()) ++bucket_;
-      if (bucket_ < map_->buckets_.size()) left_ = map_->buckets_[bucket_].size();
+      while (entry_ == nullptr && bucket_ < map_->newest_.size()) entry_ = map_->newest_[bucket_++];
     }
 
     const JMap* map_;
-    std::size_t bucket_ = 0;
-    std::size_t left_ = 0;  ///< entries of the bucket that are still to come
+    std::size_t bucket_ = 0;  ///< the next one to enter
+    const Entry* entry_ = nullptr;
   };
 
  private:
-  [[nodiscard]] std::size_t bucketOf(unsigned int hash) const {
-    return (hash & 0x7FFFFFFFU) % buckets_.size();
+  [[nodiscard]] std::size_t bucketOf(const K& key) const {
+    return (getHashIndex(key) & 0x7FFFFFFFU) % newest_.size();
   }
 
-  [[nodiscard]] Entry* findEntry(const K& key, unsigned int hash) const {
-    for (const Link& link : buckets_[bucketOf(hash)]) {
-      if (link.hash == hash && link.entry->key == key) return link.entry.get();
-    }
-    return nullptr;
-  }
-
-  std::vector<Chain> buckets_;
-  int size_ = 0;
+  std::unordered_map<K, Chained> entries_;
+  std::vector<Entry*> newest_;  ///< by bucket
 };
 
 #endif

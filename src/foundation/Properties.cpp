@@ -9,7 +9,9 @@ constexpr int bucketCount = 41;
 }  // namespace
 
 SimpleProperties::SimpleProperties(const SimpleProperties& source) {
-  source.forEach([this](const WString& key, const WString& value) { set(key, value); });
+  if (!source.map_) return;
+  map_ = withMemoryException([] { return std::make_unique<Map>(bucketCount); });
+  withMemoryException([&] { map_->putAll(*source.map_); });
 }
 
 SimpleProperties& SimpleProperties::operator=(const SimpleProperties& source) {

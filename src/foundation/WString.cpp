@@ -234,11 +234,6 @@ WString& WString::_append(std::string_view text) {
   return *this;
 }
 
-void WString::_setLength(std::size_t length) noexcept {
-  length_ = static_cast<unsigned int>(length);
-  _data()[length] = '\0';
-}
-
 WString operator+(WString left, const char* right) {
   left += right;
   return left;

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string_view>
 
@@ -16,7 +17,7 @@ class WString {
  public:
   static constexpr unsigned int npos = 0xFFFFFFFFU;
 
-  WString() noexcept = default;
+  WString() noexcept { inline_[0] = '\0'; }
   /// The empty string; a capacity of 1 to 64 is kept, any other gives 64 on the heap. It does not
   /// format a number.
   explicit WString(unsigned int capacity);
@@ -98,12 +99,15 @@ class WString {
   std::unique_ptr<char[]> _expandCapacity(std::size_t needed);
   void _assign(std::string_view text);
   WString& _append(std::string_view text);
-  void _setLength(std::size_t length) noexcept;
+  void _setLength(std::size_t length) noexcept {
+    length_ = static_cast<unsigned int>(length);
+    _data()[length] = '\0';
+  }
 
   std::unique_ptr<char[]> heap_;
   unsigned int length_ = 0;
   unsigned int capacity_ = inlineCapacity;
-  std::array<char, inlineCapacity + 1> inline_ = {};
+  std::array<char, inlineCapacity + 1> inline_;  // what lies behind the text is never read
 };
 
 inline bool operator==(const WString& a, const WString& b) noexcept {
@@ -112,6 +116,13 @@ inline bool operator==(const WString& a, const WString& b) noexcept {
 inline bool operator==(const WString& a, const char* b) noexcept {
   return a.isEqual(b);
 }
+
+template <>
+struct std::hash<WString> {
+  std::size_t operator()(const WString& text) const {
+    return std::hash<std::string_view>()(text.view());
+  }
+};
 
 /// A null text gives a copy of the left side.
 WString operator+(WString left, const char* right);

@@ -1,0 +1,83 @@
+#include <algorithm>
+#include <list>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "foundation/Properties.h"
+
+namespace {
+
+using Entries = std::vector<std::pair<std::string, std::string>>;
+
+unsigned int hash(const std::string& key) {
+  static const JMap<WString, int> hashes(41);
+  return hashes.getHashIndex(WString(key));
+}
+
+/// The property set as it is described: 41 chains, a new key goes to the head of its own.
+class Model {
+ public:
+  void set(const std::string& key, const std::string& value) {
+    auto& chain = chains_[hash(key) % 41];
+    const auto found =
+        std::find_if(chain.begin(), chain.end(), [&](const auto& e) { return e.first == key; });
+    if (found != chain.end()) {
+      found->second = value;
+    } else {
+      chain.emplace_front(key, value);
+    }
+  }
+
+  [[nodiscard]] Entries entries() const {
+    Entries all;
+    for (const auto& chain : chains_) all.insert(all.end(), chain.begin(), chain.end());
+    return all;
+  }
+
+  [[nodiscard]] Model copy() const {
+    Model other;
+    for (const auto& [key, value] : entries()) other.set(key, value);
+    return other;
+  }
+
+ private:
+  std::vector<std::list<std::pair<std::string, std::string>>> chains_{41};
+};
+
+Entries entriesOf(const SimpleProperties& set) {
+  Entries all;
+  set.forEach([&](const WString& key, const WString& value) {
+    all.emplace_back(key.view(), value.view());
+  });
+  return all;
+}
+
+TEST(PropertyOrder, RandomSetsAndCopiesEnumerateLikeChains) {
+  std::mt19937 random(20260101);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same run every time
+  // "1A" and "21" have the same hash, so keys of these share whole chains and hashes.
+  const std::string pieces[] = {"1A", "21", "a", "key.", std::string(70, 'x')};
+  for (int round = 0; round < 20; ++round) {
+    Model model;
+    SimpleProperties set;
+    for (int i = 0; i < 100 * round; ++i) {
+      std::string key;
+      for (unsigned length = random() % 8; length > 0; --length) key += pieces[random() % 5];
+      const std::string value = std::to_string(i);
+      model.set(key, value);
+      set.set(WString(key), WString(value));
+      ASSERT_EQ(set.valueOf(WString(key)), value.c_str()) << key;
+      if (random() % 200 != 0) continue;
+      model = model.copy();
+      set = SimpleProperties(set);
+    }
+    ASSERT_EQ(entriesOf(set), model.entries()) << "round " << round;
+    ASSERT_EQ(set.size(), static_cast<int>(model.entries().size()));
+    ASSERT_FALSE(set.contains("absent"));
+  }
+}
+
+}  // namespace
