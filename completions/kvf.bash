@@ -1,0 +1,61 @@
+# bash completion for kvf
+# shellcheck shell=bash
+
+# Words of the command line after "--", completed as those of the launcher.
+_kvf_command_line() {
+  local dashes=$1
+  COMP_WORDS=("${COMP_WORDS[@]:dashes + 1}")
+  COMP_CWORD=$((COMP_CWORD - dashes - 1))
+  if [ "$COMP_CWORD" -eq 0 ]; then
+    mapfile -t COMPREPLY < <(compgen -c -- "${COMP_WORDS[0]}")
+    return
+  fi
+  declare -F _wrapper >/dev/null || _completion_loader wrapper 2>/dev/null
+  declare -F _wrapper >/dev/null && _wrapper
+}
+
+_kvf_files() {
+  mapfile -t COMPREPLY < <(compgen -f ${1:+-X "!*.$1"} -- "$word"; compgen -d -- "$word")
+  compopt -o filenames 2>/dev/null
+}
+
+_kvf() {
+  local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} command=${COMP_WORDS[1]} i
+  COMPREPLY=()
+  if [ "$COMP_CWORD" -eq 1 ]; then
+    local commands='check explain jvm new cds rules keys'
+    [[ $word == -* ]] && commands='--help --version'
+    mapfile -t COMPREPLY < <(compgen -W "$commands" -- "$word")
+    return
+  fi
+  for ((i = 2; i < COMP_CWORD; i++)); do
+    [ "${COMP_WORDS[i]}" = -- ] || continue
+    [ "$command" = check ] && _kvf_command_line "$i"
+    return
+  done
+  case $before in
+    --disable) mapfile -t COMPREPLY < <(compgen -W "$(kvf rules 2>/dev/null | awk '{print $1}')" -- "$word"); return ;;
+    --jar) _kvf_files jar; return ;;
+    --lib | --jre) mapfile -t COMPREPLY < <(compgen -d -- "$word"); compopt -o filenames 2>/dev/null; return ;;
+    --name | --main | --run-for | --key) return ;;
+  esac
+  local options=
+  case $command in
+    check) options='--json --jvm --script --disable' ;;
+    explain) options='--json --key' ;;
+    jvm) options='--json --line' ;;
+    new) options='--jar --lib --name --main --jre' ;;
+    cds) options='--run-for --write' ;;
+    keys) options='--scd' ;;
+  esac
+  if [[ $word == -* ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "$options --help" -- "$word")
+    return
+  fi
+  case $command in
+    check | explain | cds) _kvf_files kvf ;;
+    new) mapfile -t COMPREPLY < <(compgen -d -- "$word"); compopt -o filenames 2>/dev/null ;;
+    rules) mapfile -t COMPREPLY < <(compgen -W "$(kvf rules 2>/dev/null | awk '{print $1}')" -- "$word") ;;
+  esac
+}
+complete -F _kvf kvf

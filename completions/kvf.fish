@@ -1,0 +1,53 @@
+# fish completion for kvf
+function __kvf_rules
+    command -q kvf; and kvf rules 2>/dev/null | string match -r '^\S+'
+end
+
+function __kvf_first
+    test (count (commandline -opc)) -eq 1
+end
+
+# The command is one of these, and the cursor stands before any "--".
+function __kvf_in
+    set -l words (commandline -opc)
+    test (count $words) -gt 1; and contains -- $words[2] $argv; and not contains -- -- $words
+end
+
+# After "--" of "kvf check" stands a command line of its own.
+function __kvf_command_line
+    set -l words (commandline -opc)
+    test (count $words) -gt 1; and test $words[2] = check; or return
+    set -l dashes (contains -i -- -- $words); or return
+    complete -C (string join ' ' -- $words[(math $dashes + 1)..] (commandline -ct))
+end
+
+complete -c kvf -f
+complete -c kvf -n __kvf_first -l help -d 'Show the commands'
+complete -c kvf -n __kvf_first -l version -d 'Show the version'
+complete -c kvf -n __kvf_first -a check -d 'Find what is wrong'
+complete -c kvf -n __kvf_first -a explain -d 'Show what a run would use'
+complete -c kvf -n __kvf_first -a jvm -d 'List the JVMs of this machine'
+complete -c kvf -n __kvf_first -a new -d 'Make a folder that can be shipped'
+complete -c kvf -n __kvf_first -a cds -d 'Make the application start sooner'
+complete -c kvf -n __kvf_first -a rules -d 'List or explain the rules'
+complete -c kvf -n __kvf_first -a keys -d 'List the property keys'
+
+complete -c kvf -n '__kvf_in check explain jvm new cds rules keys' -l help -d 'Show the options'
+complete -c kvf -n '__kvf_in check explain jvm' -l json -d 'Machine-readable'
+complete -c kvf -n '__kvf_in check explain cds' -k -a '(__fish_complete_suffix .kvf)'
+complete -c kvf -n '__kvf_in check' -l jvm -d 'Start the JVM once with the options'
+complete -c kvf -n '__kvf_in check' -l script -d 'Also what a script cannot carry'
+complete -c kvf -n '__kvf_in check' -l disable -x -a '(__kvf_rules)' -d 'Leave out a rule'
+complete -c kvf -n '__kvf_in explain' -l key -x -d 'One key with its history'
+complete -c kvf -n '__kvf_in jvm' -l line -d 'Print the line for a properties file'
+complete -c kvf -n '__kvf_in new' -l jar -r -k -a '(__fish_complete_suffix .jar)' -d 'The application'
+complete -c kvf -n '__kvf_in new' -l lib -x -a '(__fish_complete_directories)' -d 'Folder with its archives'
+complete -c kvf -n '__kvf_in new' -l jre -x -a '(__fish_complete_directories)' -d 'Runtime to ship'
+complete -c kvf -n '__kvf_in new' -l name -x -d 'Name of the application'
+complete -c kvf -n '__kvf_in new' -l main -x -d 'Start class'
+complete -c kvf -n '__kvf_in new' -a '(__fish_complete_directories)'
+complete -c kvf -n '__kvf_in cds' -l run-for -x -d 'Seconds to let it run'
+complete -c kvf -n '__kvf_in cds' -l write -d 'Add the line to the file'
+complete -c kvf -n '__kvf_in rules' -a '(__kvf_rules)'
+complete -c kvf -n '__kvf_in keys' -l scd -d 'As the source of a manual page'
+complete -c kvf -n __kvf_command_line -a '(__kvf_command_line)'

@@ -1,0 +1,13 @@
+# fish completion for wrapper
+complete -c wrapper -l run -d 'Run the application in this process'
+complete -c wrapper -l cmdlineJava -d 'Run java as a child process'
+complete -c wrapper -l generateScript -d 'Write a run script'
+complete -c wrapper -l kill -x -a 'Abort\tSIGKILL Normal\tSIGINT' -d 'End a running instance'
+complete -c wrapper -l version -d 'Show the version'
+complete -c wrapper -l help -d 'Show the usage'
+complete -c wrapper -l propFile -r -k -a '(__fish_complete_suffix .kvf)' -d 'Properties file'
+complete -c wrapper -l propVar -x -d 'Define a variable: name=value'
+complete -c wrapper -l pid -d 'Print the process ID'
+complete -c wrapper -l delayStart -x -d 'Wait, in milliseconds'
+complete -c wrapper -l debug -d 'Say what is done'
+complete -c wrapper -l silent -d 'Changes nothing'

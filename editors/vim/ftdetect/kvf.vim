@@ -1,0 +1,1 @@
+autocmd BufNewFile,BufRead *.kvf,*.kvf.adj setfiletype kvf
