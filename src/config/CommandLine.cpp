@@ -3,6 +3,7 @@
 #include <cstring>
 #include <string>
 
+#include "config/AssemblyObserver.h"
 #include "config/Commands.h"
 #include "foundation/PropertyKeys.h"
 #include "foundation/TextPieces.h"
@@ -46,18 +47,18 @@ void addVariable(CommandLine& line, const WString& value) {
   AddVariableProperties(value, line.variables);
 }
 
-void delayStart(CommandLine& /*line*/, const WString& value) {
+void delayStart(CommandLine& line, const WString& value) {
   int milliseconds = 0;
   if (!WString::StringToInteger(value, milliseconds) || milliseconds < 0) return;
-  sleepSeconds(static_cast<unsigned int>(milliseconds) / 1000);
+  line.delaySeconds += static_cast<unsigned int>(milliseconds) / 1000;
 }
 
-void enableDebug(CommandLine& /*line*/, const WString& /*value*/) {
-  Logging::EnableDebug();
+void enableDebug(CommandLine& line, const WString& /*value*/) {
+  line.debug = true;
 }
 
-void enableSilent(CommandLine& /*line*/, const WString& /*value*/) {
-  Logging::EnableSilent();
+void enableSilent(CommandLine& line, const WString& /*value*/) {
+  line.silent = true;
 }
 
 void markInnerProcess(CommandLine& line, const WString& /*value*/) {
@@ -66,8 +67,6 @@ void markInnerProcess(CommandLine& line, const WString& /*value*/) {
 
 void markAdjustmentChild(CommandLine& line, const WString& /*value*/) {
   line.adjustmentChild = true;
-  // The parent's log file is this run's too.
-  Logging::SetChildProcessFlag();
 }
 
 constexpr Switch knownSwitches[] = {
@@ -115,7 +114,11 @@ bool apply(const Switch& known, const char* next, CommandLine& line) {
          (known.value == Value::consumedIfNumber && isNumber(value));
 }
 
-CommandLine scanArguments(int argc, char** argv, Scan scan) {
+void tell(AssemblyObserver* observer, const ScannedArgument& argument) {
+  if (observer != nullptr) observer->argumentScanned(argument);
+}
+
+CommandLine scanArguments(int argc, char** argv, Scan scan, AssemblyObserver* observer) {
   CommandLine line;
   int positional = 0;
   bool unknownSwitch = false;
@@ -123,10 +126,18 @@ CommandLine scanArguments(int argc, char** argv, Scan scan) {
     const char* argument = argv[i];
     const char* next = i + 1 < argc ? argv[i + 1] : nullptr;
     if (const Switch* known = findSwitch(argument, scan)) {
-      if (apply(*known, next, line)) ++i;
-    } else if (const Command* command = findCommandSwitch(argument, scan)) {
+      const bool consumed = apply(*known, next, line);
+      tell(observer, {i, known->name, known->value != Value::none, next, consumed});
+      if (consumed) ++i;
+      continue;
+    }
+    if (const Command* command = findCommandSwitch(argument, scan)) {
+      tell(observer, {i, command->name, command->valueKey != nullptr, next, false});
       choose(*command, next, scan, line.options);
-    } else if (std::strncmp(argument, "--", 2) == 0) {
+      continue;
+    }
+    tell(observer, {i, nullptr, false, nullptr, false});
+    if (std::strncmp(argument, "--", 2) == 0) {
       unknownSwitch = true;
     } else {
       line.options.set(keys::commandLineArgumentPrefix + WString(std::to_string(positional)),
@@ -140,12 +151,29 @@ CommandLine scanArguments(int argc, char** argv, Scan scan) {
 
 }  // namespace
 
-CommandLine scanCommandLine(int argc, char** argv) {
-  return scanArguments(argc, argv, Scan::launch);
+CommandLine scanCommandLine(int argc, char** argv, AssemblyObserver* observer) {
+  return scanArguments(argc, argv, Scan::launch, observer);
+}
+
+void applyCommandLine(const CommandLine& line) {
+  // The parent's log file is this run's too.
+  if (line.adjustmentChild) Logging::SetChildProcessFlag();
+  if (line.debug) Logging::EnableDebug();
+  if (line.silent) Logging::EnableSilent();
+  sleepSeconds(line.delaySeconds);
+}
+
+std::vector<std::string_view> switchNames() {
+  std::vector<std::string_view> names;
+  for (const Switch& known : knownSwitches) names.emplace_back(known.name);
+  for (const Command& command : commands) names.emplace_back(command.name);
+  return names;
 }
 
 SimpleProperties ParseCommandLineOnly(int argc, char** argv) {
-  return scanArguments(argc, argv, Scan::optionsOnly).options;
+  const CommandLine line = scanArguments(argc, argv, Scan::optionsOnly, nullptr);
+  applyCommandLine(line);
+  return line.options;
 }
 
 bool CompareParamter(const char* argument, const char* switchName) {

@@ -1,19 +1,33 @@
 #ifndef VELOX_CONFIG_COMMANDLINE_H
 #define VELOX_CONFIG_COMMANDLINE_H
 
+#include <string_view>
+#include <vector>
+
 #include "foundation/Properties.h"
+
+class AssemblyObserver;
 
 /// The command line as properties.
 struct CommandLine {
-  SimpleProperties options;      ///< every switch and positional argument
-  SimpleProperties variables;    ///< definitions given with "--propVar"
-  bool innerProcess = false;     ///< "--innerProcess": re-executed by the outer run
-  bool adjustmentChild = false;  ///< "--adjust": runs the properties adjuster
+  SimpleProperties options;       ///< every switch and positional argument
+  SimpleProperties variables;     ///< definitions given with "--propVar"
+  bool innerProcess = false;      ///< "--innerProcess": re-executed by the outer run
+  bool adjustmentChild = false;   ///< "--adjust": runs the properties adjuster
+  bool debug = false;             ///< "--debug"
+  bool silent = false;            ///< "--silent"
+  unsigned int delaySeconds = 0;  ///< the whole seconds of all "--delayStart" together
 };
 
-/// Scans the arguments, the program name included. "--debug" and "--silent" take effect, and
-/// "--delayStart" waits, as soon as the scan reaches them. A missing value counts as empty.
-CommandLine scanCommandLine(int argc, char** argv);
+/// Scans the arguments, the program name included; nothing else happens. A missing value counts as
+/// empty. The observer may be null.
+CommandLine scanCommandLine(int argc, char** argv, AssemblyObserver* observer = nullptr);
+
+/// Switches debugging and silence on, and waits for the start delay, as the line asks for.
+void applyCommandLine(const CommandLine& line);
+
+/// Every switch and command of the scan.
+std::vector<std::string_view> switchNames();
 
 /// The scan for callers that want the options alone: it also takes "--cleanInstall", does not know
 /// "--adjust", and "--kill" records no signal. Nothing in the launcher calls it.

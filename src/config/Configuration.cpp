@@ -1,6 +1,6 @@
 #include "config/Configuration.h"
 
-#include "config/CommandLine.h"
+#include "config/AssemblyObserver.h"
 #include "config/ProcessIdFile.h"
 #include "config/PropertiesAdjustment.h"
 #include "config/PropertiesFile.h"
@@ -29,6 +29,7 @@ void recordProcess(const CommandLine& line, const SimpleProperties& merged) {
 
 SimpleProperties ParseCommandLine(int argc, char** argv) {
   CommandLine line = scanCommandLine(argc, argv);
+  applyCommandLine(line);
   PropertiesLocation location = locatePropertiesFile(line.options, argv[0]);
   Logging::Debug({"Properties file used is : ", location.name.view()});
   Logging::Debug({"Properties file full path is : ", location.fullPath.view()});
@@ -40,12 +41,7 @@ SimpleProperties ParseCommandLine(int argc, char** argv) {
     runAdjustmentChild(argc, argv, location);
   }
 
-  const SimpleProperties context;
-  SimpleProperties fileSet = ParsePropertiesFile(location.name.c_str(), line.options,
-                                                 line.variables, context, line.innerProcess);
-  HandleGlobalKVFFile(fileSet, line.innerProcess);
-  line.options.set(keys::kvfFile, location.fullPath);
-  SimpleProperties merged = MergeProperties(line.options, fileSet);
+  SimpleProperties merged = assembleProperties(line, location);
   UpdateProcessType(merged);
   if (line.adjustmentChild) configureAdjuster(location.fullPath, merged);
   recordProcess(line, merged);
@@ -53,21 +49,42 @@ SimpleProperties ParseCommandLine(int argc, char** argv) {
   return merged;
 }
 
-void HandleGlobalKVFFile(SimpleProperties& fileSet, bool innerProcess) {
+SimpleProperties assembleProperties(CommandLine& line, const PropertiesLocation& location,
+                                    AssemblyObserver* observer) {
+  const SimpleProperties context;
+  SimpleProperties fileSet = ParsePropertiesFile(
+      location.name.c_str(), line.options, line.variables, context, line.innerProcess, observer);
+  HandleGlobalKVFFile(fileSet, line.innerProcess, observer);
+  line.options.set(keys::kvfFile, location.fullPath);
+  return MergeProperties(line.options, fileSet);
+}
+
+void HandleGlobalKVFFile(SimpleProperties& fileSet, bool innerProcess, AssemblyObserver* observer) {
   WString name = globalFileName;
   const bool inWorkingDirectory = sii_fileExists(sii_GetCurrentDirectory(), globalFileName) != 0;
   if (!inWorkingDirectory && !SearchPropFileInPATH(name)) return;
+  if (observer != nullptr && !observer->globalFileFound(name)) return;
 
   const SimpleProperties none;
-  ParsePropertiesFile(name.c_str(), none, none, fileSet, innerProcess)
+  ParsePropertiesFile(name.c_str(), none, none, fileSet, innerProcess, observer)
       .forEach([&](const WString& key, const WString& value) {
-        if (fileSet.valueOf(key).empty()) fileSet.set(key, value);
+        const bool taken = fileSet.valueOf(key).empty();
+        if (observer != nullptr) observer->globalEntryMerged(key, taken);
+        if (taken) fileSet.set(key, value);
       });
 }
 
 SimpleProperties MergeProperties(const SimpleProperties& options, SimpleProperties& fileSet) {
   options.forEach([&](const WString& key, const WString& value) { fileSet.set(key, value); });
   return fileSet;
+}
+
+bool exportsEnvironment(const SimpleProperties& merged) {
+  const auto entries = merged.newEnumerator();
+  for (WString key, value; entries->next(key, value);) {
+    if (key.startsWith(keys::environmentPrefix)) return true;
+  }
+  return false;
 }
 
 void UpdateProcessType(const SimpleProperties& merged) {

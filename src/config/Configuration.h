@@ -1,10 +1,20 @@
 #ifndef VELOX_CONFIG_CONFIGURATION_H
 #define VELOX_CONFIG_CONFIGURATION_H
 
+#include <cstddef>
+
+#include "config/CommandLine.h"
+#include "config/PropertiesLocation.h"
 #include "foundation/Properties.h"
+
+class AssemblyObserver;
 
 /// True once the merged set holds java.library: a run then hosts a JVM, not a native application.
 extern bool g_isJavaWrapper;
+
+/// Most arguments of a launch that starts itself again, with the program name and the launcher's
+/// own switches.
+inline constexpr std::size_t maxArgumentsToStartAgain = 1022;
 
 /// Assembles the one property set that everything later reads: the command line over the
 /// properties file with its includes over global.kvf. Writes the process-ID file, exports the
@@ -12,13 +22,25 @@ extern bool g_isJavaWrapper;
 /// may run first. Ends the process when the configuration cannot be assembled.
 SimpleProperties ParseCommandLine(int argc, char** argv);
 
+/// The part of it that only reads: parses the located file and global.kvf, exporting their
+/// environment entries unless the line is that of an inner process, and lays the command line over
+/// them; wrapper.kvf.file is added to it. The observer may be null.
+SimpleProperties assembleProperties(CommandLine& line, const PropertiesLocation& location,
+                                    AssemblyObserver* observer = nullptr);
+
 /// Fills the keys that the file set leaves absent or empty from global.kvf, in the working
 /// directory or along PATH; without such a file nothing changes. Its "velox.env." entries are
-/// exported, over those of the main file, unless this is an inner process.
-void HandleGlobalKVFFile(SimpleProperties& fileSet, bool innerProcess);
+/// exported, over those of the main file, unless this is an inner process. The observer may be
+/// null.
+void HandleGlobalKVFFile(SimpleProperties& fileSet, bool innerProcess,
+                         AssemblyObserver* observer = nullptr);
 
 /// Sets every property of the command line in the file set and returns a copy of it.
 SimpleProperties MergeProperties(const SimpleProperties& options, SimpleProperties& fileSet);
+
+/// True when the set holds variables for the environment, so that a launch starts itself again to
+/// be loaded under them.
+bool exportsEnvironment(const SimpleProperties& merged);
 
 /// Sets g_isJavaWrapper when java.library is present, even when empty.
 void UpdateProcessType(const SimpleProperties& merged);

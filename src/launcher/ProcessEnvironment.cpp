@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string>
 
+#include "config/Configuration.h"
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
 #include "hosting/CppProcess.h"
@@ -16,26 +17,16 @@
 
 namespace {
 
-/// Room for 1,022 arguments, with the program name and the launcher's own switches, the marker and
-/// the null.
-constexpr std::size_t vectorSize = 1024;
-
-bool exportsEnvironment(const SimpleProperties& properties) {
-  const auto entries = properties.newEnumerator();
-  for (WString key, value; entries->next(key, value);) {
-    if (key.startsWith(keys::environmentPrefix)) return true;
-  }
-  return false;
-}
+/// The arguments, the marker and the null.
+constexpr std::size_t vectorSize = maxArgumentsToStartAgain + 2;
 
 void requireRoom(char** argv) {
-  constexpr std::size_t most = vectorSize - 2;
   std::size_t count = 0;
   while (argv[count] != nullptr) ++count;
-  if (count <= most) return;
+  if (count <= maxArgumentsToStartAgain) return;
   Logging::FatalError({"Failed to exec process : ", std::to_string(count),
                        " arguments with the program name and the launcher's own switches, at most ",
-                       std::to_string(most), " are possible : ", argv[0]});
+                       std::to_string(maxArgumentsToStartAgain), " are possible : ", argv[0]});
 }
 
 }  // namespace
