@@ -1,10 +1,37 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
 
 #include "foundation/wrapper_vid.h"
+#include "inspect/CheckCommand.h"
+#include "inspect/KeysCommand.h"
+#include "inspect/RulesCommand.h"
+
+namespace {
+
+constexpr int wrongUsage = 2;
+
+}  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Looks at what a properties file means without starting anything.", "kvf");
+  // What stands behind "--" is a command line of the launcher, with switches of its own.
+  char** const dashes = std::find_if(
+      argv, argv + argc, [](const char* argument) { return std::strcmp(argument, "--") == 0; });
+  const std::vector<std::string> behindDashes(std::min(dashes + 1, argv + argc), argv + argc);
+
+  CLI::App app("Tells what a properties file means before anything starts.", "kvf");
   app.set_version_flag("--version", std::string("kvf ") + wrapper_version);
-  CLI11_PARSE(app, argc, argv);
-  return 0;
+  app.require_subcommand(1);
+  int status = 0;
+  addCheckCommand(app, behindDashes, status);
+  addRulesCommand(app, status);
+  addKeysCommand(app);
+  try {
+    app.parse(static_cast<int>(dashes - argv), argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : wrongUsage;
+  }
+  return status;
 }

@@ -1,0 +1,18 @@
+#ifndef VELOX_INSPECT_ASSEMBLER_H
+#define VELOX_INSPECT_ASSEMBLER_H
+
+#include <string>
+#include <vector>
+
+#include "inspect/Inspection.h"
+
+/// Puts a command line, from the program's name on, through the launcher's own assembly, twice
+/// where a launch would start itself again. The environment is exported within this process and
+/// restored afterwards, as are the working directory and the launcher's process-wide state; nothing
+/// is started, loaded or written. Where a launch would end with a message, that becomes a failure,
+/// and the assembly goes on without what caused it.
+///
+/// Not for use from several threads.
+Inspection inspectCommandLine(const std::vector<std::string>& commandLine);
+
+#endif

@@ -1,0 +1,30 @@
+#ifndef VELOX_INSPECT_FINDINGS_H
+#define VELOX_INSPECT_FINDINGS_H
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "inspect/Inspection.h"
+#include "inspect/Rules.h"
+
+/// A mistake, or what looks like one.
+struct Finding {
+  const Rule* rule;
+  std::string file;      ///< or "command line"
+  std::size_t line = 1;  ///< or the number of the argument
+  std::string text;
+
+  bool operator==(const Finding&) const = default;
+};
+
+/// Holds every rule against the inspection. Findings come in the order of the files, those of the
+/// command line first. Those of the disabled rules are left out, and those that a comment right
+/// above the line allows: "# kvf: allow RULE"; as a file's first line, for the file as a whole.
+std::vector<Finding> check(const Inspection& inspection, const std::set<std::string>& disabled);
+
+/// What only a comparison of several checked files can tell; `disabled` as above.
+std::vector<Finding> compare(const std::vector<Inspection>& inspections,
+                             const std::set<std::string>& disabled);
+
+#endif

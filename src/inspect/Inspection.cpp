@@ -1,0 +1,88 @@
+#include "inspect/Inspection.h"
+
+#include <algorithm>
+
+#include "config/Switches.h"
+#include "foundation/PropertyKeys.h"
+#include "inspect/Text.h"
+
+namespace {
+
+std::string under(const std::string& directory, std::string_view path) {
+  if (path.starts_with('/')) return std::string(path);
+  return concat({directory, "/", path});
+}
+
+}  // namespace
+
+std::size_t SourceFile::lineAt(std::size_t offset) const {
+  const auto after = std::upper_bound(lineStarts.begin(), lineStarts.end(), offset);
+  return static_cast<std::size_t>(after - lineStarts.begin());
+}
+
+std::string_view SourceFile::line(std::size_t number) const {
+  if (number > lineStarts.size()) return {};
+  const std::size_t start = lineStarts[number - 1];
+  const std::string_view rest = std::string_view(text).substr(start);
+  std::string_view found = rest.substr(0, rest.find('\n'));
+  if (found.ends_with('\r')) found.remove_suffix(1);
+  return found;
+}
+
+std::optional<std::string> Inspection::value(const char* key) const {
+  WString found;
+  if (!run().merged.get(key, found)) return std::nullopt;
+  return toString(found);
+}
+
+const Definition* Inspection::definitionOf(std::string_view key) const {
+  const std::string name(key);
+  if (run().line.options.contains(name.c_str())) return nullptr;
+  const auto taken = run().globalKeys.find(name);
+  const bool fromGlobal = taken != run().globalKeys.end() && taken->second;
+  const auto& definitions = run().definitions;
+  const auto found = std::find_if(definitions.rbegin(), definitions.rend(), [&](const auto& d) {
+    return d.key == key && d.global == fromGlobal && !d.isInclude && !d.refused;
+  });
+  return found == definitions.rend() ? nullptr : &*found;
+}
+
+Position Inspection::positionOf(std::string_view key) const {
+  if (const Definition* definition = definitionOf(key)) return definition->at;
+  return mainFile();
+}
+
+Position Inspection::mainFile() const {
+  if (run().files.empty() || run().files[0].global) return {Position::commandLine, 0};
+  return {0, 0};
+}
+
+bool Inspection::isJava() const {
+  return run().merged.contains(keys::javaLibrary);
+}
+
+std::string Inspection::command() const {
+  return value(keys::command).value_or(switches::run);
+}
+
+bool Inspection::startsApplication() const {
+  const std::string name = command();
+  return name == switches::run || name == switches::cmdlineJava || name == switches::generateScript;
+}
+
+std::string Inspection::atApplication(std::string_view path) const {
+  return under(plan.directory, path);
+}
+
+std::string Inspection::atLauncher(std::string_view path) const {
+  return under(plan.outerDirectory, path);
+}
+
+std::string Inspection::nameOf(const Position& position) const {
+  if (position.file == Position::commandLine) {
+    return concat({"command line:", std::to_string(position.line)});
+  }
+  const SourceFile& file = run().files[static_cast<std::size_t>(position.file)];
+  if (position.line == 0) return file.name;
+  return concat({file.name, ":", std::to_string(position.line)});
+}

@@ -1,0 +1,158 @@
+#ifndef VELOX_INSPECT_INSPECTION_H
+#define VELOX_INSPECT_INSPECTION_H
+
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "config/AssemblyObserver.h"
+#include "config/CommandLine.h"
+#include "config/PropertiesLocation.h"
+#include "foundation/Properties.h"
+
+/// What one command line would make of its properties files, as the launcher's own code tells it,
+/// with the position of everything. Nothing here depends on the environment or the working
+/// directory any more: both were as the launch would have them while the inspection was made.
+
+/// A place in a file, or an argument of the command line.
+struct Position {
+  static constexpr int commandLine = -1;
+
+  int file = commandLine;  ///< index into AssemblyRun::files
+  std::size_t line = 0;    ///< counts from 1, 0 is the file as a whole; of an argument: its index
+
+  bool operator==(const Position&) const = default;
+};
+
+struct SourceFile {
+  std::string name;  ///< as the launcher opens it
+  std::string text;
+  std::vector<std::size_t> lineStarts;
+  std::optional<Position> includedAt;  ///< absent for the main and the global file
+  bool global = false;                 ///< global.kvf, or included by it
+  bool unread = false;                 ///< too large, or not readable to its end
+
+  [[nodiscard]] std::size_t lineAt(std::size_t offset) const;
+  /// Without its line end. REQUIRES: 1 <= number.
+  [[nodiscard]] std::string_view line(std::size_t number) const;
+};
+
+/// A %reference% in a value.
+struct Reference {
+  std::string name;
+  VariableSource source = VariableSource::nothing;
+  std::string replacement;
+  bool inReplacement = false;   ///< it stood in the replacement of an earlier reference
+  bool whileExporting = false;  ///< by the second substitution, of an exported variable
+};
+
+/// One entry of a file.
+struct Definition {
+  Position at;
+  std::string key;
+  std::string written;  ///< the value before substitution
+  std::string value;
+  std::string raw;  ///< the text behind the key up to the line end, as it stands in the file
+  bool endedByLineEnd = true;
+  bool isInclude = false;
+  bool global = false;
+  bool refused = false;                 ///< passed over, since the launch would end here
+  std::optional<std::string> exported;  ///< the value that the environment gets
+  std::vector<Reference> references;
+};
+
+struct Argument {
+  std::string text;
+  const char* switchName = nullptr;  ///< null: no known switch
+  bool readsValue = false;
+  bool hasValue = false;
+  bool valueConsumed = false;
+  bool isValue = false;  ///< taken by the switch before it
+};
+
+/// Where the launch would end with a message.
+struct Failure {
+  enum class Stage { mainFile, include, substitution, globalFile, limits };
+
+  Stage stage = Stage::mainFile;
+  Position at;
+  std::string message;
+};
+
+/// One assembly of the property set.
+struct AssemblyRun {
+  std::vector<SourceFile> files;
+  std::vector<Definition> definitions;  ///< in the order of reading
+  std::vector<Argument> arguments;
+  std::vector<Position> droppedLines;
+  std::vector<Position> controlEscapes;
+  std::vector<Position> includeCycles;
+  std::vector<Failure> failures;
+  std::string globalFile;                  ///< empty: there is none
+  std::map<std::string, bool> globalKeys;  ///< whether the entry of global.kvf was taken
+  CommandLine line;
+  PropertiesLocation location;
+  SimpleProperties merged;
+};
+
+/// An element of the class path as it is written, and the elements it becomes.
+struct ClassPathElement {
+  std::string written;
+  bool searched = false;  ///< a folder that brings its archives along
+  std::vector<std::string> expanded;
+};
+
+/// What the launch would use.
+struct LaunchPlan {
+  std::string directory;                        ///< the application's working directory, absolute
+  std::string outerDirectory;                   ///< the launcher's own
+  std::map<std::string, std::string> exported;  ///< by velox.env. entries
+  std::string path;                             ///< PATH as the application sees it
+  const char* classPathKey = nullptr;           ///< null: from CLASSPATH, or "."
+  std::vector<ClassPathElement> classPath;
+  std::vector<std::string> options;    ///< of the JVM in the launcher's process, in order
+  std::vector<std::string> arguments;  ///< of the application
+  std::string javaCommand;             ///< of --cmdlineJava
+};
+
+class Inspection {
+ public:
+  AssemblyRun outer;                 ///< as the command line starts it
+  std::optional<AssemblyRun> inner;  ///< after it would have started itself again
+  LaunchPlan plan;
+  std::vector<std::string> commandLine;
+  bool typedCommandLine = false;  ///< the user gave it; else it was made up for a file
+  bool forScript = false;         ///< values must also fit into a generated script
+
+  /// The assembly that the application is started from.
+  [[nodiscard]] const AssemblyRun& run() const { return inner ? *inner : outer; }
+  [[nodiscard]] std::optional<std::string> value(const char* key) const;
+  /// The value, or an empty text.
+  [[nodiscard]] std::string valueOf(const char* key) const { return value(key).value_or(""); }
+  /// The entry whose value the key has; null when no file defines it or something overrules it.
+  [[nodiscard]] const Definition* definitionOf(std::string_view key) const;
+  /// Where the key got its value; where it is nowhere defined, the main file as a whole.
+  [[nodiscard]] Position positionOf(std::string_view key) const;
+  /// The main file, or the command line when there is none.
+  [[nodiscard]] Position mainFile() const;
+
+  [[nodiscard]] bool isJava() const;
+  /// The command as a word: "--run" when there is none.
+  [[nodiscard]] std::string command() const;
+  /// True when the launch would start the application as a process of its own or in this one.
+  [[nodiscard]] bool startsApplication() const;
+
+  /// A path as the application's launch would open it, absolute.
+  [[nodiscard]] std::string atApplication(std::string_view path) const;
+  /// The same for what is opened before the working directory changes.
+  [[nodiscard]] std::string atLauncher(std::string_view path) const;
+
+  /// "FILE:LINE", "FILE" or "command line:ARGUMENT".
+  [[nodiscard]] std::string nameOf(const Position& position) const;
+};
+
+#endif

@@ -1,0 +1,51 @@
+#ifndef VELOX_INSPECT_RULES_H
+#define VELOX_INSPECT_RULES_H
+
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "inspect/Inspection.h"
+
+enum class Severity {
+  error,    ///< it does not do what it says
+  warning,  ///< it may be meant so
+};
+
+/// Takes a finding of the rule that is being checked.
+using Report = std::function<void(const Position& at, std::string text)>;
+
+/// A rule, and what `kvf rules` says about it.
+struct Rule {
+  const char* id;
+  Severity severity;
+  const char* summary;      ///< one line
+  const char* explanation;  ///< what the launcher makes of it
+  const char* example;      ///< lines of a file, or a command line, that have the mistake
+  const char* remedy;
+  /// Reports every place where the rule is broken; null for a rule that compares several files or
+  /// starts a JVM.
+  void (*check)(const Inspection& inspection, const Report& report);
+};
+
+/// The rules by what they are about.
+std::span<const Rule> fileRules();
+std::span<const Rule> variableRules();
+std::span<const Rule> javaRules();
+std::span<const Rule> classPathRules();
+std::span<const Rule> optionRules();
+std::span<const Rule> launchRules();
+std::span<const Rule> surroundingsRules();
+std::span<const Rule> comparisonRules();
+
+/// All of them, in that order.
+std::vector<const Rule*> allRules();
+
+/// The rule of that name, or null.
+const Rule* findRule(std::string_view id);
+
+const char* nameOf(Severity severity);
+
+#endif

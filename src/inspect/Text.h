@@ -1,0 +1,32 @@
+#ifndef VELOX_INSPECT_TEXT_H
+#define VELOX_INSPECT_TEXT_H
+
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "foundation/WString.h"
+
+inline std::string toString(const WString& text) {
+  return std::string(text.view());
+}
+
+/// The pieces, one after the other.
+std::string concat(std::initializer_list<std::string_view> pieces);
+
+/// In double quotes, fit for one line on a terminal: control characters and malformed UTF-8 as
+/// escapes, what is long cut in the middle.
+std::string shown(std::string_view text);
+
+/// A word that a POSIX shell reads as exactly this text, quotes, "$" and line ends included.
+std::string shellWord(std::string_view text);
+
+/// The candidate that the text was probably meant to be: few characters differ. Empty: none.
+std::string_view nearestName(std::string_view text,
+                             const std::vector<std::string_view>& candidates);
+
+/// " (did you mean NAME?)", or nothing for an empty name.
+std::string didYouMean(std::string_view name);
+
+#endif
