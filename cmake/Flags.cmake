@@ -1,10 +1,14 @@
 # How our own targets are compiled and linked; they link these privately, so that neither a parent
 # project nor a host program gets any of it.
 
-set(CMAKE_CXX_EXTENSIONS OFF)
+include(CheckCXXCompilerFlag)
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES C CXX)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 
 # All of our targets.
 add_library(velox_flags INTERFACE)
@@ -22,20 +26,36 @@ target_compile_options(
             $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>
             $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
             $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>)
+target_compile_definitions(velox_flags INTERFACE _GLIBCXX_ASSERTIONS)
+
+# Our programs and shared libraries.
+add_library(velox_link_flags INTERFACE)
+target_link_libraries(velox_link_flags INTERFACE velox_flags)
 
 # Our programs.
 add_library(velox_program_flags INTERFACE)
-target_link_libraries(velox_program_flags INTERFACE velox_flags)
+target_link_libraries(velox_program_flags INTERFACE velox_link_flags)
 
 if(VELOX_SANITIZERS)
   target_compile_options(velox_flags INTERFACE -fsanitize=${VELOX_SANITIZERS}
                                                -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(velox_flags INTERFACE -fsanitize=${VELOX_SANITIZERS})
 else()
-  target_compile_options(velox_flags INTERFACE $<$<CONFIG:Release>:-ffunction-sections>
-                                               $<$<CONFIG:Release>:-fdata-sections>)
+  set(optimized $<NOT:$<CONFIG:Debug>>)
+  target_compile_options(
+    velox_flags
+    INTERFACE -fstack-protector-strong "$<${optimized}:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3>"
+              "$<${optimized}:-ffunction-sections;-fdata-sections>")
+  # What not every compiler and processor has.
+  foreach(flag stack-clash-protection cf-protection)
+    check_cxx_compiler_flag(-f${flag} velox_has_${flag})
+    if(velox_has_${flag})
+      target_compile_options(velox_flags INTERFACE -f${flag})
+    endif()
+  endforeach()
+  target_link_options(velox_link_flags INTERFACE LINKER:-z,relro,-z,now,-z,noexecstack
+                      $<${optimized}:LINKER:--gc-sections>)
   # A shared libstdc++ about doubles the time from exec to main.
-  target_link_options(
-    velox_program_flags INTERFACE $<$<CONFIG:Release>:-static-libstdc++>
-    $<$<CONFIG:Release>:-static-libgcc> $<$<CONFIG:Release>:-Wl,--gc-sections>)
+  target_link_options(velox_program_flags INTERFACE
+                      "$<${optimized}:-static-libstdc++;-static-libgcc>")
 endif()
