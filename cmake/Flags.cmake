@@ -6,9 +6,6 @@ include(CheckPIESupported)
 check_pie_supported(LANGUAGES C CXX)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
-set(CMAKE_C_VISIBILITY_PRESET hidden)
-set(CMAKE_CXX_VISIBILITY_PRESET hidden)
-set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 
 # All of our targets.
 add_library(velox_flags INTERFACE)
@@ -27,6 +24,12 @@ target_compile_options(
             $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
             $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>)
 target_compile_definitions(velox_flags INTERFACE _GLIBCXX_ASSERTIONS)
+
+check_cxx_compiler_flag(-fno-gnu-unique velox_has_no-gnu-unique)
+if(velox_has_no-gnu-unique)
+  # A unique symbol cannot be made local; cmake/HostLibraries.cmake does that.
+  target_compile_options(velox_flags INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>)
+endif()
 
 # Our programs and shared libraries.
 add_library(velox_link_flags INTERFACE)

@@ -5,7 +5,7 @@
 namespace {
 
 int hostMain(int argc, char** argv) {
-  for (int i = 1; i < argc; ++i) std::printf("host argument %d: [%s]\n", i, argv[i]);
+  for (int i = 1; i < argc; ++i) std::printf("C++ host argument %d: [%s]\n", i, argv[i]);
   return 7;
 }
 

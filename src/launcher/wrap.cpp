@@ -142,3 +142,8 @@ int LaunchWrapper(int argc, char** argv, int (*applicationMain)(int, char**),
                   void (*applicationStop)()) {
   return WrapperMain(argc, argv, applicationMain, applicationStop);
 }
+
+int velox_launch(int argc, char** argv, int (*application_main)(int, char**),
+                 void (*application_stop)()) {
+  return WrapperMain(argc, argv, application_main, application_stop);
+}

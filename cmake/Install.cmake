@@ -1,0 +1,87 @@
+# What is installed, by component: Runtime (programs, their manual pages, completions and editor
+# files), Library (the shared library), Development (headers, both libraries' link names, the files
+# for find_package and pkg-config).
+
+include(CMakePackageConfigHelpers)
+set(velox_cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/VeloxWrapper)
+
+set(programs)
+foreach(program velox_program velox_kvf)
+  if(TARGET ${program})
+    list(APPEND programs ${program})
+  endif()
+endforeach()
+if(programs)
+  install(TARGETS ${programs} RUNTIME COMPONENT Runtime)
+endif()
+
+install(
+  TARGETS velox_wrapper_shared velox_wrapper_static
+  EXPORT VeloxWrapperTargets
+  LIBRARY COMPONENT Library NAMELINK_COMPONENT Development
+  ARCHIVE COMPONENT Development)
+install(DIRECTORY include/velox TYPE INCLUDE COMPONENT Development)
+install(EXPORT VeloxWrapperTargets NAMESPACE VeloxWrapper:: DESTINATION ${velox_cmake_dir}
+                                                            COMPONENT Development)
+configure_package_config_file(cmake/VeloxWrapperConfig.cmake.in VeloxWrapperConfig.cmake
+                              INSTALL_DESTINATION ${velox_cmake_dir}
+                              NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(VeloxWrapperConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+# Relative, so that an installed tree may be moved.
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY
+           ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig OUTPUT_VARIABLE velox_pc_prefix)
+configure_file(cmake/velox-wrapper.pc.in velox-wrapper.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/VeloxWrapperConfig.cmake
+              ${PROJECT_BINARY_DIR}/VeloxWrapperConfigVersion.cmake
+        DESTINATION ${velox_cmake_dir} COMPONENT Development)
+install(FILES ${PROJECT_BINARY_DIR}/velox-wrapper.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+        COMPONENT Development)
+
+# Manual pages: man/NAME.SECTION.scd; @PROJECT_VERSION@ in them is replaced.
+file(GLOB pages CONFIGURE_DEPENDS man/*.scd)
+find_program(SCDOC scdoc)
+if(pages AND SCDOC)
+  set(manuals)
+  foreach(page IN LISTS pages)
+    cmake_path(GET page STEM LAST_ONLY name)
+    cmake_path(GET name EXTENSION LAST_ONLY section)
+    string(SUBSTRING ${section} 1 -1 section)
+    configure_file(${page} man/${name}.scd @ONLY)
+    set(manual ${PROJECT_BINARY_DIR}/man/${name})
+    add_custom_command(
+      OUTPUT ${manual}
+      COMMAND ${SCDOC} < ${manual}.scd > ${manual}
+      DEPENDS ${manual}.scd
+      COMMENT "Making the manual page ${name}")
+    list(APPEND manuals ${manual})
+    install(FILES ${manual} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT Runtime)
+  endforeach()
+  add_custom_target(velox_manuals ALL DEPENDS ${manuals})
+elseif(pages)
+  message(STATUS "No manual pages: scdoc is missing")
+endif()
+
+# Completions, by what each shell looks for: NAME.bash, _NAME (zsh), NAME.fish.
+function(install_completions pattern destination)
+  file(GLOB_RECURSE files CONFIGURE_DEPENDS completions/${pattern})
+  foreach(file IN LISTS files)
+    cmake_path(GET file FILENAME name)
+    string(REGEX REPLACE "\\.bash$" "" name ${name})
+    install(FILES ${file} DESTINATION ${CMAKE_INSTALL_DATADIR}/${destination} RENAME ${name}
+            COMPONENT Runtime)
+  endforeach()
+endfunction()
+install_completions(*.bash bash-completion/completions)
+install_completions(_* zsh/vendor-completions)
+install_completions(*.fish fish/vendor_completions.d)
+
+# Editors: vim reads its folder by itself, TextMate's grammar is for others to pick up.
+if(EXISTS ${PROJECT_SOURCE_DIR}/editors/vim)
+  install(DIRECTORY editors/vim/ DESTINATION ${CMAKE_INSTALL_DATADIR}/vim/vimfiles
+          COMPONENT Runtime)
+endif()
+file(GLOB grammars CONFIGURE_DEPENDS editors/textmate/*)
+if(grammars)
+  install(FILES ${grammars} DESTINATION ${CMAKE_INSTALL_DATADIR}/velox-wrapper/textmate
+          COMPONENT Runtime)
+endif()
