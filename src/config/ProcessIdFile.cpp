@@ -21,7 +21,8 @@ bool writeProcessId(const char* fileName) {
   std::setvbuf(file.get(), nullptr, _IONBF, 0);
   std::fputs(std::to_string(sii_GetProcessID()).c_str(), file.get());
   if (closeWritten(std::move(file))) return true;
-  (void)::truncate(fileName, 0);
+  // A device cannot be emptied, and need not be.
+  [[maybe_unused]] const int emptied = ::truncate(fileName, 0);
   return false;
 }
 
