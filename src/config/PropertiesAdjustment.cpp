@@ -30,7 +30,7 @@ void runAdjustmentChild(int argc, char** argv, PropertiesLocation& location) {
   arguments.push_back(const_cast<char*>(switches::adjust));
   arguments.push_back(nullptr);
 
-  const ChildProcess child;
+  ChildProcess child;
   if (child.failed()) Logging::FatalError({"Failed to fork adjustment : ", std::strerror(errno)});
   if (child.isChild()) {
     Logging::Debug("Adjustment child process...");
@@ -41,6 +41,7 @@ void runAdjustmentChild(int argc, char** argv, PropertiesLocation& location) {
   Logging::Debug("Waiting for adjustment...");
   const int waitStatus = child.wait();
   Logging::Debug("Waited for adjustment.");
+  ChildProcess::takeReceivedSignals(waitStatus);
   // Read without asking how the child ended: one that a signal killed counts as adjusted.
   const int exitCode = ChildProcess::exitCodeIn(waitStatus);
   if (exitCode == statusNothingToAdjust) return;

@@ -12,6 +12,8 @@ ChildProcess::ChildProcess() {
   ::sigaction(SIGCHLD, &defaultAction, &formerAction_);
   std::fflush(nullptr);
   pid_ = ::fork();
+  if (pid_ > 0) signals_.begin(pid_);
+  if (pid_ < 0) signals_.release();
 }
 
 ChildProcess::~ChildProcess() {
@@ -22,6 +24,7 @@ ChildProcess::~ChildProcess() {
 
 void ChildProcess::execute(char* const* argv) const {
   ::sigaction(SIGCHLD, &formerAction_, nullptr);
+  signals_.release();
   ::execvp(argv[0], argv);
 }
 
@@ -30,7 +33,13 @@ void ChildProcess::fail(Logging::Pieces message) {
   ::_exit(Logging::fatalStatus);
 }
 
-int ChildProcess::wait() const {
+int ChildProcess::wait() {
+  // It stays a zombie first: once its ID is free, another process could get a signal meant for it.
+  siginfo_t ended = {};
+  while (::waitid(P_PID, static_cast<id_t>(pid_), &ended, WEXITED | WNOWAIT) < 0 &&
+         errno == EINTR) {
+  }
+  signals_.end();
   int status = 0;
   while (::waitpid(pid_, &status, 0) < 0) {
     if (errno != EINTR) return W_EXITCODE(Logging::fatalStatus, 0);

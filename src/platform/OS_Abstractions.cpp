@@ -184,7 +184,7 @@ void sii_DestroyDirectoryList(char**& list, int count) {
 
 int sii_execute_program_in_new_process(char* const* argv, int nullIndex) {
   Logging::Debug("\nready to start  new process...\n");
-  const ChildProcess child;
+  ChildProcess child;
   if (child.failed()) Logging::FatalError("can't fork new process");
   if (child.isChild()) {
     if (argv[nullIndex] != nullptr) ChildProcess::fail({"you must set more one arg as NULL"});
