@@ -2,7 +2,7 @@
 # Shared by the scripts here; sourced, not run.
 
 cd "$(dirname "$0")/.." || exit 1
-log=build/scripts.log
+log=build/${0##*/}.log
 mkdir -p build
 
 die() {
@@ -10,14 +10,23 @@ die() {
   exit 1
 }
 
-# quietly WHAT COMMAND...: runs the command; its output shows only when it fails.
+# quietly WHAT COMMAND...: says what it does and how long that took; the command's output is in $log
+# and shows only when it fails. A function ends at its first failure.
 quietly() {
   what=$1
   shift
-  "$@" >"$log" 2>&1 || {
+  printf '%s ... ' "$what"
+  begin=$(date +%s)
+  set +e
+  (set -e; "$@") >"$log" 2>&1
+  result=$?
+  set -e
+  [ "$result" -eq 0 ] || {
+    echo failed
     cat "$log"
     die "Failed: $what"
   }
+  echo "$(($(date +%s) - begin)) s"
 }
 
 have() { command -v "$1" >/dev/null 2>&1; }
@@ -32,8 +41,8 @@ have_header() { echo "#include <$1>" | c++ -E -x c++ - >/dev/null 2>&1; }
 # links COMPILER FLAGS...: whether a program with these flags can be linked.
 links() { echo 'extern "C" int LLVMFuzzerTestOneInput() { return 0; }' | "$@" -x c++ - -o "$log.probe" >/dev/null 2>&1; }
 
-# missing_packages KIND...: the Debian packages of what is not there; KIND is build, kvf, test, bench
-# or check.
+# missing_packages KIND...: the Debian packages of what is not there; KIND is build, kvf, test,
+# bench, check or package.
 missing_packages() {
   for kind in "$@"; do
     case $kind in
@@ -54,6 +63,18 @@ missing_packages() {
         ;;
       test)
         { have c++ && have_header gtest/gtest.h; } || echo libgtest-dev
+        have pkg-config || echo pkg-config
+        # For the tests of the editors' files and of the completions.
+        have vim || echo vim-nox
+        have zsh || echo zsh
+        have fish || echo fish
+        have python3 || echo python3-minimal
+        ;;
+      package)
+        have dpkg-shlibdeps || echo dpkg-dev
+        have lintian || echo lintian
+        have scdoc || echo scdoc
+        have fakeroot || echo fakeroot
         ;;
       check)
         have git || echo git
@@ -86,10 +107,18 @@ set_up() {
   [ -z "$packages" ] || die "Still missing: $packages (JAVA_HOME=${JAVA_HOME-})"
 }
 
-# build PRESET [CMAKE ARGUMENTS]: configures and builds.
+# build PRESET [CMAKE ARGUMENTS]: configures and builds. What another place built, before the tree was
+# moved or copied, is not used.
 build() {
   preset=$1
   shift
+  cache=build/$preset/CMakeCache.txt
+  if [ -e "$cache" ] && ! grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$(pwd -P)" "$cache"; then
+    echo "build/$preset was built in another folder and is built afresh."
+    rm -rf "build/$preset"
+  fi
+  hint=
+  [ -e "$cache" ] || hint=" (a minute or two the first time)"
   quietly "configure $preset" cmake --preset "$preset" "$@"
-  quietly "build $preset" cmake --build --preset "$preset"
+  quietly "build $preset$hint" cmake --build --preset "$preset"
 }
