@@ -23,7 +23,7 @@ _kvf() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} command=${COMP_WORDS[1]} i
   COMPREPLY=()
   if [ "$COMP_CWORD" -eq 1 ]; then
-    local commands='check explain jvm new cds rules keys'
+    local commands='check explain jvm new cds rules'
     [[ $word == -* ]] && commands='--help --version'
     mapfile -t COMPREPLY < <(compgen -W "$commands" -- "$word")
     return
@@ -46,7 +46,6 @@ _kvf() {
     jvm) options='--json --line' ;;
     new) options='--jar --lib --name --main --jre' ;;
     cds) options='--run-for --write' ;;
-    keys) options='--scd' ;;
   esac
   if [[ $word == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$options --help" -- "$word")
