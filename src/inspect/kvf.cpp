@@ -6,6 +6,7 @@
 
 #include "foundation/wrapper_vid.h"
 #include "inspect/CheckCommand.h"
+#include "inspect/JvmCommand.h"
 #include "inspect/KeysCommand.h"
 #include "inspect/RulesCommand.h"
 
@@ -27,6 +28,7 @@ int main(int argc, char** argv) {
   int status = 0;
   addCheckCommand(app, behindDashes, status);
   addRulesCommand(app, status);
+  addJvmCommand(app, status);
   addKeysCommand(app);
   try {
     app.parse(static_cast<int>(dashes - argv), argv);
