@@ -8,6 +8,7 @@
 #include "inspect/CheckCommand.h"
 #include "inspect/JvmCommand.h"
 #include "inspect/KeysCommand.h"
+#include "inspect/NewCommand.h"
 #include "inspect/RulesCommand.h"
 
 namespace {
@@ -29,6 +30,7 @@ int main(int argc, char** argv) {
   addCheckCommand(app, behindDashes, status);
   addRulesCommand(app, status);
   addJvmCommand(app, status);
+  addNewCommand(app, status);
   addKeysCommand(app);
   try {
     app.parse(static_cast<int>(dashes - argv), argv);

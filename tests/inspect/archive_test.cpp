@@ -7,7 +7,7 @@
 #include <unistd.h>
 #include <zip.h>
 
-#include "support/Run.h"
+#include "support/Sandbox.h"
 
 namespace {
 

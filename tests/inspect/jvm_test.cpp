@@ -6,7 +6,7 @@
 #include "config/PropertiesFile.h"
 #include "inspect/JvmSearch.h"
 #include "inspect/PropertiesText.h"
-#include "support/Run.h"
+#include "support/Sandbox.h"
 
 namespace fs = std::filesystem;
 
@@ -88,14 +88,14 @@ TEST(JvmSearch, TheJvmOfALibrary) {
 TEST(JvmCommand, Lines) {
   Homes homes;
   const std::string home = homes.add("100% j\\vm", "99.1");
-  const Sandbox::Start start = {.environment = {{"JAVA_HOME", home}, {"PATH", ""}}};
+  const Start start = {.environment = {{"JAVA_HOME", home}, {"PATH", ""}}};
   const std::string line =
       "java.library=" + spelledInPropertiesFile(home + "/lib/server/libjvm.so") + "\n";
-  EXPECT_EQ(homes.sandbox.run(VELOX_KVF "|jvm|--line|99", start), (Outcome{0, line}));
-  EXPECT_EQ(homes.sandbox.run(VELOX_KVF "|jvm|--line|100", start).status, 1);
-  EXPECT_TRUE(homes.sandbox.run(VELOX_KVF "|jvm|--line|100", start)
+  EXPECT_EQ(homes.sandbox.run({VELOX_KVF, "jvm", "--line", "99"}, start), (Outcome{0, line}));
+  EXPECT_EQ(homes.sandbox.run({VELOX_KVF, "jvm", "--line", "100"}, start).status, 1);
+  EXPECT_TRUE(homes.sandbox.run({VELOX_KVF, "jvm", "--line", "100"}, start)
                   .has("no JVM of Java 100 or newer found; the newest is 99.1 in " + home));
-  EXPECT_TRUE(homes.sandbox.run(VELOX_KVF "|jvm|--json", start).has("\"version\": \"99.1\""));
+  EXPECT_TRUE(homes.sandbox.run({VELOX_KVF, "jvm", "--json"}, start).has("\"version\": \"99.1\""));
 }
 
 TEST(PropertiesText, TheLauncherReadsWhatWasMeant) {

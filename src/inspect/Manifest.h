@@ -1,0 +1,26 @@
+#ifndef VELOX_INSPECT_MANIFEST_H
+#define VELOX_INSPECT_MANIFEST_H
+
+#include <map>
+#include <string>
+#include <string_view>
+
+/// Orders attribute names, whose case does not count.
+struct AttributeOrder {
+  bool operator()(const std::string& left, const std::string& right) const;
+};
+
+/// The main attributes of an archive: what `java -jar` looks at.
+using Manifest = std::map<std::string, std::string, AttributeOrder>;
+
+/// Where archives keep it.
+inline constexpr char manifestEntry[] = "META-INF/MANIFEST.MF";
+
+/// Reads the main section of META-INF/MANIFEST.MF, joins continued lines and trims values. Lines
+/// that are no attribute are passed over.
+Manifest parseManifest(std::string_view text);
+
+/// The value, or an empty text.
+std::string attributeOf(const Manifest& manifest, const std::string& name);
+
+#endif
