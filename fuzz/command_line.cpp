@@ -1,6 +1,5 @@
 // A command line, one argument a line: the properties and marks that both scans make of it.
 
-#include <algorithm>
 #include <ctime>
 #include <map>
 
@@ -33,8 +32,8 @@ using Set = std::map<std::string, std::string>;
 struct Model {
   Set options;
   Set variables;
-  bool innerProcess = false;
-  bool adjustmentChild = false;
+  unsigned int innerProcess = 0;
+  unsigned int adjustmentChild = 0;
   unsigned int seconds = 0;
 };
 
@@ -52,7 +51,10 @@ bool readInteger(std::string text, int& number) {
 }
 
 bool isOneOf(const std::string& word, const Texts& words) {
-  return std::find(words.begin(), words.end(), word) != words.end();
+  for (const std::string& other : words) {
+    if (word == other) return true;
+  }
+  return false;
 }
 
 /// The scan of a launch, or the one that returns options only.
@@ -93,10 +95,10 @@ Model modelOf(const Texts& arguments, bool launch) {
       options["wrapper." + word.substr(2) + ".flag"] = "true";
     } else if (word == "--innerProcess") {
       options["wrapper.property.innerProcess"] = "true";
-      model.innerProcess = true;
+      model.innerProcess = 1;
     } else if (word == "--adjust" && launch) {
       options["wrapper.adjust"] = "true";
-      model.adjustmentChild = true;
+      model.adjustmentChild = 1;
     } else if (word.starts_with("--")) {
       unknown = true;
     } else {
@@ -109,7 +111,7 @@ Model modelOf(const Texts& arguments, bool launch) {
 
 Texts listed(const Set& set) {
   Texts entries;
-  for (const auto& [key, value] : set) entries.insert(entries.end(), {key, value});
+  for (const auto& [key, value] : set) entries.push_back(key + "=" + value);
   return entries;
 }
 
@@ -136,8 +138,8 @@ void fuzz(std::string_view input) {
   requireSame("options of a launch", listed(launch.options), listed(line.options));
   requireSame("variables", listed(launch.variables), listed(line.variables));
   requireSame("seconds slept", launch.seconds, slept);
-  requireSame("inner process", launch.innerProcess, line.innerProcess);
-  requireSame("adjustment child", launch.adjustmentChild, line.adjustmentChild);
+  requireSame("inner process", launch.innerProcess, unsigned{line.innerProcess});
+  requireSame("adjustment child", launch.adjustmentChild, unsigned{line.adjustmentChild});
   requireSame("options only", listed(modelOf(arguments, false).options),
               listed(ParseCommandLineOnly(argc, argv.data())));
 }

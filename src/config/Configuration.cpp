@@ -1,7 +1,5 @@
 #include "config/Configuration.h"
 
-#include <utility>
-
 #include "config/AssemblyObserver.h"
 #include "config/ProcessIdFile.h"
 #include "config/PropertiesAdjustment.h"
@@ -25,10 +23,6 @@ void recordProcess(const CommandLine& line, const SimpleProperties& merged) {
   WString fileName;
   if (line.innerProcess || line.options.valueOf(keys::command) == switches::kill) return;
   if (merged.get(keys::processIdFile, fileName)) writeProcessIdFile(fileName.c_str());
-}
-
-void overlay(const SimpleProperties& options, SimpleProperties& fileSet) {
-  options.forEach([&](const WString& key, const WString& value) { fileSet.set(key, value); });
 }
 
 }  // namespace
@@ -62,7 +56,7 @@ SimpleProperties assembleProperties(CommandLine& line, const PropertiesLocation&
       location.name.c_str(), line.options, line.variables, context, line.innerProcess, observer);
   HandleGlobalKVFFile(fileSet, line.innerProcess, observer);
   line.options.set(keys::kvfFile, location.fullPath);
-  return MergeProperties(line.options, std::move(fileSet));
+  return MergeProperties(line.options, fileSet);
 }
 
 void HandleGlobalKVFFile(SimpleProperties& fileSet, bool innerProcess, AssemblyObserver* observer) {
@@ -81,13 +75,8 @@ void HandleGlobalKVFFile(SimpleProperties& fileSet, bool innerProcess, AssemblyO
 }
 
 SimpleProperties MergeProperties(const SimpleProperties& options, SimpleProperties& fileSet) {
-  overlay(options, fileSet);
+  options.forEach([&](const WString& key, const WString& value) { fileSet.set(key, value); });
   return fileSet;
-}
-
-SimpleProperties MergeProperties(const SimpleProperties& options, SimpleProperties&& fileSet) {
-  overlay(options, fileSet);
-  return fileSet.moveAsCopy();
 }
 
 bool exportsEnvironment(const SimpleProperties& merged) {

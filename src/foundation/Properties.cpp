@@ -1,7 +1,5 @@
 #include "foundation/Properties.h"
 
-#include <utility>
-
 #include "foundation/WException.h"
 
 namespace {
@@ -19,11 +17,6 @@ SimpleProperties::SimpleProperties(const SimpleProperties& source) {
 SimpleProperties& SimpleProperties::operator=(const SimpleProperties& source) {
   *this = SimpleProperties(source);
   return *this;
-}
-
-SimpleProperties SimpleProperties::moveAsCopy() {
-  if (map_) map_->reverseChains();
-  return std::move(*this);
 }
 
 void SimpleProperties::set(const WString& key, const WString& value) {

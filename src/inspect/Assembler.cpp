@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <utility>
 
 #include <fcntl.h>
@@ -21,6 +22,8 @@
 #include "platform/OS_Abstractions.h"
 
 namespace {
+
+namespace fs = std::filesystem;
 
 /// Brings the environment back to what it was, on leaving the scope at the latest.
 class EnvironmentGuard {
@@ -220,8 +223,15 @@ void planLaunch(Inspection& inspection) {
   const javaparser::JavaParameterParser parser(merged);
   planClassPath(parser, inspection, plan);
   plan.options = toStrings(javaparser::getAllJavaRunOption(parser));
+  for (std::string& option : plan.options) {
+    if (option.starts_with(processIdOption)) option = concat({processIdOption, "PID"});
+  }
   plan.arguments = toStrings(applicationArguments(merged, launchWay(inspection)));
   plan.javaCommand = toString(getJavaCmd(parser, false));
+  if (launchWay(inspection) != LaunchWay::nativeLibrary) {
+    inspection.classPath.emplace(plan.classPath, plan.directory,
+                                 inspection.valueOf(keys::startClass));
+  }
 }
 
 bool startsItselfAgain(const AssemblyRun& run) {
@@ -247,19 +257,28 @@ Inspection inspectCommandLine(const std::vector<std::string>& commandLine) {
   completeArguments(commandLine, outer);
   outer.location = locatePropertiesFile(line.options, vector[0]);
   assemble(line, environment, outer);
+  // What follows sees the exported variables.
+  const EnvironmentGuard exported;
   if (startsItselfAgain(outer)) {
-    const EnvironmentGuard exported;
     AssemblyRun& inner = inspection.inner.emplace();
     inner.location = outer.location;
     line.innerProcess = true;
     line.options.set(keys::innerProcess, "true");
     assemble(line, exported, inner);
-    readLimits(outer, inspection);
-    planLaunch(inspection);
-  } else {
-    readLimits(outer, inspection);
-    planLaunch(inspection);
   }
+  readLimits(outer, inspection);
+  planLaunch(inspection);
   resetLauncherState();
+  return inspection;
+}
+
+Inspection inspectFile(const std::string& file, const std::vector<std::string>& arguments) {
+  const fs::path given = file;
+  const fs::path absolute = fs::absolute(given);
+  std::vector<std::string> commandLine = {"wrapper", switches::propFile, absolute.string()};
+  commandLine.insert(commandLine.end(), arguments.begin(), arguments.end());
+  Inspection inspection = inspectCommandLine(commandLine);
+  inspection.shownFolder = given.parent_path().string();
+  inspection.absoluteFolder = absolute.parent_path().string();
   return inspection;
 }

@@ -15,4 +15,8 @@
 /// Not for use from several threads.
 Inspection inspectCommandLine(const std::vector<std::string>& commandLine);
 
+/// The same for a file that is looked at by itself, as if a launcher got its absolute path and the
+/// further arguments. Places in it, and in files below its folder, are named as the file was.
+Inspection inspectFile(const std::string& file, const std::vector<std::string>& arguments = {});
+
 #endif

@@ -10,7 +10,6 @@
 
 #include <unistd.h>
 
-#include "config/Switches.h"
 #include "inspect/Assembler.h"
 #include "inspect/Findings.h"
 #include "inspect/Report.h"
@@ -39,14 +38,10 @@ int print(const std::string& text) {
   return written ? nothingFound : complain("standard output cannot be written");
 }
 
-int checkCommandLines(const std::vector<std::vector<std::string>>& commandLines, bool typed,
-                      const CheckOptions& options) {
+int report(std::vector<Inspection> inspections, const CheckOptions& options) {
   const std::set<std::string> disabled(options.disabled.begin(), options.disabled.end());
-  std::vector<Inspection> inspections;
   std::vector<Finding> findings;
-  for (const std::vector<std::string>& commandLine : commandLines) {
-    Inspection& inspection = inspections.emplace_back(inspectCommandLine(commandLine));
-    inspection.typedCommandLine = typed;
+  for (Inspection& inspection : inspections) {
     inspection.forScript = options.forScript;
     for (Finding& finding : check(inspection, disabled)) findings.push_back(std::move(finding));
   }
@@ -57,11 +52,6 @@ int checkCommandLines(const std::vector<std::vector<std::string>>& commandLines,
   return findings.empty() ? nothingFound : somethingFound;
 }
 
-/// The command line that stands for a file which is checked alone.
-std::vector<std::string> commandLineFor(const std::string& file) {
-  return {"wrapper", switches::propFile, file};
-}
-
 int runCheck(const CheckOptions& options, const std::vector<std::string>& commandLine) {
   for (const std::string& id : options.disabled) {
     if (findRule(id) == nullptr) return complain("there is no rule " + shown(id));
@@ -69,15 +59,17 @@ int runCheck(const CheckOptions& options, const std::vector<std::string>& comman
   if (!commandLine.empty() && !options.files.empty()) {
     return complain("give either files or a command line, not both");
   }
-  if (!commandLine.empty()) return checkCommandLines({commandLine}, true, options);
+  std::vector<Inspection> inspections;
+  if (!commandLine.empty()) {
+    inspections.push_back(inspectCommandLine(commandLine));
+    return report(std::move(inspections), options);
+  }
   if (options.files.empty()) return complain("give a file, or -- and a command line");
-
-  std::vector<std::vector<std::string>> commandLines;
   for (const std::string& file : options.files) {
     if (::access(file.c_str(), R_OK) != 0) return complain(shown(file) + " cannot be read");
-    commandLines.push_back(commandLineFor(file));
+    inspections.push_back(inspectFile(file));
   }
-  return checkCommandLines(commandLines, false, options);
+  return report(std::move(inspections), options);
 }
 
 }  // namespace

@@ -160,7 +160,7 @@ void fileTooLarge(const Inspection& inspection, const Report& report) {
   forEachFile(inspection, [&](const SourceFile& file, std::size_t index) {
     if (!file.unread) return;
     report(file.includedAt.value_or(wholeFile(index)),
-           concat({shown(file.name),
+           concat({shown(inspection.nameOf(file)),
                    " cannot be read to its end or has 1 MiB or more; the launcher "
                    "ignores it as a whole, without a word: split it"}));
   });
@@ -173,9 +173,9 @@ void notRegular(const Inspection& inspection, const Report& report) {
     const char* kind = S_ISDIR(status.st_mode)    ? "a folder, which yields no entries"
                        : S_ISFIFO(status.st_mode) ? "a pipe, which can be read once only"
                                                   : "no regular file";
-    report(
-        file.includedAt.value_or(wholeFile(index)),
-        concat({shown(file.name), " is ", kind, ": the launcher may read it twice, use a file"}));
+    report(file.includedAt.value_or(wholeFile(index)),
+           concat({shown(inspection.nameOf(file)), " is ", kind,
+                   ": the launcher may read it twice, use a file"}));
   });
 }
 

@@ -36,7 +36,12 @@ bool allows(std::string_view line, std::string_view rule) {
 bool isAllowed(const Inspection& inspection, const Position& at, std::string_view rule) {
   if (at.file == Position::commandLine) return false;
   const SourceFile& file = inspection.run().files[static_cast<std::size_t>(at.file)];
-  if (at.line == 0) return !file.lineStarts.empty() && allows(file.line(1), rule);
+  if (at.line == 0) {
+    for (std::size_t line = 1; isComment(file.line(line)); ++line) {
+      if (allows(file.line(line), rule)) return true;
+    }
+    return false;
+  }
   for (std::size_t line = at.line - 1; line > 0 && isComment(file.line(line)); --line) {
     if (allows(file.line(line), rule)) return true;
   }
@@ -54,7 +59,7 @@ Finding findingAt(const Inspection& inspection, const Rule& rule, const Position
     return {&rule, "command line", at.line, std::move(text)};
   }
   const SourceFile& file = inspection.run().files[static_cast<std::size_t>(at.file)];
-  return {&rule, file.name, std::max<std::size_t>(at.line, 1), std::move(text)};
+  return {&rule, inspection.nameOf(file), std::max<std::size_t>(at.line, 1), std::move(text)};
 }
 
 }  // namespace

@@ -20,7 +20,8 @@ struct Finding {
 
 /// Holds every rule against the inspection. Findings come in the order of the files, those of the
 /// command line first. Those of the disabled rules are left out, and those that a comment right
-/// above the line allows: "# kvf: allow RULE"; as a file's first line, for the file as a whole.
+/// above the line allows: "# kvf: allow RULE"; among a file's first comments, for the file as a
+/// whole.
 std::vector<Finding> check(const Inspection& inspection, const std::set<std::string>& disabled);
 
 /// What only a comparison of several checked files can tell; `disabled` as above.

@@ -78,11 +78,18 @@ std::string Inspection::atLauncher(std::string_view path) const {
   return under(plan.outerDirectory, path);
 }
 
+std::string Inspection::nameOf(const SourceFile& file) const {
+  const std::string_view name = file.name;
+  if (absoluteFolder.empty() || !name.starts_with(absoluteFolder + "/")) return file.name;
+  const std::string_view rest = name.substr(absoluteFolder.size() + 1);
+  return shownFolder.empty() ? std::string(rest) : concat({shownFolder, "/", rest});
+}
+
 std::string Inspection::nameOf(const Position& position) const {
   if (position.file == Position::commandLine) {
     return concat({"command line:", std::to_string(position.line)});
   }
   const SourceFile& file = run().files[static_cast<std::size_t>(position.file)];
-  if (position.line == 0) return file.name;
-  return concat({file.name, ":", std::to_string(position.line)});
+  if (position.line == 0) return nameOf(file);
+  return concat({nameOf(file), ":", std::to_string(position.line)});
 }

@@ -13,6 +13,7 @@
 #include "config/CommandLine.h"
 #include "config/PropertiesLocation.h"
 #include "foundation/Properties.h"
+#include "inspect/ClassPathScan.h"
 
 /// What one command line would make of its properties files, as the launcher's own code tells it,
 /// with the position of everything. Nothing here depends on the environment or the working
@@ -106,6 +107,9 @@ struct ClassPathElement {
   std::vector<std::string> expanded;
 };
 
+/// The option that tells the application the launcher's process; a plan has PID for the number.
+inline constexpr std::string_view processIdOption = "-Dapplication.processid=";
+
 /// What the launch would use.
 struct LaunchPlan {
   std::string directory;                        ///< the application's working directory, absolute
@@ -124,9 +128,11 @@ class Inspection {
   AssemblyRun outer;                 ///< as the command line starts it
   std::optional<AssemblyRun> inner;  ///< after it would have started itself again
   LaunchPlan plan;
+  std::optional<ClassPathScan> classPath;  ///< of a Java launch
   std::vector<std::string> commandLine;
-  bool typedCommandLine = false;  ///< the user gave it; else it was made up for a file
-  bool forScript = false;         ///< values must also fit into a generated script
+  std::string shownFolder;  ///< how files below the absolute folder are named; both may be empty
+  std::string absoluteFolder;
+  bool forScript = false;  ///< values must also fit into a generated script
 
   /// The assembly that the application is started from.
   [[nodiscard]] const AssemblyRun& run() const { return inner ? *inner : outer; }
@@ -151,6 +157,8 @@ class Inspection {
   /// The same for what is opened before the working directory changes.
   [[nodiscard]] std::string atLauncher(std::string_view path) const;
 
+  /// The name of a file for a reader.
+  [[nodiscard]] std::string nameOf(const SourceFile& file) const;
   /// "FILE:LINE", "FILE" or "command line:ARGUMENT".
   [[nodiscard]] std::string nameOf(const Position& position) const;
 };

@@ -6,6 +6,7 @@
 
 #include "foundation/wrapper_vid.h"
 #include "inspect/CheckCommand.h"
+#include "inspect/ExplainCommand.h"
 #include "inspect/JvmCommand.h"
 #include "inspect/KeysCommand.h"
 #include "inspect/NewCommand.h"
@@ -28,6 +29,7 @@ int main(int argc, char** argv) {
   app.require_subcommand(1);
   int status = 0;
   addCheckCommand(app, behindDashes, status);
+  addExplainCommand(app, behindDashes, status);
   addRulesCommand(app, status);
   addJvmCommand(app, status);
   addNewCommand(app, status);

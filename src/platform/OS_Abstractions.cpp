@@ -35,7 +35,8 @@ std::vector<WString> archivesIn(const char* directory) {
   Directory listing(directory);
   if (!listing) return names;
   while (const char* name = listing.next()) {
-    if (isArchiveName(name) && listing.type() == EntryType::regularFile) {
+    struct stat status = {};
+    if (listing.status(name, status) && S_ISREG(status.st_mode) && isArchiveName(name)) {
       names.emplace_back(name);
     }
   }
@@ -67,16 +68,17 @@ class ArchiveWalk {
 
  private:
   /// False when the list is full, which ends the reading of this directory.
-  bool visit(Directory& directory, const char* name, int level) {
-    const EntryType type = directory.type();
-    if (type == EntryType::directory) {
+  bool visit(const Directory& directory, const char* name, int level) {
+    struct stat status = {};
+    if (!directory.status(name, status)) return true;
+    if (S_ISDIR(status.st_mode)) {
       const std::string_view text = name;
       if (text != "." && text != ".." && level < maxDepth_) {
         enter(directory.openChild(name), level + 1);
       }
       return true;
     }
-    if (type != EntryType::regularFile || !isArchiveName(name)) return true;
+    if (!S_ISREG(status.st_mode) || !isArchiveName(name)) return true;
     if (index_ >= maxCount_) return false;
     list_[index_++] = newEntry(path_.view());
     return true;

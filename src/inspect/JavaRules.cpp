@@ -1,0 +1,297 @@
+#include <algorithm>
+#include <filesystem>
+#include <set>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "config/Switches.h"
+#include "foundation/PathList.h"
+#include "foundation/PropertyKeys.h"
+#include "hosting/JvmLibrary.h"
+#include "inspect/ClassFile.h"
+#include "inspect/ElfFile.h"
+#include "inspect/JvmSearch.h"
+#include "inspect/Rules.h"
+#include "inspect/Text.h"
+#include "javarun/CommonTool.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view lineAdvice = "`kvf jvm --line` prints the line for this machine";
+
+bool runsInProcess(const Inspection& inspection) {
+  return inspection.command() == switches::run;
+}
+
+bool startsJava(const Inspection& inspection) {
+  const std::string command = inspection.command();
+  return command == switches::cmdlineJava || command == switches::generateScript ||
+         (command == switches::run && inspection.isJava());
+}
+
+bool exists(const std::string& path) {
+  return ::access(path.c_str(), F_OK) == 0;
+}
+
+void noLibrary(const Inspection& inspection, const Report& report) {
+  if (!runsInProcess(inspection) || inspection.isJava()) return;
+  if (!inspection.valueOf(keys::applicationLibrary).empty()) return;
+  report(inspection.mainFile(),
+         concat({"there is neither java.library nor application.library, so that the launcher has "
+                 "nothing to run and ends with status 255: ",
+                 lineAdvice}));
+}
+
+/// Which libjvm.so the loader would take when java.library leads nowhere.
+std::string fallbackLibrary(const Inspection& inspection) {
+  const auto exported = inspection.plan.exported.find("LD_LIBRARY_PATH");
+  const char* inherited = std::getenv("LD_LIBRARY_PATH");
+  std::string path = inherited == nullptr ? "" : inherited;
+  if (exported != inspection.plan.exported.end()) path = exported->second;
+  for (const std::string_view element : pathElements(path)) {
+    const std::string library = concat({element, "/libjvm.so"});
+    if (exists(library)) return "here " + library;
+  }
+  return "none along LD_LIBRARY_PATH here, so that the launch probably ends with status 255";
+}
+
+/// The library of the JVM that a folder or a program belongs to; empty: none.
+std::string libraryNear(const fs::path& path) {
+  std::error_code error;
+  const fs::path real = fs::weakly_canonical(path, error);
+  for (fs::path folder = error ? path : real; folder.has_relative_path();
+       folder = folder.parent_path()) {
+    if (const auto jvm = jvmAt(folder)) return jvm->library.string();
+  }
+  return {};
+}
+
+std::string suggestion(const std::string& library) {
+  if (library.empty()) return std::string(lineAdvice);
+  return concat({"write java.library=", library});
+}
+
+/// Why the file is no JVM of this machine; empty: it is one.
+std::string complaintAboutJvm(const std::string& path, const std::optional<ElfFile>& elf) {
+  struct stat status = {};
+  if (::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return "is a folder";
+  if (::access(path.c_str(), R_OK) != 0) return "cannot be read";
+  if (!elf) return "is no shared library";
+  if (!elf->sameArchitecture(ownElfFile())) {
+    return concat({"is for ", machineName(elf->machine), " with ", std::to_string(elf->bits),
+                   " bits, not for ", machineName(ownElfFile().machine)});
+  }
+  if (elf->kind == ElfFile::Kind::program) return "is a program, not a library";
+  if (elf->exports && !elf->exportsName("JNI_CreateJavaVM")) {
+    return "is no JVM: it lacks JNI_CreateJavaVM";
+  }
+  return elf->kind == ElfFile::Kind::sharedLibrary ? "" : "is no shared library";
+}
+
+void jvmLibrary(const Inspection& inspection, const Report& report) {
+  const auto configured = inspection.value(keys::javaLibrary);
+  if (!configured || configured->empty() || !runsInProcess(inspection)) return;
+  const Position at = inspection.positionOf(keys::javaLibrary);
+  const std::string path = inspection.atApplication(*configured);
+  if (!exists(path)) {
+    report(at, concat({"there is no ", shown(*configured),
+                       "; the launcher then loads whatever libjvm.so the loader finds, ",
+                       fallbackLibrary(inspection), ": ", suggestion(libraryNear(path))}));
+    return;
+  }
+  const std::string complaint = complaintAboutJvm(path, readElfFile(path));
+  if (complaint.empty()) return;
+  report(at, concat({shown(*configured), " ", complaint,
+                     ", and the launch ends with status 255: ", suggestion(libraryNear(path))}));
+}
+
+void startClassMissing(const Inspection& inspection, const Report& report) {
+  if (!startsJava(inspection) || inspection.value(keys::startClass)) return;
+  report(
+      inspection.mainFile(),
+      "java.start.class is not set, and the launch ends with status 255: name the class with the "
+      "static start method");
+}
+
+/// True when a class may come from elsewhere than the class path.
+bool mayComeFromElsewhere(const Inspection& inspection, std::string_view name) {
+  for (const std::string_view prefix : {"java/", "javax/", "jdk/", "sun/", "com/sun/"}) {
+    if (name.starts_with(prefix)) return true;
+  }
+  return std::any_of(inspection.plan.options.begin(), inspection.plan.options.end(),
+                     [](const std::string& option) {
+                       return option.starts_with("-Xbootclasspath") ||
+                              option.starts_with("--module-path") ||
+                              option.starts_with("--patch-module") ||
+                              option.starts_with("-javaagent") ||
+                              option.starts_with("-Djava.system.class.loader");
+                     });
+}
+
+std::string withSlashes(std::string name) {
+  std::replace(name.begin(), name.end(), '.', '/');
+  return name;
+}
+
+void startClassNotFound(const Inspection& inspection, const Report& report) {
+  const std::string name = inspection.valueOf(keys::startClass);
+  if (!startsJava(inspection) || name.empty() || !inspection.classPath) return;
+  if (inspection.classPath->startClass() || mayComeFromElsewhere(inspection, withSlashes(name))) {
+    return;
+  }
+  const std::string nearest = inspection.classPath->nearest(name);
+  report(inspection.positionOf(keys::startClass),
+         concat({shown(name), " is not in the class path as it is expanded, of ",
+                 std::to_string(inspection.classPath->elements().size()), " elements",
+                 didYouMean(nearest),
+                 "; the launch ends with status 255: `kvf explain` shows what "
+                 "each element brings"}));
+}
+
+std::optional<Jvm> configuredJvm(const Inspection& inspection) {
+  if (!runsInProcess(inspection) || !inspection.isJava()) return std::nullopt;
+  return jvmOfLibrary(inspection.atApplication(inspection.valueOf(keys::javaLibrary)));
+}
+
+void classVersion(const Inspection& inspection, const Report& report) {
+  const std::optional<Jvm> jvm = configuredJvm(inspection);
+  if (!jvm || jvm->release == 0 || !inspection.classPath) return;
+  const std::optional<FoundClass>& found = inspection.classPath->startClass();
+  const std::optional<ClassFile> start =
+      found ? parseClassFile(found->bytes) : std::optional<ClassFile>();
+  if (!start) return;
+  const unsigned needed = javaReleaseOf(start->majorVersion);
+  if (needed <= jvm->release) return;
+  report(inspection.positionOf(keys::startClass),
+         concat({"the class in ", shown(found->where), " needs Java ", std::to_string(needed),
+                 ", the JVM is ", jvm->version,
+                 ": compile it for the older one, or name a newer JVM, `kvf jvm --line ",
+                 std::to_string(needed), "`"}));
+}
+
+/// Whether the class or one above it has the method; nothing when a class cannot be looked at.
+std::optional<bool> hasStaticMethod(const ClassPathScan& classPath, FoundClass found,
+                                    const std::string& method, std::string_view descriptor) {
+  std::set<std::string> seen;
+  for (;;) {
+    const std::optional<ClassFile> parsed = parseClassFile(found.bytes);
+    if (!parsed) return std::nullopt;
+    if (parsed->staticMethod(method, descriptor) != nullptr) return true;
+    const std::string above(parsed->superName);
+    if (above.empty() || above == "java/lang/Object") return false;
+    std::optional<FoundClass> next = classPath.find(above);
+    if (!next || !seen.insert(above).second) return std::nullopt;
+    found = std::move(*next);
+  }
+}
+
+void startMethod(const Inspection& inspection, const Report& report) {
+  if (!startsJava(inspection) || !inspection.classPath || !inspection.classPath->startClass()) {
+    return;
+  }
+  const FoundClass& found = *inspection.classPath->startClass();
+  const std::string method = runsInProcess(inspection)
+                                 ? inspection.value(keys::startMethod).value_or("main")
+                                 : std::string("main");
+  constexpr std::string_view descriptor = "([Ljava/lang/String;)V";
+  if (method.empty()) return;
+  if (!parseClassFile(found.bytes)) {
+    report(inspection.positionOf(keys::startClass),
+           concat({"the class in ", shown(found.where), " is damaged"}));
+    return;
+  }
+  if (hasStaticMethod(*inspection.classPath, found, method, descriptor).value_or(true)) return;
+  std::vector<std::string_view> others;
+  const std::optional<ClassFile> start = parseClassFile(found.bytes);
+  for (const ClassMethod& other : start->staticMethods) {
+    if (other.descriptor == descriptor) others.push_back(other.name);
+  }
+  const std::string_view only = others.empty() ? std::string_view() : others.front();
+  report(inspection.value(keys::startMethod) ? inspection.positionOf(keys::startMethod)
+                                             : inspection.positionOf(keys::startClass),
+         concat({"the start class has no method \"static void ", method, "(String[])\"",
+                 didYouMean(only), ", and the launch ends with status 255"}));
+}
+
+void nativeLibrary(const Inspection& inspection, const Report& report) {
+  const std::string value = inspection.valueOf(keys::applicationLibrary);
+  if (value.empty()) return;
+  const Position at = inspection.positionOf(keys::applicationLibrary);
+  constexpr std::string_view entries[] = {"AppMain", "AppStop", "RegisterWrapperEntryPoints"};
+  std::set<std::string_view> missing(std::begin(entries), std::end(entries));
+  bool allKnown = true;
+  for (const WString& piece : CommonTool::splitEx(value.c_str(), ":")) {
+    if (missing.empty()) return;
+    const std::string name = toString(piece);
+    // A bare name is looked for by the loader.
+    if (name.find('/') == std::string::npos) {
+      allKnown = false;
+      continue;
+    }
+    const std::string path = inspection.atLauncher(name);
+    const std::optional<ElfFile> elf = readElfFile(path);
+    if (!exists(path) || !elf || !elf->sameArchitecture(ownElfFile())) {
+      report(at, concat({shown(name),
+                         !exists(path) ? " is not there"
+                         : !elf        ? " is no shared library"
+                                       : " is for another architecture",
+                         ", and every command ends with status 255, --version too: name a "
+                         "library of this machine"}));
+      return;
+    }
+    allKnown = allKnown && elf->exports.has_value();
+    for (const std::string_view entry : entries) {
+      if (elf->exportsName(entry)) missing.erase(entry);
+    }
+  }
+  if (!allKnown || missing.empty()) return;
+  std::string names;
+  for (const std::string_view entry : entries) {
+    if (missing.contains(entry)) names += (names.empty() ? "" : ", ") + std::string(entry);
+  }
+  report(at, concat({"the libraries export no ", names,
+                     ", and every command ends with status 255: a native application has AppMain, "
+                     "AppStop and RegisterWrapperEntryPoints"}));
+}
+
+constexpr Rule rules[] = {
+    {"no-library", Severity::error, "neither java.library nor application.library",
+     "The launcher has nothing to run. Only a host program that links it in can do without both.",
+     "java.start.class=com.acme.Main alone",
+     "java.library=/usr/lib/jvm/default-java/lib/server/libjvm.so", noLibrary},
+    {"jvm-library", Severity::error, "java.library is no JVM that can be loaded",
+     "It has to be the path of libjvm.so, for this machine's architecture. One that is not there "
+     "is "
+     "no error to the launcher: it loads whatever libjvm.so the loader finds.",
+     "java.library=/usr/lib/jvm/default-java/bin/java",
+     "java.library=/usr/lib/jvm/default-java/lib/server/libjvm.so", jvmLibrary},
+    {"start-class", Severity::error, "no java.start.class",
+     "A Java run needs the class whose static method it calls.", "java.library=... alone",
+     "java.start.class=com.acme.Main", startClassMissing},
+    {"start-class-not-found", Severity::error, "a start class that is not in the class path",
+     "The class is looked for in the class path as the launch would expand it, and in the archives "
+     "that manifests name.",
+     "java.start.class=com.acme.Mian", "java.start.class=com.acme.Main", startClassNotFound},
+    {"class-version", Severity::error, "a start class that is newer than the JVM",
+     "A JVM loads classes that were compiled for its release or an older one.",
+     "A class of Java 21 with a JVM of Java 17.", "javac --release 17", classVersion},
+    {"start-method", Severity::error, "no such static method in the start class",
+     "The start method is static, takes a String[] and returns nothing; it is main unless "
+     "java.start.method says otherwise.",
+     "java.start.method=mian", "java.start.method=main", startMethod},
+    {"native-library", Severity::error,
+     "a native library that is missing or lacks its entry points",
+     "The libraries of application.library together export AppMain, AppStop and "
+     "RegisterWrapperEntryPoints. Every command loads them.",
+     "application.library=/opt/acme/libgone.so", "application.library=/opt/acme/libacme.so",
+     nativeLibrary},
+};
+
+}  // namespace
+
+std::span<const Rule> javaRules() {
+  return rules;
+}
