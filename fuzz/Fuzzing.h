@@ -37,6 +37,10 @@ inline void print(std::string_view text) {
   std::cerr << "\" ";
 }
 
+inline void print(bool truth) {
+  std::cerr << (truth ? "true " : "false ");
+}
+
 inline void print(unsigned int number) {
   std::cerr << number << ' ';
 }

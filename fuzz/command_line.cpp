@@ -1,5 +1,6 @@
 // A command line, one argument a line: the properties and marks that both scans make of it.
 
+#include <algorithm>
 #include <ctime>
 #include <map>
 
@@ -32,8 +33,8 @@ using Set = std::map<std::string, std::string>;
 struct Model {
   Set options;
   Set variables;
-  unsigned int innerProcess = 0;
-  unsigned int adjustmentChild = 0;
+  bool innerProcess = false;
+  bool adjustmentChild = false;
   unsigned int seconds = 0;
 };
 
@@ -51,10 +52,7 @@ bool readInteger(std::string text, int& number) {
 }
 
 bool isOneOf(const std::string& word, const Texts& words) {
-  for (const std::string& other : words) {
-    if (word == other) return true;
-  }
-  return false;
+  return std::find(words.begin(), words.end(), word) != words.end();
 }
 
 /// The scan of a launch, or the one that returns options only.
@@ -95,10 +93,10 @@ Model modelOf(const Texts& arguments, bool launch) {
       options["wrapper." + word.substr(2) + ".flag"] = "true";
     } else if (word == "--innerProcess") {
       options["wrapper.property.innerProcess"] = "true";
-      model.innerProcess = 1;
+      model.innerProcess = true;
     } else if (word == "--adjust" && launch) {
       options["wrapper.adjust"] = "true";
-      model.adjustmentChild = 1;
+      model.adjustmentChild = true;
     } else if (word.starts_with("--")) {
       unknown = true;
     } else {
@@ -111,7 +109,7 @@ Model modelOf(const Texts& arguments, bool launch) {
 
 Texts listed(const Set& set) {
   Texts entries;
-  for (const auto& [key, value] : set) entries.push_back(key + "=" + value);
+  for (const auto& [key, value] : set) entries.insert(entries.end(), {key, value});
   return entries;
 }
 
@@ -138,8 +136,8 @@ void fuzz(std::string_view input) {
   requireSame("options of a launch", listed(launch.options), listed(line.options));
   requireSame("variables", listed(launch.variables), listed(line.variables));
   requireSame("seconds slept", launch.seconds, slept);
-  requireSame("inner process", launch.innerProcess, unsigned{line.innerProcess});
-  requireSame("adjustment child", launch.adjustmentChild, unsigned{line.adjustmentChild});
+  requireSame("inner process", launch.innerProcess, line.innerProcess);
+  requireSame("adjustment child", launch.adjustmentChild, line.adjustmentChild);
   requireSame("options only", listed(modelOf(arguments, false).options),
               listed(ParseCommandLineOnly(argc, argv.data())));
 }

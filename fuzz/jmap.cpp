@@ -17,8 +17,9 @@ constexpr std::size_t buckets = 41;
 std::size_t bucketOf(const std::string& key) {
   std::uint64_t hash = 0;
   for (const char c : key) {
-    const auto extended = static_cast<std::uint64_t>(static_cast<signed char>(c));
-    hash = (hash * 16 + extended) & 0xFFFFFFFFU;
+    std::uint64_t number = static_cast<unsigned char>(c);
+    if (number > 127) number -= 256;
+    hash = (hash * 16 + number) & 0xFFFFFFFFU;
     const std::uint64_t top = hash & 0xF0000000U;
     hash = (hash ^ top >> 24U) & 0x0FFFFFFFU;
   }

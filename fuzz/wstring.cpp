@@ -48,19 +48,18 @@ void requireSameParts(const Pair& text, const Pair& other, unsigned int at, unsi
   const bool inside = at <= text.model.size();
   const std::string part = inside ? text.model.substr(at, wide(count)) : "";
   requireSame("substr", part, textOf(text.code.substr(at, count)));
-  unsigned int thrown = 0;
+  bool thrown = false;
   try {
     requireSame("part", part, textOf(WString(text.code, at, count)));
     requireSame("part of C", part, textOf(WString(text.code.c_str(), at, count)));
   } catch (const WException&) {
-    thrown = 1;
+    thrown = true;
   }
-  requireSame("thrown", unsigned{!inside}, thrown);
-  requireSame("equal", unsigned{text.model == other.model}, unsigned{text.code == other.code});
-  requireSame("equal to C", unsigned{text.model == other.model},
-              unsigned{text.code.isEqual(other.code.c_str())});
-  requireSame("starts with", unsigned{text.model.starts_with(other.model)},
-              unsigned{text.code.startsWith(other.code.view())});
+  requireSame("thrown", !inside, thrown);
+  requireSame("equal", text.model == other.model, text.code == other.code);
+  requireSame("equal to C", text.model == other.model, text.code.isEqual(other.code.c_str()));
+  requireSame("starts with", text.model.starts_with(other.model),
+              text.code.startsWith(other.code.view()));
 }
 
 }  // namespace
@@ -146,7 +145,7 @@ void fuzz(std::string_view input) {
     if (text.model.size() > 4000) return;
     requireSame("text", text.model, textOf(text.code));
     requireSame("C text", text.model, std::string(text.code.c_str()));
-    requireSame("room", 1U, unsigned{text.code.capacity() >= text.code.length()});
+    requireSame("room", true, text.code.capacity() >= text.code.length());
     requireSameSearches(text, other, c, at);
     requireSameParts(text, other, at, count);
   }

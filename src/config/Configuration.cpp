@@ -1,5 +1,7 @@
 #include "config/Configuration.h"
 
+#include <utility>
+
 #include "config/AssemblyObserver.h"
 #include "config/ProcessIdFile.h"
 #include "config/PropertiesAdjustment.h"
@@ -23,6 +25,10 @@ void recordProcess(const CommandLine& line, const SimpleProperties& merged) {
   WString fileName;
   if (line.innerProcess || line.options.valueOf(keys::command) == switches::kill) return;
   if (merged.get(keys::processIdFile, fileName)) writeProcessIdFile(fileName.c_str());
+}
+
+void overlay(const SimpleProperties& options, SimpleProperties& fileSet) {
+  options.forEach([&](const WString& key, const WString& value) { fileSet.set(key, value); });
 }
 
 }  // namespace
@@ -56,7 +62,7 @@ SimpleProperties assembleProperties(CommandLine& line, const PropertiesLocation&
       location.name.c_str(), line.options, line.variables, context, line.innerProcess, observer);
   HandleGlobalKVFFile(fileSet, line.innerProcess, observer);
   line.options.set(keys::kvfFile, location.fullPath);
-  return MergeProperties(line.options, fileSet);
+  return MergeProperties(line.options, std::move(fileSet));
 }
 
 void HandleGlobalKVFFile(SimpleProperties& fileSet, bool innerProcess, AssemblyObserver* observer) {
@@ -75,8 +81,13 @@ void HandleGlobalKVFFile(SimpleProperties& fileSet, bool innerProcess, AssemblyO
 }
 
 SimpleProperties MergeProperties(const SimpleProperties& options, SimpleProperties& fileSet) {
-  options.forEach([&](const WString& key, const WString& value) { fileSet.set(key, value); });
+  overlay(options, fileSet);
   return fileSet;
+}
+
+SimpleProperties MergeProperties(const SimpleProperties& options, SimpleProperties&& fileSet) {
+  overlay(options, fileSet);
+  return fileSet.moveAsCopy();
 }
 
 bool exportsEnvironment(const SimpleProperties& merged) {

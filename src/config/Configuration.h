@@ -37,6 +37,8 @@ void HandleGlobalKVFFile(SimpleProperties& fileSet, bool innerProcess,
 
 /// Sets every property of the command line in the file set and returns a copy of it.
 SimpleProperties MergeProperties(const SimpleProperties& options, SimpleProperties& fileSet);
+/// The same result without copying, for a file set that nobody needs any more.
+SimpleProperties MergeProperties(const SimpleProperties& options, SimpleProperties&& fileSet);
 
 /// True when the set holds variables for the environment, so that a launch starts itself again to
 /// be loaded under them.

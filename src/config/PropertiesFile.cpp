@@ -1,5 +1,6 @@
 #include "config/PropertiesFile.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <deque>
 #include <memory>
@@ -7,6 +8,8 @@
 #include <string>
 #include <string_view>
 #include <utility>
+
+#include <sys/stat.h>
 
 #include "config/AssemblyObserver.h"
 #include "config/Commands.h"
@@ -22,7 +25,7 @@ SimpleProperties gProps;
 
 namespace {
 
-constexpr std::size_t firstRead = 65536;
+constexpr std::size_t firstRead = 4096;
 constexpr std::size_t fileSizeLimit = 1048576;
 // Far beyond any real use, and reached within a second, be it by files that include each other.
 constexpr std::size_t maxIncludeDepth = 1024;
@@ -35,9 +38,17 @@ constexpr char includePrefix[] = "velox.include.kvf";
 // exported.
 constexpr char includePrefixAtEndOfText[] = "velox.include";
 
+/// A buffer of that size takes the whole file, as far as can be told before it is read.
+std::size_t roomFor(std::FILE* file) {
+  struct stat status = {};
+  if (::fstat(::fileno(file), &status) != 0 || !S_ISREG(status.st_mode)) return firstRead;
+  // One more than the file has: only then a short read shows its end.
+  return std::clamp(static_cast<std::size_t>(status.st_size) + 1, firstRead, fileSizeLimit);
+}
+
 /// The text of a file. Nothing when it cannot be read to its end or reaches the size limit.
 std::optional<std::string> readText(std::FILE* file) {
-  std::string text(firstRead, '\0');
+  std::string text(roomFor(file), '\0');
   std::size_t length = 0;
   for (;;) {
     length += std::fread(text.data() + length, 1, text.size() - length, file);

@@ -4,6 +4,26 @@
 
 #include "config/AssemblyObserver.h"
 
+namespace {
+
+/// True when the character may end a key, a value or a comment that has begun, or is dropped there.
+bool isSpecial(char c) {
+  switch (c) {
+    case ' ':
+    case '\t':
+    case '=':
+    case ':':
+    case '\\':
+    case '\r':
+    case '\n':
+      return true;
+    default:
+      return false;
+  }
+}
+
+}  // namespace
+
 bool PropertiesScanner::next(PropertiesEntry& entry) {
   while (at_ < text_.size()) {
     const char c = text_[at_++];
@@ -31,7 +51,7 @@ void PropertiesScanner::take(char c) {
     state_ = comment ? State::comment : State::key;
     keyAt_ = at_ - 1;
   }
-  append(c);
+  append(restOfRun());
 }
 
 void PropertiesScanner::takeEscaped(char c) {
@@ -41,25 +61,31 @@ void PropertiesScanner::takeEscaped(char c) {
   }
   switch (c) {
     case 't':
-      return append('\t');
+      return append("\t");
     case 'r':
-      return append('\r');
+      return append("\r");
     case 'n':
-      return append('\n');
+      return append("\n");
     case '\r':
     case '\n':
       return;
     default:
-      return append(c);
+      return append({&c, 1});
   }
 }
 
-void PropertiesScanner::append(char c) {
-  if (state_ != State::comment) buffer_ += c;
+std::string_view PropertiesScanner::restOfRun() {
+  const std::size_t start = at_ - 1;
+  while (at_ < text_.size() && !isSpecial(text_[at_])) ++at_;
+  return text_.substr(start, at_ - start);
+}
+
+void PropertiesScanner::append(std::string_view text) {
+  if (state_ != State::comment) buffer_ += text;
 }
 
 void PropertiesScanner::endKey() {
-  key_ = std::exchange(buffer_, {});
+  key_ = std::move(buffer_);
   valueAt_ = at_;
   state_ = State::value;
 }
@@ -68,12 +94,13 @@ bool PropertiesScanner::endLine(PropertiesEntry& entry, bool byLineEnd) {
   const bool isEntry = state_ == State::value;
   if (observer_ != nullptr && state_ == State::key) observer_->lineDropped(keyAt_);
   state_ = State::lineStart;
-  WString value = std::exchange(buffer_, {});
-  if (!isEntry) return false;
-
+  if (!isEntry) {
+    buffer_.clear();
+    return false;
+  }
   // "key = value": the blank has ended the key, so the separator is still in front of the value.
-  if (value.startsWith("=")) value.erase(0, 1);
+  if (buffer_.startsWith("=")) buffer_.erase(0, 1);
   const std::size_t endAt = byLineEnd ? at_ - 1 : at_;
-  entry = {std::exchange(key_, {}), std::move(value), byLineEnd, keyAt_, valueAt_, endAt};
+  entry = {std::move(key_), std::move(buffer_), byLineEnd, keyAt_, valueAt_, endAt};
   return true;
 }

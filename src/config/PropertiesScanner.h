@@ -50,7 +50,9 @@ class PropertiesScanner {
 
   void take(char c);
   void takeEscaped(char c);
-  void append(char c);
+  /// The character just taken with those after it that have no meaning of their own, taken too.
+  std::string_view restOfRun();
+  void append(std::string_view text);
   void endKey();
   /// True when the line was an entry, which is then moved into the argument.
   bool endLine(PropertiesEntry& entry, bool byLineEnd);

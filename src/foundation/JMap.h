@@ -53,6 +53,18 @@ class JMap : public JHash {
     for (Cursor cursor(other); cursor.next(key, value);) put(*key, *value);
   }
 
+  /// Turns every chain round, which gives the order that a copy would have.
+  void reverseChains() {
+    for (Entry*& newest : newest_) {
+      Entry* reversed = nullptr;
+      while (newest != nullptr) {
+        Entry* const older = std::exchange(newest->second.older, reversed);
+        reversed = std::exchange(newest, older);
+      }
+      newest = reversed;
+    }
+  }
+
   /// The value of the key, or null; valid until the entry is overwritten or the map cleared.
   [[nodiscard]] const V* get(const K& key) const {
     const auto found = entries_.find(key);

@@ -1,5 +1,7 @@
 #include "foundation/Properties.h"
 
+#include <utility>
+
 #include "foundation/WException.h"
 
 namespace {
@@ -17,6 +19,11 @@ SimpleProperties::SimpleProperties(const SimpleProperties& source) {
 SimpleProperties& SimpleProperties::operator=(const SimpleProperties& source) {
   *this = SimpleProperties(source);
   return *this;
+}
+
+SimpleProperties SimpleProperties::moveAsCopy() {
+  if (map_) map_->reverseChains();
+  return std::move(*this);
 }
 
 void SimpleProperties::set(const WString& key, const WString& value) {

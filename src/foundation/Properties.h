@@ -72,6 +72,9 @@ class SimpleProperties : public Properties {
   SimpleProperties& operator=(SimpleProperties&& source) noexcept = default;
   ~SimpleProperties() override = default;
 
+  /// The same as a copy, order included, of the entries themselves; leaves this set empty.
+  [[nodiscard]] SimpleProperties moveAsCopy();
+
   void set(const WString& key, const WString& value) override;
   bool get(const WString& key, WString& value) const override;
   [[nodiscard]] std::unique_ptr<PropertiesEnumerator> newEnumerator() const override;

@@ -11,7 +11,6 @@
 namespace {
 
 // Tables of names beyond these sizes are no sound library's.
-constexpr std::size_t maxSections = 65536;
 constexpr std::size_t maxTableBytes = std::size_t{64} << 20U;
 
 /// Up to `size` bytes of the file from the offset on; fewer at its end.
@@ -37,7 +36,7 @@ std::optional<std::vector<Record>> tableAt(const ReadAt& readAt, std::uint64_t o
 }
 
 std::optional<std::vector<std::string>> exportsOf(const ReadAt& readAt, const Elf64_Ehdr& header) {
-  if (header.e_shentsize != sizeof(Elf64_Shdr) || header.e_shnum > maxSections) return std::nullopt;
+  if (header.e_shentsize != sizeof(Elf64_Shdr)) return std::nullopt;
   const auto sections = tableAt<Elf64_Shdr>(readAt, header.e_shoff,
                                             std::uint64_t{header.e_shnum} * sizeof(Elf64_Shdr));
   if (!sections) return std::nullopt;

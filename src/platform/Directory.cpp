@@ -3,6 +3,7 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 Directory::Directory(const char* path) : stream_(::opendir(path)) {}
@@ -23,10 +24,23 @@ Directory Directory::openChild(const char* name) const {
 }
 
 const char* Directory::next() {
-  const dirent* entry = ::readdir(stream_);
-  return entry == nullptr ? nullptr : entry->d_name;
+  entry_ = ::readdir(stream_);
+  return entry_ == nullptr ? nullptr : entry_->d_name;
 }
 
-bool Directory::status(const char* name, struct stat& status) const {
-  return ::fstatat(::dirfd(stream_), name, &status, AT_SYMLINK_NOFOLLOW) == 0;
+EntryType Directory::type() {
+  // A directory may be readable although nothing in it can be reached.
+  if (!canLookUp_) canLookUp_ = lookUpType(".") == DT_DIR;
+  if (!*canLookUp_) return EntryType::other;
+  // Not every file system tells the type in the listing.
+  const bool isTold = entry_->d_type != DT_UNKNOWN;
+  const unsigned char type = isTold ? entry_->d_type : lookUpType(entry_->d_name);
+  if (type == DT_DIR) return EntryType::directory;
+  return type == DT_REG ? EntryType::regularFile : EntryType::other;
+}
+
+unsigned char Directory::lookUpType(const char* name) const {
+  struct stat status = {};
+  if (::fstatat(::dirfd(stream_), name, &status, AT_SYMLINK_NOFOLLOW) != 0) return DT_UNKNOWN;
+  return static_cast<unsigned char>(IFTODT(status.st_mode));
 }

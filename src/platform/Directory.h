@@ -1,8 +1,12 @@
 #ifndef VELOX_PLATFORM_DIRECTORY_H
 #define VELOX_PLATFORM_DIRECTORY_H
 
+#include <optional>
+
 #include <dirent.h>
-#include <sys/stat.h>
+
+/// What a listing tells apart; links, devices and what has gone meanwhile are other.
+enum class EntryType { directory, regularFile, other };
 
 /// Owns an open directory. Move-only. Every call but operator bool REQUIRES a valid directory.
 class Directory {
@@ -22,13 +26,18 @@ class Directory {
   [[nodiscard]] Directory openChild(const char* name) const;
   /// The name of the next entry in reading order, valid until the next call; null at the end.
   const char* next();
-  /// lstat of an entry; false on failure.
-  bool status(const char* name, struct stat& status) const;
+  /// The type of the entry that next() gave last. Links are not followed.
+  EntryType type();
 
  private:
   explicit Directory(DIR* stream) : stream_(stream) {}
 
+  /// lstat of an entry as a type of readdir's.
+  [[nodiscard]] unsigned char lookUpType(const char* name) const;
+
   DIR* stream_;
+  const dirent* entry_ = nullptr;
+  std::optional<bool> canLookUp_;  ///< found out with the first type
 };
 
 #endif

@@ -35,8 +35,7 @@ std::vector<WString> archivesIn(const char* directory) {
   Directory listing(directory);
   if (!listing) return names;
   while (const char* name = listing.next()) {
-    struct stat status = {};
-    if (listing.status(name, status) && S_ISREG(status.st_mode) && isArchiveName(name)) {
+    if (isArchiveName(name) && listing.type() == EntryType::regularFile) {
       names.emplace_back(name);
     }
   }
@@ -68,17 +67,16 @@ class ArchiveWalk {
 
  private:
   /// False when the list is full, which ends the reading of this directory.
-  bool visit(const Directory& directory, const char* name, int level) {
-    struct stat status = {};
-    if (!directory.status(name, status)) return true;
-    if (S_ISDIR(status.st_mode)) {
+  bool visit(Directory& directory, const char* name, int level) {
+    const EntryType type = directory.type();
+    if (type == EntryType::directory) {
       const std::string_view text = name;
       if (text != "." && text != ".." && level < maxDepth_) {
         enter(directory.openChild(name), level + 1);
       }
       return true;
     }
-    if (!S_ISREG(status.st_mode) || !isArchiveName(name)) return true;
+    if (type != EntryType::regularFile || !isArchiveName(name)) return true;
     if (index_ >= maxCount_) return false;
     list_[index_++] = newEntry(path_.view());
     return true;

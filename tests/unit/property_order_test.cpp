@@ -72,7 +72,7 @@ TEST(PropertyOrder, RandomSetsAndCopiesEnumerateLikeChains) {
       ASSERT_EQ(set.valueOf(WString(key)), value.c_str()) << key;
       if (random() % 200 != 0) continue;
       model = model.copy();
-      set = SimpleProperties(set);
+      set = random() % 2 == 0 ? SimpleProperties(set) : set.moveAsCopy();
     }
     ASSERT_EQ(entriesOf(set), model.entries()) << "round " << round;
     ASSERT_EQ(set.size(), static_cast<int>(model.entries().size()));
