@@ -129,15 +129,19 @@ void fuzz(std::string_view input) {
   argv.push_back(nullptr);
   const int argc = static_cast<int>(arguments.size());
 
-  slept = 0;
-  scanning = true;
   const CommandLine line = scanCommandLine(argc, argv.data());
   const Model launch = modelOf(arguments, true);
   requireSame("options of a launch", listed(launch.options), listed(line.options));
   requireSame("variables", listed(launch.variables), listed(line.variables));
-  requireSame("seconds slept", launch.seconds, slept);
+  requireSame("seconds to sleep", launch.seconds, line.delaySeconds);
+  requireSame("debug", launch.options.contains("wrapper.debug.flag"), line.debug);
+  requireSame("silent", launch.options.contains("wrapper.silent.flag"), line.silent);
   requireSame("inner process", launch.innerProcess, line.innerProcess);
   requireSame("adjustment child", launch.adjustmentChild, line.adjustmentChild);
+
+  slept = 0;
+  scanning = true;
   requireSame("options only", listed(modelOf(arguments, false).options),
               listed(ParseCommandLineOnly(argc, argv.data())));
+  requireSame("seconds slept", launch.seconds, slept);
 }
