@@ -226,7 +226,9 @@ void putInEnvironment(std::string assignment) {
   using Texts = std::deque<std::string>;
   static Texts* const kept = std::make_unique<Texts>().release();
   kept->push_back(std::move(assignment));
-  ::putenv(kept->back().data());
+  if (::putenv(kept->back().data()) != 0) {
+    throw WException(WException::getDefaultMemoryException());
+  }
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "foundation/TextPieces.h"
+#include "foundation/WriteSignalGuard.h"
 #include "javarun/CommonTool.h"
 #include "javarun/JavaParameterParserUtil.h"
 #include "logging/Logging.h"
@@ -44,8 +45,12 @@ void writeScript(const WString& environment, const WString& commandLine, const W
   const WString path = WString(sii_GetCurrentDirectory()) + "/" + scriptNameFor(kvfFile);
   Stream file = openStream(path.c_str(), "w");
   if (!file) return show("\nerror,java run script created eror,file name is:", path);
-  std::fprintf(file.get(), "#!/bin/sh\n%s\n%s", environment.c_str(), commandLine.c_str());
-  file.reset();
+  {
+    // A script that is cut short is not told, but nor does it end the process.
+    const WriteSignalGuard guard;
+    std::fprintf(file.get(), "#!/bin/sh\n%s\n%s", environment.c_str(), commandLine.c_str());
+    file.reset();
+  }
   show("\njava run script created, file name is:", path);
   if (sii_chmodFile(path.c_str(), scriptMode) == -1) Logging::Info("error chmod error");
 }

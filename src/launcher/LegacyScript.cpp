@@ -7,6 +7,7 @@
 
 #include "config/VariableSubstitution.h"
 #include "foundation/PropertyKeys.h"
+#include "foundation/WriteSignalGuard.h"
 #include "javarun/CommonTool.h"
 #include "platform/Stream.h"
 
@@ -148,6 +149,7 @@ void generateScript(const SimpleProperties& properties) {
   input.reset();
 
   const WString scriptName = fileName.substr(0, fileName.find_cstr(".kvf")) + ".sh";
+  const WriteSignalGuard guard;
   const Stream output = openStream(scriptName.c_str(), "w");
   if (output) std::fputs(script.text().c_str(), output.get());
 }

@@ -1,12 +1,28 @@
 #include "platform/Directory.h"
 
+#include <cerrno>
 #include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-Directory::Directory(const char* path) : stream_(::opendir(path)) {}
+#include "foundation/WException.h"
+
+namespace {
+
+/// Without memory a directory is not one that cannot be read: what it holds would be missing
+/// without a word.
+DIR* checked(DIR* stream) {
+  if (stream == nullptr && errno == ENOMEM) {
+    throw WException(WException::getDefaultMemoryException());
+  }
+  return stream;
+}
+
+}  // namespace
+
+Directory::Directory(const char* path) : stream_(checked(::opendir(path))) {}
 
 Directory::Directory(Directory&& other) noexcept : stream_(std::exchange(other.stream_, nullptr)) {}
 
@@ -19,8 +35,12 @@ Directory Directory::openChild(const char* name) const {
       ::openat(::dirfd(stream_), name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
   if (descriptor < 0) return Directory(static_cast<DIR*>(nullptr));
   DIR* stream = ::fdopendir(descriptor);
-  if (stream == nullptr) ::close(descriptor);
-  return Directory(stream);
+  if (stream == nullptr) {
+    const int error = errno;
+    ::close(descriptor);
+    errno = error;
+  }
+  return Directory(checked(stream));
 }
 
 const char* Directory::next() {

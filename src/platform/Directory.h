@@ -9,6 +9,7 @@
 enum class EntryType { directory, regularFile, other };
 
 /// Owns an open directory. Move-only. Every call but operator bool REQUIRES a valid directory.
+/// Exhausted memory throws the default memory exception.
 class Directory {
  public:
   /// Invalid when the directory cannot be opened.
