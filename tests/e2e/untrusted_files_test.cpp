@@ -1,0 +1,127 @@
+#include <fstream>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "e2e/WrapperTest.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Files that are not what they seem: planted links, pipes, full disks, includes without end.
+class UntrustedFiles : public WrapperTest {
+ protected:
+  static void limit(int resource, rlim_t most) {
+    const rlimit limits = {most, most};
+    ::setrlimit(static_cast<__rlimit_resource>(resource), &limits);
+  }
+  /// A process-ID file with this limit on the size of files.
+  static Start withFileSize(rlim_t most) {
+    return {.inChild = [most] { limit(RLIMIT_FSIZE, most); }};
+  }
+
+  const std::string java_ = "java.path=" + sandbox_.write("java", "#!/bin/sh\necho ran\n", true) +
+                            "\njava.start.class=Main\n";
+};
+
+TEST_F(UntrustedFiles, AreNotUsedAsTheLogFile) {
+  kvf("");
+  const fs::path log = sandbox_.logFile();
+  const std::string victim = log.parent_path() / "victim";
+  const struct {
+    std::string told;
+    std::function<void()> plant;
+  } rows[] = {
+      {" is a symbolic link", [&] { fs::create_symlink(victim, log); }},
+      {" has another link", [&] { fs::create_hard_link(victim, log); }},
+      {" is not a regular file", [&] { ASSERT_EQ(::mkfifo(log.c_str(), 0666), 0); }},
+      {" belongs to another user",
+       [&] {
+         std::ofstream(log) << "kept";
+         ASSERT_TRUE(::geteuid() != 0 || ::chown(log.c_str(), 1, 1) == 0);
+       }},
+  };
+  for (const auto& [told, plant] : rows) {
+    if (told.ends_with("user") && ::geteuid() != 0) continue;
+    std::ofstream(victim) << "kept";
+    fs::remove(log);
+    plant();
+    const std::string line = "No log file: /tmp/wrap.log" + told + "\n";
+    const Outcome outcome = wrapper({"--debug", "--version"});
+    EXPECT_EQ(outcome.status, 0) << told;
+    EXPECT_NE(outcome.withoutLine(line), outcome) << "once: " << line << outcome.out;
+    EXPECT_EQ(sandbox_.read(victim), "kept") << told;
+    EXPECT_TRUE(!fs::is_regular_file(log) || sandbox_.read(log) == "kept") << told;
+  }
+  fs::remove(log);
+  std::ofstream(log) << "old";
+  EXPECT_EQ(wrapper({"--debug", "--version"}, withFileSize(200)).status, 0);
+  EXPECT_TRUE(sandbox_.read(log).starts_with("Properties file used is : app.kvf\n"));
+  fs::remove(log);
+}
+
+TEST_F(UntrustedFiles, NamedPipesNeverStopTheStart) {
+  for (const char* name : {"pipe", "global.kvf"}) {
+    ASSERT_EQ(::mkfifo(sandbox_.path(name).c_str(), 0666), 0);
+  }
+  kvf(java_ + "velox.include.kvf=pipe\nprocessID.file.name=pipe\n");
+  EXPECT_EQ(wrapper({"--cmdlineJava"}), (Outcome{0, "file pipe can not accessran\n"}));
+  EXPECT_EQ(
+      wrapper({"--kill", "Abort"}),
+      (Outcome{1, "Process cannot be killed because its process ID file \"pipe\" is empty\n"}));
+  EXPECT_EQ(sandbox_.run(
+                {"bash", "-c", "exec " VELOX_WRAPPER " --propFile <(cat app.kvf) --cmdlineJava"}),
+            (Outcome{0, "file pipe can not accessran\n"}));
+}
+
+TEST_F(UntrustedFiles, IncludesHaveLimitsAndNeedNoStack) {
+  const std::string padding = "# " + std::string(1048500, 'x') + "\n";
+  std::string entries;
+  for (int i = 0; entries.size() < 1040000; ++i) entries += "k" + std::to_string(i) + "=\n";
+  const auto include = [](const std::string& name) { return "velox.include.kvf=" + name + "\n"; };
+  for (int level = 1; level < 1026; ++level) {
+    sandbox_.write("deep" + std::to_string(level), include("deep" + std::to_string(level + 1)));
+  }
+  sandbox_.write("deep1024", java_);
+  sandbox_.write("deep1025", java_);
+  for (int level = 0; level < 40; ++level) {
+    const std::string next = include("twice" + std::to_string(level + 1));
+    sandbox_.write("twice" + std::to_string(level), next + next);
+  }
+  sandbox_.write("twice40", java_);
+  sandbox_.write("large", padding + include("large"));
+  sandbox_.write("many", entries + include("many"));
+  const struct {
+    std::string text;
+    Outcome expected;
+  } rows[] = {
+      {include("deep1"), {0, "ran\n"}},
+      {include("deep0"), {255, "Include files nest too deeply at properties file : deep1024\n"}},
+      {include("twice0"), {255, "Too many include files at properties file : twice39\n"}},
+      {include("large"), {255, "Include files are too large at properties file : large\n"}},
+      {include("many"), {255, "Too many entries in front of includes at properties file : many\n"}},
+  };
+  sandbox_.write("deep0", include("deep1"));
+  for (const auto& [text, expected] : rows) {
+    kvf(text);
+    EXPECT_EQ(wrapper({"--cmdlineJava"}, {.inChild = [] { limit(RLIMIT_STACK, 512 * 1024); }}),
+              expected)
+        << text;
+  }
+}
+
+TEST_F(UntrustedFiles, AProcessIdFileThatCannotBeWrittenWholeIsToldAndHoldsNoNumber) {
+  kvf(java_ + "processID.file.name=/dev/full\n");
+  EXPECT_EQ(wrapper({"--cmdlineJava"}), (Outcome{0, "file /dev/full can not accessran\n"}));
+  kvf(java_ + "processID.file.name=pid\n");
+  for (const rlim_t size : {0UL, 1UL}) {
+    EXPECT_EQ(wrapper({"--cmdlineJava"}, withFileSize(size)),
+              (Outcome{0, "file pid can not accessran\n"}))
+        << size;
+    EXPECT_EQ(sandbox_.read("pid"), "") << size;
+  }
+}
+
+}  // namespace
