@@ -10,6 +10,7 @@
 #include "hosting/ServiceWrapper.h"
 #include "javarun/JavaCmdLineRunUtil.h"
 #include "launcher/Displays.h"
+#include "launcher/ExceptionEnd.h"
 #include "launcher/KillCommand.h"
 #include "launcher/LegacyScript.h"
 #include "launcher/ProcessEnvironment.h"
@@ -17,6 +18,7 @@
 #include "logging/EventLogging.h"
 #include "logging/Logging.h"
 #include "platform/OS_Abstractions.h"
+#include "platform/RaisedPrivileges.h"
 #include "platform/StandardStreams.h"
 
 namespace {
@@ -115,6 +117,11 @@ WrapperState DetermineWrapperState(const SimpleProperties& properties) {
 int UnixWrapperMain(int argc, char** argv, int (*applicationMain)(int, char**),
                     void (*applicationStop)()) {
   openClosedStandardStreams();
+  if (privilegesAreRaised()) {
+    Logging::FatalError(
+        "The wrapper does not start with set-user-ID, set-group-ID or file "
+        "capabilities: it runs what its caller names");
+  }
   if (argc < 1 || argv[0] == nullptr) Logging::FatalError("The program name is missing");
   const SimpleProperties properties = ParseCommandLine(argc, argv);
   EventLogging::Initialize(properties);
@@ -132,9 +139,7 @@ int WrapperMain(int argc, char** argv, int (*applicationMain)(int, char**),
     return withMemoryException(
         [&] { return UnixWrapperMain(argc, argv, applicationMain, applicationStop); });
   } catch (const WException& exception) {
-    // Without joining the texts: the reason may be that there is no memory.
-    Logging::FatalError({exception.getErrorCode().view(), " : ", exception.getRole().view(), " : ",
-                         exception.getDescription(false).view()});
+    endWith(exception);
   }
 }
 

@@ -124,4 +124,26 @@ TEST_F(UntrustedFiles, AProcessIdFileThatCannotBeWrittenWholeIsToldAndHoldsNoNum
   }
 }
 
+TEST_F(UntrustedFiles, AreNotRunWithRaisedPrivileges) {
+  kvf(java_);
+  const std::string raised = sandbox_.path("raised");
+  const Texts line = {raised, "--propFile", "app.kvf", "--cmdlineJava"};
+  fs::copy_file(VELOX_WRAPPER, raised);
+  ASSERT_EQ(sandbox_.run(line, {.asNobody = true}), (Outcome{0, "ran\n"}));
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can raise privileges";
+  const Outcome refused = {255,
+                           "The wrapper does not start with set-user-ID, set-group-ID or file "
+                           "capabilities: it runs what its caller names\n"};
+  const Start withTools = {.environment = {{"PATH", "/usr/sbin:/sbin:/usr/bin:/bin"}}};
+  const std::string capability = "chmod g-s raised && setcap cap_net_raw+ep raised";
+  const bool hasSetcap = sandbox_.run({"setcap", "-h"}, withTools).status == 0;
+  for (const std::string& raise :
+       {std::string("chmod u+s raised"), std::string("chgrp 1 raised && chmod u-s,g+s raised"),
+        capability}) {
+    if (raise == capability && !hasSetcap) continue;
+    ASSERT_EQ(sandbox_.run({"sh", "-c", raise}, withTools), (Outcome{0, ""}));
+    EXPECT_EQ(sandbox_.run(line, {.asNobody = true}), refused) << raise;
+  }
+}
+
 }  // namespace

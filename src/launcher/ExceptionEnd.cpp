@@ -1,0 +1,35 @@
+#include "launcher/ExceptionEnd.h"
+
+#include <cstdlib>
+#include <exception>
+
+#include "logging/Logging.h"
+
+namespace {
+
+std::terminate_handler formerHandler = nullptr;
+
+bool isMemoryExhausted() {
+  void* probe = std::malloc(1);
+  std::free(probe);
+  return probe == nullptr;
+}
+
+void endProgram() {
+  if (!std::current_exception() && isMemoryExhausted()) {
+    endWith(WException::getDefaultMemoryException());
+  }
+  formerHandler();
+}
+
+}  // namespace
+
+void endWith(const WException& exception) {
+  // Without joining the texts: the reason may be that there is no memory.
+  Logging::FatalError({exception.getErrorCode().view(), " : ", exception.getRole().view(), " : ",
+                       exception.getDescription(false).view()});
+}
+
+void handleEndWithoutException() {
+  formerHandler = std::set_terminate(endProgram);
+}
