@@ -3,8 +3,7 @@
 #include <cstdlib>
 #include <string>
 
-#include <unistd.h>
-
+#include "foundation/MemorySize.h"
 #include "foundation/PropertyKeys.h"
 #include "hosting/JVM_SharedLibMgr.h"
 #include "hosting/JvmLibrary.h"
@@ -18,19 +17,65 @@
 #include "logging/ServiceUtils.h"
 #include "platform/OS_Abstractions.h"
 #include "platform/ServiceStatus.h"
+#include "platform/StackLimit.h"
 
 namespace {
 
 constexpr char startMethodSignature[] = "([Ljava/lang/String;)V";
 constexpr char stopMethodSignature[] = "()V";
 
-bool creatingJvm = false;
+/// What the JVM leaves unused of the main thread's stack, generously.
+constexpr std::size_t stackReserve = 64 * 1024;
 
-/// The JVM's abort hook: for some bad options it ends the process instead of returning a status.
-void reportRejectedOptions() {
-  if (!creatingJvm) return;
-  EventLogging::Info(message::failedToCreateJavaVm, 0);
-  ::_exit(255);
+/// The current thread's place in a JVM. A thread that had none has one for the lifetime of this.
+class JvmAttachment {
+ public:
+  explicit JvmAttachment(JavaVM* jvm) : jvm_(jvm) {
+    if (jvm_->GetEnv(reinterpret_cast<void**>(&env_), JNI_VERSION_1_6) == JNI_OK) return;
+    attached_ = jvm_->AttachCurrentThread(reinterpret_cast<void**>(&env_), nullptr) == JNI_OK;
+    if (!attached_) env_ = nullptr;
+  }
+  JvmAttachment(const JvmAttachment&) = delete;
+  JvmAttachment& operator=(const JvmAttachment&) = delete;
+  ~JvmAttachment() {
+    if (attached_) jvm_->DetachCurrentThread();
+  }
+
+  /// Null when the thread could not be attached.
+  [[nodiscard]] JNIEnv* env() const { return env_; }
+
+ private:
+  JavaVM* jvm_;
+  JNIEnv* env_ = nullptr;
+  bool attached_ = false;
+};
+
+/// True when the stop method was there and threw nothing.
+bool callStopMethod(JavaVM* jvm, jclass startClass, jmethodID stopMethod, const WString& name) {
+  // A normal thread, not a daemon: the JVM is not destroyed before the stop method has ended.
+  const JvmAttachment attachment(jvm);
+  JNIEnv* env = attachment.env();
+  if (env == nullptr) {
+    Logging::Debug("AppStop() - Failed to attach current thread to JVM");
+    return false;
+  }
+  const jmethodID found = env->GetStaticMethodID(startClass, name.c_str(), stopMethodSignature);
+  SetServiceState(SERVICE_STATE_STOP_PENDING);
+  if (found == nullptr) {
+    env->ExceptionClear();
+    Logging::Debug("AppStop() - Unable to find the static stop method on the start class");
+    return false;
+  }
+  Logging::Debug("AppStop() - Found the static stop method on the start class");
+  try {
+    env->CallStaticVoidMethod(startClass, stopMethod);
+    Logging::Debug("AppStop() - Just returned from stop method");
+    if (env->ExceptionCheck() != JNI_TRUE) return true;
+    env->ExceptionDescribe();
+  } catch (...) {
+    Logging::Debug("AppStop() - Static stop method threw an exception upon invocation");
+  }
+  return false;
 }
 
 }  // namespace
@@ -52,6 +97,8 @@ JavaProcess::JavaProcess(const SimpleProperties& properties, bool /*flag*/)
 
 JavaProcess::~JavaProcess() {
   if (jvm_ != nullptr) {
+    // To the application the main thread ends here, so that others may wait for it.
+    jvm_->DetachCurrentThread();
     jvm_->DestroyJavaVM();
     jvm_ = nullptr;
   }
@@ -71,28 +118,13 @@ int JavaProcess::AppMain() {
 }
 
 void JavaProcess::AppStop() {
-  JNIEnv* env = nullptr;
-  // The thread stays attached. As a daemon it does not keep the JVM from ending.
-  if (jvm_->AttachCurrentThreadAsDaemon(reinterpret_cast<void**>(&env), nullptr) < 0) {
-    Logging::Debug("AppStop() - Failed to attach current thread to JVM");
-    return;
-  }
-  const jmethodID found =
-      env->GetStaticMethodID(startClass_, stopMethodName().c_str(), stopMethodSignature);
-  SetServiceState(SERVICE_STATE_STOP_PENDING);
-  if (found == nullptr) {
-    env->ExceptionClear();
-    Logging::Debug("AppStop() - Unable to find the static stop method on the start class");
-    return;
-  }
-  Logging::Debug("AppStop() - Found the static stop method on the start class");
-  try {
-    env->CallStaticVoidMethod(startClass_, stopMethod_);
-    Logging::Debug("AppStop() - Just returned from stop method");
-    if (env->ExceptionCheck() == JNI_TRUE) env->ExceptionDescribe();
-  } catch (...) {
-    Logging::Debug("AppStop() - Static stop method threw an exception upon invocation");
-  }
+  stopCall()();
+}
+
+std::function<bool()> JavaProcess::stopCall() const {
+  return [jvm = jvm_, startClass = startClass_, stopMethod = stopMethod_, name = stopMethodName()] {
+    return callStopMethod(jvm, startClass, stopMethod, name);
+  };
 }
 
 WString JavaProcess::GetJVMVendorName() {
@@ -161,7 +193,6 @@ void JavaProcess::CreateJvmArgs() {
   for (const WString& text : optionTexts_) {
     options_.push_back({const_cast<char*>(text.c_str()), nullptr});
   }
-  options_.push_back({const_cast<char*>("abort"), reinterpret_cast<void*>(&reportRejectedOptions)});
   initArgs_.version = JNI_VERSION_1_6;
   initArgs_.nOptions = static_cast<jint>(options_.size());
   initArgs_.options = options_.data();
@@ -190,10 +221,11 @@ void JavaProcess::Debug_PrintVmInfo() const {
 }
 
 void JavaProcess::CreateJvm() {
-  creatingJvm = true;
+  // A JVM caps the main thread's stack at this limit.
+  const auto stackSize = memorySize(properties_.valueOf(keys::threadStackSize).view());
+  if (stackSize) raiseStackLimit(*stackSize + stackReserve);
   const jint result = JVM_SharedLibMgr::JNI_CreateJavaVM(
       &jvm_, reinterpret_cast<void**>(&env_), &initArgs_, properties_.valueOf(keys::javaLibrary));
-  creatingJvm = false;
   Logging::Debug({"creationResult = ", std::to_string(result)});
   if (result < 0) EventLogging::FatalError(message::failedToCreateJavaVm, 0);
 }

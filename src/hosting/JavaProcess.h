@@ -1,6 +1,7 @@
 #ifndef VELOX_HOSTING_JAVAPROCESS_H
 #define VELOX_HOSTING_JAVAPROCESS_H
 
+#include <functional>
 #include <vector>
 
 #include <jni.h>
@@ -12,20 +13,27 @@
 class JavaProcess {
  public:
   /// Changes to the start directory, loads and creates the JVM and looks up the start class with
-  /// its methods. Ends the process on any failure. The flag is not used.
+  /// its methods. Ends the process on any failure; so does the JVM itself, with a text of its own
+  /// and status 1, for some bad options. A stack size above the stack limit raises that one first,
+  /// for the main thread. The flag is not used.
   JavaProcess(const SimpleProperties& properties, bool flag);
   JavaProcess(const JavaProcess&) = delete;
   JavaProcess& operator=(const JavaProcess&) = delete;
-  /// Waits until every non-daemon thread of the application has ended, then destroys the JVM.
+  /// Ends the main thread for the application, waits until every non-daemon thread of it has ended,
+  /// and destroys the JVM.
   virtual ~JavaProcess();
 
   /// Calls the start method and returns when it does: 0, or 1 after an exception, which goes to
   /// standard error.
   int AppMain();
 
-  /// Calls the static stop method, if there is one. For a thread other than the one in AppMain,
-  /// which stays attached to the JVM as a daemon.
+  /// Calls the static stop method, if there is one, and returns when it does. For a thread other
+  /// than the one in AppMain, which is attached to the JVM meanwhile: the JVM is not destroyed
+  /// before.
   void AppStop();
+  /// What AppStop does, true when the stop method was there and threw nothing. It may be called
+  /// even after this object is gone, and then fails.
+  [[nodiscard]] std::function<bool()> stopCall() const;
 
   /// The value of java.vendor, or the empty text.
   WString GetJVMVendorName();

@@ -1,16 +1,15 @@
 #include <csignal>
-#include <fstream>
 
 #include <fcntl.h>
 #include <stdlib.h>
 #include <unistd.h>
 
-#include "e2e/WrapperTest.h"
+#include "e2e/LifecycleTest.h"
 
 namespace {
 
 /// Signals to a launcher that waits for a child.
-class ChildSignals : public WrapperTest {
+class ChildSignals : public LifecycleTest {
  protected:
   /// A `java` that tells of its signals and ends by USR2 with status 3; started by `runner`.
   void tellingJava(const std::string& runner) {
@@ -26,13 +25,6 @@ class ChildSignals : public WrapperTest {
         "\njava.start.class=Main\nprocessID.file.name=pid\n");
   }
   [[nodiscard]] pid_t recordedId() const { return std::stoi(sandbox_.read("pid")); }
-
-  static pid_t childOf(pid_t parent) {
-    const std::string id = std::to_string(parent);
-    pid_t child = -1;
-    std::ifstream("/proc/" + id + "/task/" + id + "/children") >> child;
-    return child;
-  }
 
   /// What the launcher's exit status shows of a child that ended with status 3: the low byte of the
   /// raw wait status.
@@ -123,17 +115,10 @@ TEST_F(ChildSignals, TheChildsEndBySignalIsTheRawStatus) {
 }
 
 TEST_F(ChildSignals, ReachTheChildOfTheFirstProcess) {
-  const Texts unshare = {"unshare", "--user", "--map-root-user", "--pid", "--fork"};
-  Texts line = unshare;
-  line.emplace_back("true");
-  if (sandbox_.run(line).status != 0) GTEST_SKIP() << "no process namespaces here";
-
+  if (!hasProcessNamespaces()) GTEST_SKIP() << "no process namespaces here";
   java("echo ready\nexec sleep 60\n");
-  line = unshare;
-  for (const char* word : {VELOX_WRAPPER, "--propFile", "app.kvf", "--cmdlineJava"}) {
-    line.emplace_back(word);
-  }
-  Child first = sandbox_.start(line);
+  Child first =
+      sandbox_.start(asFirstProcess({VELOX_WRAPPER, "--propFile", "app.kvf", "--cmdlineJava"}));
   ASSERT_TRUE(first.prints("ready\n"));
   EXPECT_EQ(sandbox_.read("pid"), "1");
   ::kill(childOf(first.id()), SIGTERM);

@@ -29,7 +29,6 @@ TEST_F(Java, EndsWithTheApplicationsStatus) {
       {"start.class=probe.Probe$Failing", 255, "NumberFormatException: For input|" + badClass},
       {"start.class=", 255, badClass},
       {"heap.size.max=lots", 255, "Failed to create the Java VM\n"},
-      {"heap.size.max=16m\njava.heap.size.initial=32m", 255, "Failed to create the Java VM\n"},
       {"library=/no/such/libjvm.so", 255, "Lib name libjvm.so\n"},
       {"library=", 255, "The property java.library can not be empty !\n" + noLibrary + "\n"},
       {"library=app.kvf", 255, "Lib name app.kvf\n" + noLibrary + "app.kvf\n"},

@@ -1,0 +1,40 @@
+#ifndef VELOX_TESTS_E2E_LIFECYCLETEST_H
+#define VELOX_TESTS_E2E_LIFECYCLETEST_H
+
+#include <fstream>
+#include <string>
+
+#include "e2e/WrapperTest.h"
+
+/// Runs the Java fixture Lifecycle.
+class LifecycleTest : public WrapperTest {
+ protected:
+  /// The properties file, with further lines.
+  void lifecycle(const std::string& lines = {}) {
+    kvf("java.library=" VELOX_JVM_LIBRARY "\njava.class.path=" VELOX_LIFECYCLE_JAR
+        "\njava.start.class=lifecycle.Lifecycle\nprocessID.file.name=pid\n" +
+        lines);
+  }
+  [[nodiscard]] Child startJava(const std::string& mode) const {
+    return startWrapper({"--run", mode},
+                        {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"}}});
+  }
+
+  /// A command line that runs another one as the first process of its own, and whether it can.
+  static Texts asFirstProcess(const Texts& line) {
+    Texts words = {"unshare", "--user", "--map-root-user", "--pid", "--fork"};
+    words.insert(words.end(), line.begin(), line.end());
+    return words;
+  }
+  [[nodiscard]] bool hasProcessNamespaces() const {
+    return sandbox_.run(asFirstProcess({"true"})).status == 0;
+  }
+  static pid_t childOf(pid_t parent) {
+    const std::string id = std::to_string(parent);
+    pid_t child = -1;
+    std::ifstream("/proc/" + id + "/task/" + id + "/children") >> child;
+    return child;
+  }
+};
+
+#endif
