@@ -120,5 +120,5 @@ int CppProcess::AppMain(int argc, char** argv) {
 }
 
 void CppProcess::AppStop() {
-  if (applicationStop_ != nullptr) applicationStop_();
+  if (canStop()) applicationStop_();
 }

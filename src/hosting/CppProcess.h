@@ -43,6 +43,8 @@ class CppProcess {
   int AppMain(int argc, char** argv);
   /// Asks the application to stop, on the calling thread.
   void AppStop();
+  /// False when a host program gave no stop function.
+  [[nodiscard]] bool canStop() const { return applicationStop_ != nullptr; }
 
  private:
   static std::unique_ptr<CppProcess> s_pCppProcess;

@@ -8,6 +8,7 @@
 #include "hosting/CppProcess.h"
 #include "hosting/JavaProcess.h"
 #include "hosting/ServiceWrapper.h"
+#include "hosting/StopSignals.h"
 #include "javarun/JavaCmdLineRunUtil.h"
 #include "launcher/Displays.h"
 #include "launcher/ExceptionEnd.h"
@@ -32,8 +33,21 @@ struct Launch {
 };
 
 int runJava(const SimpleProperties& properties) {
+  StopSignals stopSignals(properties, ApplicationKind::java);
   JavaProcess process(properties, false);
+  stopSignals.begin(process.stopCall());
   return process.AppMain();
+}
+
+bool stopNative() {
+  CppProcess* process = CppProcess::GetSharedProcess();
+  if (!process->canStop()) return false;
+  try {
+    process->AppStop();
+    return true;
+  } catch (...) {
+    return false;
+  }
 }
 
 int runNative(const Launch& launch) {
@@ -41,7 +55,10 @@ int runNative(const Launch& launch) {
     CppProcess::CreateSharedProcess(nullptr, launch.applicationMain, launch.applicationStop);
   }
   const NativeArguments arguments(launch.properties);
+  StopSignals stopSignals(launch.properties, ApplicationKind::native);
+  stopSignals.begin(stopNative);
   const int status = CppProcess::GetSharedProcess()->AppMain(arguments.count(), arguments.vector());
+  stopSignals.waitForStop();
   CppProcess::DestroySharedProcess();
   // Only here: after a Java run the process-ID file stays.
   std::remove(launch.properties.valueOf(keys::processIdFile).c_str());

@@ -1,0 +1,169 @@
+#include <csignal>
+
+#include "e2e/LifecycleTest.h"
+
+namespace {
+
+/// What signals do to an application in the launcher's own process.
+class StopSignals : public LifecycleTest {
+ protected:
+  const std::string key_ = "application.stop.signals=TERM, SIGINT\n";
+  const std::string native_ = "application.library=" VELOX_NATIVE_DIRECTORY "/libstoppable.so\n";
+};
+
+TEST_F(StopSignals, WithoutTheKeyGoToTheJvm) {
+  lifecycle();
+  const struct {
+    int signal;
+    std::string out;
+  } rows[] = {{SIGTERM, "hook\n"}, {SIGINT, "hook\n"}, {SIGHUP, "hook\n"}, {SIGUSR1, ""}};
+  for (const char* mode : {"wait", "linger"}) {
+    for (const auto& [signal, out] : rows) {
+      SCOPED_TRACE(std::string(mode) + " " + std::to_string(signal));
+      Child java = startJava(mode);
+      ASSERT_TRUE(java.prints("ready\n"));
+      ::kill(java.id(), signal);
+      EXPECT_EQ(java.wait(), (Outcome{128 + signal, "ready\n" + out}));
+    }
+  }
+  Child java = startJava("wait");
+  ASSERT_TRUE(java.prints("ready\n"));
+  ::kill(java.id(), SIGQUIT);
+  EXPECT_TRUE(java.prints("Full thread dump"));
+}
+
+TEST_F(StopSignals, CallTheStopMethodOnceAndMainsStatusCounts) {
+  const struct {
+    const char* mode;
+    const char* method;
+    Outcome expected;
+  } rows[] = {
+      {"wait", "shutdown", {0, "ready\nstop\nhook\n"}},
+      {"linger", "shutdown", {0, "ready\nstop\nhook\n"}},
+      {"wait", "slowStop", {0, "ready\nslow stop ends\nhook\n"}},
+      {"wait", "missing", {143, "ready\nhook\n"}},
+  };
+  for (const auto& [mode, method, expected] : rows) {
+    SCOPED_TRACE(std::string(mode) + " " + method);
+    lifecycle(key_ + "java.stop.method=" + method + "\n");
+    Child java = startJava(mode);
+    ASSERT_TRUE(java.prints("ready\n"));
+    ::kill(java.id(), SIGTERM);
+    EXPECT_EQ(java.wait(), expected);
+  }
+  lifecycle(key_);
+  Child failing = startJava("fail");
+  ASSERT_TRUE(failing.prints("ready\n"));
+  ::kill(failing.id(), SIGINT);
+  const Outcome failed = failing.wait();
+  EXPECT_EQ(failed.status, 1);
+  EXPECT_TRUE(failed.has("stop\nWRAPPER - start method threw an exception\n")) << failed.out;
+}
+
+TEST_F(StopSignals, GoToTheJvmWhenTheStopMethodThrowsOrHangs) {
+  lifecycle(key_ + "java.stop.method=failingStop\n");
+  Child failing = startJava("wait");
+  ASSERT_TRUE(failing.prints("ready\n"));
+  ::kill(failing.id(), SIGTERM);
+  const Outcome failed = failing.wait();
+  EXPECT_EQ(failed.status, 143);
+  EXPECT_TRUE(failed.has("IllegalStateException: failing stop") && failed.has("\nhook\n"));
+
+  lifecycle(key_ + "java.stop.method=stuckStop\n");
+  Child stuck = startJava("wait");
+  ASSERT_TRUE(stuck.prints("ready\n"));
+  ::kill(stuck.id(), SIGTERM);
+  ASSERT_TRUE(stuck.prints("stuck\n"));
+  ::kill(stuck.id(), SIGINT);
+  EXPECT_EQ(stuck.wait(), (Outcome{130, "ready\nstuck\nhook\n"}));
+}
+
+TEST_F(StopSignals, WorkAfterAdjustmentAndReExecution) {
+  lifecycle(key_ + "velox.env.A=1\nvelox.adjuster.class.path=" VELOX_ADJUSTER_JAR "\n");
+  Child java = startJava("wait");
+  ASSERT_TRUE(java.prints("ready\n"));
+  ::kill(java.id(), SIGTERM);
+  const Outcome outcome = java.wait();
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_TRUE(outcome.out.ends_with("ready\nstop\nhook\n")) << outcome.out;
+}
+
+TEST_F(StopSignals, WorkInTheFirstProcess) {
+  if (!hasProcessNamespaces()) GTEST_SKIP() << "no process namespaces here";
+  kvf(native_ + key_);
+  for (const char* how : {"", "stuck"}) {
+    SCOPED_TRACE(how);
+    Child first = sandbox_.start(asFirstProcess({VELOX_WRAPPER, "--propFile", "app.kvf"}),
+                                 {.environment = {{"STOP", how}}});
+    ASSERT_TRUE(first.prints("ready\n"));
+    ::kill(childOf(first.id()), SIGTERM);
+    if (*how == '\0') {
+      EXPECT_EQ(first.wait(), (Outcome{7, "ready\nstop\n"}));
+    } else {
+      ASSERT_TRUE(first.prints("stuck\n"));
+      ::kill(childOf(first.id()), SIGTERM);
+      EXPECT_EQ(first.wait(), (Outcome{143, "ready\nstuck\n"}));
+    }
+  }
+}
+
+TEST_F(StopSignals, StopANativeApplicationOrEndIt) {
+  const struct {
+    std::string properties;
+    const char* how;
+    Outcome expected;
+  } rows[] = {
+      {native_, "", {143, "ready\n"}},
+      {native_ + key_, "", {7, "ready\nstop\n"}},
+      // An adjuster is not the application.
+      {native_ + key_ + "velox.adjuster.class.path=x\n", "", {143, "ready\n"}},
+      {native_ + key_, "stuck", {130, "ready\nstuck\n"}},
+  };
+  for (const auto& [properties, how, expected] : rows) {
+    SCOPED_TRACE(expected.out);
+    kvf(properties);
+    Child wrapper = startWrapper({}, {.environment = {{"STOP", how}}});
+    ASSERT_TRUE(wrapper.prints("ready\n"));
+    ::kill(wrapper.id(), SIGTERM);
+    if (*how != '\0') {
+      ASSERT_TRUE(wrapper.prints("stuck\n"));
+      ::kill(wrapper.id(), SIGINT);
+    }
+    EXPECT_EQ(wrapper.wait(), expected);
+  }
+}
+
+TEST_F(StopSignals, ThatAreIgnoredAreTakenExceptHup) {
+  kvf(native_ + "application.stop.signals=INT,HUP\n");
+  const Start start = {.inChild = [] {
+    ::signal(SIGINT, SIG_IGN);
+    ::signal(SIGHUP, SIG_IGN);
+  }};
+  Child wrapper = startWrapper({}, start);
+  ASSERT_TRUE(wrapper.prints("ready\n"));
+  const std::string status = sandbox_.read("/proc/" + std::to_string(wrapper.id()) + "/status");
+  EXPECT_NE(status.find("SigIgn:\t0000000000000001\n"), std::string::npos) << status;
+  ::kill(wrapper.id(), SIGINT);
+  EXPECT_EQ(wrapper.wait(), (Outcome{7, "ready\nstop\n"}));
+}
+
+TEST_F(StopSignals, BeforeTheJvmEndTheLauncher) {
+  lifecycle(key_);
+  Child wrapper = startWrapper({"--delayStart", "60000"});
+  ::kill(wrapper.id(), SIGTERM);
+  EXPECT_EQ(wrapper.wait(), (Outcome{143, ""}));
+}
+
+TEST_F(StopSignals, WithABadNameAreFatal) {
+  kvf(native_ + "application.stop.signals=TERM,KILL\n");
+  EXPECT_EQ(wrapper({}),
+            (Outcome{255,
+                     "application.stop.signals : KILL is none of TERM, INT, HUP, QUIT, USR1, "
+                     "USR2\n"}));
+  lifecycle("application.stop.signals=USR2\n");
+  EXPECT_EQ(
+      startJava("wait").wait(),
+      (Outcome{255, "application.stop.signals : USR2 is none of TERM, INT, HUP, QUIT, USR1\n"}));
+}
+
+}  // namespace
