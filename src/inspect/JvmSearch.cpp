@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
-#include <fstream>
 #include <map>
 #include <sstream>
 #include <system_error>
+
+#include "inspect/FileText.h"
 
 namespace fs = std::filesystem;
 
@@ -111,13 +112,7 @@ fs::path libraryOf(const fs::path& home) {
 /// The values of a "release" file: lines of NAME="value".
 std::map<std::string, std::string> readReleaseFile(const fs::path& file) {
   std::map<std::string, std::string> values;
-  if (!isFile(file)) return values;
-  std::string text(maxReleaseFileBytes, '\0');
-  std::ifstream stream(file, std::ios::binary);
-  stream.read(text.data(), static_cast<std::streamsize>(text.size()));
-  text.resize(static_cast<std::size_t>(stream.gcount()));
-
-  std::istringstream lines(text);
+  std::istringstream lines(textOfFile(file, maxReleaseFileBytes));
   for (std::string line; std::getline(lines, line);) {
     const std::size_t equals = line.find('=');
     if (equals == std::string::npos) continue;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "foundation/wrapper_vid.h"
+#include "inspect/CdsCommand.h"
 #include "inspect/CheckCommand.h"
 #include "inspect/ExplainCommand.h"
 #include "inspect/JvmCommand.h"
@@ -33,6 +34,7 @@ int main(int argc, char** argv) {
   addRulesCommand(app, status);
   addJvmCommand(app, status);
   addNewCommand(app, status);
+  addCdsCommand(app, behindDashes, status);
   addKeysCommand(app);
   try {
     app.parse(static_cast<int>(dashes - argv), argv);
