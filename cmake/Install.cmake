@@ -40,7 +40,8 @@ install(FILES ${PROJECT_BINARY_DIR}/velox-wrapper.pc DESTINATION ${CMAKE_INSTALL
 # Manual pages: man/NAME.SECTION.scd; @PROJECT_VERSION@ in them is replaced.
 file(GLOB pages CONFIGURE_DEPENDS man/*.scd)
 find_program(SCDOC scdoc)
-if(pages AND SCDOC)
+find_program(GZIP gzip)
+if(pages AND SCDOC AND GZIP)
   set(manuals)
   foreach(page IN LISTS pages)
     cmake_path(GET page STEM LAST_ONLY name)
@@ -49,16 +50,17 @@ if(pages AND SCDOC)
     configure_file(${page} man/${name}.scd @ONLY)
     set(manual ${PROJECT_BINARY_DIR}/man/${name})
     add_custom_command(
-      OUTPUT ${manual}
+      OUTPUT ${manual}.gz
       COMMAND ${SCDOC} < ${manual}.scd > ${manual}
+      COMMAND ${GZIP} -9nkf ${manual}
       DEPENDS ${manual}.scd
       COMMENT "Making the manual page ${name}")
-    list(APPEND manuals ${manual})
-    install(FILES ${manual} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT Runtime)
+    list(APPEND manuals ${manual}.gz)
+    install(FILES ${manual}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT Runtime)
   endforeach()
   add_custom_target(velox_manuals ALL DEPENDS ${manuals})
 elseif(pages)
-  message(STATUS "No manual pages: scdoc is missing")
+  message(STATUS "No manual pages: scdoc or gzip is missing")
 endif()
 
 # Completions, by what each shell looks for: NAME.bash, _NAME (zsh), NAME.fish.

@@ -2,6 +2,7 @@
 
 option(VELOX_PROGRAM "Build the program wrapper" ${PROJECT_IS_TOP_LEVEL})
 option(VELOX_INSTALL "Install what is built" ${PROJECT_IS_TOP_LEVEL})
+option(VELOX_DEBIAN_DOCUMENTS "Install a Debian package's copyright and changelog, too" OFF)
 option(VELOX_TESTS "Build the tests (needs GoogleTest)" OFF)
 option(VELOX_EXAMPLES "Build the examples; with the tests on, they are tests too" OFF)
 option(VELOX_FUZZING "Build the fuzzers (needs clang)" OFF)

@@ -1,0 +1,87 @@
+# cpack: three Debian packages and an archive of everything.
+
+set(CPACK_GENERATOR DEB TGZ)
+set(CPACK_PACKAGE_NAME velox-wrapper)
+set(CPACK_PACKAGE_VENDOR "the VELOX Wrapper authors")
+set(CPACK_PACKAGE_CONTACT "VELOX Wrapper authors <velox-wrapper@packages.invalid>")
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
+set(CPACK_PACKAGE_CHECKSUM SHA256)
+set(CPACK_PACKAGE_FILE_NAME
+    velox-wrapper-${PROJECT_VERSION}-${CMAKE_SYSTEM_NAME}-${CMAKE_SYSTEM_PROCESSOR})
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_COMPONENTS_ALL Runtime Library Development)
+set(CPACK_COMPONENTS_GROUPING IGNORE)
+
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
+
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME velox-wrapper)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION java)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS default-jre-headless)
+set(CPACK_DEBIAN_RUNTIME_DESCRIPTION
+    "start Java and native applications from a properties file
+The launcher reads a .kvf file, sets the environment, and runs the
+application in its own process, so that process ID, exit status and signals
+are the application's. The program kvf checks and explains such files.")
+
+set(velox_library_package libvelox-wrapper${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${velox_library_package})
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/triggers)
+set(CPACK_DEBIAN_LIBRARY_DESCRIPTION
+    "launcher of Java and native applications, for host programs
+The launcher of the package velox-wrapper as a shared library, which a host
+program brings along.")
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvelox-wrapper-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
+    "launcher of Java and native applications, development files
+Headers for host programs in C and C++ and for native applications, the
+static library, and the files for CMake and pkg-config.")
+set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS Library)
+
+# What Debian wants beside the files; not part of a plain installation.
+if(VELOX_DEBIAN_DOCUMENTS)
+  find_program(GZIP gzip REQUIRED)
+  string(TIMESTAMP velox_package_date "%a, %d %b %Y %H:%M:%S +0000" UTC)
+  configure_file(packaging/debian/changelog.in packaging/changelog.Debian @ONLY)
+  configure_file(CHANGELOG.md packaging/NEWS COPYONLY)
+  set(documents)
+  foreach(document changelog.Debian NEWS)
+    set(output ${PROJECT_BINARY_DIR}/packaging/${document}.gz)
+    add_custom_command(
+      OUTPUT ${output}
+      COMMAND ${GZIP} -9nkf ${PROJECT_BINARY_DIR}/packaging/${document}
+      DEPENDS ${PROJECT_BINARY_DIR}/packaging/${document})
+    list(APPEND documents ${output})
+  endforeach()
+  add_custom_target(velox_package_documents ALL DEPENDS ${documents})
+
+  foreach(component Runtime Library Development)
+    string(TOUPPER ${component} name)
+    set(package ${CPACK_DEBIAN_${name}_PACKAGE_NAME})
+    install(FILES packaging/debian/copyright ${PROJECT_BINARY_DIR}/packaging/changelog.Debian.gz
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package} COMPONENT ${component})
+    configure_file(packaging/debian/lintian-overrides.in packaging/${package}.overrides @ONLY)
+    if(component STREQUAL "Library")
+      file(READ packaging/debian/library.lintian-overrides library_overrides)
+      file(APPEND ${PROJECT_BINARY_DIR}/packaging/${package}.overrides ${library_overrides})
+    endif()
+    install(FILES ${PROJECT_BINARY_DIR}/packaging/${package}.overrides
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME ${package}
+            COMPONENT ${component})
+  endforeach()
+  install(FILES ${PROJECT_BINARY_DIR}/packaging/NEWS.gz
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/velox-wrapper COMPONENT Runtime)
+endif()
+
+include(CPack)
