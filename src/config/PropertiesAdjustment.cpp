@@ -30,13 +30,12 @@ void runAdjustmentChild(int argc, char** argv, PropertiesLocation& location) {
   arguments.push_back(const_cast<char*>(switches::adjust));
   arguments.push_back(nullptr);
 
-  ChildProcess child;
-  if (child.failed()) Logging::FatalError({"Failed to fork adjustment : ", std::strerror(errno)});
-  if (child.isChild()) {
+  ChildProcess child([&](const ChildProcess& self) {
     Logging::Debug("Adjustment child process...");
-    child.execute(arguments.data());
+    self.execute(arguments.data());
     ChildProcess::fail({"Failed to exec : ", std::strerror(errno)});
-  }
+  });
+  if (child.failed()) Logging::FatalError({"Failed to fork adjustment : ", std::strerror(errno)});
 
   Logging::Debug("Waiting for adjustment...");
   const int waitStatus = child.wait();

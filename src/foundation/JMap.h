@@ -20,7 +20,8 @@ class JMap : public JHash {
   struct Chained;
   using Entry = std::pair<const K, Chained>;
   struct Chained {
-    explicit Chained(const V& v) : value(v) {}
+    template <class From>
+    Chained(std::in_place_t /*tag*/, From&& from) : value(std::forward<From>(from)) {}
 
     V value;
     Entry* older = nullptr;  ///< the next entry of the bucket
@@ -35,11 +36,13 @@ class JMap : public JHash {
   JMap& operator=(const JMap&) = delete;
   JMap& operator=(JMap&&) = delete;
 
-  /// Adds the entry or overwrites its value.
-  void put(const K& key, const V& value) {
-    const auto [place, added] = entries_.try_emplace(key, value);
+  /// Adds the entry or overwrites its value, with a V or what a V is made of.
+  template <class From>
+  void put(const K& key, From&& value) {
+    const auto [place, added] = entries_.try_emplace(key, std::in_place, std::forward<From>(value));
     if (!added) {
-      place->second.value = value;
+      // try_emplace has not touched it.
+      place->second.value = std::forward<From>(value);  // NOLINT(bugprone-use-after-move)
       return;
     }
     place->second.older = std::exchange(newest_[bucketOf(key)], &*place);

@@ -2,29 +2,36 @@
 #define VELOX_PLATFORM_CHILDPROCESS_H
 
 #include <csignal>
+#include <functional>
 
 #include <sys/types.h>
 
 #include "logging/Logging.h"
 #include "platform/SignalPassing.h"
 
-/// A fork of this process that executes another program, and the wait for it, without which a
-/// zombie stays. REQUIRES: one ChildProcess at a time, and no other threads. Standard streams are
-/// flushed first, so that the child never prints the parent's buffered text again.
+/// A child of this process that executes another program, and the wait for it, without which a
+/// zombie stays. REQUIRES: one ChildProcess at a time, and no other threads.
+///
+/// Until it executes or ends, the child works in this process's memory while this process stands
+/// still, as with vfork(2): copying the memory would cost more than what the launcher does between
+/// two children. The child may write messages; it must not leave anything changed.
 ///
 /// Meanwhile SIGCHLD has its default action: where a parent left it ignored, the system would
 /// discard the child's status. Signals to this process are passed on to the child, which starts
 /// with the actions and the mask that this process has.
 class ChildProcess {
  public:
-  /// Forks; both processes go on from here, unless it failed (with errno set).
-  ChildProcess();
+  /// What the child does: it executes a program or fails.
+  using Task = std::function<void(const ChildProcess&)>;
+
+  /// Starts the child and returns once it has executed a program or ended, or if there is none
+  /// (failed(), with errno set).
+  explicit ChildProcess(const Task& task);
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
   ~ChildProcess();
 
   [[nodiscard]] bool failed() const { return pid_ < 0; }
-  [[nodiscard]] bool isChild() const { return pid_ == 0; }
 
   /// In the child: replaces its image by argv[0], found along PATH; returns only on failure.
   void execute(char* const* argv) const;

@@ -182,13 +182,12 @@ void sii_DestroyDirectoryList(char**& list, int count) {
 
 int sii_execute_program_in_new_process(char* const* argv, int nullIndex) {
   Logging::Debug("\nready to start  new process...\n");
-  ChildProcess child;
-  if (child.failed()) Logging::FatalError("can't fork new process");
-  if (child.isChild()) {
+  ChildProcess child([&](const ChildProcess& self) {
     if (argv[nullIndex] != nullptr) ChildProcess::fail({"you must set more one arg as NULL"});
-    child.execute(argv);
+    self.execute(argv);
     ChildProcess::fail({"Failed to exec :", std::strerror(errno)});
-  }
+  });
+  if (child.failed()) Logging::FatalError("can't fork new process");
   Logging::Debug("Waiting for new process...");
   return child.wait();
 }
