@@ -1,0 +1,63 @@
+#include "hosting/CppProcess.h"
+
+#include <gtest/gtest.h>
+
+#include "logging/EventLogging.h"
+#include "support/Child.h"
+#include "support/Values.h"
+
+namespace {
+
+int addArguments(int argc, char** /*argv*/) {
+  return 40 + argc;
+}
+
+int stops = 0;
+void countStop() {
+  ++stops;
+}
+
+class SharedProcess : public testing::Test {
+ protected:
+  ~SharedProcess() override { CppProcess::DestroySharedProcess(); }
+};
+
+TEST_F(SharedProcess, IsTheFirstThatIsCreated) {
+  CppProcess::CreateSharedProcess(nullptr, addArguments, countStop);
+  CppProcess* const first = CppProcess::GetSharedProcess();
+  CppProcess::CreateSharedProcess(nullptr, nullptr, nullptr);
+  EXPECT_EQ(CppProcess::GetSharedProcess(), first);
+  EXPECT_EQ(first->AppMain(2, nullptr), 42);
+  first->AppStop();
+  EXPECT_EQ(stops, 1);
+}
+
+TEST_F(SharedProcess, IsGoneAfterItsDestruction) {
+  CppProcess::CreateSharedProcess(nullptr, addArguments, countStop);
+  CppProcess::DestroySharedProcess();
+  EXPECT_EQ(CppProcess::GetSharedProcess(), nullptr);
+  CppProcess::DestroySharedProcess();
+}
+
+TEST_F(SharedProcess, MayHaveNothingToStop) {
+  CppProcess::CreateSharedProcess(nullptr, addArguments, nullptr);
+  CppProcess::GetSharedProcess()->AppStop();
+}
+
+TEST_F(SharedProcess, WithoutAnApplicationEndsTheProcess) {
+  EXPECT_EQ(inChild([] {
+              EventLogging::Initialize({});
+              CppProcess::CreateSharedProcess(nullptr, nullptr, nullptr);
+              CppProcess::GetSharedProcess()->AppMain(0, nullptr);
+            }),
+            (Outcome{255,
+                     "No application.library or java.library specified in config - bad "
+                     "properties file?\n"}));
+}
+
+TEST_F(SharedProcess, LoadsNoLibraryOverAnother) {
+  CppProcess::CreateSharedProcess(nullptr, addArguments, nullptr);
+  EXPECT_FALSE(CppProcess::LoadSharedLibrary("/no/such/library.so"));
+}
+
+}  // namespace

@@ -1,0 +1,96 @@
+#include "javarun/JavaParameterParser.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "javarun/JavaParameterParserUtil.h"
+#include "support/Values.h"
+
+namespace {
+
+using javaparser::getAllJavaRunOption;
+using javaparser::JavaParameterParser;
+
+TEST(ExpandClassPath, TakesBothSeparatorsAndDropsOneTrailingSlash) {
+  const SimpleProperties none;
+  const JavaParameterParser parser(none);
+  EXPECT_EQ(parser.expandClassPath("lib/a.jar;lib/b.zip"), "lib/a.jar:lib/b.zip:");
+  EXPECT_EQ(parser.expandClassPath("::a.class/;;nowhere/:"), "a.class:nowhere:");
+  EXPECT_EQ(parser.expandClassPath("lib/x.jar.folder\\"), "lib/x.jar.folder:");
+  EXPECT_EQ(parser.expandClassPath("/"), "");
+  EXPECT_EQ(parser.expandClassPath(""), "");
+}
+
+class JavaRunOptions : public testing::Test {
+ protected:
+  const std::string pid_ = "-Dapplication.processid=" + std::to_string(::getpid());
+
+  /// The class path option, of which there is one.
+  static WString classPath(const Entries& properties) {
+    const SimpleProperties set = props(properties);
+    return getAllJavaRunOption(JavaParameterParser(set)).front();
+  }
+};
+
+TEST_F(JavaRunOptions, ComeInTheirFixedOrder) {
+  const SimpleProperties properties = props({{"java.property.p", "v w"},
+                                             {"java.extended.properties", "-server"},
+                                             {"java.class.path", "c/"},
+                                             {"java.library", "l"},
+                                             {"java.library.path", "p"},
+                                             {"java.heap.size.max", ""},
+                                             {"java.heap.size.min", "6"},
+                                             {"java.heap.size.initial", "3"},
+                                             {"java.thread.stack.size", "4"},
+                                             {"wrapper.kvf.file", "k"}});
+  const JavaParameterParser parser(properties);
+  EXPECT_EQ(getAllJavaRunOption(parser),
+            (Texts{"-Dp=v w", "-server", "-Djava.class.path=c/", "-Djava.library=l",
+                   "-Djava.library.path=p", "-Xmx", "-Xmn6", "-Xms3", "-Xss4", pid_,
+                   "-Dwrapper.kvf.file=k"}));
+}
+
+TEST_F(JavaRunOptions, MayLeaveOutTheUsersOwnOrNameAService) {
+  const SimpleProperties properties =
+      props({{"java.property.p", "v"}, {"java.extended.properties", "-server"}});
+  EXPECT_EQ(getAllJavaRunOption(JavaParameterParser(properties), {false, "bin"}),
+            (Texts{"-Djava.class.path=.", pid_, "-Dwrapper.binary.path=bin"}));
+}
+
+TEST_F(JavaRunOptions, TakeTheClassPathFromTheFirstPlaceThatHasOne) {
+  EXPECT_EQ(classPath({}), "-Djava.class.path=.");
+  ::setenv("CLASSPATH", "env", 1);
+  EXPECT_EQ(classPath({}), "-Djava.class.path=env");
+  EXPECT_EQ(classPath({{"java.class.path", ""}}), "-Djava.class.path=");
+  EXPECT_EQ(classPath({{"java.class.path", "x"}, {"velox.class.path.extended", "a.jar"}}),
+            "-Djava.class.path=a.jar:");
+  ::setenv("CLASSPATH", "", 1);
+  EXPECT_EQ(classPath({}), "-Djava.class.path=");
+}
+
+TEST(JavaParameterParser, ReadsSettingsOneByOne) {
+  const SimpleProperties properties = props({{"java.heap.size.max", "1"},
+                                             {"java.heap.size.min", "2"},
+                                             {"java.heap.size.initial", "3"},
+                                             {"java.thread.stack.size", "4"},
+                                             {"java.library", "l"},
+                                             {"java.library.path", "p"},
+                                             {"wrapper.kvf.file", "k"}});
+  const JavaParameterParser parser(properties);
+  EXPECT_EQ(parser.getMaxHeapSizeOption(), "-Xmx1");
+  EXPECT_EQ(parser.getMinHeapSizeOption(), "-Xmn2");
+  EXPECT_EQ(parser.getInitalHeapSizeOption(), "-Xms3");
+  EXPECT_EQ(parser.getThreadStackSizeOption(), "-Xss4");
+  EXPECT_EQ(parser.getNativeLibraryOption(), "-Djava.library=l");
+  EXPECT_EQ(parser.getNativeLibraryPathOptions(), Texts{"-Djava.library.path=p"});
+  EXPECT_EQ(parser.getKvfFileOption(), "-Dwrapper.kvf.file=k");
+  EXPECT_EQ(parser.getNativeLibraryProperty(), "l");
+}
+
+TEST(AppendElementToVector, TakesTheListItself) {
+  std::vector<WString> list = {"a", "b"};
+  javaparser::appendElementToVector(list, list);
+  EXPECT_EQ(list, (Texts{"a", "b", "a", "b"}));
+}
+
+}  // namespace
