@@ -1,7 +1,10 @@
 #include "platform/Sleep.h"
 
-#include <unistd.h>
+#include <cerrno>
+#include <ctime>
 
 void sleepSeconds(unsigned int seconds) {
-  while (seconds > 0) seconds = ::sleep(seconds);
+  // Not sleep(): what it leaves to wait for after a signal is rounded to whole seconds.
+  timespec left = {static_cast<std::time_t>(seconds), 0};
+  while (::nanosleep(&left, &left) != 0 && errno == EINTR) continue;
 }
