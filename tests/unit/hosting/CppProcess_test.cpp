@@ -25,6 +25,7 @@ class SharedProcess : public testing::Test {
 TEST_F(SharedProcess, IsTheFirstThatIsCreated) {
   CppProcess::CreateSharedProcess(nullptr, addArguments, countStop);
   CppProcess* const first = CppProcess::GetSharedProcess();
+  stops = 0;
   CppProcess::CreateSharedProcess(nullptr, nullptr, nullptr);
   EXPECT_EQ(CppProcess::GetSharedProcess(), first);
   EXPECT_EQ(first->AppMain(2, nullptr), 42);
