@@ -96,12 +96,17 @@ TEST(CommandLine, TheScanForOptionsAloneKnowsOtherSwitches) {
                                                                 {"wrapper.displaypid", "--pid"}}));
 }
 
+TEST(CommandLine, DelaysAddUpInWholeSeconds) {
+  EXPECT_EQ(scan({"--delayStart", "1999", "--delayStart", "2000"}).delaySeconds, 3U);
+  EXPECT_EQ(scan({"--delayStart", "-5000"}).delaySeconds, 0U);
+}
+
 TEST(CommandLine, DelayStartWaitsWhateverSignalsCome) {
   ::signal(SIGALRM, [](int) {});
   const itimerval once = {{0, 0}, {0, 700'000}};
   ::setitimer(ITIMER_REAL, &once, nullptr);
   const auto start = std::chrono::steady_clock::now();
-  scan({"--delayStart", "1999"});
+  applyCommandLine(scan({"--delayStart", "1999"}));
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
 }
 
