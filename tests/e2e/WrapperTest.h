@@ -2,6 +2,8 @@
 #define VELOX_TESTS_E2E_WRAPPERTEST_H
 
 #include <filesystem>
+#include <fstream>
+#include <regex>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -20,10 +22,12 @@ class WrapperTest : public testing::Test {
   static std::string library(int entry) {
     return VELOX_NATIVE_DIRECTORY "/libentry" + std::to_string(entry) + ".so";
   }
-  /// A `java` that prints its arguments and $PROBE, a line each.
+  /// A `java` that prints its arguments, $PROBE and its directory, a line each.
   std::string fakeJava() {
     return "java.path=" +
-           sandbox_.write("java", "#!/bin/sh\nprintf '%s\\n' \"$@\" \"env[$PROBE]\"\n", true) +
+           sandbox_.write("java",
+                          "#!/bin/sh\nprintf '%s\\n' \"$@\" \"env[$PROBE]\" \"directory[$PWD]\"\n",
+                          true) +
            "\njava.start.class=Main\n";
   }
 
@@ -47,6 +51,23 @@ class WrapperTest : public testing::Test {
   /// The same where a JVM may start: it handles SIGSEGV itself and keeps its memory to the end.
   [[nodiscard]] Outcome java(const Texts& arguments) const {
     return wrapper(arguments, {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"}}});
+  }
+
+  /// The outcome with names in the place of paths and process IDs, to compare the whole of it.
+  [[nodiscard]] Outcome plain(Outcome outcome) const {
+    const std::pair<std::string, std::string> names[] = {{sandbox_.path(), "DIR"},
+                                                         {VELOX_WRAPPER, "WRAPPER"},
+                                                         {VELOX_JVM_LIBRARY, "LIBJVM"},
+                                                         {VELOX_PROBE_JAR, "PROBE_JAR"},
+                                                         {VELOX_ADJUSTER_JAR, "ADJUSTER_JAR"},
+                                                         {VELOX_NATIVE_DIRECTORY, "LIBS"}};
+    for (const auto& [path, name] : names) {
+      for (std::size_t at = 0; (at = outcome.out.find(path)) != std::string::npos;) {
+        outcome.out.replace(at, path.size(), name);
+      }
+    }
+    outcome.out = std::regex_replace(outcome.out, std::regex(R"((processid=|pid\[)\d+)"), "$1ID");
+    return outcome;
   }
 
   Sandbox sandbox_;

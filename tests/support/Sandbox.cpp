@@ -124,14 +124,25 @@ std::string Sandbox::read(const std::string& name) const {
   return text.str();
 }
 
+void Sandbox::enter() const {
+  if (hasOwnTmp() && !replaceTmp(temporary_, {base_, VELOX_BUILD_DIRECTORY})) ::abort();
+  fs::current_path(root_);
+}
+
 Child Sandbox::start(Texts arguments, const Start& start) const {
   return Child([&] {
-    if (hasOwnTmp() && !replaceTmp(temporary_, {base_, VELOX_BUILD_DIRECTORY})) ::abort();
-    fs::current_path(root_);
+    enter();
     execute(std::move(arguments), start);
   });
 }
 
 Outcome Sandbox::run(const Texts& arguments, const Start& start) const {
   return this->start(arguments, start).wait();
+}
+
+Outcome Sandbox::call(const std::function<void()>& action) const {
+  return inChild([&] {
+    enter();
+    action();
+  });
 }

@@ -37,8 +37,12 @@ class Sandbox {
   /// Starts a program, the first argument, in the sandbox.
   [[nodiscard]] Child start(Texts arguments, const Start& start = {}) const;
   [[nodiscard]] Outcome run(const Texts& arguments, const Start& start = {}) const;
+  /// Runs a function in the sandbox like a program; see inChild.
+  [[nodiscard]] Outcome call(const std::function<void()>& action) const;
 
  private:
+  void enter() const;
+
   std::filesystem::path base_;       ///< holds the two others
   std::filesystem::path root_;       ///< where programs run
   std::filesystem::path temporary_;  ///< what programs see as /tmp

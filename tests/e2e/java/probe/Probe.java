@@ -5,17 +5,16 @@ import java.io.FileOutputStream;
 import java.io.PrintStream;
 import java.nio.charset.StandardCharsets;
 import java.util.concurrent.CountDownLatch;
-import java.util.concurrent.locks.LockSupport;
 
 /** Tells what reached it, then does what the property "probe.do" says. */
 public final class Probe {
     private static final PrintStream OUT =
         new PrintStream(new FileOutputStream(FileDescriptor.out), true, StandardCharsets.UTF_8);
-    private static final CountDownLatch STOPPED = new CountDownLatch(1);
+    private static final CountDownLatch HALTED = new CountDownLatch(1);
 
     private Probe() {}
 
-    public static void main(String[] args) throws Exception {
+    public static void main(String[] args) {
         for (String arg : args) {
             OUT.println("arg[" + arg + "]");
         }
@@ -27,24 +26,39 @@ public final class Probe {
         switch (action[0]) {
             case "exit" -> System.exit(Integer.parseInt(action[1]));
             case "throw" -> throw new IllegalStateException("thrown on purpose");
-            case "thread" -> new Thread(() -> {
-                LockSupport.parkNanos(300_000_000);
-                OUT.println("thread ends");
-            }).start();
-            case "wait" -> STOPPED.await();
+            case "thread" -> new Thread(new Outliving(Thread.currentThread())).start();
             default -> { }
         }
         OUT.println("returning");
+    }
+
+    /** A thread that ends after the start method has. */
+    private record Outliving(Thread main) implements Runnable {
+        @Override
+        public void run() {
+            while (main.getStackTrace().length > 0) {
+                Thread.onSpinWait();
+            }
+            OUT.println("thread ends");
+        }
     }
 
     public static void other(String[] args) {
         OUT.println("other start method");
     }
 
-    public static void shutdown() {
-        OUT.println("stop method");
-        STOPPED.countDown();
+    /** Returns once it is halted. */
+    public static void waiting(String[] args) throws InterruptedException {
+        HALTED.await();
+        OUT.println("returning");
     }
+
+    public static void halt() {
+        OUT.println("halted");
+        HALTED.countDown();
+    }
+
+    public static void shutdown() {}
 
     public void notStatic(String[] args) {}
 

@@ -1,0 +1,46 @@
+#include <cstdio>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "hosting/JavaProcess.h"
+#include "logging/Logging.h"
+#include "logging/ServiceUtils.h"
+#include "support/Sandbox.h"
+
+namespace {
+
+/// The parts of a hosted JVM that the launcher itself does not use, in a process with a JVM inside.
+class HostedJvm : public testing::Test {
+ protected:
+  Outcome hosted(const std::function<void(JavaProcess&)>& action) const {
+    return sandbox_.call([&] {
+      JavaProcess process(props(properties_), false);
+      action(process);
+      std::fflush(stdout);
+      std::exit(process.AppMain());
+    });
+  }
+
+  Sandbox sandbox_;
+  Entries properties_ = {{"java.library", VELOX_JVM_LIBRARY},
+                         {"java.class.path", VELOX_PROBE_JAR},
+                         {"java.start.class", "probe.Probe"},
+                         {"java.start.method", "waiting"},
+                         {"java.stop.method", "halt"}};
+};
+
+TEST_F(HostedJvm, AppStopCallsTheStopMethodFromAnotherThread) {
+  const auto stop = [](JavaProcess& process) {
+    Logging::EnableDebug();
+    std::thread([&] { process.AppStop(); }).join();
+  };
+  EXPECT_EQ(hosted(stop),
+            (Outcome{0,
+                     "AppStop() - Found the static stop method on the start class\nhalted\n"
+                     "AppStop() - Just returned from stop method\n"
+                     "WRAPPER - About to call the start method on the start class\nreturning\n"
+                     "WRAPPER - Just returned from start method\n"}));
+}
+
+}  // namespace
