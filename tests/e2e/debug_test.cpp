@@ -1,9 +1,6 @@
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "e2e/WrapperTest.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -147,18 +144,6 @@ TEST_F(Debugging, LogsNothingTwiceWhenStandardOutputIsClosed) {
             Outcome());
   EXPECT_EQ(plain({0, sandbox_.read(sandbox_.logFile())}),
             (Outcome{0, located + "app.kvf\nWrapperMain()\nsetupSystemEnvironment()\n"}));
-}
-
-TEST_F(Debugging, FollowsNoLinkToALog) {
-  kvf("");
-  const std::string kept = sandbox_.write("kept", "kept\n");
-  fs::remove(sandbox_.logFile());
-  fs::create_symlink(kept, sandbox_.logFile());
-  EXPECT_EQ(plain(wrapper({"--stop", "--debug"})),
-            (Outcome{0, "No log file: /tmp/wrap.log is a symbolic link\n" + located +
-                            "app.kvf\nWrapperMain()\nsetupSystemEnvironment()\n    --stop is only "
-                            "for windows\n"}));
-  EXPECT_EQ(sandbox_.read("kept"), "kept\n");
 }
 
 }  // namespace
