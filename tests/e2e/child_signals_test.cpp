@@ -127,7 +127,7 @@ TEST_F(ChildSignals, ReachTheChildOfTheFirstProcess) {
 
 TEST_F(ChildSignals, EndTheLauncherThatIsAdjustingOnceTheAdjusterHasEnded) {
   kvf("application.library=" + library(3) + "\nvelox.adjuster.class.path=x\n");
-  for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGUSR1}) {
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGUSR1}) {
     SCOPED_TRACE(signal);
     Child wrapper = startWrapper({}, {.environment = {{"STATUS", "wait"}}});
     const std::string adjusting =

@@ -113,7 +113,6 @@ TEST_F(StopSignals, StopANativeApplicationOrEndIt) {
     const char* how;
     Outcome expected;
   } rows[] = {
-      {native_, "", {143, "ready\n"}},
       {native_ + key_, "", {7, "ready\nstop\n"}},
       // An adjuster is not the application.
       {native_ + key_ + "velox.adjuster.class.path=x\n", "", {143, "ready\n"}},
@@ -147,11 +146,19 @@ TEST_F(StopSignals, ThatAreIgnoredAreTakenExceptHup) {
   EXPECT_EQ(wrapper.wait(), (Outcome{7, "ready\nstop\n"}));
 }
 
-TEST_F(StopSignals, BeforeTheJvmEndTheLauncher) {
-  lifecycle(key_);
-  Child wrapper = startWrapper({"--delayStart", "60000"});
-  ::kill(wrapper.id(), SIGTERM);
-  EXPECT_EQ(wrapper.wait(), (Outcome{143, ""}));
+TEST_F(StopSignals, WithoutAJvmEndTheLauncher) {
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGUSR1}) {
+    SCOPED_TRACE(signal);
+    lifecycle(key_);
+    Child waiting = startWrapper({"--delayStart", "60000"});
+    ::kill(waiting.id(), signal);
+    EXPECT_EQ(waiting.wait(), (Outcome{128 + signal, ""}));
+    kvf(native_);
+    Child native = startWrapper({});
+    ASSERT_TRUE(native.prints("ready\n"));
+    ::kill(native.id(), signal);
+    EXPECT_EQ(native.wait(), (Outcome{128 + signal, "ready\n"}));
+  }
 }
 
 TEST_F(StopSignals, WithABadNameAreFatal) {
