@@ -37,6 +37,7 @@ _kvf() {
     --disable) mapfile -t COMPREPLY < <(compgen -W "$(kvf rules 2>/dev/null | awk '{print $1}')" -- "$word"); return ;;
     --jar) _kvf_files jar; return ;;
     --lib | --jre) mapfile -t COMPREPLY < <(compgen -d -- "$word"); compopt -o filenames 2>/dev/null; return ;;
+    --wrapper) mapfile -t COMPREPLY < <(compgen -f -- "$word"); compopt -o filenames 2>/dev/null; return ;;
     --name | --main | --run-for | --key) return ;;
   esac
   local options=
@@ -44,7 +45,7 @@ _kvf() {
     check) options='--json --jvm --script --disable' ;;
     explain) options='--json --key' ;;
     jvm) options='--json --line' ;;
-    new) options='--jar --lib --name --main --jre' ;;
+    new) options='--jar --lib --name --main --jre --wrapper --force' ;;
     cds) options='--run-for --write' ;;
   esac
   if [[ $word == -* ]]; then

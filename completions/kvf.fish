@@ -42,6 +42,8 @@ complete -c kvf -n '__kvf_in jvm' -l line -d 'Print the line for a properties fi
 complete -c kvf -n '__kvf_in new' -l jar -r -k -a '(__fish_complete_suffix .jar)' -d 'The application'
 complete -c kvf -n '__kvf_in new' -l lib -x -a '(__fish_complete_directories)' -d 'Folder with its archives'
 complete -c kvf -n '__kvf_in new' -l jre -x -a '(__fish_complete_directories)' -d 'Runtime to ship'
+complete -c kvf -n '__kvf_in new' -l wrapper -r -F -d 'Launcher to copy'
+complete -c kvf -n '__kvf_in new' -l force -d 'Write into a folder that is there'
 complete -c kvf -n '__kvf_in new' -l name -x -d 'Name of the application'
 complete -c kvf -n '__kvf_in new' -l main -x -d 'Start class'
 complete -c kvf -n '__kvf_in new' -a '(__fish_complete_directories)'
