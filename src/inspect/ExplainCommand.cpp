@@ -126,7 +126,7 @@ std::string classPathAsText(const Inspection& inspection) {
            isMark ? "nothing by itself: the folder that was searched" : whatItBrings(one), "\n"});
     }
   });
-  if (inspection.plan.classPathKey == std::string_view(keys::classPathExtended)) {
+  if (!inspection.valueOf(keys::classPathExtended).empty()) {
     text += "  \"\"  the working directory, as the list ends with \":\"\n";
   }
   return text;
