@@ -48,27 +48,30 @@ Manifest manifestOf(const fs::path& archive) {
 }
 
 void ArchiveCollection::add(const fs::path& archive) {
-  const bool known =
-      std::any_of(archives_.begin(), archives_.end(),
-                  [&](const CollectedArchive& other) { return isSameFile(other.source, archive); });
+  const bool known = std::any_of(seen_.begin(), seen_.end(),
+                                 [&](const fs::path& other) { return isSameFile(other, archive); });
   if (known) return;
-  archives_.push_back({archive, freeName(archive)});
-  addNamedBy(archive, attributeOf(manifestOf(archive), "Class-Path"));
-}
+  seen_.push_back(archive);
 
-void ArchiveCollection::addNamedBy(const fs::path& archive, const std::string& classPath) {
-  std::istringstream urls(classPath);
+  std::vector<fs::path> behind;
+  std::istringstream urls(attributeOf(manifestOf(archive), "Class-Path"));
   for (std::string url; urls >> url;) {
-    const fs::path path = archive.parent_path() / pathOfUrl(url);
-    std::error_code error;
-    if (fs::is_regular_file(path, error)) {
-      add(path);
-    } else {
+    const std::string path = pathOfUrl(url);
+    const fs::path file = archive.parent_path() / path;
+    if (std::error_code error; !fs::is_regular_file(file, error)) {
       notes_.push_back("the Class-Path of " + archive.filename().string() + " names " + url +
-                       (fs::exists(path, error) ? ", which is no archive: not carried along"
+                       (fs::exists(file, error) ? ", which is no archive: not carried along"
                                                 : ", which is not there"));
+    } else if (path.starts_with('/')) {
+      // The JVM follows the manifest of the copy too. In front of it, what is shipped is found
+      // before what another machine may have at this place.
+      add(file);
+    } else {
+      behind.push_back(file);
     }
   }
+  archives_.push_back({archive, freeName(archive)});
+  for (const fs::path& file : behind) add(file);
 }
 
 void ArchiveCollection::addFolder(const fs::path& folder) {

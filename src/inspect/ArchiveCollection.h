@@ -17,8 +17,9 @@ struct CollectedArchive {
 /// What `java -jar` would put on the class path, gathered for a folder of its own.
 class ArchiveCollection {
  public:
-  /// Adds the archive and, behind it, those that its Class-Path names and so on; each file once.
-  /// What cannot be carried along is told in notes().
+  /// Adds the archive and those that its Class-Path names and so on, each file once: behind it as
+  /// the JVM has them, but in front of it those that are named by an absolute path. What cannot be
+  /// carried along is told in notes().
   void add(const std::filesystem::path& archive);
   /// Adds the .jar and .zip files of the folder by name.
   void addFolder(const std::filesystem::path& folder);
@@ -31,9 +32,9 @@ class ArchiveCollection {
   [[nodiscard]] std::optional<std::string> classBytes(const std::string& className) const;
 
  private:
-  void addNamedBy(const std::filesystem::path& archive, const std::string& classPath);
   [[nodiscard]] std::string freeName(const std::filesystem::path& file) const;
 
+  std::vector<std::filesystem::path> seen_;
   std::vector<CollectedArchive> archives_;
   std::vector<std::string> notes_;
 };

@@ -91,12 +91,15 @@ TEST_F(New, TheScriptHandsOverArgumentsAndStatusFromAnywhere) {
 
 TEST_F(New, TheClassPathOfTheManifestComesAlongOnce) {
   jar("elsewhere/probe.jar", "Class-Path: ../app.jar\n");
+  jar("lib/abs.jar", "Class-Path: ../app.jar\n", false);
   jar("lib/x.jar", "Manifest-Version: 1.0\n", false);
   jar("lib/sub dir/x.jar", "Manifest-Version: 1.0\n", false);
   jar("app.jar",
       "Main-Class: probe.Probe\r\nClass-Path: elsewhere/pro\r\n be.jar lib/sub%20dir/x.jar "
-      "missing.jar lib/\r\nAdd-Opens: java.base/java.lang java.base/java.util\r\n"
-      "Launcher-Agent-Class: Agent\r\n\r\nName: x\r\nMain-Class: other\r\n",
+      "missing.jar lib/ file:" +
+          sandbox_.path("lib/abs.jar") +
+          "\r\nAdd-Opens: java.base/java.lang java.base/java.util\r\n"
+          "Launcher-Agent-Class: Agent\r\n\r\nName: x\r\nMain-Class: other\r\n",
       false);
   const Outcome outcome = kvfNew({"made", "--jar", "app.jar", "--lib", "lib"});
   EXPECT_TRUE(outcome.has("the Class-Path of app.jar names missing.jar, which is not there"));
@@ -106,8 +109,8 @@ TEST_F(New, TheClassPathOfTheManifestComesAlongOnce) {
 
   const std::string lib = sandbox_.path("made/lib/");
   EXPECT_TRUE(sandbox_.run({"made/bin/app"}, withJvm)
-                  .has("path[" + lib + "app.jar:" + lib + "probe.jar:" + lib + "x.jar:" + lib +
-                       "x-2.jar]\n"));
+                  .has("path[" + lib + "abs.jar:" + lib + "app.jar:" + lib + "probe.jar:" + lib +
+                       "x.jar:" + lib + "x-2.jar]\n"));
   EXPECT_NE(sandbox_.read("made/app.kvf")
                 .find("\njava.extended.properties=--add-opens=java.base/java.lang=ALL-UNNAMED "
                       "--add-opens=java.base/java.util=ALL-UNNAMED\n"),
