@@ -5,8 +5,8 @@
 std::vector<const Rule*> allRules() {
   std::vector<const Rule*> rules;
   for (const std::span<const Rule> group :
-       {fileRules(), variableRules(), javaRules(), classPathRules(), optionRules(), launchRules(),
-        surroundingsRules(), comparisonRules()}) {
+       {fileRules(), variableRules(), javaRules(), classPathRules(), optionRules(),
+        classDataRules(), launchRules(), surroundingsRules(), comparisonRules()}) {
     for (const Rule& rule : group) rules.push_back(&rule);
   }
   return rules;

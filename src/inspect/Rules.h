@@ -36,6 +36,7 @@ std::span<const Rule> variableRules();
 std::span<const Rule> javaRules();
 std::span<const Rule> classPathRules();
 std::span<const Rule> optionRules();
+std::span<const Rule> classDataRules();
 std::span<const Rule> launchRules();
 std::span<const Rule> surroundingsRules();
 std::span<const Rule> comparisonRules();

@@ -101,6 +101,12 @@ TEST_F(Cds, TheArchiveIsWrittenAcceptedAndNamedInTheFile) {
                 "java.extended.properties="
                 "-XX:SharedArchiveFile=\"%kvf.file.dir%/app.jsa\" -Xlog:cds*=off\n");
 
+  EXPECT_EQ(sandbox_.run({VELOX_KVF, "check", "app.kvf"}), (Outcome{0, ""}));
+  sandbox_.write("app.kvf", sandbox_.read("app.kvf") + "java.class.path=/missing.jar\n");
+  EXPECT_TRUE(sandbox_.run({VELOX_KVF, "check", "app.kvf"})
+                  .has("app.kvf:5: warning: the JVM does not use the class-data archive \"" +
+                       sandbox_.path("app.jsa") + "\": it was written for another class path; "));
+
   const std::string archive = sandbox_.path("app.jsa");
   const std::string other = sandbox_.write("lib/other.jar", "");
   EXPECT_EQ(classDataMisfits(archive, VELOX_JVM_LIBRARY, {jar()}), Texts());
