@@ -102,7 +102,7 @@ void completeArguments(const std::vector<std::string>& commandLine, AssemblyRun&
 }
 
 /// Enough for a file with many mistakes; each costs one more assembly.
-constexpr int mostFailures = 40;
+constexpr std::size_t mostFailures = 20;
 
 /// Assembles, again and again until nothing ends it any more.
 void assemble(const CommandLine& line, const EnvironmentGuard& environment, AssemblyRun& run) {

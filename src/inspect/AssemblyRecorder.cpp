@@ -8,6 +8,9 @@
 
 namespace {
 
+/// Files beyond are not looked at: the same one may be included thousands of times.
+constexpr std::size_t mostRecordedBytes = std::size_t{32} << 20U;
+
 std::vector<std::size_t> lineStartsOf(std::string_view text) {
   std::vector<std::size_t> starts = {0};
   for (std::size_t end = 0; (end = text.find('\n', end)) != std::string_view::npos;) {
@@ -52,6 +55,12 @@ bool AssemblyRecorder::fileEntered(const WString& name, std::string_view text) {
   if (std::any_of(open_.begin(), open_.end(), same)) {
     run_.includeCycles.push_back(run_.definitions.back().at);
     includePending_ = false;
+    return false;
+  }
+  recordedBytes_ += text.size();
+  if (recordedBytes_ > mostRecordedBytes) {
+    includePending_ = false;
+    run_.tooMuch = true;
     return false;
   }
   SourceFile& file = addFile(name);
@@ -121,8 +130,10 @@ void AssemblyRecorder::includeFound(const WString& name) {
   includePending_ = true;
 }
 
-void AssemblyRecorder::entryStored(const WString& /*key*/, const WString& value) {
+void AssemblyRecorder::entryStored(const WString& key, const WString& value) {
   run_.definitions.back().value = toString(value);
+  auto& last = inGlobal_ ? run_.lastInGlobal : run_.lastInFiles;
+  last[toString(key)] = run_.definitions.size() - 1;
 }
 
 void AssemblyRecorder::exportBegins() {

@@ -65,6 +65,7 @@ class AssemblyRecorder : public AssemblyObserver {
   std::vector<Open> open_;
   std::vector<Range> replacements_;  ///< within the value that is being substituted
   std::size_t latestKeyAt_ = 0;
+  std::size_t recordedBytes_ = 0;
   bool exporting_ = false;
   bool includePending_ = false;
   bool globalPending_ = false;

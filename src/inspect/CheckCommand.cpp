@@ -26,6 +26,7 @@ struct CheckOptions {
   std::vector<std::string> disabled;
   bool json = false;
   bool forScript = false;
+  bool withJvm = false;
 };
 
 int complain(const std::string& text) {
@@ -43,6 +44,7 @@ int report(std::vector<Inspection> inspections, const CheckOptions& options) {
   std::vector<Finding> findings;
   for (Inspection& inspection : inspections) {
     inspection.forScript = options.forScript;
+    if (options.withJvm) inspection.jvmTrial = tryJvm(inspection);
     for (Finding& finding : check(inspection, disabled)) findings.push_back(std::move(finding));
   }
   for (Finding& finding : compare(inspections, disabled)) findings.push_back(std::move(finding));
@@ -83,6 +85,7 @@ void addCheckCommand(CLI::App& app, const std::vector<std::string>& behindDashes
   command->add_option("FILE", options->files, "Properties files");
   command->add_flag("--json", options->json, "Print JSON");
   command->add_flag("--script", options->forScript, "Also what a generated script cannot carry");
+  command->add_flag("--jvm", options->withJvm, "Start the configured JVM once with the options");
   command->add_option("--disable", options->disabled, "Leave a rule out")
       ->type_name("RULE")
       ->allow_extra_args(false);

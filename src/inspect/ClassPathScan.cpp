@@ -15,7 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view classSuffix = ".class";
-constexpr std::size_t mostNames = 200000;
+constexpr std::size_t mostNames = 50000;
 constexpr std::size_t mostManifestElements = 1000;
 
 std::string entryName(std::string name) {
@@ -164,9 +164,7 @@ std::string ClassPathScan::nearest(const std::string& name) const {
     forEachClass(element, [&](std::string_view candidate) {
       // The same class in another package is the likeliest mistake.
       const bool samePlace = simpleName(candidate) == simpleName(wanted);
-      if (samePlace || (best.empty() && !nearestName(wanted, {candidate}).empty())) {
-        best = candidate;
-      }
+      if (samePlace || nearestName(wanted, {best, candidate}) == candidate) best = candidate;
       return !samePlace && --left > 0;
     });
     if (left == 0 || (!best.empty() && simpleName(best) == simpleName(wanted))) break;

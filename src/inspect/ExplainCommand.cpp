@@ -177,7 +177,7 @@ std::string commandAsText(const Inspection& inspection) {
 
 Json failuresAsJson(const Inspection& inspection) {
   Json list = Json::array();
-  for (const Failure& failure : inspection.outer.failures) {
+  for (const Failure& failure : inspection.failures()) {
     list.push_back({{"origin", inspection.nameOf(failure.at)}, {"message", failure.message}});
   }
   return list;
@@ -185,7 +185,7 @@ Json failuresAsJson(const Inspection& inspection) {
 
 std::string failuresAsText(const Inspection& inspection) {
   std::string text;
-  for (const Failure& failure : inspection.outer.failures) {
+  for (const Failure& failure : inspection.failures()) {
     text += concat(
         {"The launch ends at ", inspection.nameOf(failure.at), ": ", shown(failure.message), "\n"});
   }

@@ -12,6 +12,8 @@
 
 namespace {
 
+/// Looking for the nearest name takes its time; a file full of unknown ones needs none.
+constexpr int mostSuggestions = 100;
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
 Position wholeFile(std::size_t file) {
@@ -41,7 +43,7 @@ std::set<std::string> referencedNames(const Inspection& inspection) {
 void unknownKey(const Inspection& inspection, const Report& report) {
   const std::set<std::string> referenced = referencedNames(inspection);
   const std::vector<std::string_view> candidates = settableKeys();
-  std::set<std::string> reported;
+  int unknown = 0;
   for (const Definition& definition : inspection.run().definitions) {
     const std::string& key = definition.key;
     const bool hasMark = key.starts_with(byteOrderMark);
@@ -49,8 +51,10 @@ void unknownKey(const Inspection& inspection, const Report& report) {
     if (referenced.contains(key)) continue;
     const KeyInfo* info = findKey(key);
     if (info == nullptr) {
+      const bool suggests = ++unknown <= mostSuggestions;
+      const std::string_view nearest = suggests ? nearestName(key, candidates) : "";
       report(definition.at,
-             concat({"nothing reads ", shown(key), didYouMean(nearestName(key, candidates)),
+             concat({"neither the launcher nor a reference reads ", shown(key), didYouMean(nearest),
                      "; it has no effect: remove it, or refer to it"}));
     } else if (info->use == KeyUse::launcher) {
       report(definition.at, concat({"the launcher sets ", shown(key),
@@ -206,7 +210,7 @@ void shortInclude(const Inspection& inspection, const Report& report) {
 
 void failuresAt(const Inspection& inspection, const Report& report, Failure::Stage stage,
                 std::string_view advice, bool deep) {
-  for (const Failure& failure : inspection.run().failures) {
+  for (const Failure& failure : inspection.failures()) {
     const bool isDeep = failure.message.find("Failed to open") == std::string::npos;
     if (failure.stage != stage || isDeep != deep) continue;
     report(failure.at,
@@ -223,6 +227,11 @@ void missingInclude(const Inspection& inspection, const Report& report) {
 
 void includeDepth(const Inspection& inspection, const Report& report) {
   failuresAt(inspection, report, Failure::Stage::include, "include fewer files", true);
+  if (!inspection.run().tooMuch) return;
+  report(
+      inspection.mainFile(),
+      "the includes bring more than 32 MiB of text, of which the rest was not looked at: include "
+      "fewer files");
 }
 
 void includeCycle(const Inspection& inspection, const Report& report) {
@@ -245,7 +254,7 @@ Position argumentOfMainFile(const Inspection& inspection) {
 }
 
 void mainFileMissing(const Inspection& inspection, const Report& report) {
-  for (const Failure& failure : inspection.run().failures) {
+  for (const Failure& failure : inspection.failures()) {
     if (failure.stage != Failure::Stage::mainFile) continue;
     report(argumentOfMainFile(inspection),
            concat({"the launch ends with ", shown(failure.message),

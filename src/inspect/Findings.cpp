@@ -76,10 +76,12 @@ std::vector<Finding> check(const Inspection& inspection, const std::set<std::str
   std::stable_sort(placed.begin(), placed.end(), [](const Placed& a, const Placed& b) {
     return std::tie(a.at.file, a.at.line) < std::tie(b.at.file, b.at.line);
   });
+  // A file that is included twice has each of its mistakes once.
+  std::set<std::tuple<std::string_view, std::string, std::size_t, std::string>> seen;
   std::vector<Finding> findings;
   for (Placed& one : placed) {
-    // A file that is included twice has each of its mistakes once.
-    if (std::find(findings.begin(), findings.end(), one.finding) != findings.end()) continue;
+    const Finding& finding = one.finding;
+    if (!seen.emplace(finding.rule->id, finding.file, finding.line, finding.text).second) continue;
     findings.push_back(std::move(one.finding));
   }
   return findings;

@@ -14,8 +14,6 @@ struct Finding {
   std::string file;      ///< or "command line"
   std::size_t line = 1;  ///< or the number of the argument
   std::string text;
-
-  bool operator==(const Finding&) const = default;
 };
 
 /// Holds every rule against the inspection. Findings come in the order of the files, those of the

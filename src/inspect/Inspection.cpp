@@ -40,11 +40,9 @@ const Definition* Inspection::definitionOf(std::string_view key) const {
   if (run().line.options.contains(name.c_str())) return nullptr;
   const auto taken = run().globalKeys.find(name);
   const bool fromGlobal = taken != run().globalKeys.end() && taken->second;
-  const auto& definitions = run().definitions;
-  const auto found = std::find_if(definitions.rbegin(), definitions.rend(), [&](const auto& d) {
-    return d.key == key && d.global == fromGlobal && !d.isInclude && !d.refused;
-  });
-  return found == definitions.rend() ? nullptr : &*found;
+  const auto& last = fromGlobal ? run().lastInGlobal : run().lastInFiles;
+  const auto found = last.find(name);
+  return found == last.end() ? nullptr : &run().definitions[found->second];
 }
 
 Position Inspection::positionOf(std::string_view key) const {
@@ -53,8 +51,11 @@ Position Inspection::positionOf(std::string_view key) const {
 }
 
 Position Inspection::mainFile() const {
-  if (run().files.empty() || run().files[0].global) return {Position::commandLine, 0};
-  return {0, 0};
+  return hasMainFile() ? Position{0, 0} : Position{Position::commandLine, 0};
+}
+
+bool Inspection::hasMainFile() const {
+  return !run().files.empty() && !run().files[0].global;
 }
 
 bool Inspection::isJava() const {
@@ -63,11 +64,6 @@ bool Inspection::isJava() const {
 
 std::string Inspection::command() const {
   return value(keys::command).value_or(switches::run);
-}
-
-bool Inspection::startsApplication() const {
-  const std::string name = command();
-  return name == switches::run || name == switches::cmdlineJava || name == switches::generateScript;
 }
 
 std::string Inspection::atApplication(std::string_view path) const {

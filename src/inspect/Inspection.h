@@ -4,9 +4,9 @@
 #include <cstddef>
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "config/AssemblyObserver.h"
@@ -14,6 +14,7 @@
 #include "config/PropertiesLocation.h"
 #include "foundation/Properties.h"
 #include "inspect/ClassPathScan.h"
+#include "inspect/JvmTrial.h"
 
 /// What one command line would make of its properties files, as the launcher's own code tells it,
 /// with the position of everything. Nothing here depends on the environment or the working
@@ -93,8 +94,11 @@ struct AssemblyRun {
   std::vector<Position> controlEscapes;
   std::vector<Position> includeCycles;
   std::vector<Failure> failures;
+  bool tooMuch = false;                    ///< there are more files than were looked at
   std::string globalFile;                  ///< empty: there is none
   std::map<std::string, bool> globalKeys;  ///< whether the entry of global.kvf was taken
+  /// The last stored definition of a key, of global.kvf and of the other files.
+  std::unordered_map<std::string, std::size_t> lastInGlobal, lastInFiles;
   CommandLine line;
   PropertiesLocation location;
   SimpleProperties merged;
@@ -130,12 +134,18 @@ class Inspection {
   LaunchPlan plan;
   std::optional<ClassPathScan> classPath;  ///< of a Java launch
   std::vector<std::string> commandLine;
+  std::optional<JvmTrial> jvmTrial;  ///< when it was asked for
   std::string shownFolder;  ///< how files below the absolute folder are named; both may be empty
   std::string absoluteFolder;
   bool forScript = false;  ///< values must also fit into a generated script
 
   /// The assembly that the application is started from.
   [[nodiscard]] const AssemblyRun& run() const { return inner ? *inner : outer; }
+  /// Where the launch would end: of the assembly that the command line starts, or if that has none,
+  /// of the second one.
+  [[nodiscard]] const std::vector<Failure>& failures() const {
+    return outer.failures.empty() ? run().failures : outer.failures;
+  }
   [[nodiscard]] std::optional<std::string> value(const char* key) const;
   /// The value, or an empty text.
   [[nodiscard]] std::string valueOf(const char* key) const { return value(key).value_or(""); }
@@ -145,12 +155,12 @@ class Inspection {
   [[nodiscard]] Position positionOf(std::string_view key) const;
   /// The main file, or the command line when there is none.
   [[nodiscard]] Position mainFile() const;
+  /// False when the main file could not be read.
+  [[nodiscard]] bool hasMainFile() const;
 
   [[nodiscard]] bool isJava() const;
   /// The command as a word: "--run" when there is none.
   [[nodiscard]] std::string command() const;
-  /// True when the launch would start the application as a process of its own or in this one.
-  [[nodiscard]] bool startsApplication() const;
 
   /// A path as the application's launch would open it, absolute.
   [[nodiscard]] std::string atApplication(std::string_view path) const;

@@ -37,7 +37,7 @@ bool exists(const std::string& path) {
 }
 
 void noLibrary(const Inspection& inspection, const Report& report) {
-  if (!runsInProcess(inspection) || inspection.isJava()) return;
+  if (!inspection.hasMainFile() || !runsInProcess(inspection) || inspection.isJava()) return;
   if (!inspection.valueOf(keys::applicationLibrary).empty()) return;
   report(inspection.mainFile(),
          concat({"there is neither java.library nor application.library, so that the launcher has "
@@ -109,7 +109,8 @@ void jvmLibrary(const Inspection& inspection, const Report& report) {
 }
 
 void startClassMissing(const Inspection& inspection, const Report& report) {
-  if (!startsJava(inspection) || inspection.value(keys::startClass)) return;
+  if (!inspection.hasMainFile() || !startsJava(inspection)) return;
+  if (inspection.value(keys::startClass)) return;
   report(
       inspection.mainFile(),
       "java.start.class is not set, and the launch ends with status 255: name the class with the "

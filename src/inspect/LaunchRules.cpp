@@ -5,6 +5,7 @@
 #include "config/Commands.h"
 #include "config/Configuration.h"
 #include "foundation/PropertyKeys.h"
+#include "hosting/StopSignals.h"
 #include "inspect/Rules.h"
 #include "inspect/Text.h"
 
@@ -137,9 +138,10 @@ void unknownCommand(const Inspection& inspection, const Report& report) {
   if (definition == nullptr || findCommand(definition->value) != nullptr) return;
   std::vector<std::string_view> names;
   for (const Command& command : commands) names.emplace_back(command.name);
+  const bool lacksDashes = findCommand("--" + definition->value) != nullptr;
+  const std::string meant = lacksDashes ? "--" + definition->value : definition->value;
   report(definition->at,
-         concat({shown(definition->value), " is no command",
-                 didYouMean(nearestName(definition->value, names)),
+         concat({shown(definition->value), " is no command", didYouMean(nearestName(meant, names)),
                  "; the launcher shows its usage, with status 0, and starts nothing"}));
 }
 
@@ -173,6 +175,20 @@ void startDelay(const Inspection& inspection, const Report& report) {
     report(argumentAt(index + 1),
            concat({shown(value), " ", effect, "; give milliseconds in thousands, such as 2000"}));
   });
+}
+
+void stopSignals(const Inspection& inspection, const Report& report) {
+  const auto value = inspection.value(keys::stopSignals);
+  if (!value) return;
+  const ApplicationKind kind =
+      inspection.isJava() ? ApplicationKind::java : ApplicationKind::native;
+  const StopSignalNames names = StopSignalNames::parse(*value, kind);
+  if (names.refused.empty()) return;
+  report(inspection.positionOf(keys::stopSignals),
+         concat({shown(names.refused),
+                 " cannot be used as a stop signal, and the launch ends with "
+                 "status 255; possible are ",
+                 StopSignalNames::possible(kind)}));
 }
 
 constexpr Rule rules[] = {
@@ -210,6 +226,10 @@ constexpr Rule rules[] = {
      "--delayStart takes milliseconds but waits whole seconds; what is negative or no number does "
      "not wait.",
      "wrapper --delayStart 1500", "wrapper --delayStart 2000", startDelay},
+    {"stop-signals", Severity::error, "a stop signal that cannot be used",
+     "application.stop.signals takes names of signals between commas. A JVM and the system keep "
+     "some for themselves.",
+     "application.stop.signals=KILL", "application.stop.signals=TERM,INT", stopSignals},
 };
 
 }  // namespace

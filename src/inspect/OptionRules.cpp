@@ -8,6 +8,8 @@
 
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
+#include "inspect/ClassDataArchive.h"
+#include "inspect/ClassDataSharing.h"
 #include "inspect/Rules.h"
 #include "inspect/Text.h"
 #include "javarun/ExtendedOptions.h"
@@ -200,6 +202,78 @@ void optionPercent(const Inspection& inspection, const Report& report) {
       "the text between them: write \\\\%");
 }
 
+/// Where an option of the JVM comes from.
+Position positionOfOption(const Inspection& inspection, const std::string& option) {
+  struct Origin {
+    std::string_view prefix;
+    const char* key;
+  };
+  constexpr Origin origins[] = {{"-Xmx", keys::heapSizeMax},
+                                {"-Xms", keys::heapSizeInitial},
+                                {"-Xmn", keys::heapSizeMin},
+                                {"-Xss", keys::threadStackSize}};
+  for (const Origin& origin : origins) {
+    const auto value = inspection.value(origin.key);
+    if (value && option == concat({origin.prefix, *value}))
+      return inspection.positionOf(origin.key);
+  }
+  return inspection.positionOf(keys::extendedProperties);
+}
+
+void classDataArchive(const Inspection& inspection, const Report& report) {
+  const std::vector<std::string> archives = sharedArchiveFiles(inspection.plan.options);
+  if (archives.empty()) return;
+  const ClassDataSubject subject = classDataSubject(inspection);
+  if (!subject.launch) return;
+  for (const std::string& archive : archives) {
+    for (const std::string& misfit :
+         classDataMisfits(inspection.atApplication(archive), subject.launch->jvm.library,
+                          subject.launch->classPath)) {
+      report(inspection.positionOf(keys::extendedProperties),
+             concat({misfit, " The JVM then starts without ", shown(archive),
+                     ", more slowly and without a word: write it anew with `kvf cds`"}));
+    }
+  }
+}
+
+void jvmIgnores(const Inspection& inspection, const Report& report) {
+  if (!inspection.jvmTrial) return;
+  for (const std::string& option : inspection.jvmTrial->ignored) {
+    report(positionOfOption(inspection, option),
+           concat({"the JVM does not know ", shown(option),
+                   "; --run ignores it without a word, --cmdlineJava does not start: correct or "
+                   "remove it"}));
+  }
+}
+
+/// A JVM names the option that it complains about, or what it is about.
+Position positionOfRefusal(const Inspection& inspection, const std::string& text) {
+  struct Subject {
+    std::string_view words;
+    const char* key;
+  };
+  constexpr Subject subjects[] = {{"stack size", keys::threadStackSize},
+                                  {"initial heap", keys::heapSizeInitial},
+                                  {"Initial heap", keys::heapSizeInitial},
+                                  {"maximum heap", keys::heapSizeMax}};
+  for (const std::string& option : inspection.plan.options) {
+    const bool named = option.starts_with("-X") && text.find(option) != std::string::npos;
+    if (named) return positionOfOption(inspection, option);
+  }
+  for (const Subject& subject : subjects) {
+    const bool matches = text.find(subject.words) != std::string::npos;
+    if (matches && inspection.value(subject.key)) return inspection.positionOf(subject.key);
+  }
+  return inspection.positionOf(keys::javaLibrary);
+}
+
+void jvmRefuses(const Inspection& inspection, const Report& report) {
+  if (!inspection.jvmTrial || !inspection.jvmTrial->refusal) return;
+  const std::string& text = *inspection.jvmTrial->refusal;
+  report(positionOfRefusal(inspection, text),
+         concat({"the JVM does not start with these options: ", shown(text)}));
+}
+
 constexpr Rule rules[] = {
     {"heap-size", Severity::error, "a size that a JVM does not take",
      "The value is put behind -Xmx, -Xms, -Xmn or -Xss as it stands. A bare number is bytes.",
@@ -228,6 +302,18 @@ constexpr Rule rules[] = {
      "One percent sign stays as it is, two swallow the text between them.",
      "java.extended.properties=-XX:ErrorFile=/var/log/hs%p.log",
      "java.extended.properties=-XX:ErrorFile=/var/log/hs\\\\%p.log", optionPercent},
+    {"class-data-archive", Severity::warning, "a class-data archive that no longer fits",
+     "An archive of -XX:SharedArchiveFile belongs to one JVM and one class path. When they change, "
+     "a JVM starts without it.",
+     "An update of the JVM after kvf cds.", "kvf cds app.kvf", classDataArchive},
+    {"jvm-ignores", Severity::warning, "an option that the JVM does not know",
+     "The launcher lets the JVM ignore what it does not know. Checked with --jvm, which starts the "
+     "JVM once, and once more for each such option.",
+     "java.extended.properties=-XX:+UseFoo", "java.extended.properties=-XX:+UseSerialGC",
+     jvmIgnores},
+    {"jvm-refuses", Severity::error, "options that the JVM refuses",
+     "The JVM prints its own text and the launch ends. Checked with --jvm.",
+     "java.heap.size.max=1000t", "java.heap.size.max=1g", jvmRefuses},
 };
 
 }  // namespace

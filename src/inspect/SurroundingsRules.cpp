@@ -184,7 +184,7 @@ void globalFile(const Inspection& inspection, const Report& report) {
 }
 
 void globalFileUnusable(const Inspection& inspection, const Report& report) {
-  for (const Failure& failure : inspection.run().failures) {
+  for (const Failure& failure : inspection.failures()) {
     if (failure.stage != Failure::Stage::globalFile) continue;
     report(inspection.mainFile(),
            concat({"the launch ends with ", shown(failure.message), ", as ",

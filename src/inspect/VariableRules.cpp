@@ -53,10 +53,14 @@ void forEachUnresolved(const Inspection& inspection, Visit&& visit) {
 }
 
 void unresolvedReference(const Inspection& inspection, const Report& report) {
+  constexpr int mostSuggestions = 20;
+  int unresolved = 0;
   forEachUnresolved(inspection, [&](const Definition& definition, const Reference& reference) {
     if (!looksLikeName(reference.name) || looksLikeEnvironment(reference.name)) return;
     std::vector<std::string_view> known;
-    for (const Definition& other : inspection.run().definitions) known.emplace_back(other.key);
+    if (++unresolved <= mostSuggestions) {
+      for (const Definition& other : inspection.run().definitions) known.emplace_back(other.key);
+    }
     report(definition.at,
            concat({"%", reference.name, "% is defined nowhere before this line",
                    didYouMean(nearestName(reference.name, known)),
@@ -86,7 +90,7 @@ void percentPair(const Inspection& inspection, const Report& report) {
 }
 
 void tooManyReferences(const Inspection& inspection, const Report& report) {
-  for (const Failure& failure : inspection.run().failures) {
+  for (const Failure& failure : inspection.failures()) {
     if (failure.stage != Failure::Stage::substitution) continue;
     report(failure.at, concat({"the launch ends here with ", shown(failure.message),
                                ": split the value into several keys, or write percent signs as "
@@ -116,11 +120,10 @@ void referenceAgain(const Inspection& inspection, const Report& report) {
 void environmentWins(const Inspection& inspection, const Report& report) {
   forEachReference(inspection, [&](const Definition& definition, const Reference& reference) {
     if (reference.source != VariableSource::environment) return;
-    const auto& definitions = inspection.run().definitions;
-    const auto own = std::find_if(definitions.begin(), definitions.end(), [&](const auto& other) {
-      return other.key == reference.name && !other.isInclude;
-    });
-    if (own == definitions.end() || own->value == reference.replacement) return;
+    const auto found = inspection.run().lastInFiles.find(reference.name);
+    if (found == inspection.run().lastInFiles.end()) return;
+    const Definition* own = &inspection.run().definitions[found->second];
+    if (own->value == reference.replacement) return;
     report(definition.at, concat({"%", reference.name, "% is ", shown(reference.replacement),
                                   " from the environment, not ", shown(own->value), " of ",
                                   inspection.nameOf(own->at),

@@ -9,6 +9,7 @@
 #include "inspect/CheckCommand.h"
 #include "inspect/ExplainCommand.h"
 #include "inspect/JvmCommand.h"
+#include "inspect/JvmTrial.h"
 #include "inspect/KeysCommand.h"
 #include "inspect/NewCommand.h"
 #include "inspect/RulesCommand.h"
@@ -36,6 +37,7 @@ int main(int argc, char** argv) {
   addNewCommand(app, status);
   addCdsCommand(app, behindDashes, status);
   addKeysCommand(app);
+  addTryJvmCommand(app, behindDashes, status);
   try {
     app.parse(static_cast<int>(dashes - argv), argv);
   } catch (const CLI::ParseError& error) {

@@ -1,0 +1,194 @@
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "e2e/WrapperTest.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// Runs the built program beside the launcher.
+class KvfTest : public WrapperTest {
+ protected:
+  [[nodiscard]] Outcome run(Texts arguments, const Start& start = {}) const {
+    arguments.insert(arguments.begin(), VELOX_KVF);
+    return sandbox_.run(arguments, start);
+  }
+  [[nodiscard]] nlohmann::json json(const Texts& arguments) const {
+    return nlohmann::json::parse(run(arguments).out);
+  }
+};
+
+const std::string missing =
+    "app.kvf:5: error: no \"=\", \":\" or blank ends the key, so the launcher drops the line "
+    "without a word: write key=value, or begin it with # to make it a comment [no-separator]\n";
+
+TEST_F(KvfTest, CheckTellsByItsStatusWhetherSomethingIsWrong) {
+  kvf(probe() + "\nword\n");
+  EXPECT_EQ(run({"check", "app.kvf"}), (Outcome{1, missing}));
+  kvf(probe());
+  EXPECT_EQ(run({"check", "app.kvf"}), (Outcome{0, ""}));
+  EXPECT_EQ(run({"check", "gone.kvf"}), (Outcome{2, "kvf: \"gone.kvf\" cannot be read\n"}));
+  EXPECT_EQ(run({"check"}).status, 2);
+  EXPECT_EQ(run({"check", "--disable", "gone", "app.kvf"}).status, 2);
+}
+
+TEST_F(KvfTest, CheckTakesACommandLineAsItWouldBeTyped) {
+  kvf(probe() + "application.args=%WHO%\n");
+  EXPECT_EQ(
+      run({"check", "--", "wrapper", "--propfile", "app.kvf"}),
+      (Outcome{1,
+               "command line:1: error: \"--propfile\" is no switch (did you mean --propFile?); "
+               "the launcher shows its usage, with status 0, and starts nothing "
+               "[unknown-switch]\n"}));
+  EXPECT_EQ(run({"check", "--", "wrapper", "--propFile", "app.kvf", "--propVar", "WHO=x"}),
+            (Outcome{0, ""}));
+  // By the program's name, as the launcher finds it.
+  EXPECT_EQ(run({"check", "--", "/opt/app"}).status, 1);
+}
+
+TEST_F(KvfTest, AFindingCanBeAllowed) {
+  kvf(probe() + "# Ours. kvf: allow unknown-key, young-generation\nacme=1\n");
+  EXPECT_EQ(run({"check", "app.kvf"}), (Outcome{0, ""}));
+  kvf(probe() + "# kvf: allow young-generation\nacme=1\n");
+  EXPECT_EQ(run({"check", "app.kvf"}).status, 1);
+  EXPECT_EQ(run({"check", "--disable", "unknown-key", "app.kvf"}), (Outcome{0, ""}));
+}
+
+TEST_F(KvfTest, CheckPrintsJson) {
+  kvf(probe() + "\nword\xFF\nacme=\x1B[31m\n");
+  const nlohmann::json findings = json({"check", "--json", "app.kvf"});
+  EXPECT_EQ(findings["schema"], 1);
+  EXPECT_EQ(findings["findings"].size(), 2);
+  EXPECT_EQ(findings["findings"][0]["file"], "app.kvf");
+  EXPECT_EQ(findings["findings"][0]["line"], 5);
+  EXPECT_EQ(findings["findings"][0]["severity"], "error");
+  EXPECT_EQ(findings["findings"][0]["rule"], "no-separator");
+  EXPECT_EQ(findings["findings"][1]["rule"], "unknown-key");
+}
+
+TEST_F(KvfTest, SurroundingsTakePart) {
+  kvf(probe() + "processID.file.name=" + sandbox_.path("app.pid") + "\n");
+  sandbox_.write("other.kvf", sandbox_.read("app.kvf"));
+  EXPECT_TRUE(run({"check", "app.kvf", "other.kvf"}).has("other.kvf:4: warning: "));
+  EXPECT_TRUE(run({"check", "app.kvf", "other.kvf"}).has("[shared-process-id-file]"));
+
+  sandbox_.write("global.kvf", "java.extended.properties=-Xint\n");
+  EXPECT_TRUE(run({"check", "app.kvf"}).has("global.kvf:1: warning: "));
+  EXPECT_TRUE(run({"check", "app.kvf"}).has("it supplies java.extended.properties"));
+  EXPECT_TRUE(run({"check", "app.kvf"}).has("[global-file-options]"));
+  fs::remove(sandbox_.path("global.kvf"));
+  fs::create_symlink("gone", sandbox_.path("global.kvf"));
+  EXPECT_TRUE(run({"check", "app.kvf"}).has("[global-file-unusable]"));
+  fs::remove(sandbox_.path("global.kvf"));
+
+  kvf(probe() + "application.args=$HOME\nvelox.env.A=b c\n");
+  EXPECT_EQ(run({"check", "app.kvf"}), (Outcome{0, ""}));
+  EXPECT_TRUE(run({"check", "--script", "app.kvf"}).has("app.kvf:4: error: a generated script"));
+  EXPECT_TRUE(run({"check", "--script", "app.kvf"}).has("app.kvf:5: error: a generated script"));
+
+  kvf(probe() + "velox.env.PATH=/usr/bin\n");
+  const std::string folder = sandbox_.path("bin");
+  sandbox_.write("bin/wrapper", "", true);
+  const Start start = {.environment = {{"PATH", folder + ":/usr/bin"}}};
+  EXPECT_TRUE(run({"check", "app.kvf"}, start).has("app.kvf:4: error: the launcher starts itself"));
+}
+
+TEST_F(KvfTest, ExplainNamesTheOriginOfEverySetting) {
+  sandbox_.write("defaults.kvf", "java.heap.size.max=32m\nhome=/opt\n");
+  sandbox_.write("global.kvf", "java.heap.size.initial=8m\njava.heap.size.max=1m\n");
+  kvf("velox.include.kvf=%kvf.file.dir%/defaults.kvf\n" + probe() +
+      "java.heap.size.max=64m\njava.property.place=%home%/%NAME%\n");
+  const Texts arguments = {"explain", "--json", "app.kvf", "--", "--propVar", "NAME=x", "word"};
+  const nlohmann::json launch = json(arguments);
+  const auto property = [&](const std::string& key) {
+    for (const auto& one : launch["properties"]) {
+      if (one["key"] == key)
+        return one["value"].get<std::string>() + " " + one["origin"].get<std::string>();
+    }
+    return std::string();
+  };
+  EXPECT_EQ(property("java.heap.size.max"), "64m app.kvf:5");
+  EXPECT_EQ(property("java.heap.size.initial"), "8m global.kvf:1");
+  EXPECT_EQ(property("java.property.place"), "/opt/x app.kvf:6");
+  EXPECT_EQ(property("commandline.argv.1"), "word command line");
+  EXPECT_EQ(property("path.separator"), ": built in");
+  EXPECT_EQ(launch["arguments"], (nlohmann::json{"word"}));
+  EXPECT_EQ(launch["jvm"]["library"], VELOX_JVM_LIBRARY);
+  EXPECT_EQ(launch["classPath"][0]["written"], VELOX_PROBE_JAR);
+
+  EXPECT_TRUE(
+      run({"explain", "app.kvf", "--key", "java.property.place", "--", "--propVar", "NAME=x"})
+          .has("java.property.place = \"/opt/x\"\n  app.kvf:6  \"%home%/%NAME%\"\n"
+               "      %home% = \"/opt\"  (defaults.kvf:2)\n"
+               "      %NAME% = \"x\"  (--propVar)\n"));
+  EXPECT_TRUE(run({"explain", "app.kvf", "--key", "java.heap.size.max"})
+                  .has("  defaults.kvf:1  \"32m\"  (not used)\n  app.kvf:5  \"64m\"\n"
+                       "  global.kvf:2  \"1m\"  (not used)\n"));
+  EXPECT_EQ(run({"explain", "app.kvf", "--key", "java.heap.size.mx"}).status, 2);
+}
+
+TEST_F(KvfTest, TheJavaCommandIsWhatTheLauncherDoes) {
+  kvf(probe() +
+      "velox.env.PROBE=it's $HOME `id` \"a\" \\\\ \\n* ~\n"
+      "java.property.probe.value=$(id) 'x' \"y\" \\n \\\\\\\\ ;&|<>%UNSET%\n"
+      "application.args=\"\" $HOME \"two  words\" it's `id` ; * -n\n"
+      "application.start.dir=" +
+      sandbox_.path("elsewhere") + "\n");
+  fs::create_directory(sandbox_.path("elsewhere"));
+  const Start start = {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"}}};
+  const auto withoutProcess = [](std::string text) {
+    const std::size_t at = text.find("pid[");
+    return text.erase(at, text.find('\n', at) - at);
+  };
+  const std::string command =
+      json({"explain", "--json", "app.kvf", "--", "", "new\nline"})["command"];
+  const Outcome byShell = sandbox_.run({"sh", "-c", command}, start);
+  const Outcome byLauncher = startWrapper({"", "new\nline"}, start).wait();
+  EXPECT_EQ(byShell.status, 0);
+  EXPECT_TRUE(byLauncher.has("arg[two  words]\n")) << byLauncher.out;
+  EXPECT_EQ(withoutProcess(byShell.out), withoutProcess(byLauncher.out)) << command;
+}
+
+TEST_F(KvfTest, NothingIsStartedOrLeftBehind) {
+  sandbox_.write("run/note", "");
+  kvf(probe() + "processID.file.name=" + sandbox_.path("run/app.pid") +
+      "\nvelox.adjuster.class.path=" VELOX_ADJUSTER_JAR "\nvelox.env.PROBE=1\n");
+  EXPECT_EQ(run({"check", "--", VELOX_WRAPPER, "--propFile", sandbox_.path("app.kvf"), "--debug",
+                 "--delayStart", "60000"}),
+            (Outcome{0, ""}));
+  EXPECT_FALSE(fs::exists(sandbox_.path("run/app.pid")));
+  EXPECT_FALSE(fs::exists(sandbox_.logFile()));
+}
+
+TEST_F(KvfTest, AJvmTellsWhatItIgnoresAndRefuses) {
+  kvf(probe() + "java.extended.properties=-XX:+UseFoo -Xrubbish -Xmx64m -Dx=y\n");
+  const Outcome ignored = run({"check", "--jvm", "app.kvf"});
+  EXPECT_TRUE(ignored.has("app.kvf:4: warning: the JVM does not know \"-XX:+UseFoo\""));
+  EXPECT_TRUE(ignored.has("app.kvf:4: warning: the JVM does not know \"-Xrubbish\""));
+  EXPECT_FALSE(ignored.has("-Xmx64m"));
+  EXPECT_FALSE(ignored.has("jvm-refuses"));
+
+  kvf(probe() + "java.thread.stack.size=1k\n");
+  const Outcome refused = run({"check", "--jvm", "app.kvf"});
+  EXPECT_TRUE(refused.has("app.kvf:4: error: the JVM does not start with these options: "));
+  EXPECT_EQ(run({"check", "app.kvf"}), (Outcome{0, ""}));
+}
+
+TEST_F(KvfTest, EveryRuleIsExplained) {
+  std::istringstream list(run({"rules"}).out);
+  int count = 0;
+  for (std::string line; std::getline(list, line); ++count) {
+    const std::string rule = line.substr(0, line.find(' '));
+    EXPECT_TRUE(run({"rules", rule}).has("\nRemedy:\n")) << rule;
+  }
+  EXPECT_GT(count, 50);
+  EXPECT_EQ(run({"rules", "unknown-kye"}),
+            (Outcome{2, "kvf: there is no rule \"unknown-kye\" (did you mean unknown-key?)\n"}));
+}
+
+}  // namespace

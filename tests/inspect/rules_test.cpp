@@ -1,0 +1,215 @@
+#include <filesystem>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "inspect/Archive.h"
+#include "inspect/Assembler.h"
+#include "inspect/Findings.h"
+#include "support/Sandbox.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* jvm = VELOX_JVM_LIBRARY;
+constexpr const char* probeJar = VELOX_PROBE_JAR;
+
+/// A properties file in three lines, sound as it is.
+std::string launch(const std::string& library = jvm, const std::string& classPath = probeJar,
+                   const std::string& startClass = "probe.Probe") {
+  return "java.library=" + library + "\nvelox.class.path.extended=" + classPath +
+         "\njava.start.class=" + startClass + "\n";
+}
+
+/// "LINE RULE" for each finding.
+Texts placesOf(const std::vector<Finding>& findings) {
+  Texts places;
+  for (const Finding& finding : findings) {
+    places.push_back(std::to_string(finding.line) + " " + finding.rule->id);
+  }
+  return places;
+}
+
+std::string textOf(const std::vector<Finding>& findings) {
+  return findings.empty() ? "" : findings.front().text;
+}
+
+std::string many(const std::string& text, int count) {
+  std::string result;
+  for (int i = 0; i < count; ++i) result += text;
+  return result;
+}
+
+struct Row {
+  const char* rule;
+  std::size_t line;  ///< of the only finding
+  std::string text;  ///< is in it
+  std::string file;
+};
+
+const Row rows[] = {
+    {"unknown-key", 4, "did you mean java.heap.size.max?", launch() + "java.heap.size.mx=1g\n"},
+    {"unknown-key", 4, "the launcher sets", launch() + "wrapper.kvf.file=x\n"},
+    {"no-separator", 4, "write key=value", launch() + "word\n"},
+    {"empty-value", 4, "gives an empty path", launch() + "java.library.path=\n"},
+    {"blank-before-value", 4, "the value is \" b\"", launch() + "java.property.a = b\n"},
+    {"blank-before-value", 4, "\": b\" with the colon", launch() + "java.property.a : b\n"},
+    {"trailing-blank", 4, "ends with 2 blank(s)", launch() + "java.property.a=b  \n"},
+    {"control-escape", 4, "write \\\\ for a backslash", launch() + "java.property.a=C:\\temp\n"},
+    {"not-exported", 4, "end the line", launch() + "velox.env.A=1"},
+    {"carriage-return", 4, "use bare line feeds", launch() + "java.property.a=b\r\n"},
+    {"carriage-return", 4, "continues nothing", launch() + "java.property.a=b\\\r\n"},
+    {"byte-order-mark", 1, "save it without", "\xEF\xBB\xBF# note=x\n" + launch()},
+    {"nul-byte", 5, "the rest is not read", launch() + "#\n" + std::string("\0x=1\n", 5)},
+    {"short-include", 4, "includes nothing", launch() + "velox.include=empty.kvf\n"},
+    {"short-include", 4, "last line", launch() + "velox.include=%kvf.file.dir%/empty.kvf"},
+    {"missing-include", 4, "open properties file : /gone.kvf",
+     launch() + "velox.include.kvf=/gone.kvf\njava.start.method=main\n"},
+    {"include-cycle", 4, "leads back", launch() + "velox.include.kvf=%kvf.file.dir%/app.kvf\n"},
+    {"include-depth", 1, "too deeply", launch() + "velox.include.kvf=%kvf.file.dir%/d0.kvf\n"},
+    {"file-too-large", 4, "1 MiB", launch() + "velox.include.kvf=%kvf.file.dir%/large.kvf\n"},
+    {"not-a-regular-file", 4, "no regular file", launch() + "velox.include.kvf=/dev/null\n"},
+    {"duplicate-key", 5, "in line 4 already", launch() + "java.property.a=1\njava.property.a=2\n"},
+    {"overridden-key", 1, "replaces the value \"0\"",
+     launch() + "java.property.a=0\nvelox.include.kvf=%kvf.file.dir%/a.kvf\n"},
+
+    {"unresolved-reference", 5, "did you mean acme.home?",
+     launch() + "acme.home=1\njava.property.a=%acme.hom%%acme.home%\n"},
+    {"unset-variable", 4, "--propVar NOT_SET=VALUE", launch() + "java.property.a=%NOT_SET%\n"},
+    {"percent-pair", 4, "\"% sure 5%\"", launch() + "application.args=100% sure 5%\n"},
+    {"too-many-references", 4, "More than 100 variable references",
+     launch() + "java.property.a=" + many("%PATH%", 101) + "\n"},
+    {"reference-again", 6, "%b% is found inside",
+     launch() + "a=\\\\%b\nb=1\njava.property.a=%a%%b%\n"},
+    {"reference-again", 4, "a second time", launch() + "velox.env.A=\\\\%PATH\\\\%\n"},
+    {"environment-wins", 5, "not \"/x\"", launch() + "PATH=/x\njava.property.a=%PATH%\n"},
+
+    {"no-library", 1, "nothing to run", "java.start.class=probe.Probe\n"},
+    {"jvm-library", 1, "whatever libjvm.so the loader finds", launch("/gone/libjvm.so")},
+    {"jvm-library", 1, "is a folder", launch("/usr/bin")},
+    {"jvm-library", 1, "is a program, not a library", launch(VELOX_JAVA)},
+    {"jvm-library", 1, "lacks JNI_CreateJavaVM", launch(VELOX_NATIVE_DIRECTORY "/libentry3.so")},
+    {"start-class", 1, "is not set", std::string("java.library=") + jvm + "\n"},
+    {"start-class-not-found", 3, "did you mean probe.Probe?", launch(jvm, probeJar, "probe.Prob")},
+    {"class-version", 3, "needs Java 60", launch(jvm, "%kvf.file.dir%/newer")},
+    {"start-method", 4, "did you mean main?", launch() + "java.start.method=mian\n"},
+    {"start-method", 4, "void notStatic(", launch() + "java.start.method=notStatic\n"},
+    {"native-library", 1, "\"/gone.so\" is not there", "application.library=/gone.so\n"},
+    {"native-library", 1, "export no AppStop, RegisterWrapperEntryPoints",
+     "application.library=" VELOX_NATIVE_DIRECTORY "/libentry1.so\n"},
+
+    {"class-path-missing", 2, "there is no \"/gone\"",
+     launch(jvm, std::string(probeJar) + ":/gone:")},
+    {"class-path-star", 2, "the * of",
+     launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/lib/*")},
+    {"class-path-link", 2, "passes over the link",
+     launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/links")},
+    {"class-path-limit", 2, "holds 2 archives, of which 1",
+     launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/lib") +
+         "velox.class.path.extended.max.lib.number=1\n"},
+    {"class-path-limit", 2, "1 archives lie deeper",
+     launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/deep/**") +
+         "velox.class.path.extended.search.level=1\n"},
+    {"class-path-limits", 4, "from 1 to 12",
+     launch() + "velox.class.path.extended.search.level=13\n"},
+    {"class-path-archive", 2, "is no archive",
+     launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/broken.jar")},
+
+    {"heap-size", 4, "\"512 MB\" is no size", launch() + "java.heap.size.max=512 MB\n"},
+    {"heap-size", 4, "write 256m", launch() + "java.heap.size.max=256\n"},
+    {"heap-order", 5, "lower it",
+     launch() + "java.heap.size.max=1g\njava.heap.size.initial=2048m\n"},
+    {"young-generation", 4, "-Xmn8m", launch() + "java.heap.size.min=8m\n"},
+    {"option-blank", 4, "\"-Xint=\"", launch() + "java.extended.properties=-Xint  -Xrs\n"},
+    {"option-blank", 4, "\"-Xint=\"", launch() + "java.extended.properties=-Xint \\\n -Xrs\n"},
+    {"option-blank", 4, "a tab", launch() + "java.extended.properties=-Xint\t-Xrs\n"},
+    {"option-word", 4, "\"-Xmx=512m\"", launch() + "java.extended.properties=-Xmx 512m\n"},
+    {"option-word", 4, "of the program java", launch() + "java.extended.properties=-cp x.jar\n"},
+    {"option-percent", 4, "alone", launch() + "java.extended.properties=-XX:ErrorFile=hs%p.log\n"},
+    {"class-data-archive", 4, "kvf cds",
+     launch() + "java.extended.properties=-XX:SharedArchiveFile=%kvf.file.dir%/broken.jar\n"},
+
+    {"unknown-command", 4, "did you mean --run?", launch() + "wrapper.command=run\n"},
+    {"windows-command", 4, "on Windows only", launch() + "wrapper.command=--start\n"},
+
+    {"stop-signals", 4, "\"KILL\" cannot be used", launch() + "application.stop.signals=KILL\n"},
+
+    {"start-directory", 4, "there is no folder", launch() + "application.start.dir=/gone\n"},
+    {"start-directory", 4, "is relative", launch() + "application.start.dir=tests\n"},
+    {"process-id-file", 4, "no folder \"/gone\"", launch() + "processID.file.name=/gone/a.pid\n"},
+    {"process-id-file", 4, "everyone may write", launch() + "processID.file.name=/tmp/a.pid\n"},
+    {"environment-name", 4, "no name that a shell takes", launch() + "velox.env.my-var=1\n"},
+    {"adjuster-library", 2, "needs java.library",
+     "application.library=" VELOX_NATIVE_DIRECTORY
+     "/libentry3.so\nvelox.adjuster.class.path=a.jar\n"},
+};
+
+/// What the rows refer to.
+void writeSurroundings(Sandbox& sandbox) {
+  sandbox.write("empty.kvf", "");
+  sandbox.write("a.kvf", "java.property.a=1\n");
+  sandbox.write("large.kvf", std::string(std::size_t{1} << 20U, '#'));
+  for (int i = 0; i <= 1025; ++i) {
+    sandbox.write("d" + std::to_string(i) + ".kvf",
+                  "velox.include.kvf=%kvf.file.dir%/d" + std::to_string(i + 1) + ".kvf\n");
+  }
+  const std::string jar = probeJar;
+  for (const char* copy : {"lib/a.jar", "lib/b.jar", "deep/below/a.jar"}) {
+    sandbox.write(copy, "");
+    fs::copy_file(jar, sandbox.path(copy), fs::copy_options::overwrite_existing);
+  }
+  sandbox.write("broken.jar", "PK");
+  sandbox.write("links/note", "");
+  fs::create_symlink(jar, sandbox.path("links/a.jar"));
+
+  std::string newer = Archive(jar).read("probe/Probe.class").value();
+  newer[7] = 44 + 60;
+  sandbox.write("newer/probe/Probe.class", newer);
+}
+
+TEST(Rules, EachTellsItsMistakeAndNothingElse) {
+  Sandbox sandbox;
+  writeSurroundings(sandbox);
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.file);
+    const auto findings = check(inspectFile(sandbox.write("app.kvf", row.file)), {});
+    EXPECT_EQ(placesOf(findings), (Texts{std::to_string(row.line) + " " + row.rule}));
+    EXPECT_NE(textOf(findings).find(row.text), std::string::npos) << textOf(findings);
+  }
+}
+
+struct LaunchRow {
+  const char* rule;
+  std::size_t argument;  ///< of the only finding; 0 is the program
+  std::string text;      ///< is in it
+  Texts arguments;
+};
+
+TEST(Rules, EachTellsItsMistakeOnTheCommandLine) {
+  Sandbox sandbox;
+  const std::string app = sandbox.write("app.kvf", launch() + "velox.env.PROBE=1\n");
+  Texts full = {"wrapper", "--propFile", app};
+  full.resize(1023, "argument");
+  const LaunchRow launchRows[] = {
+      {"missing-file", 2, "open properties file : /gone.kvf", {"w", "--propFile", "/gone.kvf"}},
+      {"unknown-switch", 1, "did you mean --propFile?", {"w", "--propfile", app}},
+      {"dashed-argument", 3, "application.args", {"w", "--propFile", app, "--port=80"}},
+      {"switch-value", 3, "would take the switch", {"w", "--propFile", app, "--propVar"}},
+      {"switch-value", 3, "takes \"--run\"", {"w", "--propFile", app, "--propVar", "--run"}},
+      {"definition", 4, "write NAME=VALUE", {"w", "--propFile", app, "--propVar", "WHO"}},
+      {"kill-command", 3, "needs processID.file.name", {"w", "--propFile", app, "--kill", "Abort"}},
+      {"windows-command", 3, "on Windows only", {"w", "--propFile", app, "--install"}},
+      {"too-many-arguments", 1022, "1023 arguments", full},
+      {"start-delay", 4, "whole number of seconds", {"w", "--propFile", app, "--delayStart", "99"}},
+      {"start-delay", 4, "is negative", {"w", "--propFile", app, "--delayStart", "-1"}},
+  };
+  for (const LaunchRow& row : launchRows) {
+    SCOPED_TRACE(row.text);
+    const auto findings = check(inspectCommandLine(row.arguments), {});
+    EXPECT_EQ(placesOf(findings), (Texts{std::to_string(row.argument) + " " + row.rule}));
+    EXPECT_NE(textOf(findings).find(row.text), std::string::npos) << textOf(findings);
+  }
+}
+
+}  // namespace
