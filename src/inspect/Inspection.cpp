@@ -66,6 +66,11 @@ std::string Inspection::command() const {
   return value(keys::command).value_or(switches::run);
 }
 
+bool Inspection::startsApplication() const {
+  const std::string name = command();
+  return name == switches::run || name == switches::cmdlineJava || name == switches::generateScript;
+}
+
 std::string Inspection::atApplication(std::string_view path) const {
   return under(plan.directory, path);
 }

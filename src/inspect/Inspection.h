@@ -161,6 +161,8 @@ class Inspection {
   [[nodiscard]] bool isJava() const;
   /// The command as a word: "--run" when there is none.
   [[nodiscard]] std::string command() const;
+  /// True when the command runs the application, or writes a script that does.
+  [[nodiscard]] bool startsApplication() const;
 
   /// A path as the application's launch would open it, absolute.
   [[nodiscard]] std::string atApplication(std::string_view path) const;

@@ -8,8 +8,6 @@
 
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
-#include "inspect/ClassDataArchive.h"
-#include "inspect/ClassDataSharing.h"
 #include "inspect/Rules.h"
 #include "inspect/Text.h"
 #include "javarun/ExtendedOptions.h"
@@ -220,22 +218,6 @@ Position positionOfOption(const Inspection& inspection, const std::string& optio
   return inspection.positionOf(keys::extendedProperties);
 }
 
-void classDataArchive(const Inspection& inspection, const Report& report) {
-  const std::vector<std::string> archives = sharedArchiveFiles(inspection.plan.options);
-  if (archives.empty()) return;
-  const ClassDataSubject subject = classDataSubject(inspection);
-  if (!subject.launch) return;
-  for (const std::string& archive : archives) {
-    for (const std::string& misfit :
-         classDataMisfits(inspection.atApplication(archive), subject.launch->jvm.library,
-                          subject.launch->classPath)) {
-      report(inspection.positionOf(keys::extendedProperties),
-             concat({misfit, " The JVM then starts without ", shown(archive),
-                     ", more slowly and without a word: write it anew with `kvf cds`"}));
-    }
-  }
-}
-
 void jvmIgnores(const Inspection& inspection, const Report& report) {
   if (!inspection.jvmTrial) return;
   for (const std::string& option : inspection.jvmTrial->ignored) {
@@ -302,10 +284,6 @@ constexpr Rule rules[] = {
      "One percent sign stays as it is, two swallow the text between them.",
      "java.extended.properties=-XX:ErrorFile=/var/log/hs%p.log",
      "java.extended.properties=-XX:ErrorFile=/var/log/hs\\\\%p.log", optionPercent},
-    {"class-data-archive", Severity::warning, "a class-data archive that no longer fits",
-     "An archive of -XX:SharedArchiveFile belongs to one JVM and one class path. When they change, "
-     "a JVM starts without it.",
-     "An update of the JVM after kvf cds.", "kvf cds app.kvf", classDataArchive},
     {"jvm-ignores", Severity::warning, "an option that the JVM does not know",
      "The launcher lets the JVM ignore what it does not know. Checked with --jvm, which starts the "
      "JVM once, and once more for each such option.",
