@@ -68,7 +68,7 @@ missing_packages() {
         have vim || echo vim-nox
         have zsh || echo zsh
         have fish || echo fish
-        have python3 || echo python3-minimal
+        have python3 || echo python3
         ;;
       package)
         have dpkg-shlibdeps || echo dpkg-dev

@@ -31,7 +31,7 @@ extern "C" {
  * application_stop is kept for a service manager.
  */
 VELOX_PUBLIC int velox_launch(int argc, char** argv, int (*application_main)(int argc, char** argv),
-                              void (*application_stop)(void));
+                              void (*application_stop)(void)); /* NOLINT: C reads this, too */
 
 #ifdef __cplusplus
 }

@@ -9,8 +9,6 @@
 #include <memory>
 #include <optional>
 
-#include <unistd.h>
-
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
 #include "inspect/Assembler.h"
