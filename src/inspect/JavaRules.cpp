@@ -5,7 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "config/Switches.h"
+#include "config/Commands.h"
 #include "foundation/PathList.h"
 #include "foundation/PropertyKeys.h"
 #include "hosting/JvmLibrary.h"
@@ -22,14 +22,16 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view lineAdvice = "`kvf jvm --line` prints the line for this machine";
 
+/// Also with a command that does not exist: it is wrong by itself, and --run is what was meant.
 bool runsInProcess(const Inspection& inspection) {
-  return inspection.command() == switches::run;
+  const std::string command = inspection.command();
+  return command == switches::run || findCommand(command) == nullptr;
 }
 
 bool startsJava(const Inspection& inspection) {
   const std::string command = inspection.command();
   return command == switches::cmdlineJava || command == switches::generateScript ||
-         (command == switches::run && inspection.isJava());
+         (runsInProcess(inspection) && inspection.isJava());
 }
 
 bool exists(const std::string& path) {
