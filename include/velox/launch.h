@@ -24,11 +24,15 @@ extern "C" {
  *
  * Call it once in a process, first thing in main, with main's own argc and argv, before there are
  * other threads. It may run argv[0] again with the same arguments and one more, as a child that it
- * waits for and in place of this process; it changes the environment and the working directory.
+ * waits for and in place of this process; it changes the environment and the working directory. So
+ * a host that is a script must be executable, and pass the path of the script as argv[0].
  *
  * argv stays the caller's and is not changed. The vector that application_main gets is the
- * launcher's and lives until application_main returns. Either function may be null;
- * application_stop is kept for a service manager.
+ * launcher's and lives until application_main returns.
+ *
+ * application_stop is called on another thread, at most once, while application_main runs: at the
+ * first of the signals that the property application.stop.signals names. It asks application_main to
+ * return; velox_launch waits for both. Either function may be null.
  */
 VELOX_PUBLIC int velox_launch(int argc, char** argv, int (*application_main)(int argc, char** argv),
                               void (*application_stop)(void)); /* NOLINT: C reads this, too */

@@ -27,8 +27,8 @@ typedef enum SERVICE_STATE { /* NOLINT(modernize-use-using): C reads this too */
  * application.args. */
 int AppMain(int argc, char** argv);
 
-/* Asks the application to stop, on another thread while AppMain runs. Today's wrapper never does:
- * the kill command sends a signal, SIGINT or SIGKILL. */
+/* Asks the application to stop, on another thread while AppMain runs: at the first of the signals
+ * that the property application.stop.signals names. Without it the wrapper never calls this. */
 void AppStop(void);
 
 /* Hands over the function through which the application may report its state. It may be kept and
