@@ -3,9 +3,8 @@
 
    Usage: bare_launcher LIBJVM CLASSPATH CLASS */
 #include <dlfcn.h>
-#include <stdio.h>
-
 #include <jni.h>
+#include <stdio.h>
 
 typedef jint(JNICALL* CreateJavaVm)(JavaVM**, void**, void*);
 
@@ -28,8 +27,7 @@ int main(int argc, char** argv) {
   if (start == NULL) return 2;
   jmethodID method = (*env)->GetStaticMethodID(env, start, "main", "([Ljava/lang/String;)V");
   jclass string = (*env)->FindClass(env, "java/lang/String");
-  (*env)->CallStaticVoidMethod(env, start, method,
-                               (*env)->NewObjectArray(env, 0, string, NULL));
+  (*env)->CallStaticVoidMethod(env, start, method, (*env)->NewObjectArray(env, 0, string, NULL));
   (*vm)->DestroyJavaVM(vm);
   return 0;
 }

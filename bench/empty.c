@@ -1,2 +1,4 @@
 /* What starting a process costs at least. */
-int main(void) { return 0; }
+int main(void) {
+  return 0;
+}

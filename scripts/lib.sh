@@ -60,6 +60,9 @@ missing_packages() {
         ;;
       bench)
         { have c++ && have_header benchmark/benchmark.h; } || echo libbenchmark-dev
+        have hyperfine || echo hyperfine
+        have valgrind || echo valgrind
+        have python3 || echo python3
         ;;
       test)
         { have c++ && have_header gtest/gtest.h; } || echo libgtest-dev

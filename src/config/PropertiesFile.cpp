@@ -25,7 +25,7 @@ SimpleProperties gProps;
 
 namespace {
 
-constexpr std::size_t firstRead = 4096;
+constexpr std::size_t firstRead = 1024;
 constexpr std::size_t fileSizeLimit = 1048576;
 // Far beyond any real use, and reached within a second, be it by files that include each other.
 constexpr std::size_t maxIncludeDepth = 1024;

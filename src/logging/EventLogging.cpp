@@ -8,6 +8,7 @@
 
 std::unique_ptr<JMap<long, WString>> EventLogging::m_pMessageBundle;
 WString EventLogging::m_serviceName;
+bool EventLogging::m_isInitialized = false;
 bool EventLogging::m_useEventLog = false;
 
 namespace {
@@ -56,8 +57,7 @@ constexpr CatalogueMessage catalogue[] = {
 void EventLogging::Initialize(const SimpleProperties& properties) {
   m_useEventLog = false;
   properties.get(keys::serviceName, m_serviceName);
-  m_pMessageBundle = std::make_unique<JMap<long, WString>>(bucketCount);
-  for (const CatalogueMessage& entry : catalogue) m_pMessageBundle->put(entry.number, entry.text);
+  m_isInitialized = true;
 }
 
 void EventLogging::FatalError(long number, int count, ...) {
@@ -76,8 +76,17 @@ void EventLogging::Info(long number, int count, ...) {
   Logging::Info(text.c_str());
 }
 
+const WString* EventLogging::textOf(long number) {
+  if (!m_isInitialized) return nullptr;
+  if (!m_pMessageBundle) {
+    m_pMessageBundle = std::make_unique<JMap<long, WString>>(bucketCount);
+    for (const CatalogueMessage& entry : catalogue) m_pMessageBundle->put(entry.number, entry.text);
+  }
+  return m_pMessageBundle->get(number);
+}
+
 WString EventLogging::format(long number, int count, std::va_list arguments) {
-  const WString* text = m_pMessageBundle ? m_pMessageBundle->get(number) : nullptr;
+  const WString* text = textOf(number);
   if (text == nullptr) {
     char digits[2 + 2 * sizeof number + 1];
     std::snprintf(digits, sizeof digits, "0x%lX", static_cast<unsigned long>(number));

@@ -25,7 +25,7 @@ inline constexpr long noLibraryConfigured = 0xC00003FBL;
 /// Messages by number, from a fixed catalogue.
 class EventLogging {
  public:
-  /// Loads the catalogue and reads the service name. Before that every number counts as unknown.
+  /// Opens the catalogue and reads the service name. Before that every number counts as unknown.
   static void Initialize(const SimpleProperties& properties);
 
   /// Writes message `number` like Logging::FatalError and ends the process with status 255. With a
@@ -39,10 +39,14 @@ class EventLogging {
   static void SetUseEventLogging() { m_useEventLog = true; }
 
  private:
+  /// Null for an unknown number. Most launches need no message, so the first one loads the
+  /// catalogue.
+  static const WString* textOf(long number);
   static WString format(long number, int count, std::va_list arguments);
 
   static std::unique_ptr<JMap<long, WString>> m_pMessageBundle;
   static WString m_serviceName;
+  static bool m_isInitialized;
   static bool m_useEventLog;
 };
 

@@ -146,7 +146,9 @@ int sii_fileExists(const char* directory, const char* name) {
   // that is not there is in no listing either. A name that is there is still looked up in the
   // listing, which sees a directory's own spelling and needs the right to read it.
   struct stat status = {};
-  const WString path = WString(directory) + "/" + name;
+  WString path = directory;
+  path += '/';
+  path += name;
   if (::lstat(path.c_str(), &status) != 0 && errno == ENOENT) return 0;
 
   Directory listing(directory);

@@ -18,14 +18,16 @@ public final class Spin {
         long[] steady = Arrays.copyOfRange(times, WARM_UP, ROUNDS);
         Arrays.sort(steady);
         System.out.println(steady[steady.length / 2] / 1e6);
-        if (sum == 0) throw new AssertionError();
+        if (sum == 0)
+            throw new AssertionError();
     }
 
     private static int primesBelow(int limit) {
         boolean[] composite = new boolean[limit];
         int count = 0;
         for (int i = 2; i < limit; i++) {
-            if (composite[i]) continue;
+            if (composite[i])
+                continue;
             count++;
             for (long j = (long) i * i; j < limit; j += i) composite[(int) j] = true;
         }

@@ -83,6 +83,16 @@ TEST_F(ArchiveListing, ReachesPathsLongerThanTheSystemTakes) {
   EXPECT_EQ(archives("dir.jar", 10, 30), (Texts{found}));
 }
 
+TEST_F(ArchiveListing, ADirectoryThatCannotBeEnteredGivesNothing) {
+  fs::permissions(sandbox_.path("sub"), fs::perms(0444));
+  const uid_t user = ::geteuid();
+  ASSERT_EQ(::seteuid(user == 0 ? 65534 : user), 0);
+  const Texts found = archives("sub", 10, 1);
+  ASSERT_EQ(::seteuid(user), 0);
+  fs::permissions(sandbox_.path("sub"), fs::perms::all);
+  EXPECT_EQ(found, Texts());
+}
+
 TEST_F(ArchiveListing, NeedsAList) {
   char** list = nullptr;
   EXPECT_THROW(sii_CreateClassPathDirectoryListRecursive("/", list, 0, 1, 1, 1), WException);
