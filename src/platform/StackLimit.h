@@ -2,7 +2,7 @@
 #define VELOX_PLATFORM_STACKLIMIT_H
 
 #include <cstddef>
-#include <istream>
+#include <string_view>
 
 /// Raises the soft stack limit, and so the stack of the main thread, to this many bytes, but not
 /// beyond the hard limit nor into what is mapped below the stack. A limit is never lowered.
@@ -11,6 +11,6 @@ void raiseStackLimit(std::size_t bytes);
 
 /// The free bytes below the main thread's stack together with the stack, in a listing like
 /// /proc/self/maps; 0 when it shows no stack.
-[[nodiscard]] std::size_t roomForStack(std::istream& maps);
+[[nodiscard]] std::size_t roomForStack(std::string_view maps);
 
 #endif
