@@ -49,11 +49,23 @@ if(pages AND SCDOC AND GZIP)
     string(SUBSTRING ${section} 1 -1 section)
     configure_file(${page} man/${name}.scd @ONLY)
     set(manual ${PROJECT_BINARY_DIR}/man/${name})
+    set(source ${manual}.scd)
+    if(name STREQUAL "kvf.5" AND TARGET velox_kvf)
+      # The keys are described once, in the table that kvf itself reads.
+      set(source ${manual}.whole.scd)
+      file(WRITE ${manual}.sed "/^KEYS/{\nr ${manual}.keys\nd\n}\n")
+      add_custom_command(
+        OUTPUT ${source}
+        COMMAND velox_kvf keys --scd > ${manual}.keys
+        COMMAND sed -f ${manual}.sed ${manual}.scd > ${source}
+        DEPENDS velox_kvf ${manual}.scd
+        COMMENT "Putting the keys into ${name}")
+    endif()
     add_custom_command(
       OUTPUT ${manual}.gz
-      COMMAND ${SCDOC} < ${manual}.scd > ${manual}
+      COMMAND ${SCDOC} < ${source} > ${manual}
       COMMAND ${GZIP} -9nkf ${manual}
-      DEPENDS ${manual}.scd
+      DEPENDS ${source}
       COMMENT "Making the manual page ${name}")
     list(APPEND manuals ${manual}.gz)
     install(FILES ${manual}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT Runtime)

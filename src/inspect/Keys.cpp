@@ -1,6 +1,7 @@
 #include "inspect/Keys.h"
 
 #include <algorithm>
+#include <cctype>
 #include <iterator>
 
 #include "foundation/PropertyKeys.h"
@@ -190,7 +191,7 @@ bool matches(const KeyInfo& info, std::string_view key) {
 std::string escaped(std::string_view text) {
   std::string result;
   for (const char c : text) {
-    if (std::string_view("\\*_<>#").find(c) != std::string_view::npos) result += '\\';
+    if (std::string_view("\\*_<>#-").find(c) != std::string_view::npos) result += '\\';
     result += c;
   }
   return result;
@@ -199,6 +200,14 @@ std::string escaped(std::string_view text) {
 std::string paragraph(std::string_view label, std::string_view text) {
   if (text.empty()) return {};
   return "\n\t" + (label.empty() ? "" : std::string(label) + ": ") + escaped(text) + "\n";
+}
+
+std::string restAsScdoc(const KeyInfo& info) {
+  if (info.rest == nullptr) return {};
+  // An underscore behind a letter is no mark.
+  const bool isMarked =
+      std::isalnum(static_cast<unsigned char>(std::string_view(info.name).back())) == 0;
+  return isMarked ? "_" + escaped(info.rest) + "_" : escaped(info.rest);
 }
 
 }  // namespace
@@ -230,7 +239,7 @@ std::string keysAsScdoc() {
       page += "# " + std::string(section) + "\n\n";
     }
     page += "*" + escaped(info.name) + "*";
-    if (info.rest != nullptr) page += "_" + escaped(info.rest) + "_";
+    page += restAsScdoc(info);
     page += paragraph("", info.becomes);
     page += paragraph("Type", info.type);
     page += paragraph("Default", info.fallback);
