@@ -46,7 +46,7 @@ _kvf() {
     explain) options='--json --key' ;;
     jvm) options='--json --line' ;;
     new) options='--jar --lib --name --main --jre --wrapper --force' ;;
-    cds) options='--run-for --write' ;;
+    cds) options='--run-for --write --wrapper' ;;
   esac
   if [[ $word == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$options --help" -- "$word")
