@@ -52,7 +52,7 @@ void print(const std::vector<Value>& list) {
 
 /// Ends the fuzzer, and so keeps the input, when the code and the model differ.
 template <class Value>
-void requireSame(const char* what, const Value& model, const Value& code) {
+void requireSame(const std::string& what, const Value& model, const Value& code) {
   if (model == code) return;
   std::cerr << what << "\n  model: ";
   print(model);

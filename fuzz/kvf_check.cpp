@@ -1,24 +1,67 @@
-#include <cstddef>
-#include <cstdint>
-#include <fstream>
-#include <string>
+// A hostile properties file, checked and explained: whatever it says and wherever it points, that
+// ends, findings point into the files that were read, and the process is left as it was, so that a
+// second check finds the same.
 
+#include <map>
+#include <set>
+
+#include <sys/mman.h>
 #include <unistd.h>
 
+#include "Fuzzing.h"
 #include "inspect/Assembler.h"
 #include "inspect/Explanation.h"
 #include "inspect/Findings.h"
 
-// Checks and explains any bytes as a properties file: whatever it says, and wherever it points, the
-// checker comes to an end.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const std::string path = "/tmp/fuzz_kvf_check." + std::to_string(::getpid()) + ".kvf";
-  std::ofstream(path, std::ios::binary | std::ios::trunc)
-      .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
-  Inspection inspection = inspectFile(path);
-  inspection.forScript = true;
-  check(inspection, {});
+namespace {
+
+/// The same file in memory for every input.
+std::string fileWith(std::string_view text) {
+  static const int file = ::memfd_create("app.kvf", MFD_CLOEXEC);
+  if (::ftruncate(file, 0) != 0) std::abort();
+  if (::pwrite(file, text.data(), text.size(), 0) != static_cast<ssize_t>(text.size()))
+    std::abort();
+  return "/proc/self/fd/" + std::to_string(file);
+}
+
+Texts environment() {
+  Texts variables;
+  for (char** variable = environ; *variable != nullptr; ++variable)
+    variables.emplace_back(*variable);
+  return variables;
+}
+
+Texts listed(const std::vector<Finding>& findings) {
+  Texts list;
+  for (const Finding& finding : findings) {
+    list.push_back(finding.rule->id + (" " + finding.file) + ":" + std::to_string(finding.line) +
+                   ": " + finding.text);
+  }
+  return list;
+}
+
+}  // namespace
+
+void fuzz(std::string_view input) {
+  const std::string file = fileWith(input);
+  const Texts before = environment();
+  Inspection inspection = inspectFile(file);
+  const std::vector<Finding> findings = check(inspection, {});
   explainProperties(inspection);
   equivalentJavaCommand(inspection);
-  return 0;
+  requireSame("environment", before, environment());
+  requireSame("second check", listed(findings), listed(check(inspectFile(file), {})));
+  inspection.forScript = true;
+  check(inspection, {});
+
+  std::map<std::string, std::size_t> lines;
+  for (const SourceFile& source : inspection.outer.files) {
+    lines[inspection.nameOf(source)] = source.lineStarts.size();
+  }
+  for (const Finding& finding : findings) {
+    const auto found = lines.find(finding.file);
+    if (found == lines.end()) continue;
+    requireSame("line " + std::to_string(finding.line), true,
+                finding.line <= std::max<std::size_t>(found->second, 1));
+  }
 }
