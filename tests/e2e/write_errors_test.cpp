@@ -20,15 +20,6 @@ class WriteErrors : public WrapperTest {
   }
 };
 
-TEST_F(WriteErrors, OfTheProcessIdFileAreToldAndLeaveNoPartOfANumber) {
-  const std::string query = "    --query is only for windows\n";
-  kvf("processID.file.name=/dev/full\n");
-  EXPECT_EQ(wrapper({"--query"}), (Outcome{0, "file /dev/full can not access" + query}));
-  kvf("processID.file.name=pid\n");
-  EXPECT_EQ(limited({"--query"}), (Outcome{0, "file pid can not access" + query}));
-  EXPECT_EQ(sandbox_.read("pid"), "");
-}
-
 TEST_F(WriteErrors, OfARunScriptOrTheLogDoNotEndTheLauncher) {
   kvf("java.start.class=M\n");
   EXPECT_EQ(limited({"--generateScript"}).status, 0);
