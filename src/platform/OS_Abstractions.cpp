@@ -1,8 +1,10 @@
 #include "platform/OS_Abstractions.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,11 +25,14 @@ bool isArchiveName(std::string_view name) {
   return name.find(".jar") != std::string_view::npos || name.find(".zip") != std::string_view::npos;
 }
 
-char* newEntry(std::string_view text) {
-  char* copy = withMemoryException([&] { return new char[text.size() + 1]; });
-  std::memcpy(copy, text.data(), text.size());
-  copy[text.size()] = '\0';
-  return copy;
+char* newEntry(std::initializer_list<std::string_view> pieces) {
+  std::size_t length = 0;
+  for (const std::string_view piece : pieces) length += piece.size();
+  char* const entry = withMemoryException([&] { return new char[length + 1]; });
+  char* end = entry;
+  for (const std::string_view piece : pieces) end = std::copy(piece.begin(), piece.end(), end);
+  *end = '\0';
+  return entry;
 }
 
 std::vector<WString> archivesIn(const char* directory) {
@@ -53,13 +58,8 @@ class ArchiveWalk {
       list_[index_] = nullptr;
       return;
     }
-    const unsigned int directoryLength = path_.length();
     while (const char* name = directory.next()) {
-      path_ += '/';
-      path_ += name;
-      const bool more = visit(directory, name, level);
-      path_.erase(directoryLength);
-      if (!more) return;
+      if (!visit(directory, name, level)) return;
     }
   }
 
@@ -72,13 +72,17 @@ class ArchiveWalk {
     if (type == EntryType::directory) {
       const std::string_view text = name;
       if (text != "." && text != ".." && level < maxDepth_) {
+        const unsigned int length = path_.length();
+        path_ += '/';
+        path_ += name;
         enter(directory.openChild(name), level + 1);
+        path_.erase(length);
       }
       return true;
     }
     if (type != EntryType::regularFile || !isArchiveName(name)) return true;
     if (index_ >= maxCount_) return false;
-    list_[index_++] = newEntry(path_.view());
+    list_[index_++] = newEntry({path_.view(), "/", name});
     return true;
   }
 
@@ -171,7 +175,7 @@ void sii_CreateClassPathDirectoryList(const char* directory, char**& list) {
   list = withMemoryException([&] {
     const std::vector<WString> names = archivesIn(directory);
     char** entries = new char* [names.size() + 1] {};
-    for (std::size_t i = 0; i < names.size(); ++i) entries[i] = newEntry(names[i].view());
+    for (std::size_t i = 0; i < names.size(); ++i) entries[i] = newEntry({names[i].view()});
     return entries;
   });
 }
