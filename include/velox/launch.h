@@ -31,8 +31,8 @@ extern "C" {
  * launcher's and lives until application_main returns.
  *
  * application_stop is called on another thread, at most once, while application_main runs: at the
- * first of the signals that the property application.stop.signals names. It asks application_main to
- * return; velox_launch waits for both. Either function may be null.
+ * first of the signals that the property application.stop.signals names. It asks application_main
+ * to return; velox_launch waits for both. Either function may be null.
  */
 VELOX_PUBLIC int velox_launch(int argc, char** argv, int (*application_main)(int argc, char** argv),
                               void (*application_stop)(void)); /* NOLINT: C reads this, too */
