@@ -329,7 +329,7 @@ def parts():
                 continue
             rate = entry.get("items_per_second")
             each = f"{1e9 / rate:.0f} ns" if rate else ""
-            lines.append(f"| `{entry['run_name']}` | {entry['cpu_time']:.0f} {entry['time_unit']} | {each} |")
+            lines.append(f"| `{entry['run_name']}` | {entry['cpu_time'] / 1e3:,.3g} µs | {each} |")
     return "\n".join(lines)
 
 
@@ -373,4 +373,5 @@ def main():
         shutil.rmtree(scratch, ignore_errors=True)
 
 
-main()
+if __name__ == "__main__":
+    main()

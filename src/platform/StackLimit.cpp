@@ -30,7 +30,7 @@ std::string ownMaps() {
 void raiseStackLimit(std::size_t bytes) {
   rlimit limit = {};
   if (::getrlimit(RLIMIT_STACK, &limit) != 0 || limit.rlim_cur >= bytes) return;
-  const rlim_t most = std::min<rlim_t>({bytes, limit.rlim_max, roomForStack(ownMaps())});
+  const auto most = std::min<rlim_t>({bytes, limit.rlim_max, roomForStack(ownMaps())});
   if (most <= limit.rlim_cur) return;
   limit.rlim_cur = most;
   ::setrlimit(RLIMIT_STACK, &limit);
