@@ -8,10 +8,12 @@ public final class Acme {
     private Acme() {}
 
     public static void main(String[] args) throws Exception {
-        Runtime.getRuntime().addShutdownHook(new Thread(() -> System.out.println("acme was shut down")));
+        Runtime.getRuntime().addShutdownHook(
+            new Thread(() -> System.out.println("acme was shut down")));
         System.out.println("heap " + (Runtime.getRuntime().maxMemory() >> 20) + " MiB");
         System.out.println("acme is process " + ProcessHandle.current().pid());
-        if (List.of(args).contains("fail")) System.exit(3);
+        if (List.of(args).contains("fail"))
+            System.exit(3);
         if (List.of(args).contains("orphan")) {
             new ProcessBuilder("/bin/sh", "-c", "sleep 0.2 & exit 0").start().waitFor();
         }

@@ -8,9 +8,12 @@ public final class Acme {
     private Acme() {}
 
     public static void main(String[] args) throws InterruptedException {
-        System.out.println("acme " + String.join(" ", args) + " is process " + ProcessHandle.current().pid());
-        if (List.of(args).contains("deep")) System.out.println("depth " + depth(200_000));
-        if (List.of(args).contains("fail")) System.exit(3);
+        System.out.println(
+            "acme " + String.join(" ", args) + " is process " + ProcessHandle.current().pid());
+        if (List.of(args).contains("deep"))
+            System.out.println("depth " + depth(200_000));
+        if (List.of(args).contains("fail"))
+            System.exit(3);
         stop.await();
         System.out.println("acme has stopped");
     }

@@ -3,7 +3,10 @@ package lifecycle;
 import java.lang.management.ManagementFactory;
 import java.util.concurrent.CountDownLatch;
 
-/** An application whose start, end and stop the tests look at: the first argument says what it does. */
+/**
+ * An application whose start, end and stop the tests look at: the first argument says what it
+ * does.
+ */
 public final class Lifecycle {
     private static final CountDownLatch STOPPED = new CountDownLatch(1);
     private static Thread mainThread;
