@@ -168,19 +168,21 @@ Position globalFilePosition(const Inspection& inspection) {
 
 void globalFile(const Inspection& inspection, const Report& report) {
   const std::string& name = inspection.run().globalFile;
-  if (name.empty()) return;
+  const Position at = globalFilePosition(inspection);
+  // One that cannot be read is another rule's.
+  if (name.empty() || at == inspection.mainFile()) return;
   std::string taken;
   for (const auto& [key, isTaken] : inspection.run().globalKeys) {
     if (!isTaken || key == keys::fileDirectory || key == keys::pathSeparator) continue;
     taken += (taken.empty() ? "" : ", ") + key;
   }
   const bool here = name.find('/') == std::string::npos;
-  report(globalFilePosition(inspection),
+  report(at,
          concat({shown(here ? inspection.plan.outerDirectory + "/" + name : name),
                  " is in effect, since it lies ",
                  here ? "in the working directory" : "in a folder of PATH", "; it supplies ",
                  taken.empty() ? "nothing" : taken,
-                 ": if that is meant, say so in its first line with # kvf: allow global-file"}));
+                 ": if that is meant, say so in its first comment with # kvf: allow global-file"}));
 }
 
 void globalFileUnusable(const Inspection& inspection, const Report& report) {
