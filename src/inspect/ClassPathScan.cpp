@@ -7,7 +7,9 @@
 #include <sstream>
 #include <system_error>
 
+#include "inspect/ArchiveCollection.h"
 #include "inspect/Inspection.h"
+#include "inspect/Manifest.h"
 #include "inspect/Text.h"
 
 namespace {
@@ -48,23 +50,7 @@ std::optional<FoundClass> findIn(const ScannedElement& element, const std::strin
 
 /// The archives and folders that the manifest names, absolute.
 std::vector<std::string> manifestClassPath(const ScannedElement& element) {
-  const auto manifest = Archive(element.path).read("META-INF/MANIFEST.MF");
-  if (!manifest) return {};
-  // A line goes on in the next one when that begins with a blank.
-  std::string joined;
-  for (const char c : *manifest) {
-    if (c == '\r') continue;
-    if (c == ' ' && joined.ends_with('\n')) {
-      joined.pop_back();
-    } else {
-      joined += c;
-    }
-  }
-  constexpr std::string_view header = "\nClass-Path: ";
-  const std::size_t start = joined.find(header);
-  if (start == std::string::npos) return {};
-  std::istringstream words(joined.substr(
-      start + header.size(), joined.find('\n', start + header.size()) - start - header.size()));
+  std::istringstream words(attributeOf(manifestOf(element.path), "Class-Path"));
   const fs::path folder = fs::path(element.path).parent_path();
   std::vector<std::string> paths;
   for (std::string word; words >> word;) paths.push_back((folder / word).string());
@@ -131,19 +117,23 @@ ClassPathScan::ClassPathScan(const std::vector<ClassPathElement>& classPath,
       elements_.push_back(std::move(scanned));
     }
   }
-  if (!startClass_ && !startClass.empty()) startClass_ = find(startClass);
+  if (!startClass_ && !entry.empty()) startClass_ = findBehindManifests(entry);
 }
 
 std::optional<FoundClass> ClassPathScan::find(const std::string& name) const {
   const std::string entry = entryName(name);
+  for (const ScannedElement& element : elements_) {
+    if (auto found = findIn(element, entry)) return found;
+  }
+  return findBehindManifests(entry);
+}
+
+std::optional<FoundClass> ClassPathScan::findBehindManifests(const std::string& entry) const {
   std::vector<ScannedElement> queue = elements_;
   std::set<std::string> seen;
-  for (std::size_t i = 0; i < queue.size(); ++i) {
-    if (!seen.insert(queue[i].path).second) continue;
-    if (auto found = findIn(queue[i], entry)) return found;
-  }
-  for (std::size_t i = 0;
-       i < queue.size() && queue.size() < elements_.size() + mostManifestElements; ++i) {
+  for (const ScannedElement& element : elements_) seen.insert(element.path);
+  const std::size_t most = queue.size() + mostManifestElements;
+  for (std::size_t i = 0; i < queue.size() && queue.size() < most; ++i) {
     if (queue[i].kind != ScannedElement::Kind::archive) continue;
     for (const std::string& path : manifestClassPath(queue[i])) {
       if (!seen.insert(path).second) continue;

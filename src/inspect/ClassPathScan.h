@@ -44,6 +44,9 @@ class ClassPathScan {
   [[nodiscard]] std::string nearest(const std::string& name) const;
 
  private:
+  /// Looks where the manifests' Class-Path leads.
+  [[nodiscard]] std::optional<FoundClass> findBehindManifests(const std::string& entry) const;
+
   std::vector<ScannedElement> elements_;
   std::optional<FoundClass> startClass_;
 };
