@@ -11,8 +11,7 @@
 struct ScannedArgument {
   int index;               ///< 0 is the program
   const char* switchName;  ///< null when the text is no known switch
-  bool readsValue;         ///< the switch takes the next argument as its value
-  const char* value;       ///< that argument, or null when there is none
+  const char* value;       ///< the argument behind a switch, or null when there is none
   bool valueConsumed;      ///< the value is not scanned as an argument of its own
 };
 

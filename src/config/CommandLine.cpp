@@ -127,16 +127,16 @@ CommandLine scanArguments(int argc, char** argv, Scan scan, AssemblyObserver* ob
     const char* next = i + 1 < argc ? argv[i + 1] : nullptr;
     if (const Switch* known = findSwitch(argument, scan)) {
       const bool consumed = apply(*known, next, line);
-      tell(observer, {i, known->name, known->value != Value::none, next, consumed});
+      tell(observer, {i, known->name, next, consumed});
       if (consumed) ++i;
       continue;
     }
     if (const Command* command = findCommandSwitch(argument, scan)) {
-      tell(observer, {i, command->name, command->valueKey != nullptr, next, false});
+      tell(observer, {i, command->name, next, false});
       choose(*command, next, scan, line.options);
       continue;
     }
-    tell(observer, {i, nullptr, false, nullptr, false});
+    tell(observer, {i, nullptr, nullptr, false});
     if (std::strncmp(argument, "--", 2) == 0) {
       unknownSwitch = true;
     } else {

@@ -26,7 +26,6 @@ void AssemblyRecorder::argumentScanned(const ScannedArgument& argument) {
   if (run_.arguments.size() <= index) run_.arguments.resize(index + 1);
   Argument& recorded = run_.arguments[index];
   recorded.switchName = argument.switchName;
-  recorded.readsValue = argument.readsValue;
   recorded.hasValue = argument.value != nullptr;
   recorded.valueConsumed = argument.valueConsumed;
 }

@@ -70,7 +70,6 @@ struct Definition {
 struct Argument {
   std::string text;
   const char* switchName = nullptr;  ///< null: no known switch
-  bool readsValue = false;
   bool hasValue = false;
   bool valueConsumed = false;
   bool isValue = false;  ///< taken by the switch before it

@@ -55,20 +55,20 @@ void dashedArgument(const Inspection& inspection, const Report& report) {
   });
 }
 
+/// Commands can do without the argument behind them; --kill has a rule of its own.
+bool needsValue(std::string_view name) {
+  return name == switches::propFile || name == switches::propVar || name == switches::delayStart;
+}
+
 void switchValue(const Inspection& inspection, const Report& report) {
   forEachArgument(inspection, [&](const Argument& argument, std::size_t index) {
-    if (!argument.readsValue || argument.switchName == nullptr) return;
+    if (argument.switchName == nullptr || !needsValue(argument.switchName)) return;
     const std::string_view name = argument.switchName;
-    if (name == switches::kill) return;
-    const bool takesAppended =
-        argument.valueConsumed || name == switches::propFile || name == switches::propVar;
     if (!argument.hasValue) {
       report(argumentAt(index),
-             concat({name, " is the last argument and has no value",
-                     takesAppended ? "; it would take the switch that the launcher appends when it "
-                                     "starts itself again"
-                                   : "",
-                     ": give one"}));
+             concat({name,
+                     " is the last argument and has no value; when the launcher starts itself "
+                     "again, it takes the switch that is appended: give one"}));
       return;
     }
     const std::string& value = inspection.outer.arguments[index + 1].text;

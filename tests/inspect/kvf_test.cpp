@@ -47,6 +47,9 @@ TEST_F(KvfTest, CheckTakesACommandLineAsItWouldBeTyped) {
                "[unknown-switch]\n"}));
   EXPECT_EQ(run({"check", "--", "wrapper", "--propFile", "app.kvf", "--propVar", "WHO=x"}),
             (Outcome{0, ""}));
+  EXPECT_EQ(run({"check", "--", "wrapper", "--propFile", "app.kvf", "--propVar", "WHO=x",
+                 "--generateScript"}),
+            (Outcome{0, ""}));
   // By the program's name, as the launcher finds it.
   EXPECT_EQ(run({"check", "--", "/opt/app"}).status, 1);
 }
@@ -177,6 +180,12 @@ TEST_F(KvfTest, AJvmTellsWhatItIgnoresAndRefuses) {
   const Outcome refused = run({"check", "--jvm", "app.kvf"});
   EXPECT_TRUE(refused.has("app.kvf:4: error: the JVM does not start with these options: "));
   EXPECT_EQ(run({"check", "app.kvf"}), (Outcome{0, ""}));
+}
+
+TEST_F(KvfTest, TheStackLimitOfTheCheckCounts) {
+  kvf(probe() + "java.thread.stack.size=64m\n");
+  EXPECT_TRUE(sandbox_.run({"sh", "-c", "ulimit -s 8192; exec " VELOX_KVF " check app.kvf"})
+                  .has("app.kvf:4: warning: the hard stack limit here is 8192k"));
 }
 
 TEST_F(KvfTest, EveryRuleIsExplained) {

@@ -195,7 +195,7 @@ TEST(Rules, EachTellsItsMistakeOnTheCommandLine) {
       {"missing-file", 2, "open properties file : /gone.kvf", {"w", "--propFile", "/gone.kvf"}},
       {"unknown-switch", 1, "did you mean --propFile?", {"w", "--propfile", app}},
       {"dashed-argument", 3, "application.args", {"w", "--propFile", app, "--port=80"}},
-      {"switch-value", 3, "would take the switch", {"w", "--propFile", app, "--propVar"}},
+      {"switch-value", 3, "the switch that is appended", {"w", "--propFile", app, "--propVar"}},
       {"switch-value", 3, "takes \"--run\"", {"w", "--propFile", app, "--propVar", "--run"}},
       {"definition", 4, "write NAME=VALUE", {"w", "--propFile", app, "--propVar", "WHO"}},
       {"kill-command", 3, "needs processID.file.name", {"w", "--propFile", app, "--kill", "Abort"}},
