@@ -66,8 +66,7 @@ void classPathMissing(const Inspection& inspection, const Report& report) {
     } else if (element.searched && fs::is_directory(path, error) &&
                ::access(path.c_str(), R_OK | X_OK) != 0) {
       report(at, concat({"the folder ", shown(path), " cannot be read, so that ",
-                         shown(element.written),
-                         " brings no archives: let the launcher's user "
+                         shown(element.written), " brings no archives: let the launcher's user ",
                          "read it"}));
     }
   });

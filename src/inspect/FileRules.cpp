@@ -319,7 +319,7 @@ constexpr Rule rules[] = {
      "when the launcher reads it or when a value refers to it as %KEY%.",
      "java.heap.size.maximum=512m", "java.heap.size.max=512m", unknownKey},
     {"no-separator", Severity::error, "a line that is dropped, since nothing ends its key",
-     "An entry needs \"=\", \":\" or a blank behind its key. A line without is dropped silently.",
+     R"(An entry needs "=", ":" or a blank behind its key. A line without is dropped silently.)",
      "java.start.class", "java.start.class=com.acme.Main", noSeparator},
     {"empty-value", Severity::warning, "an empty value where that hides another source",
      "Most keys with an empty value count as set: an empty class path hides CLASSPATH, an empty "
@@ -333,12 +333,12 @@ constexpr Rule rules[] = {
      "Blanks at the end of a line belong to the value: a file name, a class or a size with one is "
      "another.",
      "java.start.class=com.acme.Main  ",
-     "Remove the blanks; where one is meant, write it as \"\\ \".", trailingBlank},
+     R"(Remove the blanks; where one is meant, write it as "\ ".)", trailingBlank},
     {"control-escape", Severity::warning, "an escape that makes a tab or a line end",
      "A backslash takes the next character as it is, but t, r and n become a tab, a carriage "
      "return "
      "and a line feed.",
-     "application.start.dir=C:\\temp\\new", "application.start.dir=C:\\\\temp\\\\new",
+     R"(application.start.dir=C:\temp\new)", R"(application.start.dir=C:\\temp\\new)",
      controlEscape},
     {"not-exported", Severity::error, "a variable in a last line without a line end",
      "The last line sets its property but exports nothing when no line end follows it.",

@@ -146,12 +146,12 @@ void startClassNotFound(const Inspection& inspection, const Report& report) {
     return;
   }
   const std::string nearest = inspection.classPath->nearest(name);
-  report(inspection.positionOf(keys::startClass),
-         concat({shown(name), " is not in the class path as it is expanded, of ",
-                 std::to_string(inspection.classPath->elements().size()), " elements",
-                 didYouMean(nearest),
-                 "; the launch ends with status 255: `kvf explain` shows what "
-                 "each element brings"}));
+  report(
+      inspection.positionOf(keys::startClass),
+      concat({shown(name), " is not in the class path as it is expanded, of ",
+              std::to_string(inspection.classPath->elements().size()), " elements",
+              didYouMean(nearest), "; the launch ends with status 255: `kvf explain` shows what ",
+              "each element brings"}));
 }
 
 std::optional<Jvm> configuredJvm(const Inspection& inspection) {

@@ -178,9 +178,9 @@ void optionWord(const Inspection& inspection, const Report& report) {
     const bool plainDefinition = option.starts_with("-D") && option.find('=') == std::string::npos;
     if (!option.starts_with('-') || takesValueAsWord(option) || plainDefinition) continue;
     if (isOfJavaProgram(option)) continue;
-    report(at,
-           concat({shown(option + " " + word), " becomes one option, ", shown(option + "=" + word),
-                   ": write it in one word, with double quotes around a blank that is meant"}));
+    report(at, concat({shown(concat({option, " ", word})), " becomes one option, ",
+                       shown(concat({option, "=", word})),
+                       ": write it in one word, with double quotes around a blank that is meant"}));
   }
 }
 

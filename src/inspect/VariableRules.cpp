@@ -74,7 +74,7 @@ void unsetVariable(const Inspection& inspection, const Report& report) {
     if (!looksLikeName(reference.name) || !looksLikeEnvironment(reference.name)) return;
     report(definition.at,
            concat({"%", reference.name,
-                   "% is not set in the environment now, nor defined before this line; unless the "
+                   "% is not set in the environment now, nor defined before this line; unless the ",
                    "launch has it, it disappears from the value: set it, or give --propVar ",
                    reference.name, "=VALUE"}));
   });
@@ -105,8 +105,8 @@ void referenceAgain(const Inspection& inspection, const Report& report) {
       report(definition.at,
              concat({"an exported value is substituted a second time, where ",
                      shown("%" + reference.name + "%"), " becomes ", shown(reference.replacement),
-                     ": write four backslashes before a percent sign that is meant as such, "
-                     "\\\\\\\\%"}));
+                     ": write four backslashes before a percent sign that is meant as such, ",
+                     R"(\\\\%)"}));
       return;
     }
     report(definition.at,
@@ -127,8 +127,7 @@ void environmentWins(const Inspection& inspection, const Report& report) {
     report(definition.at, concat({"%", reference.name, "% is ", shown(reference.replacement),
                                   " from the environment, not ", shown(own->value), " of ",
                                   inspection.nameOf(own->at),
-                                  ": the environment comes first, choose another "
-                                  "name"}));
+                                  ": the environment comes first, choose another ", "name"}));
   });
 }
 
@@ -148,7 +147,7 @@ constexpr Rule rules[] = {
     {"percent-pair", Severity::error, "two percent signs that swallow the text between them",
      "Everything between two percent signs is taken for a name. When nothing has that name, it "
      "disappears with both signs.",
-     "application.args=100% sure, 5% unsure", "application.args=100\\\\% sure, 5\\\\% unsure",
+     "application.args=100% sure, 5% unsure", R"(application.args=100\\% sure, 5\\% unsure)",
      percentPair},
     {"too-many-references", Severity::error, "more than 100 references in one value",
      "The launch ends with a message.", "A line with 101 times %X%.",
@@ -157,7 +156,7 @@ constexpr Rule rules[] = {
      "References are replaced one after the other, each search from the start of the text, so that "
      "one inside an earlier replacement is found in place of the one that was meant. An exported "
      "value is substituted twice, so that an escaped percent sign may open a reference.",
-     "velox.env.FORMAT=\\\\%d\\\\%", "velox.env.FORMAT=\\\\\\\\%d\\\\\\\\%", referenceAgain},
+     R"(velox.env.FORMAT=\\%d\\%)", R"(velox.env.FORMAT=\\\\%d\\\\%)", referenceAgain},
     {"environment-wins", Severity::warning, "a reference that the environment overrules",
      "A reference looks at the environment before the entries of the file. A key that has the name "
      "of a variable is not seen while that is set.",
