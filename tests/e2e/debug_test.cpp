@@ -18,6 +18,9 @@ std::string unadjusted(const std::string& parsed) {
 /// Everything that debugging shows, for each way of launching.
 class Debugging : public WrapperTest {
  protected:
+  void SetUp() override {
+    if (!sandbox_.canLog()) GTEST_SKIP() << "the log file is another user's";
+  }
   Outcome debug(Texts arguments = {}) const {
     arguments.push_back("--debug");
     return plain(java(arguments)).withoutLine("Waiting for adjustment...\n");

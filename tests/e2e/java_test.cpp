@@ -1,5 +1,3 @@
-#include <algorithm>
-
 #include "e2e/WrapperTest.h"
 
 namespace {
@@ -85,16 +83,6 @@ TEST_F(HostedJava, NeedsAStartClass) {
   kvf("java.library=" VELOX_JVM_LIBRARY "\n");
   EXPECT_EQ(java({}),
             (Outcome{255, "No java.start.class specified in config - bad properties file?\n"}));
-}
-
-TEST_F(HostedJava, GetsALargeClassPathWhole) {
-  for (int i = 0; i < 5000; ++i) sandbox_.write("lib/" + std::to_string(i) + " x.jar", "");
-  kvf(probe() + "velox.class.path.extended=" VELOX_PROBE_JAR
-                ";lib\n"
-                "velox.class.path.extended.max.lib.number=8192\n");
-  const Outcome outcome = java({});
-  EXPECT_EQ(outcome.status, 0);
-  EXPECT_EQ(std::count(outcome.out.begin(), outcome.out.end(), ':'), 5002);
 }
 
 /// The same values through every way of launching Java.

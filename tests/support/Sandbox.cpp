@@ -129,6 +129,10 @@ void Sandbox::enter() const {
   fs::current_path(root_);
 }
 
+bool Sandbox::canLog() const {
+  return ::access(logFile().c_str(), F_OK) != 0 || ::access(logFile().c_str(), W_OK) == 0;
+}
+
 Child Sandbox::start(Texts arguments, const Start& start) const {
   return Child([&] {
     enter();

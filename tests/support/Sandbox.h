@@ -33,6 +33,8 @@ class Sandbox {
   [[nodiscard]] std::string read(const std::string& name) const;
   /// The log file of the programs, as it lies outside.
   [[nodiscard]] std::string logFile() const { return temporary_ / "wrap.log"; }
+  /// False when /tmp is everybody's and the log file another user's: nothing can be logged.
+  [[nodiscard]] bool canLog() const;
 
   /// Starts a program, the first argument, in the sandbox.
   [[nodiscard]] Child start(Texts arguments, const Start& start = {}) const;

@@ -1,3 +1,4 @@
+#include <csignal>
 #include <cstdlib>
 
 #include <gtest/gtest.h>
@@ -29,6 +30,8 @@ class FreshProcess : public testing::EmptyTestEventListener {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // What runs in the background ignores some signals, and so would every child.
+  for (int signal = 1; signal < SIGRTMIN; ++signal) ::signal(signal, SIG_DFL);
   testing::InitGoogleTest(&argc, argv);
   testing::UnitTest::GetInstance()->listeners().Append(new FreshProcess);
   return RUN_ALL_TESTS();

@@ -21,11 +21,6 @@ TEST(Properties, OnlyAnAbsentKeyLeavesTheValue) {
 }
 
 // One-letter keys hash to their code: "8" and "a" are 41 apart and share a bucket.
-TEST(Properties, AreEnumeratedByBucketFromTheNewestKeyOn) {
-  const SimpleProperties properties = props({{"a", ""}, {"8", ""}, {"b", ""}, {"a", "again"}});
-  EXPECT_EQ(entriesOf(properties), (Entries{{"8", ""}, {"a", "again"}, {"b", ""}}));
-}
-
 TEST(Properties, ACopyReversesTheKeysOfABucket) {
   const SimpleProperties properties = props({{"a", "1"}, {"8", "2"}, {"b", "3"}});
   const Entries reversed = {{"a", "1"}, {"8", "2"}, {"b", "3"}};

@@ -1,15 +1,12 @@
 #include "platform/OS_Abstractions.h"
 
 #include <algorithm>
-#include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include "foundation/WException.h"
@@ -152,22 +149,6 @@ TEST(Program, HasAStatusWhereSigchldIsIgnored) {
   ::signal(SIGCHLD, SIG_IGN);
   EXPECT_EQ(runProgram({"sh", "-c", "exit 3"}), 3 << 8);
   EXPECT_EQ(::signal(SIGCHLD, SIG_DFL), SIG_IGN);
-}
-
-// The program ends when the timer has fired so often that it has interrupted the wait for it.
-TEST(Program, IsWaitedForWhateverSignalsCome) {
-  const auto interrupted = [] {
-    static std::array<int, 2> ticks;
-    if (::pipe2(ticks.data(), O_CLOEXEC) != 0) std::abort();
-    ::dup2(ticks[0], STDIN_FILENO);
-    struct sigaction tick = {};
-    tick.sa_handler = [](int) { (void)!::write(ticks[1], "\n", 1); };
-    ::sigaction(SIGALRM, &tick, nullptr);
-    const itimerval everyTwoMilliseconds = {{0, 2000}, {0, 2000}};
-    ::setitimer(ITIMER_REAL, &everyTwoMilliseconds, nullptr);
-    std::exit(runProgram({"sh", "-c", "for i in 1 2 3 4 5 6 7 8; do read x; done; exit 3"}) >> 8);
-  };
-  EXPECT_EQ(inChild(interrupted), (Outcome{3, ""}));
 }
 
 TEST(Program, ThatCannotRunFailsInTheChild) {
