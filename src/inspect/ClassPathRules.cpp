@@ -162,7 +162,7 @@ void classPathLimits(const Inspection& inspection, const Report& report) {
   for (const Failure& failure : inspection.failures()) {
     if (failure.stage != Failure::Stage::limits) continue;
     report(failure.at, concat({"the launch ends with ", shown(failure.message),
-                               ": the search level is a number from 1 to 12, the number of "
+                               ": the search level is a number from 1 to 12, the number of ",
                                "archives one from 1 to 8192"}));
   }
 }

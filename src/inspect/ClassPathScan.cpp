@@ -101,7 +101,7 @@ ClassPathScan::ClassPathScan(const std::vector<ClassPathElement>& classPath,
   for (const ClassPathElement& element : classPath) {
     for (const std::string& expanded : element.expanded) {
       const bool absolute = expanded.starts_with('/');
-      ScannedElement scanned = elementAt(absolute ? expanded : directory + "/" + expanded);
+      ScannedElement scanned = elementAt(absolute ? expanded : concat({directory, "/", expanded}));
       if (scanned.kind == ScannedElement::Kind::archive) {
         const Archive archive(scanned.path);
         scanned.state = archive.state();

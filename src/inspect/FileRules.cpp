@@ -113,7 +113,7 @@ void trailingBlank(const Inspection& inspection, const Report& report) {
     if (rawEnd != std::string_view::npos && raw[rawEnd] == '\\') continue;
     report(definition.at,
            concat({"the value ends with ", std::to_string(written.size() - end - 1),
-                   " blank(s), which belong to it: remove them, or write \"\\ \" where one is "
+                   " blank(s), which belong to it: remove them, or write \"\\ \" where one is ",
                    "meant"}));
   }
 }
@@ -129,7 +129,7 @@ void controlEscape(const Inspection& inspection, const Report& report) {
 void notExported(const Inspection& inspection, const Report& report) {
   for (const Definition& definition : inspection.run().definitions) {
     if (definition.endedByLineEnd || !definition.key.starts_with(keys::environmentPrefix)) continue;
-    report(definition.at, concat({"the last line has no line end, so that the variable is not "
+    report(definition.at, concat({"the last line has no line end, so that the variable is not ",
                                   "exported, only set as a property: end the line"}));
   }
 }
@@ -165,7 +165,7 @@ void fileTooLarge(const Inspection& inspection, const Report& report) {
     if (!file.unread) return;
     report(file.includedAt.value_or(wholeFile(index)),
            concat({shown(inspection.nameOf(file)),
-                   " cannot be read to its end or has 1 MiB or more; the launcher "
+                   " cannot be read to its end or has 1 MiB or more; the launcher ",
                    "ignores it as a whole, without a word: split it"}));
   });
 }
@@ -200,8 +200,7 @@ void shortInclude(const Inspection& inspection, const Report& report) {
     }
     report(definition.at,
            definition.isInclude
-               ? concat({shown(definition.key),
-                         " includes the file only because this is the last "
+               ? concat({shown(definition.key), " includes the file only because this is the last ",
                          "line and has no line end: write velox.include.kvf"})
                : concat({shown(definition.key),
                          " includes nothing; it is an ordinary key: write velox.include.kvf"}));
@@ -258,7 +257,7 @@ void mainFileMissing(const Inspection& inspection, const Report& report) {
     if (failure.stage != Failure::Stage::mainFile) continue;
     report(argumentOfMainFile(inspection),
            concat({"the launch ends with ", shown(failure.message),
-                   ": name the file with --propFile FILE; without, it is the program's name with "
+                   ": name the file with --propFile FILE; without, it is the program's name with ",
                    ".kvf in the working directory or along PATH"}));
   }
 }

@@ -42,9 +42,8 @@ void noLibrary(const Inspection& inspection, const Report& report) {
   if (!inspection.hasMainFile() || !runsInProcess(inspection) || inspection.isJava()) return;
   if (!inspection.valueOf(keys::applicationLibrary).empty()) return;
   report(inspection.mainFile(),
-         concat({"there is neither java.library nor application.library, so that the launcher has "
-                 "nothing to run and ends with status 255: ",
-                 lineAdvice}));
+         concat({"there is neither java.library nor application.library, so that the launcher has ",
+                 "nothing to run and ends with status 255: ", lineAdvice}));
 }
 
 /// Which libjvm.so the loader would take when java.library leads nowhere.
@@ -241,7 +240,7 @@ void nativeLibrary(const Inspection& inspection, const Report& report) {
                          !exists(path) ? " is not there"
                          : !elf        ? " is no shared library"
                                        : " is for another architecture",
-                         ", and every command ends with status 255, --version too: name a "
+                         ", and every command ends with status 255, --version too: name a ",
                          "library of this machine"}));
       return;
     }
@@ -256,7 +255,7 @@ void nativeLibrary(const Inspection& inspection, const Report& report) {
     if (missing.contains(entry)) names += (names.empty() ? "" : ", ") + std::string(entry);
   }
   report(at, concat({"the libraries export no ", names,
-                     ", and every command ends with status 255: a native application has AppMain, "
+                     ", and every command ends with status 255: a native application has AppMain, ",
                      "AppStop and RegisterWrapperEntryPoints"}));
 }
 

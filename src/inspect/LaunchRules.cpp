@@ -48,9 +48,8 @@ void dashedArgument(const Inspection& inspection, const Report& report) {
   forEachArgument(inspection, [&](const Argument& argument, std::size_t index) {
     if (!isUnknownSwitch(argument) || !nearestName(argument.text, known).empty()) return;
     report(argumentAt(index),
-           concat({shown(argument.text),
-                   " begins with two dashes, so that the launcher takes it "
-                   "for a switch of its own, shows its usage, with status 0, and starts nothing: "
+           concat({shown(argument.text), " begins with two dashes, so that the launcher takes it ",
+                   "for a switch of its own, shows its usage, with status 0, and starts nothing: ",
                    "move it to application.args in the file"}));
   });
 }
@@ -65,10 +64,10 @@ void switchValue(const Inspection& inspection, const Report& report) {
     if (argument.switchName == nullptr || !needsValue(argument.switchName)) return;
     const std::string_view name = argument.switchName;
     if (!argument.hasValue) {
-      report(argumentAt(index),
-             concat({name,
-                     " is the last argument and has no value; when the launcher starts itself "
-                     "again, it takes the switch that is appended: give one"}));
+      report(
+          argumentAt(index),
+          concat({name, " is the last argument and has no value; when the launcher starts itself ",
+                  "again, it takes the switch that is appended: give one"}));
       return;
     }
     const std::string& value = inspection.outer.arguments[index + 1].text;
@@ -85,10 +84,10 @@ void definitionWithoutEquals(const Inspection& inspection, const Report& report)
     if (std::string_view(argument.switchName) != switches::propVar) return;
     const std::string& value = inspection.outer.arguments[index + 1].text;
     if (value.find('=') != std::string::npos || beginsWithDashes(value)) return;
-    report(argumentAt(index + 1),
-           concat({shown(value),
-                   " has no \"=\": the whole text becomes both name and value; write "
-                   "NAME=VALUE"}));
+    report(
+        argumentAt(index + 1),
+        concat({shown(value), " has no \"=\": the whole text becomes both name and value; write ",
+                "NAME=VALUE"}));
   });
 }
 
@@ -128,8 +127,7 @@ void windowsCommand(const Inspection& inspection, const Report& report) {
       at = argumentAt(index);
     }
   });
-  report(at, concat({command->name,
-                     " exists on Windows only; here the launcher says so, with "
+  report(at, concat({command->name, " exists on Windows only; here the launcher says so, with ",
                      "status 0, and starts nothing: use --run, and a service manager's own unit"}));
 }
 
@@ -148,12 +146,11 @@ void unknownCommand(const Inspection& inspection, const Report& report) {
 void tooManyArguments(const Inspection& inspection, const Report& report) {
   const std::size_t count = inspection.commandLine.size();
   if (!inspection.inner || count <= maxArgumentsToStartAgain) return;
-  report(argumentAt(maxArgumentsToStartAgain),
-         concat({std::to_string(count),
-                 " arguments with the program's name; a launch that exports "
-                 "variables takes ",
-                 std::to_string(maxArgumentsToStartAgain),
-                 " and ends otherwise: move them to application.args"}));
+  report(
+      argumentAt(maxArgumentsToStartAgain),
+      concat({std::to_string(count), " arguments with the program's name; a launch that exports ",
+              "variables takes ", std::to_string(maxArgumentsToStartAgain),
+              " and ends otherwise: move them to application.args"}));
 }
 
 void startDelay(const Inspection& inspection, const Report& report) {
@@ -184,11 +181,10 @@ void stopSignals(const Inspection& inspection, const Report& report) {
       inspection.isJava() ? ApplicationKind::java : ApplicationKind::native;
   const StopSignalNames names = StopSignalNames::parse(*value, kind);
   if (names.refused.empty()) return;
-  report(inspection.positionOf(keys::stopSignals),
-         concat({shown(names.refused),
-                 " cannot be used as a stop signal, and the launch ends with "
-                 "status 255; possible are ",
-                 StopSignalNames::possible(kind)}));
+  report(
+      inspection.positionOf(keys::stopSignals),
+      concat({shown(names.refused), " cannot be used as a stop signal, and the launch ends with ",
+              "status 255; possible are ", StopSignalNames::possible(kind)}));
 }
 
 constexpr Rule rules[] = {

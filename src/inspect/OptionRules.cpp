@@ -50,10 +50,10 @@ void heapSize(const Inspection& inspection, const Report& report) {
     if (!value || value->empty()) continue;
     const std::optional<std::uint64_t> bytes = bytesOf(*value);
     if (!bytes) {
-      report(inspection.positionOf(key),
-             concat({shown(*value),
-                     " is no size: a JVM takes digits and one of k, m, g and t behind "
-                     "them, such as 256m, and refuses to start otherwise"}));
+      report(
+          inspection.positionOf(key),
+          concat({shown(*value), " is no size: a JVM takes digits and one of k, m, g and t behind ",
+                  "them, such as 256m, and refuses to start otherwise"}));
     } else if (*bytes < smallestHeap && key == keys::heapSizeMax) {
       report(inspection.positionOf(key),
              concat({shown(*value), " is ", std::to_string(*bytes),
@@ -167,9 +167,8 @@ void optionWord(const Inspection& inspection, const Report& report) {
       report(at, concat({"text before the first \"-\" is dropped: ", shown(word)}));
     }
     if (first && isOfJavaProgram(word)) {
-      report(at, concat({shown(word),
-                         " is an option of the program java, which a JVM in the "
-                         "launcher's process ignores: use velox.class.path.extended and "
+      report(at, concat({shown(word), " is an option of the program java, which a JVM in the ",
+                         "launcher's process ignores: use velox.class.path.extended and ",
                          "java.start.class"}));
       continue;
     }
@@ -223,7 +222,7 @@ void jvmIgnores(const Inspection& inspection, const Report& report) {
   for (const std::string& option : inspection.jvmTrial->ignored) {
     report(positionOfOption(inspection, option),
            concat({"the JVM does not know ", shown(option),
-                   "; --run ignores it without a word, --cmdlineJava does not start: correct or "
+                   "; --run ignores it without a word, --cmdlineJava does not start: correct or ",
                    "remove it"}));
   }
 }

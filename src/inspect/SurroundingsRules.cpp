@@ -25,10 +25,10 @@ void startDirectory(const Inspection& inspection, const Report& report) {
   if (!directory) return;
   const Position at = inspection.positionOf(keys::startDirectory);
   if (!directory->starts_with('/')) {
-    report(at, concat({shown(*directory),
-                       " is relative: it depends on where the launcher is started "
-                       "from, and --run enters it twice; begin it with / or with an absolute "
-                       "reference"}));
+    report(at,
+           concat({shown(*directory), " is relative: it depends on where the launcher is started ",
+                   "from, and --run enters it twice; begin it with / or with an absolute ",
+                   "reference"}));
     return;
   }
   if (isFolder(*directory)) return;
@@ -45,17 +45,18 @@ void processIdFile(const Inspection& inspection, const Report& report) {
   struct stat status = {};
   if (::stat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
     report(at, concat({"there is no folder ", shown(folder),
-                       ": the launcher prints \"file ... can not access\" and runs without a "
+                       ": the launcher prints \"file ... can not access\" and runs without a ",
                        "process-ID file"}));
   } else if ((status.st_mode & S_IWOTH) != 0) {
-    report(at, concat({"everyone may write to ", shown(folder),
-                       ": another user can place a file or a link of that name there; use a folder "
-                       "of the service's own, below /run"}));
+    report(at,
+           concat({"everyone may write to ", shown(folder),
+                   ": another user can place a file or a link of that name there; use a folder ",
+                   "of the service's own, below /run"}));
   }
   if (name->starts_with('/')) return;
-  report(at, concat({shown(*name),
-                     " is relative: --kill finds it only from the working directory of "
-                     "the start; use an absolute path"}));
+  report(at,
+         concat({shown(*name), " is relative: --kill finds it only from the working directory of ",
+                 "the start; use an absolute path"}));
 }
 
 bool isShellName(std::string_view name) {
@@ -77,10 +78,10 @@ void forEachVariable(const Inspection& inspection, Visit&& visit) {
 void environmentName(const Inspection& inspection, const Report& report) {
   forEachVariable(inspection, [&](const Definition& definition, const std::string& name) {
     if (isShellName(name)) return;
-    report(definition.at,
-           concat({shown(name),
-                   " is no name that a shell takes: a script cannot set it, and a shell "
-                   "that the application starts may drop it; use letters, digits and _"}));
+    report(
+        definition.at,
+        concat({shown(name), " is no name that a shell takes: a script cannot set it, and a shell ",
+                "that the application starts may drop it; use letters, digits and _"}));
   });
 }
 
@@ -104,7 +105,7 @@ void pathHidesLauncher(const Inspection& inspection, const Report& report) {
       inspection.positionOf(std::string(keys::environmentPrefix) + "PATH"),
       concat({"the launcher starts itself again as ", shown(program),
               " along this PATH, which lacks its folder ", shown(folder),
-              ", and ends with \"Failed to exec process\": write %PATH% into the value, or start "
+              ", and ends with \"Failed to exec process\": write %PATH% into the value, or start ",
               "the launcher by its full path"}));
 }
 
@@ -133,7 +134,7 @@ void scriptValue(const Inspection& inspection, const Report& report) {
   const auto broken = [&](const Position& at, std::string_view what, std::string_view text) {
     report(at,
            concat({"a generated script cannot carry ", what, " ", shown(text),
-                   ", since it quotes nothing but blanks: use --run or --cmdlineJava, or another "
+                   ", since it quotes nothing but blanks: use --run or --cmdlineJava, or another ",
                    "value"}));
   };
   const SimpleProperties& merged = inspection.run().merged;
@@ -210,7 +211,7 @@ void globalFileOptions(const Inspection& inspection, const Report& report) {
     if (!isVariable && (!matters || !taken)) continue;
     report(definition.at,
            concat({"the global file gives ", shown(definition.key),
-                   " to every start that finds it: whoever can write it decides what is loaded; "
+                   " to every start that finds it: whoever can write it decides what is loaded; ",
                    "keep it where only an administrator can write"}));
   }
 }

@@ -92,9 +92,9 @@ void percentPair(const Inspection& inspection, const Report& report) {
 void tooManyReferences(const Inspection& inspection, const Report& report) {
   for (const Failure& failure : inspection.failures()) {
     if (failure.stage != Failure::Stage::substitution) continue;
-    report(failure.at, concat({"the launch ends here with ", shown(failure.message),
-                               ": split the value into several keys, or write percent signs as "
-                               "\\\\%"}));
+    report(failure.at,
+           concat({"the launch ends here with ", shown(failure.message),
+                   ": split the value into several keys, or write percent signs as ", "\\\\%"}));
   }
 }
 
@@ -109,11 +109,11 @@ void referenceAgain(const Inspection& inspection, const Report& report) {
                      R"(\\\\%)"}));
       return;
     }
-    report(definition.at,
-           concat({"%", reference.name,
-                   "% is found inside the replacement of an earlier reference, "
-                   "and the reference that was meant stays: rename the variable, or take the "
-                   "percent sign out of the other one's value"}));
+    report(
+        definition.at,
+        concat({"%", reference.name, "% is found inside the replacement of an earlier reference, ",
+                "and the reference that was meant stays: rename the variable, or take the ",
+                "percent sign out of the other one's value"}));
   });
 }
 

@@ -135,6 +135,47 @@ TEST_F(KvfTest, ExplainNamesTheOriginOfEverySetting) {
   EXPECT_EQ(run({"explain", "app.kvf", "--key", "java.heap.size.mx"}).status, 2);
 }
 
+TEST_F(KvfTest, ExplainTellsWhatEachElementOfTheClassPathBrings) {
+  sandbox_.write("lib/broken.jar", "PK");
+  sandbox_.write("classes/note", "");
+  kvf("java.library=" VELOX_JVM_LIBRARY
+      "\njava.start.class=A\n"
+      "velox.class.path.extended=lib;classes/;gone.jar;" VELOX_PROBE_JAR "\n");
+  const nlohmann::json elements = json({"explain", "--json", "app.kvf"})["classPath"];
+  EXPECT_EQ(elements[0]["expanded"][0]["brings"], "the classes in this folder");
+  EXPECT_EQ(elements[0]["expanded"][1]["path"], sandbox_.path("lib/broken.jar"));
+  EXPECT_EQ(elements[0]["expanded"][1]["brings"], "nothing: it is no archive, or is damaged");
+  EXPECT_EQ(elements[1]["written"], "classes/");
+  EXPECT_EQ(elements[2]["expanded"][0]["brings"], "nothing: it is not there");
+  EXPECT_TRUE(run({"explain", "app.kvf"}).has("Class path (velox.class.path.extended, app.kvf:3)"));
+}
+
+TEST_F(KvfTest, ExplainOfANativeApplicationNamesNoJvm) {
+  kvf("application.library=" + library(3) + "\napplication.args=a \"b c\"\nvelox.env.A=1\n");
+  const nlohmann::json launch = json({"explain", "--json", "app.kvf", "--", "word"});
+  EXPECT_EQ(launch["arguments"], (nlohmann::json{"wrapper", "word", "a", "b c"}));
+  EXPECT_EQ(launch["environment"], (nlohmann::json{{{"name", "A"}, {"value", "1"}}}));
+  EXPECT_TRUE(launch["jvm"].is_null());
+  EXPECT_TRUE(launch["command"].is_null());
+  EXPECT_FALSE(run({"explain", "app.kvf"}).has("JVM"));
+}
+
+TEST_F(KvfTest, ExplainTellsWhereALaunchWouldEnd) {
+  kvf(probe() + "velox.include.kvf=/gone.kvf\n");
+  const nlohmann::json ends = json({"explain", "--json", "app.kvf"})["endsWith"];
+  EXPECT_EQ(ends, (nlohmann::json{{{"origin", "app.kvf:4"},
+                                   {"message", "Failed to open properties file : /gone.kvf"}}}));
+}
+
+TEST_F(KvfTest, ColourIsForTerminals) {
+  kvf("word\n");
+  const std::string check =
+      "script -qec '" VELOX_KVF " check --disable no-library app.kvf' /dev/null";
+  EXPECT_TRUE(sandbox_.run({"sh", "-c", check}).has("\033[1;31merror\033[0m"));
+  EXPECT_FALSE(sandbox_.run({"sh", "-c", "NO_COLOR=1 " + check}).has("\033"));
+  EXPECT_FALSE(run({"check", "app.kvf"}).has("\033"));
+}
+
 TEST_F(KvfTest, TheJavaCommandIsWhatTheLauncherDoes) {
   kvf(probe() +
       "velox.env.PROBE=it's $HOME `id` \"a\" \\\\ \\n* ~\n"

@@ -145,6 +145,13 @@ const Row rows[] = {
      "/libentry3.so\nvelox.adjuster.class.path=a.jar\n"},
 };
 
+void writeArchive(const std::string& path, const std::string& entry, const std::string& text) {
+  zip_t* zip = zip_open(path.c_str(), ZIP_CREATE, nullptr);
+  zip_source_t* source = zip_source_buffer(zip, text.data(), text.size(), 0);
+  zip_file_add(zip, entry.c_str(), source, ZIP_FL_ENC_UTF_8);
+  EXPECT_EQ(zip_close(zip), 0);
+}
+
 /// What the rows refer to.
 void writeSurroundings(Sandbox& sandbox) {
   sandbox.write("empty.kvf", "");
@@ -160,9 +167,12 @@ void writeSurroundings(Sandbox& sandbox) {
     fs::copy_file(jar, sandbox.path(copy), fs::copy_options::overwrite_existing);
   }
   sandbox.write("broken.jar", "PK");
+  writeArchive(sandbox.path("manifest.jar"), "META-INF/MANIFEST.MF",
+               "Manifest-Version: 1.0\nClass-Path: gone.jar lib/\n a.jar\n");
   sandbox.write("links/note", "");
   fs::create_symlink(jar, sandbox.path("links/a.jar"));
 
+  sandbox.write("classes/probe/Probe.class", Archive(jar).read("probe/Probe.class").value());
   std::string newer = Archive(jar).read("probe/Probe.class").value();
   newer[7] = 44 + 60;
   sandbox.write("newer/probe/Probe.class", newer);
@@ -176,6 +186,55 @@ TEST(Rules, EachTellsItsMistakeAndNothingElse) {
     const auto findings = check(inspectFile(sandbox.write("app.kvf", row.file)), {});
     EXPECT_EQ(placesOf(findings), (Texts{std::to_string(row.line) + " " + row.rule}));
     EXPECT_NE(textOf(findings).find(row.text), std::string::npos) << textOf(findings);
+  }
+}
+
+/// What looks odd and is right: a finding would waste its reader's time.
+const std::string soundFiles[] = {
+    launch(),
+    launch(jvm, probeJar, "probe/Probe"),
+    launch() + "java.start.method=other\n",
+    launch() + "java.property.a=1 # no comment\n! a comment = here\n",
+    launch() + "java.property.a==b\njava.property.b:=c\n\tjava.property.c \t d\n",
+    launch() + "java.property.a=\\ b\\ \n",
+    launch() + "java.property.a=C:\\\\temp\\\\new\n# C:\\temp\n",
+    launch() + "java.property.a=one\\\ntwo\n",
+    launch() + "java.property.empty=\n",
+    launch() + "java.property.last=line",
+    launch() + "acme.home=/opt\njava.property.a=%acme.home%/x\n",
+    launch() + "java.property.a=100\\\\% sure, 5\\\\% unsure, 50%\n",
+    launch() + "velox.env.FORMAT=\\\\\\\\%d\\\\\\\\%\n",
+    launch() + "velox.env.MODE=fast\njava.property.a=%MODE%\n",
+    launch() + "velox.env.PATH=/opt/bin:%PATH%\n",
+    launch() + "velox.include.kvf.more=%kvf.file.dir%/empty.kvf\n",
+    launch() +
+        "velox.include.kvf=%kvf.file.dir%/empty.kvf\n"
+        "velox.include.kvf=%kvf.file.dir%/empty.kvf\n",
+    launch() + "java.property.a=%kvf.file.dir%%path.separator%/x\n",
+    launch() + "java.heap.size.max=1g\njava.heap.size.initial=1024m\njava.thread.stack.size=512k\n",
+    launch() + "java.extended.properties=-Xint -Dgreeting=\"hello world\" -Dempty=\"\"\n",
+    launch() + "java.extended.properties=--add-modules java.sql -Da b -Xrs \\\n-XX:+UseSerialGC\n",
+    launch() + "java.extended.properties=-XX:ErrorFile=hs\\\\%p.log -Xlog:gc:gc\\\\%p.log\n",
+    launch() + "application.start.dir=%kvf.file.dir%/lib\n",
+    launch() + "application.stop.signals=TERM, SIGINT\n",
+    launch() + "ntservice.name=acme\nwrapper.command=--run\n",
+    launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/lib;%kvf.file.dir%/deep/**;"),
+    launch(jvm, "%kvf.file.dir%/classes"),
+    launch(jvm, "%kvf.file.dir%/manifest.jar"),
+    launch(jvm, "%kvf.file.dir%/lib", "com.sun.tools.javac.Main"),
+    std::string("java.library=") + jvm + "\njava.class.path=" + probeJar +
+        "\njava.start.class=probe.Probe\n",
+    "application.library=" VELOX_NATIVE_DIRECTORY "/libentry1.so:" VELOX_NATIVE_DIRECTORY
+    "/libentry2.so\n",
+    "# A file for one platform. kvf: allow no-library\napplication.args=x\n",
+};
+
+TEST(Rules, SoundFilesHaveNoFinding) {
+  Sandbox sandbox;
+  writeSurroundings(sandbox);
+  for (const std::string& text : soundFiles) {
+    const auto findings = check(inspectFile(sandbox.write("app.kvf", text)), {});
+    EXPECT_EQ(placesOf(findings), Texts{}) << text << textOf(findings);
   }
 }
 
