@@ -161,7 +161,7 @@ std::string jvmAsText(const Inspection& inspection) {
 std::string listAsText(const std::string& title, const std::vector<std::string>& list) {
   if (list.empty()) return {};
   std::string text = headline(title);
-  for (const std::string& one : list) text += "  " + shellWord(one) + "\n";
+  for (const std::string& one : list) text += concat({"  ", shellWord(one), "\n"});
   return text;
 }
 

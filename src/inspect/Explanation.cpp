@@ -144,7 +144,9 @@ std::string equivalentJavaCommand(const Inspection& inspection) {
   if (plan.directory != plan.outerDirectory) command += "cd " + shellWord(plan.directory) + " && ";
   if (!plan.exported.empty()) {
     command += "env";
-    for (const auto& [name, value] : plan.exported) command += " " + shellWord(name + "=" + value);
+    for (const auto& [name, value] : plan.exported) {
+      command += concat({" ", shellWord(concat({name, "=", value}))});
+    }
     command += " ";
   }
   command += shellWord(javaProgram(inspection));

@@ -15,6 +15,7 @@
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
 #include "inspect/Inspection.h"
+#include "inspect/Text.h"
 
 namespace {
 
@@ -36,7 +37,7 @@ std::vector<std::string> environmentOf(const Inspection& inspection) {
     if (!inspection.plan.exported.contains(name)) environment.emplace_back(text);
   }
   for (const auto& [name, value] : inspection.plan.exported) {
-    environment.push_back(name + "=" + value);
+    environment.push_back(concat({name, "=", value}));
   }
   return environment;
 }
@@ -104,7 +105,7 @@ std::string inOneLine(const std::string& text) {
   std::string line;
   for (std::size_t start = 0; start < text.size();) {
     const std::size_t end = std::min(text.find('\n', start), text.size());
-    if (end > start) line += (line.empty() ? "" : "; ") + text.substr(start, end - start);
+    if (end > start) line.append(line.empty() ? "" : "; ").append(text, start, end - start);
     start = end + 1;
   }
   return line;

@@ -60,7 +60,7 @@ constexpr KeyInfo table[] = {
      "The program that --cmdlineJava and --generateScript run.", "--run does not read it.", nullptr,
      KeyUse::file},
 
-    {keys::classPathExtended, nullptr, classPath, "elements between \":\" or \";\"",
+    {keys::classPathExtended, nullptr, classPath, R"(elements between ":" or ";")",
      "java.class.path",
      "-Djava.class.path: an element with .jar, .zip or .class in its name stays, any other is a "
      "folder, which brings itself and its archives; FOLDER/** brings those of its subfolders too.",
