@@ -11,6 +11,12 @@ namespace {
 /// Signals to a launcher that waits for a child.
 class ChildSignals : public LifecycleTest {
  protected:
+  void SetUp() override {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "ThreadSanitizer calls no signal handler during a wait for a child";
+#endif
+  }
+
   /// A `java` that tells of its signals and ends by USR2 with status 3; started by `runner`.
   void tellingJava(const std::string& runner) {
     sandbox_.write("tell",
@@ -24,7 +30,9 @@ class ChildSignals : public LifecycleTest {
     kvf("java.path=" + sandbox_.write("java", "#!/bin/sh\n" + script, true) +
         "\njava.start.class=Main\nprocessID.file.name=pid\n");
   }
-  [[nodiscard]] pid_t recordedId() const { return std::stoi(sandbox_.read("pid")); }
+  [[nodiscard]] pid_t recordedId() const {
+    return std::stoi(sandbox_.read("pid"));
+  }
 
   /// What the launcher's exit status shows of a child that ended with status 3: the low byte of the
   /// raw wait status.
