@@ -28,6 +28,8 @@ here = pathlib.Path(__file__).resolve().parent
 parser = argparse.ArgumentParser()
 parser.add_argument("build", type=pathlib.Path)
 parser.add_argument("--pairs", type=int, default=40, help="pairs with a JVM; short processes ten times")
+parser.add_argument("--realtime", action="store_true",
+                    help="whole processes run before all else that the machine does (needs root)")
 parser.add_argument("--only", default="", help="rows whose work holds this text; writes no report")
 options = parser.parse_args()
 
@@ -86,7 +88,8 @@ def launch(name, *lines, library=libjvm, start="bench.Hello"):
 def timed(commands):
     """Runs each command once, one after the other, through hyperfine."""
     report = scratch / "hyperfine.json"
-    subprocess.run(["hyperfine", "--shell=none", "--runs=1", "--style=none", f"--export-json={report}",
+    ahead = ["chrt", "--rr", "1"] if options.realtime else []
+    subprocess.run([*ahead, "hyperfine", "--shell=none", "--runs=1", "--style=none", f"--export-json={report}",
                     *(" ".join(command) for command in commands)],
                    check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     return [Sample(result["mean"], result["user"] + result["system"], 0)
@@ -293,7 +296,7 @@ def tomcat():
                 "application.args=start", *(f"java.property.{key}={value}" for key, value in properties.items())),
             "--run"]
     plain = [java, *(f"-D{key}={value}" for key, value in properties.items()), "-cp", class_path, start, "start"]
-    samples = paired([ours, plain], max(2, options.pairs // 10), lambda commands: [load(c, port) for c in commands])
+    samples = paired([ours, plain], max(2, options.pairs // 15), lambda commands: [load(c, port) for c in commands])
     add("Tomcat under load, time for a request in the steady state", "`java`",
         *[[sample.seconds for sample in each] for each in samples], None, lambda value: f"{value * 1e6:.0f} µs")
 
@@ -316,6 +319,10 @@ def load(command, port):
     return Sample(1 / rate, 0, 0)
 
 
+def duration(nanoseconds):
+    return f"{nanoseconds / 1e3:.0f} µs" if nanoseconds >= 1e4 else f"{nanoseconds:.0f} ns"
+
+
 def parts():
     """Google Benchmark's numbers of the parts, as a table."""
     lines = []
@@ -329,7 +336,7 @@ def parts():
                 continue
             rate = entry.get("items_per_second")
             each = f"{1e9 / rate:.0f} ns" if rate else ""
-            lines.append(f"| `{entry['run_name']}` | {entry['cpu_time'] / 1e3:,.3g} µs | {each} |")
+            lines.append(f"| `{entry['run_name']}` | {duration(entry['cpu_time'])} | {each} |")
     return "\n".join(lines)
 
 
@@ -346,9 +353,12 @@ def report(load_before):
     for name, value in {
         "date": f"{datetime.date.today():%Y-%m-%d}",
         "machine": machine(),
-        "noise": f"The load average was {load_before:.1f} before the run and {os.getloadavg()[0]:.1f} after it; the "
+        "command": " ".join(["scripts/bench", *sys.argv[2:]]),
+        "noise": "The load average was "
+                 f"{load_before:.1f} before the run and {os.getloadavg()[0]:.1f} after it; the "
                  f"processor time of an empty program against itself came out at {noise.ratio:.2f}, half of the pairs "
-                 f"between {noise.low:.2f} and {noise.high:.2f}.",
+                 f"between {noise.low:.2f} and {noise.high:.2f}."
+                 + (" Whole processes ran with real-time priority." if options.realtime else ""),
         "table": "\n".join(row.cells() for row in shown),
         "parts": parts(),
     }.items():
