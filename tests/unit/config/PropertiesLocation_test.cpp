@@ -69,10 +69,10 @@ TEST_F(PropertiesLocationTest, GoesByTheNameOfTheProgramOrOfTheOption) {
       {"here", {{"wrapper.propertiesFile", "a/other.kvf"}}, "a/other.kvf", "a/other.kvf"},
   };
   for (const Row& row : rows) {
-    SCOPED_TRACE(row.program + testing::PrintToString(row.options));
+    SCOPED_TRACE(testing::PrintToString(row.program) + " " + testing::PrintToString(row.options));
     const PropertiesLocation location = locatePropertiesFile(props(row.options), row.program);
-    EXPECT_EQ(location.name, row.name.c_str());
-    EXPECT_EQ(location.fullPath, row.fullPath.c_str());
+    EXPECT_EQ(location.name.view(), row.name);
+    EXPECT_EQ(location.fullPath.view(), row.fullPath);
   }
 }
 
