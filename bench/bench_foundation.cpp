@@ -25,7 +25,7 @@ SimpleProperties setOf(const std::vector<WString>& names) {
 
 void stringCopy(benchmark::State& state) {
   const WString text(std::string(static_cast<std::size_t>(state.range(0)), 'x'));
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     WString copy = text;
     benchmark::DoNotOptimize(copy);
   }
@@ -34,7 +34,7 @@ BENCHMARK(stringCopy)->Arg(20)->Arg(200);
 
 void setEntries(benchmark::State& state) {
   const std::vector<WString> names = keys(static_cast<std::size_t>(state.range(0)));
-  for (auto _ : state) benchmark::DoNotOptimize(setOf(names));
+  for ([[maybe_unused]] auto _ : state) benchmark::DoNotOptimize(setOf(names));
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 BENCHMARK(setEntries)->Arg(20)->Arg(500)->Arg(20000);
@@ -43,7 +43,7 @@ void getEntries(benchmark::State& state) {
   const std::vector<WString> names = keys(static_cast<std::size_t>(state.range(0)));
   const SimpleProperties set = setOf(names);
   WString value;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     for (const WString& name : names) benchmark::DoNotOptimize(set.get(name, value));
   }
   state.SetItemsProcessed(state.iterations() * state.range(0));
@@ -52,7 +52,7 @@ BENCHMARK(getEntries)->Arg(20)->Arg(500)->Arg(20000);
 
 void copySet(benchmark::State& state) {
   const SimpleProperties set = setOf(keys(static_cast<std::size_t>(state.range(0))));
-  for (auto _ : state) benchmark::DoNotOptimize(SimpleProperties(set));
+  for ([[maybe_unused]] auto _ : state) benchmark::DoNotOptimize(SimpleProperties(set));
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 BENCHMARK(copySet)->Arg(20)->Arg(20000);
@@ -60,7 +60,7 @@ BENCHMARK(copySet)->Arg(20)->Arg(20000);
 void scanText(benchmark::State& state) {
   std::string text;
   for (const WString& name : keys(500)) text.append(name.view()).append("=a value\n");
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     PropertiesScanner scanner(text);
     for (PropertiesEntry entry; scanner.next(entry);) benchmark::DoNotOptimize(entry);
   }
@@ -71,7 +71,7 @@ BENCHMARK(scanText);
 void replaceVariables(benchmark::State& state) {
   const SimpleProperties none;
   const SimpleProperties set = setOf(keys(500));
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     WString value = "%part3.setting3%/lib:%part4.setting4%/lib";
     ReplaceVariables(value, none, set, none);
     benchmark::DoNotOptimize(value);
