@@ -1,4 +1,6 @@
 /* A native application that runs until it is stopped; $STOP says how that goes. */
+#include <stdatomic.h>
+#include <stdbool.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -6,7 +8,7 @@
 
 #include "velox/native_application.h"
 
-static volatile int isStopped = 0;
+static atomic_bool isStopped;
 
 static void tell(const char* line) {
   puts(line);
@@ -27,7 +29,7 @@ void AppStop(void) {
     tell("stuck");
     for (;;) pause();
   }
-  isStopped = 1;
+  isStopped = true;
   usleep(100000);
   tell("stop");
 }
