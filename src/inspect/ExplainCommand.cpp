@@ -168,8 +168,8 @@ std::string listAsText(const std::string& title, const std::vector<std::string>&
 std::string commandAsText(const Inspection& inspection) {
   if (!inspection.classPath) return {};
   std::string text = headline("The same with the program java");
-  if (inspection.valueOf(keys::startMethod) != "" &&
-      inspection.valueOf(keys::startMethod) != "main") {
+  const std::string startMethod = inspection.valueOf(keys::startMethod);
+  if (!startMethod.empty() && startMethod != "main") {
     text += "  # except for the start method: java always runs main\n";
   }
   return text + equivalentJavaCommand(inspection) + "\n";

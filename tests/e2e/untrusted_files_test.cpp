@@ -138,12 +138,15 @@ TEST_F(UntrustedFiles, AreNotRunWithRaisedPrivileges) {
                            "The wrapper does not start with set-user-ID, set-group-ID or file "
                            "capabilities: it runs what its caller names\n"};
   const Start withTools = {.environment = {{"PATH", "/usr/sbin:/sbin:/usr/bin:/bin"}}};
-  const std::string capability = "chmod g-s raised && setcap cap_net_raw+ep raised";
-  const bool hasSetcap = sandbox_.run({"setcap", "-h"}, withTools).status == 0;
-  for (const std::string& raise :
-       {std::string("chmod u+s raised"), std::string("chgrp 1 raised && chmod u-s,g+s raised"),
-        capability}) {
-    if (raise == capability && !hasSetcap) continue;
+  Texts raises = {"chmod u+s raised"};
+#ifndef __SANITIZE_ADDRESS__
+  // Such a process may not read its own environment, so the leak check cannot be switched off.
+  raises.emplace_back("chmod u-s raised && chgrp 1 raised && chmod g+s raised");
+#endif
+  if (sandbox_.run({"setcap", "-h"}, withTools).status == 0) {
+    raises.emplace_back("chmod u-s,g-s raised && setcap cap_net_raw+ep raised");
+  }
+  for (const std::string& raise : raises) {
     ASSERT_EQ(sandbox_.run({"sh", "-c", raise}, withTools), (Outcome{0, ""}));
     EXPECT_EQ(sandbox_.run(line, start), refused) << raise;
   }
