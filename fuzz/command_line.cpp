@@ -16,13 +16,9 @@ thread_local bool scanning = false;
 
 /// In place of the library's, so that --delayStart costs no time. libFuzzer has a thread that uses
 /// it too.
-extern "C" unsigned int sleep(unsigned int seconds) {
-  if (scanning) {
-    slept += seconds;
-  } else {
-    const timespec time = {static_cast<time_t>(seconds), 0};
-    ::nanosleep(&time, nullptr);
-  }
+extern "C" int nanosleep(const timespec* time, timespec* left) {
+  if (!scanning) return ::clock_nanosleep(CLOCK_REALTIME, 0, time, left);
+  slept += static_cast<unsigned int>(time->tv_sec);
   return 0;
 }
 

@@ -31,7 +31,9 @@ constexpr std::size_t fileSizeLimit = 1048576;
 constexpr std::size_t maxIncludeDepth = 1024;
 constexpr std::size_t maxIncludedFiles = 10000;
 constexpr std::size_t maxOpenText = 64 * fileSizeLimit;
+constexpr std::size_t maxReadText = 4 * maxOpenText;
 constexpr int maxOpenEntries = 250000;
+constexpr int maxTakenOverEntries = 5000000;
 
 constexpr char includePrefix[] = "velox.include.kvf";
 // In a last line without a line end this shorter prefix makes an include; nothing there is
@@ -157,6 +159,7 @@ class PropertiesParser {
     files_.pop_back();
     OpenFile& file = files_.back();
     outerEntries_ -= file.entries.size();
+    takenOverEntries_ += included.size();
     included.forEach(
         [&](const WString& key, const WString& value) { file.entries.set(key, value); });
     exportEntry(file);
@@ -182,7 +185,10 @@ class PropertiesParser {
     OpenFile& file = files_.emplace_back(std::move(text).value_or(std::string()), observer_);
     file.isEntered = isEntered;
     openText_ += file.text.size();
-    if (openText_ > maxOpenText) end("Include files are too large at", name);
+    readText_ += file.text.size();
+    const bool isTooMuch = openText_ > maxOpenText || readText_ > maxReadText ||
+                           takenOverEntries_ > maxTakenOverEntries;
+    if (isTooMuch) end("Include files are too large at", name);
     if (uninstallsNamedService(options_)) {
       file.entries.set(keys::serviceName, options_.valueOf(keys::serviceName));
     }
@@ -217,7 +223,9 @@ class PropertiesParser {
   std::deque<OpenFile> files_;  ///< from the main file to the innermost include
   std::size_t opened_ = 0;
   std::size_t openText_ = 0;
-  int outerEntries_ = 0;  ///< of all files but the innermost
+  std::size_t readText_ = 0;  ///< of all files so far
+  int outerEntries_ = 0;      ///< of all files but the innermost
+  int takenOverEntries_ = 0;  ///< from included files, once for every level
 };
 
 /// Takes NAME=value. The environment keeps pointing at the text, even in an exit handler, so the

@@ -176,8 +176,11 @@ void StopSignals::begin(Stop stop) {
 
 void StopSignals::waitForStop() {
   if (!caller_) return;
-  end();
+  // A signal during the wait ends a stop function that hangs.
+  isRequested = true;
+  caller_->end();
   caller_->waitForCall();
+  end();
 }
 
 void StopSignals::end() {

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -67,9 +68,14 @@ int runCheck(const CheckOptions& options, const std::vector<std::string>& comman
     return report(std::move(inspections), options);
   }
   if (options.files.empty()) return complain("give a file, or -- and a command line");
+  std::set<std::filesystem::path> seen;
   for (const std::string& file : options.files) {
     if (::access(file.c_str(), R_OK) != 0) return complain(shown(file) + " cannot be read");
-    inspections.push_back(inspectFile(file));
+    std::error_code error;
+    // A file that is named twice is no second instance.
+    if (seen.insert(std::filesystem::canonical(file, error)).second || error) {
+      inspections.push_back(inspectFile(file));
+    }
   }
   return report(std::move(inspections), options);
 }

@@ -87,6 +87,10 @@ class FolderMaker {
     const bool there = fs::exists(fs::symlink_status(folder_, error));
     if (there && !force && !(fs::is_directory(folder_) && fs::is_empty(folder_)))
       throw NewApplicationError(folder_.string() + " is there already; --force writes into it");
+    if (fs::absolute(folder_).string().find(':') != std::string::npos)
+      throw NewApplicationError(
+          "a Java class path cannot hold a folder with a colon in its name: " +
+          fs::absolute(folder_).string());
     // Of the folders on the way, the first new one is what has to disappear.
     for (fs::path missing = folder_; !missing.empty() && !fs::exists(missing, error);
          missing = missing.parent_path())

@@ -1,9 +1,13 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
+#include <exception>
+#include <iostream>
 #include <string>
 #include <vector>
 
+#include "foundation/WException.h"
 #include "foundation/wrapper_vid.h"
 #include "inspect/CdsCommand.h"
 #include "inspect/CheckCommand.h"
@@ -16,11 +20,14 @@
 
 namespace {
 
-constexpr int wrongUsage = 2;
+constexpr int couldNotWork = 2;
 
-}  // namespace
+int complain(const char* text) {
+  std::fprintf(stderr, "kvf: %s\n", text);
+  return couldNotWork;
+}
 
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
   // What stands behind "--" is a command line of the launcher, with switches of its own.
   char** const dashes = std::find_if(
       argv, argv + argc, [](const char* argument) { return std::strcmp(argument, "--") == 0; });
@@ -41,7 +48,26 @@ int main(int argc, char** argv) {
   try {
     app.parse(static_cast<int>(dashes - argv), argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : wrongUsage;
+    return app.exit(error) == 0 ? 0 : couldNotWork;
   }
   return status;
+}
+
+bool isOutputWritten() {
+  return std::cout.flush().good() && std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    const int status = run(argc, argv);
+    // Where a command could not print, it has said so.
+    if (status == couldNotWork || isOutputWritten()) return status;
+    return complain("standard output cannot be written");
+  } catch (const WException& exception) {
+    return complain(exception.getDescription(false).c_str());
+  } catch (const std::exception& exception) {
+    return complain(exception.what());
+  }
 }

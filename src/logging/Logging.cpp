@@ -39,8 +39,7 @@ int openLog(const char* path, std::string_view& refusal) {
   const int descriptor = ::open(path, flags, 0666);
   struct stat file = {};
   if (descriptor < 0) {
-    const bool present = ::lstat(path, &file) == 0 && !S_ISDIR(file.st_mode);
-    if (present) refusal = reasonToRefuse(file);
+    if (::lstat(path, &file) == 0) refusal = reasonToRefuse(file);
     return -1;
   }
   if (::fstat(descriptor, &file) == 0) refusal = reasonToRefuse(file);
