@@ -27,12 +27,13 @@ namespace {
 
 constexpr std::size_t firstRead = 1024;
 constexpr std::size_t fileSizeLimit = 1048576;
-// Far beyond any real use, and reached within a second, be it by files that include each other.
+// Far beyond any real use. Depth and what is open bound memory; the others bound the time that
+// files can take which include each other, or large ones, again and again.
 constexpr std::size_t maxIncludeDepth = 1024;
 constexpr std::size_t maxIncludedFiles = 10000;
 constexpr std::size_t maxOpenText = 64 * fileSizeLimit;
-constexpr std::size_t maxReadText = 4 * maxOpenText;
 constexpr int maxOpenEntries = 250000;
+constexpr std::size_t maxReadText = 4 * maxOpenText;
 constexpr int maxTakenOverEntries = 5000000;
 
 constexpr char includePrefix[] = "velox.include.kvf";

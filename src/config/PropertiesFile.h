@@ -16,9 +16,10 @@ extern SimpleProperties gProps;
 /// `options` is the command-line set: a command that needs no file tolerates a missing one, else
 /// a missing file ends the process with a message. Substitution (see ReplaceVariables) looks names
 /// up in `lookupFirst`, the entries so far and `lookupLast`. A file that cannot be read to its end,
-/// or of 1 MiB and more, yields no entries. More than 1,024 levels of includes, 10,000 included
-/// files or 64 MiB of text in the files that are open at a time end the process. Exhausted memory
-/// throws the default memory exception. The observer may be null.
+/// or of 1 MiB and more, yields no entries. Includes have limits, each of which ends the process:
+/// 1,024 levels, 10,000 included files, 64 MiB of text and 250,000 entries in the files that are
+/// open at a time, 256 MiB of text in all, and 5,000,000 entries taken over from included files.
+/// Exhausted memory throws the default memory exception. The observer may be null.
 SimpleProperties ParsePropertiesFile(const char* fileName, const SimpleProperties& options,
                                      const SimpleProperties& lookupFirst,
                                      const SimpleProperties& lookupLast, bool noExport,
