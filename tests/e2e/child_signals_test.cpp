@@ -11,12 +11,6 @@ namespace {
 /// Signals to a launcher that waits for a child.
 class ChildSignals : public LifecycleTest {
  protected:
-  void SetUp() override {
-#ifdef __SANITIZE_THREAD__
-    GTEST_SKIP() << "ThreadSanitizer calls no signal handler during a wait for a child";
-#endif
-  }
-
   /// A `java` that tells of its signals and ends by USR2 with status 3; started by `runner`.
   void tellingJava(const std::string& runner) {
     sandbox_.write("tell",

@@ -1,0 +1,23 @@
+/* What ThreadSanitizer needs in the launcher and in tests that host a JVM. */
+#include <poll.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+const char* __tsan_default_suppressions(void);
+
+const char* __tsan_default_suppressions(void) {
+  /* The JVM's own code is not instrumented, so its locks and atomics are not seen and what it does
+   * through the C library looks like races; its signal handlers allocate as they see fit. */
+  return "race:libjvm.so\n"
+         "signal:libjvm.so\n";
+}
+
+/* ThreadSanitizer holds signals back until a call returns, unless it knows that the call blocks. It
+ * knows that of poll, not of waitid, where the launcher passes signals on. */
+int waitid(idtype_t type, id_t id, siginfo_t* info, int options) {
+  struct pollfd child = {(int)syscall(SYS_pidfd_open, id, 0), POLLIN, 0};
+  const int ready = poll(&child, 1, -1);
+  close(child.fd);
+  return ready < 0 ? ready : (int)syscall(SYS_waitid, type, id, info, options, NULL);
+}
