@@ -34,7 +34,7 @@ constexpr std::size_t maxIncludedFiles = 10000;
 constexpr std::size_t maxOpenText = 64 * fileSizeLimit;
 constexpr int maxOpenEntries = 250000;
 constexpr std::size_t maxReadText = 4 * maxOpenText;
-constexpr int maxTakenOverEntries = 5000000;
+constexpr int maxStoredEntries = 500000;
 
 constexpr char includePrefix[] = "velox.include.kvf";
 // In a last line without a line end this shorter prefix makes an include; nothing there is
@@ -150,6 +150,7 @@ class PropertiesParser {
     }
     if (observer_ != nullptr) observer_->entryStored(entry.key, entry.value);
     file.entries.set(entry.key, entry.value);
+    ++storedEntries_;
     exportEntry(file);
   }
 
@@ -160,7 +161,8 @@ class PropertiesParser {
     files_.pop_back();
     OpenFile& file = files_.back();
     outerEntries_ -= file.entries.size();
-    takenOverEntries_ += included.size();
+    storedEntries_ += included.size();
+    if (isTooMuch()) end("Include files are too large at", file.entry.value);
     included.forEach(
         [&](const WString& key, const WString& value) { file.entries.set(key, value); });
     exportEntry(file);
@@ -170,6 +172,10 @@ class PropertiesParser {
     PropertiesEntry& entry = file.entry;
     if (noExport_ || !entry.endedByLineEnd) return;
     exportEnvironmentVariable(entry.key, entry.value, lookupFirst_, file.entries, observer_);
+  }
+
+  [[nodiscard]] bool isTooMuch() const {
+    return openText_ > maxOpenText || readText_ > maxReadText || storedEntries_ > maxStoredEntries;
   }
 
   /// The file comes last in files_, without entries of its own when it is missing and may be.
@@ -187,9 +193,7 @@ class PropertiesParser {
     file.isEntered = isEntered;
     openText_ += file.text.size();
     readText_ += file.text.size();
-    const bool isTooMuch = openText_ > maxOpenText || readText_ > maxReadText ||
-                           takenOverEntries_ > maxTakenOverEntries;
-    if (isTooMuch) end("Include files are too large at", name);
+    if (isTooMuch()) end("Include files are too large at", name);
     if (uninstallsNamedService(options_)) {
       file.entries.set(keys::serviceName, options_.valueOf(keys::serviceName));
     }
@@ -226,7 +230,7 @@ class PropertiesParser {
   std::size_t openText_ = 0;
   std::size_t readText_ = 0;  ///< of all files so far
   int outerEntries_ = 0;      ///< of all files but the innermost
-  int takenOverEntries_ = 0;  ///< from included files, once for every level
+  int storedEntries_ = 0;     ///< of all files, once more for every level that takes them over
 };
 
 /// Takes NAME=value. The environment keeps pointing at the text, even in an exit handler, so the
