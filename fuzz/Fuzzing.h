@@ -4,7 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <iostream>
+#include <ostream>
+#include <sstream>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,54 +14,63 @@
 #include "foundation/WString.h"
 
 /// What the fuzzers share. Each one gives the same input to the code and to a model: a second, slow
-/// and simple way to the same result, written from the documented rules and not from the code.
+/// and simple way to the same result, written from the documented rules and not from the code. Most
+/// are a unit test as well, with the inputs of their corpus and random joins of their pieces.
 
 using Texts = std::vector<std::string>;
 
 /// One input; defined by each fuzzer.
-void fuzz(std::string_view input);
+static void fuzz(std::string_view input);
 
+#ifdef VELOX_MODEL
+#include "support/Replay.h"
+
+TEST(Model, VELOX_MODEL) {
+  replay(VELOX_CORPUS, fuzz);
+}
+#else
 extern "C" [[gnu::used]] inline int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                                            std::size_t size) {
   fuzz({reinterpret_cast<const char*>(data), size});
   return 0;
 }
+#endif
 
-inline void print(std::string_view text) {
-  std::cerr << '"';
+inline void print(std::string_view text, std::ostream& out) {
+  out << '"';
   for (const char c : text) {
     if (c >= ' ' && c <= '~') {
-      std::cerr << c;
+      out << c;
     } else {
-      std::cerr << "<" << static_cast<int>(static_cast<unsigned char>(c)) << ">";
+      out << "<" << static_cast<int>(static_cast<unsigned char>(c)) << ">";
     }
   }
-  std::cerr << "\" ";
+  out << "\" ";
 }
 
-inline void print(bool truth) {
-  std::cerr << (truth ? "true " : "false ");
+inline void print(bool truth, std::ostream& out) {
+  out << (truth ? "true " : "false ");
 }
 
-inline void print(unsigned int number) {
-  std::cerr << number << ' ';
+inline void print(unsigned int number, std::ostream& out) {
+  out << number << ' ';
 }
 
 template <class Value>
-void print(const std::vector<Value>& list) {
-  for (const Value& value : list) print(value);
+void print(const std::vector<Value>& list, std::ostream& out) {
+  for (const Value& value : list) print(value, out);
 }
 
-/// Ends the fuzzer, and so keeps the input, when the code and the model differ.
+/// Throws when the code and the model differ: that ends a fuzzer, which keeps the input.
 template <class Value>
 void requireSame(const std::string& what, const Value& model, const Value& code) {
   if (model == code) return;
-  std::cerr << what << "\n  model: ";
-  print(model);
-  std::cerr << "\n  code:  ";
-  print(code);
-  std::cerr << '\n';
-  std::abort();
+  std::ostringstream difference;
+  difference << what << "\n  model: ";
+  print(model, difference);
+  difference << "\n  code:  ";
+  print(code, difference);
+  throw std::runtime_error(difference.str());
 }
 
 inline std::string textOf(const WString& text) {

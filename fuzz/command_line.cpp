@@ -1,6 +1,7 @@
 // A command line, one argument a line: the properties and marks that both scans make of it.
 
 #include <algorithm>
+#include <cerrno>
 #include <ctime>
 #include <map>
 
@@ -17,7 +18,10 @@ thread_local bool scanning = false;
 /// In place of the library's, so that --delayStart costs no time. libFuzzer has a thread that uses
 /// it too.
 extern "C" int nanosleep(const timespec* time, timespec* left) {
-  if (!scanning) return ::clock_nanosleep(CLOCK_REALTIME, 0, time, left);
+  if (!scanning) {
+    errno = ::clock_nanosleep(CLOCK_REALTIME, 0, time, left);
+    return errno == 0 ? 0 : -1;
+  }
   slept += static_cast<unsigned int>(time->tv_sec);
   return 0;
 }

@@ -1,9 +1,7 @@
 // WString: sequences of operations on two strings, each beside the same on two std::strings.
 
 #include <algorithm>
-#include <climits>
-
-#include <fuzzer/FuzzedDataProvider.h>
+#include <iterator>
 
 #include "Fuzzing.h"
 #include "foundation/WException.h"
@@ -62,91 +60,100 @@ void requireSameParts(const Pair& text, const Pair& other, unsigned int at, unsi
               text.code.startsWith(other.code.view()));
 }
 
+/// Decisions that the bytes of an input take; when there are no more, each is the first choice.
+class Choices {
+ public:
+  explicit Choices(std::string_view bytes) : bytes_(bytes) {}
+
+  [[nodiscard]] bool areLeft() const { return !bytes_.empty(); }
+  unsigned int upTo(unsigned int last) {
+    const std::string byte = take(1);
+    return byte.empty() ? 0 : static_cast<unsigned char>(byte[0]) % (last + 1);
+  }
+  std::string take(std::size_t count) {
+    const std::string taken(bytes_.substr(0, count));
+    bytes_.remove_prefix(taken.size());
+    return taken;
+  }
+
+ private:
+  std::string_view bytes_;
+};
+
+/// What an edit has at hand.
+struct Step {
+  Pair& text;
+  Pair& other;
+  std::string fresh;
+  char c;
+  unsigned int at;
+  unsigned int count;
+
+  void replace(unsigned int removed, const std::string& with) const {
+    if (at <= text.model.size()) text.model.replace(at, wide(removed), std::string(with));
+  }
+};
+
+struct Edit {
+  void (*code)(const Step&);
+  void (*model)(const Step&);
+};
+
+constexpr Edit edits[] = {
+    {[](const Step& s) { s.text.code.clear(); }, [](const Step& s) { s.text.model.clear(); }},
+    {[](const Step& s) { s.text.code = s.fresh.c_str(); },
+     [](const Step& s) { s.text.model = s.fresh; }},
+    {[](const Step& s) { s.text.code = s.c; }, [](const Step& s) { s.text.model = s.c; }},
+    {[](const Step& s) { s.text.code = s.other.code; },
+     [](const Step& s) { s.text.model = s.other.model; }},
+    {[](const Step& s) { s.text.code = WString(s.other.code); },
+     [](const Step& s) { s.text.model = s.other.model; }},
+    {[](const Step& s) { s.text.code += s.other.code; },
+     [](const Step& s) { s.text.model += s.other.model; }},
+    {[](const Step& s) { s.text.code += s.fresh.c_str(); },
+     [](const Step& s) { s.text.model += s.fresh; }},
+    {[](const Step& s) { s.text.code += s.c; }, [](const Step& s) { s.text.model += s.c; }},
+    {[](const Step& s) { s.text.code = s.text.code + s.other.code; },
+     [](const Step& s) { s.text.model += s.other.model; }},
+    {[](const Step& s) { s.text.code.replace(s.at, s.count, s.fresh.c_str()); },
+     [](const Step& s) { s.replace(s.count, s.fresh); }},
+    {[](const Step& s) { s.text.code.replace(s.at, s.count, s.other.code.c_str()); },
+     [](const Step& s) { s.replace(s.count, s.other.model); }},
+    {[](const Step& s) { s.text.code.erase(s.at, s.count); },
+     [](const Step& s) { s.replace(s.count, ""); }},
+    {[](const Step& s) { s.text.code.insert(s.at, s.fresh.c_str()); },
+     [](const Step& s) { s.replace(0, s.fresh); }},
+    {[](const Step& s) {
+       s.text.code += s.text.code.c_str() + std::min(s.at, s.text.code.length());
+     },
+     [](const Step& s) {
+       s.text.model += s.text.model.substr(std::min<std::size_t>(s.at, s.text.model.size()));
+     }},
+    {[](const Step& s) { s.text.code = WString(s.count); },
+     [](const Step& s) { s.text.model.clear(); }},
+};
+
 }  // namespace
 
 void fuzz(std::string_view input) {
-  FuzzedDataProvider data(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
+  Choices choices(input);
   Pair pairs[2];
-  while (data.remaining_bytes() > 0) {
-    const bool which = data.ConsumeBool();
-    Pair& text = pairs[which ? 1 : 0];
+  const auto position = [&] { return choices.upTo(1) == 0 ? npos : choices.upTo(200); };
+  while (choices.areLeft()) {
+    const Edit& edit = edits[choices.upTo(std::size(edits) - 1)];
     // Now and then a string meets itself: no operation may read what it has already overwritten.
-    Pair& other = pairs[data.ConsumeBool() ? 1 : 0];
-    const std::string fresh = upToNul(data.ConsumeRandomLengthString(150));
-    const char c = data.ConsumeIntegralInRange<char>(1, CHAR_MAX);
-    const unsigned int at = data.ConsumeBool() ? data.ConsumeIntegralInRange(0U, 200U) : npos;
-    const unsigned int count = data.ConsumeBool() ? data.ConsumeIntegralInRange(0U, 200U) : npos;
-    const bool inside = at <= text.model.size();
-    const auto replace = [&](unsigned int removed, const std::string& with) {
-      if (inside) text.model.replace(at, wide(removed), std::string(with));
-    };
-    switch (data.ConsumeIntegralInRange(0, 14)) {
-      case 0:
-        text.code = fresh.c_str();
-        text.model = fresh;
-        break;
-      case 1:
-        text.code = c;
-        text.model = c;
-        break;
-      case 2:
-        text.code = other.code;
-        text.model = other.model;
-        break;
-      case 3:
-        text.code = WString(other.code);
-        text.model = other.model;
-        break;
-      case 4:
-        text.code += other.code;
-        text.model += std::string(other.model);
-        break;
-      case 5:
-        text.code += fresh.c_str();
-        text.model += fresh;
-        break;
-      case 6:
-        text.code += c;
-        text.model += c;
-        break;
-      case 7:
-        text.code = text.code + other.code;
-        text.model = text.model + other.model;
-        break;
-      case 8:
-        text.code.replace(at, count, fresh.c_str());
-        replace(count, fresh);
-        break;
-      case 9:
-        text.code.replace(at, count, other.code.c_str());
-        replace(count, other.model);
-        break;
-      case 10:
-        text.code.erase(at, count);
-        replace(count, "");
-        break;
-      case 11:
-        text.code.insert(at, fresh.c_str());
-        replace(0, fresh);
-        break;
-      case 12:
-        text.code += text.code.c_str() + std::min(at, text.code.length());
-        text.model += text.model.substr(std::min<std::size_t>(at, text.model.size()));
-        break;
-      case 13:
-        text.code = WString(count);
-        text.model.clear();
-        break;
-      default:
-        text.code.clear();
-        text.model.clear();
-        break;
-    }
+    Pair& text = pairs[choices.upTo(1)];
+    Pair& other = pairs[choices.upTo(1)];
+    const char c = static_cast<char>(1 + choices.upTo(126));
+    const Step step = {text, other,      upToNul(choices.take(choices.upTo(150))),
+                       c,    position(), position()};
+    edit.code(step);
+    edit.model(step);
     if (text.model.size() > 4000) return;
     requireSame("text", text.model, textOf(text.code));
     requireSame("C text", text.model, std::string(text.code.c_str()));
     requireSame("room", true, text.code.capacity() >= text.code.length());
-    requireSameSearches(text, other, c, at);
-    requireSameParts(text, other, at, count);
+    requireSameSearches(text, other, step.c, step.at);
+    requireSameParts(text, other, step.at, step.count);
   }
 }
