@@ -48,17 +48,12 @@ inline void print(std::string_view text, std::ostream& out) {
   out << "\" ";
 }
 
-inline void print(bool truth, std::ostream& out) {
-  out << (truth ? "true " : "false ");
+inline void print(const Texts& list, std::ostream& out) {
+  for (const std::string& text : list) print(text, out);
 }
 
 inline void print(unsigned int number, std::ostream& out) {
-  out << number << ' ';
-}
-
-template <class Value>
-void print(const std::vector<Value>& list, std::ostream& out) {
-  for (const Value& value : list) print(value, out);
+  out << number;
 }
 
 /// Throws when the code and the model differ: that ends a fuzzer, which keeps the input.

@@ -80,57 +80,50 @@ class Choices {
   std::string_view bytes_;
 };
 
-/// What an edit has at hand.
+/// What an edit has at hand: two strings, each twice, and what the input has chosen.
 struct Step {
-  Pair& text;
-  Pair& other;
+  WString& code;
+  std::string& model;
+  const WString& otherCode;
+  const std::string& otherModel;
   std::string fresh;
   char c;
   unsigned int at;
   unsigned int count;
 
   void replace(unsigned int removed, const std::string& with) const {
-    if (at <= text.model.size()) text.model.replace(at, wide(removed), std::string(with));
+    if (at <= model.size()) model.replace(at, wide(removed), std::string(with));
   }
+  [[nodiscard]] unsigned int inside() const { return std::min(at, code.length()); }
 };
 
+using S = const Step&;
+
 struct Edit {
-  void (*code)(const Step&);
-  void (*model)(const Step&);
+  void (*ofCode)(S s);
+  void (*ofModel)(S s);
 };
 
 constexpr Edit edits[] = {
-    {[](const Step& s) { s.text.code.clear(); }, [](const Step& s) { s.text.model.clear(); }},
-    {[](const Step& s) { s.text.code = s.fresh.c_str(); },
-     [](const Step& s) { s.text.model = s.fresh; }},
-    {[](const Step& s) { s.text.code = s.c; }, [](const Step& s) { s.text.model = s.c; }},
-    {[](const Step& s) { s.text.code = s.other.code; },
-     [](const Step& s) { s.text.model = s.other.model; }},
-    {[](const Step& s) { s.text.code = WString(s.other.code); },
-     [](const Step& s) { s.text.model = s.other.model; }},
-    {[](const Step& s) { s.text.code += s.other.code; },
-     [](const Step& s) { s.text.model += s.other.model; }},
-    {[](const Step& s) { s.text.code += s.fresh.c_str(); },
-     [](const Step& s) { s.text.model += s.fresh; }},
-    {[](const Step& s) { s.text.code += s.c; }, [](const Step& s) { s.text.model += s.c; }},
-    {[](const Step& s) { s.text.code = s.text.code + s.other.code; },
-     [](const Step& s) { s.text.model += s.other.model; }},
-    {[](const Step& s) { s.text.code.replace(s.at, s.count, s.fresh.c_str()); },
-     [](const Step& s) { s.replace(s.count, s.fresh); }},
-    {[](const Step& s) { s.text.code.replace(s.at, s.count, s.other.code.c_str()); },
-     [](const Step& s) { s.replace(s.count, s.other.model); }},
-    {[](const Step& s) { s.text.code.erase(s.at, s.count); },
-     [](const Step& s) { s.replace(s.count, ""); }},
-    {[](const Step& s) { s.text.code.insert(s.at, s.fresh.c_str()); },
-     [](const Step& s) { s.replace(0, s.fresh); }},
-    {[](const Step& s) {
-       s.text.code += s.text.code.c_str() + std::min(s.at, s.text.code.length());
-     },
-     [](const Step& s) {
-       s.text.model += s.text.model.substr(std::min<std::size_t>(s.at, s.text.model.size()));
-     }},
-    {[](const Step& s) { s.text.code = WString(s.count); },
-     [](const Step& s) { s.text.model.clear(); }},
+    {[](S s) { s.code.clear(); }, [](S s) { s.model.clear(); }},
+    {[](S s) { s.code = s.fresh.c_str(); }, [](S s) { s.model = s.fresh; }},
+    {[](S s) { s.code = s.c; }, [](S s) { s.model = s.c; }},
+    {[](S s) { s.code = s.otherCode; }, [](S s) { s.model = s.otherModel; }},
+    {[](S s) { s.code = WString(s.otherCode); }, [](S s) { s.model = s.otherModel; }},
+    {[](S s) { s.code = WString(s.count); }, [](S s) { s.model.clear(); }},
+    {[](S s) { s.code += s.otherCode; }, [](S s) { s.model += s.otherModel; }},
+    {[](S s) { s.code += s.fresh.c_str(); }, [](S s) { s.model += s.fresh; }},
+    {[](S s) { s.code += s.c; }, [](S s) { s.model += s.c; }},
+    {[](S s) { s.code = s.code + s.otherCode; }, [](S s) { s.model += s.otherModel; }},
+    {[](S s) { s.code.replace(s.at, s.count, s.fresh.c_str()); },
+     [](S s) { s.replace(s.count, s.fresh); }},
+    {[](S s) { s.code.replace(s.at, s.count, s.otherCode.c_str()); },
+     [](S s) { s.replace(s.count, s.otherModel); }},
+    {[](S s) { s.code.erase(s.at, s.count); }, [](S s) { s.replace(s.count, ""); }},
+    {[](S s) { s.code.insert(s.at, s.fresh.c_str()); }, [](S s) { s.replace(0, s.fresh); }},
+    {[](S s) { s.code = s.code.c_str() + s.inside(); }, [](S s) { s.model.erase(0, wide(s.at)); }},
+    {[](S s) { s.code += s.code.c_str() + s.inside(); },
+     [](S s) { s.model += s.model.substr(std::min<std::size_t>(s.at, s.model.size())); }},
 };
 
 }  // namespace
@@ -144,11 +137,16 @@ void fuzz(std::string_view input) {
     // Now and then a string meets itself: no operation may read what it has already overwritten.
     Pair& text = pairs[choices.upTo(1)];
     Pair& other = pairs[choices.upTo(1)];
-    const char c = static_cast<char>(1 + choices.upTo(126));
-    const Step step = {text, other,      upToNul(choices.take(choices.upTo(150))),
-                       c,    position(), position()};
-    edit.code(step);
-    edit.model(step);
+    const Step step = {text.code,
+                       text.model,
+                       other.code,
+                       other.model,
+                       upToNul(choices.take(choices.upTo(150))),
+                       static_cast<char>(1 + choices.upTo(126)),
+                       position(),
+                       position()};
+    edit.ofCode(step);
+    edit.ofModel(step);
     if (text.model.size() > 4000) return;
     requireSame("text", text.model, textOf(text.code));
     requireSame("C text", text.model, std::string(text.code.c_str()));

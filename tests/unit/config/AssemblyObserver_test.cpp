@@ -75,8 +75,9 @@ Texts eventsOf(const std::string& file, const SimpleProperties& definitions) {
 TEST(AssemblyObserver, IsToldOfEntriesAndReferencesInTheOrderOfReading) {
   Sandbox sandbox;
   const std::string part = sandbox.write("part.kvf", "b = %a%%who%\n");
-  const std::string file = sandbox.write(
-      "app.kvf", "# \\t\nword\na=x\\ty\nrefused=1\nvelox.include.kvf=" + part + "\nc=%gone%");
+  const std::string file =
+      sandbox.write("app.kvf", "# \\t\nword\na=x\\ty\nrefused=1\nvelox.include.kvf=" + part +
+                                   "\nc=%gone%%LC_ALL%");
   EXPECT_EQ(eventsOf(file, props({{"wrapper.variable.who", "me"}})),
             (Texts{"enter app.kvf",
                    "dropped word",
@@ -96,10 +97,11 @@ TEST(AssemblyObserver, IsToldOfEntriesAndReferencesInTheOrderOfReading) {
                    "definition who at 4",
                    "store b= x\tyme",
                    "leave",
-                   "entry c=%gone%",
-                   "raw %gone%",
+                   "entry c=%gone%%LC_ALL%",
+                   "raw %gone%%LC_ALL%",
                    "nothing gone at 0",
-                   "store c=",
+                   "environment LC_ALL at 0",
+                   "store c=C.UTF-8",
                    "leave"}));
 }
 

@@ -34,21 +34,10 @@ TEST_F(Variables, ComeFromTheFirstThatHasThem) {
   EXPECT_EQ(replaced("<%nowhere%>%plain%"), "<>");
 }
 
-TEST_F(Variables, NeedTwoPercentSigns) {
-  EXPECT_EQ(replaced("50%"), "50%");
+// Any value and any sets meet a model of the rules: fuzz/variables.cpp.
+TEST_F(Variables, NeedTwoPercentSignsThatAreNotEscaped) {
   EXPECT_EQ(replaced("%b%50%c"), "second50%c");
-  EXPECT_EQ(replaced("%%x"), "x");
-}
-
-TEST_F(Variables, StayWhenTheirPercentSignsAreEscaped) {
-  EXPECT_EQ(replaced("a\\%b"), "a%b");
-  EXPECT_EQ(replaced("\\%b\\%"), "%b%");
-  EXPECT_EQ(replaced("@@#@@"), "@@#@@");
-  EXPECT_EQ(replaced("@@#@@%c%@@#@@"), "%third%");
-}
-
-TEST_F(Variables, MayBeHitByWhatAReplacementBringsAlong) {
-  EXPECT_EQ(replaced("%brings%%OUTER%"), "environmentOUTER%");
+  EXPECT_EQ(replaced("a\\%b\\%%c%@@#@@"), "a%b%third%");
 }
 
 TEST_F(Variables, EndTheProcessWhenTheyAreMoreThanAHundred) {
@@ -79,14 +68,10 @@ TEST_F(Variables, AreShownByWholeCharactersOnOneLine) {
 
 TEST_F(Variables, OfTheLegacyScriptComeFromThePropertiesFirst) {
   EXPECT_EQ(substituted("%a%%OUTER%<%nowhere%>", {{"a", "%b%"}, {"b", "2"}}), "2environment<>");
-  EXPECT_EQ(substituted("%OUTER%.", {{"OUTER", "own"}}), "own.");
-  EXPECT_EQ(substituted("100%", {}), "100%");
 }
 
 TEST_F(Variables, OfTheLegacyScriptHaveOneSlashAndOneSeparator) {
-  EXPECT_EQ(substituted("C:\\dir\\file", {}), "C:/ir\\file");
-  EXPECT_EQ(substituted("x%PSP%y%PSP%", {}), "x:y");
-  EXPECT_EQ(substituted("\\ab%c\\%", {{"c\\", "no"}}), "/b%c\\%");
+  EXPECT_EQ(substituted("C:\\dir\\file%PSP%y%PSP%", {}), "C:/ir\\file:y");
 }
 
 TEST_F(Variables, OfTheLegacyScriptEndTheProcessWhenTheyHaveNoEnd) {

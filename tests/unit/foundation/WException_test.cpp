@@ -9,12 +9,14 @@ namespace {
 TEST(WException, IsEqualByCodeRoleAndCategory) {
   const WException error("code", "role", "category", "text");
   EXPECT_TRUE(error == WException("code", "role", "category", "other", "f.cpp", 7));
-  EXPECT_FALSE(error == WException("other", "role", "category", "text"));
-  EXPECT_FALSE(error == WException("code", "other", "category", "text"));
-  EXPECT_FALSE(error == WException("code", "role", "other", "text"));
+  for (const WException& other :
+       {WException("", "role", "category", "text"), WException("code", "", "category", "text"),
+        WException("code", "role", "", "text")}) {
+    EXPECT_FALSE(error == other) << other.toWString().c_str();
+  }
 }
 
-TEST(WException, IsNullWithoutCodeRoleAndCategory) {
+TEST(WException, IsNullWithoutThem) {
   EXPECT_TRUE(WException("", "", "", "text").isNull());
   EXPECT_FALSE(WException("code", "", "", "").isNull());
   EXPECT_FALSE(WException("", "role", "", "").isNull());

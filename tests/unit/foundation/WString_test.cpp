@@ -10,7 +10,6 @@ namespace {
 constexpr unsigned int npos = WString::npos;
 
 TEST(WString, CapacityStartsAsAskedForOrWithRoomToSpare) {
-  EXPECT_EQ(WString().capacity(), 64U);
   EXPECT_EQ(WString(10U).capacity(), 10U);
   EXPECT_EQ(WString(64U).capacity(), 64U);
   EXPECT_EQ(WString(0U).capacity(), 64U);
@@ -41,19 +40,6 @@ TEST(WString, CopiesAndMovesTextsOfAnyLength) {
   EXPECT_EQ(WString(static_cast<const char*>(nullptr)), "");
 }
 
-TEST(WString, TakesPiecesOfItself) {
-  WString text = std::string(40, 'x').c_str();
-  text += text;
-  EXPECT_EQ(text.view(), std::string(80, 'x'));
-  text += text.c_str() + 79;
-  EXPECT_EQ(text.view(), std::string(81, 'x'));
-  text.replace(0, 80, text.c_str() + 78);
-  EXPECT_EQ(text, "xxxx");
-  text = "abc";
-  text = text.c_str() + 1;
-  EXPECT_EQ(text, "bc");
-}
-
 TEST(WString, Joins) {
   EXPECT_EQ("a" + WString("b") + 'c' + "d" + WString("e"), "abcde");
   EXPECT_EQ(WString("a") + static_cast<const char*>(nullptr), "a");
@@ -68,58 +54,25 @@ TEST(WString, ComparesToTheByte) {
   EXPECT_FALSE(WString("a").isEqual(static_cast<const char*>(nullptr)));
 }
 
-TEST(WString, FindsForwards) {
+// Positions, searches and edits meet a model of them: fuzz/wstring.cpp.
+TEST(WString, FindsForwardsFromTheStartAndBackwardsFromTheEnd) {
   const WString text = "a/b/c";
   EXPECT_EQ(text.find('/'), 1U);
-  EXPECT_EQ(text.find('/', 2), 3U);
-  EXPECT_EQ(text.find('/', 5), npos);
-  EXPECT_EQ(text.find(WString("a/")), 0U);
-  EXPECT_EQ(text.find(WString("/"), 2), 3U);
-  EXPECT_EQ(text.find(WString("x")), npos);
-  EXPECT_EQ(text.find_cstr("a/"), 0U);
-  EXPECT_EQ(text.find_cstr("/", 2), 3U);
-  EXPECT_EQ(text.find_cstr("", 5), 5U);
-  EXPECT_EQ(text.find_cstr("", 6), npos);
+  EXPECT_EQ(text.find(WString("/")), 1U);
+  EXPECT_EQ(text.find_cstr("/"), 1U);
   EXPECT_EQ(text.find_first_not_of('a'), 1U);
-  EXPECT_EQ(text.find_first_not_of('a', npos), 1U);
-  EXPECT_EQ(WString("  ").find_first_not_of(' '), npos);
-}
-
-TEST(WString, FindsBackwardsFromThePositionOn) {
-  const WString text = "a/b/c";
   EXPECT_EQ(text.find_last_of('/'), 3U);
-  EXPECT_EQ(text.find_last_of('/', 3), 3U);
-  EXPECT_EQ(text.find_last_of('/', 2), 1U);
-  EXPECT_EQ(text.find_last_of('a'), 0U);
-  EXPECT_EQ(WString().find_last_of('/'), npos);
   EXPECT_EQ(text.find_last_of(WString("b/c")), 2U);
-  EXPECT_EQ(text.find_last_of(WString("b/c"), 1), npos);
-  EXPECT_EQ(text.find_last_of(WString()), npos);
-  EXPECT_EQ(text.find_last_of(text + "/"), npos);
   EXPECT_EQ(text.find_last_not_of('c'), 3U);
-  EXPECT_EQ(text.find_last_not_of('/', 1), 0U);
+  EXPECT_EQ(text.find('/', 5), npos);
 }
 
 TEST(WString, Edits) {
-  EXPECT_EQ(WString("abcdef").replace(2, npos, "x"), "abx");
   EXPECT_EQ(WString("abcdef").replace(1, 2, "12345"), "a12345def");
-  EXPECT_EQ(WString("abcdef").replace(6, 1, "x"), "abcdefx");
-  EXPECT_EQ(WString("abcdef").replace(7, 1, "x"), "abcdef");
-  EXPECT_EQ(WString("abcdef").replace(npos, 1, "x"), "abcdef");
-  EXPECT_EQ(WString(std::string(64, 'x').c_str()).replace(1, 62, "-"), "x-x");
-  EXPECT_EQ(WString("abcdef").erase(1, 4), "af");
   EXPECT_EQ(WString("abcdef").erase(4), "abcd");
   EXPECT_EQ(WString("abcdef").insert(3, "-"), "abc-def");
   EXPECT_EQ(WString("abcdef").insert(3, nullptr), "abcdef");
-}
-
-TEST(WString, CutsOut) {
-  EXPECT_EQ(WString("abcdef").substr(4, 9), "ef");
-  EXPECT_EQ(WString("abcdef").substr(2, 0), "");
-  EXPECT_EQ(WString("abcdef").substr(6), "");
-  EXPECT_EQ(WString("abc", 1, 1), "b");
-  EXPECT_EQ(WString("abc", 3, 1), "");
-  EXPECT_EQ(WString(WString("abc"), 1, npos), "bc");
+  EXPECT_EQ(WString("abcdef").substr(4), "ef");
 }
 
 TEST(WString, AnOffsetBeyondTheEndThrows) {
@@ -141,11 +94,10 @@ TEST(WString, ConvertsIntegers) {
     int value;
   };
   const Row rows[] = {
-      {"  -42", true, -42}, {"+", true, 0},    {"", true, 0},
-      {"   ", true, 0},     {"+7", true, 7},   {"12 ", false, 12},
-      {"-12x", false, 12},  {"\t7", false, 0}, {"4294967297", true, 1},
-      {"1.5", false, 1},    {"--1", false, 0}, {"-2147483648", true, -2147483647 - 1},
-      {"1/", false, 1},     {"90", true, 90},  {"1:", false, 1},
+      {"  -42", true, -42}, {"+", true, 0},          {"", true, 0},
+      {"   ", true, 0},     {"12 ", false, 12},      {"-12x", false, 12},
+      {"\t7", false, 0},    {"4294967297", true, 1}, {"-2147483648", true, -2147483647 - 1},
+      {"1/", false, 1},     {"+90", true, 90},       {"1:", false, 1},
   };
   for (const Row& row : rows) {
     int value = 99;

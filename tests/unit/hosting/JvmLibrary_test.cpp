@@ -8,24 +8,16 @@
 
 namespace {
 
-TEST(JvmLibrary, IsTheConfiguredFileOrTheSystemsDefault) {
+TEST(JvmLibrary, IsTheConfiguredFileElseTheSystemsDefault) {
   using Source = JvmLibrary::Source;
-  struct Row {
-    const char* configured;
-    Source source;
-    const char* path;
+  const auto choice = [](const char* configured) {
+    const auto isThere = [](const char* path) { return std::strcmp(path, "there.so") == 0; };
+    const JvmLibrary library = JvmLibrary::choose(configured, isThere);
+    return std::pair(library.source, std::string(library.path.view()));
   };
-  const Row rows[] = {
-      {"there.so", Source::configured, "there.so"},
-      {"missing.so", Source::systemDefault, "libjvm.so"},
-      {"", Source::none, ""},
-  };
-  for (const Row& row : rows) {
-    const JvmLibrary library = JvmLibrary::choose(
-        row.configured, [](const char* path) { return std::strcmp(path, "there.so") == 0; });
-    EXPECT_EQ(library.source, row.source) << row.configured;
-    EXPECT_EQ(library.path, row.path) << row.configured;
-  }
+  EXPECT_EQ(choice("there.so"), std::pair(Source::configured, std::string("there.so")));
+  EXPECT_EQ(choice("missing.so"), std::pair(Source::systemDefault, std::string("libjvm.so")));
+  EXPECT_EQ(choice(""), std::pair(Source::none, std::string()));
 }
 
 }  // namespace

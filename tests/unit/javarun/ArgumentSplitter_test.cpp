@@ -6,29 +6,20 @@
 
 namespace {
 
-TEST(ArgumentSplitter, BlanksSeparateExceptInQuotes) {
-  const Texts expected = {"x", "y z", "w"};
-  EXPECT_EQ(splitArguments(" x\t\r\n\"y z\" w ", LaunchWay::hostedJava), expected);
-  EXPECT_EQ(splitArguments(" x\t\r\n\"y z\" w ", LaunchWay::externalJava), expected);
-  EXPECT_EQ(splitArguments(" x\t\r\n\"y z\" w ", LaunchWay::nativeLibrary), expected);
-}
-
+// Any text meets a model of the rules: fuzz/arguments.cpp.
 TEST(ArgumentSplitter, EachLaunchWayHasItsRules) {
   struct Row {
     const char* text;
     Texts hosted, external, native;
   };
   const Row rows[] = {
-      {R"("a " "open x)", {"a ", "open x"}, {"a ", "open x"}, {"a ", "open x"}},
-      {R"(a "" b)", {"a", "", "b"}, {"a", "b"}, {"a", "", "b"}},
-      {R"("")", {""}, {}, {""}},
-      {R"(""c)", {"", "c"}, {"c"}, {"", "c"}},
-      {R"(a"b)", {"ab"}, {"ab"}, {R"(a"b)"}},
+      {" x\t\r\n\"y z\" \"open ",
+       {"x", "y z", "open "},
+       {"x", "y z", "open "},
+       {"x", "y z", "open "}},
+      {R"(a ""c)", {"a", "", "c"}, {"a", "c"}, {"a", "", "c"}},
       {R"(a"b c"d)", {"ab", "cd"}, {"ab", "cd"}, {R"(a"b)", R"(c"d)"}},
-      {R"("a b"c d)", {"a bc", "d"}, {"a bc", "d"}, {"a b", "d"}},
       {R"("a b"c"d e)", {"a bcd", "e"}, {"a bcd", "e"}, {"a b", "e"}},
-      {"\"", {}, {}, {}},
-      {"", {}, {}, {}},
   };
   for (const Row& row : rows) {
     EXPECT_EQ(splitArguments(row.text, LaunchWay::hostedJava), row.hosted) << row.text;
