@@ -4,8 +4,9 @@
 #include <cstddef>
 #include <string_view>
 
-#include "config/PropertiesScanner.h"
 #include "foundation/WString.h"
+
+struct PropertiesEntry;
 
 /// An argument as the scan of the command line takes it.
 struct ScannedArgument {
@@ -31,8 +32,8 @@ struct ReplacedReference {
   std::size_t at;  ///< where it stood in the value as it was at that moment
 };
 
-/// Watches how the property set comes about, for programs that explain it. A launch has none: every
-/// caller takes a null pointer, which costs it a test.
+/// Watches how the property set comes about, for programs that explain it. As it is, it watches
+/// nothing and refuses nothing.
 ///
 /// Texts are valid during the call. What an observer refuses is passed over, and the assembly goes
 /// on without it.
@@ -41,7 +42,6 @@ class AssemblyObserver {
   AssemblyObserver() = default;
   AssemblyObserver(const AssemblyObserver&) = delete;
   AssemblyObserver& operator=(const AssemblyObserver&) = delete;
-  virtual ~AssemblyObserver() = default;
 
   virtual void argumentScanned(const ScannedArgument& /*argument*/) {}
 
@@ -72,6 +72,14 @@ class AssemblyObserver {
   virtual bool globalFileFound(const WString& /*name*/) { return true; }
   /// An entry of the global file was taken, or not since the main file has a value.
   virtual void globalEntryMerged(const WString& /*key*/, bool /*taken*/) {}
+
+ protected:
+  ~AssemblyObserver() = default;
 };
+
+class NoObserver final : public AssemblyObserver {};
+
+/// What a launch has.
+inline constinit NoObserver noObserver;
 
 #endif

@@ -3,7 +3,6 @@
 #include <cstring>
 #include <string>
 
-#include "config/AssemblyObserver.h"
 #include "config/Commands.h"
 #include "foundation/PropertyKeys.h"
 #include "foundation/TextPieces.h"
@@ -114,11 +113,7 @@ bool apply(const Switch& known, const char* next, CommandLine& line) {
          (known.value == Value::consumedIfNumber && isNumber(value));
 }
 
-void tell(AssemblyObserver* observer, const ScannedArgument& argument) {
-  if (observer != nullptr) observer->argumentScanned(argument);
-}
-
-CommandLine scanArguments(int argc, char** argv, Scan scan, AssemblyObserver* observer) {
+CommandLine scanArguments(int argc, char** argv, Scan scan, AssemblyObserver& observer) {
   CommandLine line;
   int positional = 0;
   bool unknownSwitch = false;
@@ -127,16 +122,16 @@ CommandLine scanArguments(int argc, char** argv, Scan scan, AssemblyObserver* ob
     const char* next = i + 1 < argc ? argv[i + 1] : nullptr;
     if (const Switch* known = findSwitch(argument, scan)) {
       const bool consumed = apply(*known, next, line);
-      tell(observer, {i, known->name, next, consumed});
+      observer.argumentScanned({i, known->name, next, consumed});
       if (consumed) ++i;
       continue;
     }
     if (const Command* command = findCommandSwitch(argument, scan)) {
-      tell(observer, {i, command->name, next, false});
+      observer.argumentScanned({i, command->name, next, false});
       choose(*command, next, scan, line.options);
       continue;
     }
-    tell(observer, {i, nullptr, nullptr, false});
+    observer.argumentScanned({i, nullptr, nullptr, false});
     if (std::strncmp(argument, "--", 2) == 0) {
       unknownSwitch = true;
     } else {
@@ -151,7 +146,7 @@ CommandLine scanArguments(int argc, char** argv, Scan scan, AssemblyObserver* ob
 
 }  // namespace
 
-CommandLine scanCommandLine(int argc, char** argv, AssemblyObserver* observer) {
+CommandLine scanCommandLine(int argc, char** argv, AssemblyObserver& observer) {
   return scanArguments(argc, argv, Scan::launch, observer);
 }
 
@@ -171,7 +166,7 @@ std::vector<std::string_view> switchNames() {
 }
 
 SimpleProperties ParseCommandLineOnly(int argc, char** argv) {
-  const CommandLine line = scanArguments(argc, argv, Scan::optionsOnly, nullptr);
+  const CommandLine line = scanArguments(argc, argv, Scan::optionsOnly, noObserver);
   applyCommandLine(line);
   return line.options;
 }

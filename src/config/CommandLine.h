@@ -4,9 +4,8 @@
 #include <string_view>
 #include <vector>
 
+#include "config/AssemblyObserver.h"
 #include "foundation/Properties.h"
-
-class AssemblyObserver;
 
 /// The command line as properties.
 struct CommandLine {
@@ -20,8 +19,8 @@ struct CommandLine {
 };
 
 /// Scans the arguments, the program name included; nothing else happens. A missing value counts as
-/// empty. The observer may be null.
-CommandLine scanCommandLine(int argc, char** argv, AssemblyObserver* observer = nullptr);
+/// empty.
+CommandLine scanCommandLine(int argc, char** argv, AssemblyObserver& observer = noObserver);
 
 /// Switches debugging and silence on, and waits for the start delay, as the line asks for.
 void applyCommandLine(const CommandLine& line);

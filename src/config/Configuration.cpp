@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "config/AssemblyObserver.h"
 #include "config/ProcessIdFile.h"
 #include "config/PropertiesAdjustment.h"
 #include "config/PropertiesFile.h"
@@ -56,7 +55,7 @@ SimpleProperties ParseCommandLine(int argc, char** argv) {
 }
 
 SimpleProperties assembleProperties(CommandLine& line, const PropertiesLocation& location,
-                                    AssemblyObserver* observer) {
+                                    AssemblyObserver& observer) {
   const SimpleProperties context;
   SimpleProperties fileSet = ParsePropertiesFile(
       location.name.c_str(), line.options, line.variables, context, line.innerProcess, observer);
@@ -65,17 +64,17 @@ SimpleProperties assembleProperties(CommandLine& line, const PropertiesLocation&
   return MergeProperties(line.options, std::move(fileSet));
 }
 
-void HandleGlobalKVFFile(SimpleProperties& fileSet, bool innerProcess, AssemblyObserver* observer) {
+void HandleGlobalKVFFile(SimpleProperties& fileSet, bool innerProcess, AssemblyObserver& observer) {
   WString name = globalFileName;
   const bool inWorkingDirectory = sii_fileExists(sii_GetCurrentDirectory(), globalFileName) != 0;
   if (!inWorkingDirectory && !SearchPropFileInPATH(name)) return;
-  if (observer != nullptr && !observer->globalFileFound(name)) return;
+  if (!observer.globalFileFound(name)) return;
 
   const SimpleProperties none;
   ParsePropertiesFile(name.c_str(), none, none, fileSet, innerProcess, observer)
       .forEach([&](const WString& key, const WString& value) {
         const bool taken = fileSet.valueOf(key).empty();
-        if (observer != nullptr) observer->globalEntryMerged(key, taken);
+        observer.globalEntryMerged(key, taken);
         if (taken) fileSet.set(key, value);
       });
 }

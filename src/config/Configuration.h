@@ -3,11 +3,10 @@
 
 #include <cstddef>
 
+#include "config/AssemblyObserver.h"
 #include "config/CommandLine.h"
 #include "config/PropertiesLocation.h"
 #include "foundation/Properties.h"
-
-class AssemblyObserver;
 
 /// True once the merged set holds java.library: a run then hosts a JVM, not a native application.
 extern bool g_isJavaWrapper;
@@ -24,16 +23,16 @@ SimpleProperties ParseCommandLine(int argc, char** argv);
 
 /// The part of it that only reads: parses the located file and global.kvf, exporting their
 /// environment entries unless the line is that of an inner process, and lays the command line over
-/// them; wrapper.kvf.file is added to it. The observer may be null.
+/// them; wrapper.kvf.file is added to it.
 SimpleProperties assembleProperties(CommandLine& line, const PropertiesLocation& location,
-                                    AssemblyObserver* observer = nullptr);
+                                    AssemblyObserver& observer = noObserver);
 
 /// Fills the keys that the file set leaves absent or empty from global.kvf, in the working
 /// directory or along PATH; without such a file nothing changes. Its "velox.env." entries are
 /// exported, over those of the main file, unless this is an inner process. The observer may be
 /// null.
 void HandleGlobalKVFFile(SimpleProperties& fileSet, bool innerProcess,
-                         AssemblyObserver* observer = nullptr);
+                         AssemblyObserver& observer = noObserver);
 
 /// Sets every property of the command line in the file set and returns a copy of it.
 SimpleProperties MergeProperties(const SimpleProperties& options, SimpleProperties& fileSet);

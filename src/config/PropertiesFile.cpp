@@ -11,7 +11,6 @@
 
 #include <sys/stat.h>
 
-#include "config/AssemblyObserver.h"
 #include "config/Commands.h"
 #include "config/PropertiesScanner.h"
 #include "config/VariableSubstitution.h"
@@ -97,7 +96,7 @@ bool toleratesMissingFile(const SimpleProperties& options) {
 
 /// A file whose entries are being taken.
 struct OpenFile {
-  OpenFile(std::string content, AssemblyObserver* observer)
+  OpenFile(std::string content, AssemblyObserver& observer)
       : text(std::move(content)), scanner(text, observer) {}
   OpenFile(const OpenFile&) = delete;
   OpenFile& operator=(const OpenFile&) = delete;
@@ -115,7 +114,7 @@ struct OpenFile {
 class PropertiesParser {
  public:
   PropertiesParser(const SimpleProperties& options, const SimpleProperties& lookupFirst,
-                   const SimpleProperties& lookupLast, bool noExport, AssemblyObserver* observer)
+                   const SimpleProperties& lookupLast, bool noExport, AssemblyObserver& observer)
       : options_(options),
         lookupFirst_(lookupFirst),
         lookupLast_(lookupLast),
@@ -130,7 +129,7 @@ class PropertiesParser {
         takeEntry(file);
         continue;
       }
-      if (observer_ != nullptr && file.isEntered) observer_->fileLeft();
+      if (file.isEntered) observer_.fileLeft();
       if (files_.size() == 1) return std::move(file.entries);
       endInclude();
     }
@@ -141,14 +140,14 @@ class PropertiesParser {
     const SimpleProperties& includer =
         files_.size() > 1 ? files_[files_.size() - 2].entries : lookupLast_;
     PropertiesEntry& entry = file.entry;
-    if (observer_ != nullptr && !observer_->entryScanned(entry)) return;
+    if (!observer_.entryScanned(entry)) return;
     ReplaceVariables(entry.value, lookupFirst_, file.entries, includer, observer_);
     if (entry.key.startsWith(entry.endedByLineEnd ? includePrefix : includePrefixAtEndOfText)) {
-      if (observer_ != nullptr) observer_->includeFound(entry.value);
+      observer_.includeFound(entry.value);
       outerEntries_ += file.entries.size();
       return open(entry.value.c_str());
     }
-    if (observer_ != nullptr) observer_->entryStored(entry.key, entry.value);
+    observer_.entryStored(entry.key, entry.value);
     file.entries.set(entry.key, entry.value);
     ++storedEntries_;
     exportEntry(file);
@@ -187,7 +186,7 @@ class PropertiesParser {
     if (outerEntries_ > maxOpenEntries) end("Too many entries in front of includes at", name);
 
     std::optional<std::string> text = textOf(fileName, name);
-    if (text && observer_ != nullptr && !observer_->fileEntered(name, *text)) text.reset();
+    if (text && !observer_.fileEntered(name, *text)) text.reset();
     const bool isEntered = text.has_value();
     OpenFile& file = files_.emplace_back(std::move(text).value_or(std::string()), observer_);
     file.isEntered = isEntered;
@@ -212,7 +211,7 @@ class PropertiesParser {
       return std::nullopt;
     }
     std::optional<std::string> text = readText(file.get());
-    if (!text && observer_ != nullptr) observer_->fileUnread(name);
+    if (!text) observer_.fileUnread(name);
     return text;
   }
 
@@ -224,7 +223,7 @@ class PropertiesParser {
   const SimpleProperties& lookupFirst_;
   const SimpleProperties& lookupLast_;
   bool noExport_;
-  AssemblyObserver* observer_;  ///< may be null
+  AssemblyObserver& observer_;
   std::deque<OpenFile> files_;  ///< from the main file to the innermost include
   std::size_t opened_ = 0;
   std::size_t openText_ = 0;
@@ -249,22 +248,22 @@ void putInEnvironment(std::string assignment) {
 SimpleProperties ParsePropertiesFile(const char* fileName, const SimpleProperties& options,
                                      const SimpleProperties& lookupFirst,
                                      const SimpleProperties& lookupLast, bool noExport,
-                                     AssemblyObserver* observer) {
+                                     AssemblyObserver& observer) {
   return withMemoryException([&] {
     return PropertiesParser(options, lookupFirst, lookupLast, noExport, observer).parse(fileName);
   });
 }
 
 void exportEnvironmentVariable(const WString& key, WString& value, const SimpleProperties& lookup,
-                               const SimpleProperties& entriesSoFar, AssemblyObserver* observer) {
+                               const SimpleProperties& entriesSoFar, AssemblyObserver& observer) {
   Logging::Debug({"key: ", key.view()});
   Logging::Debug({"value: ", value.view()});
   if (!key.startsWith(keys::environmentPrefix)) return;
 
-  if (observer != nullptr) observer->exportBegins();
+  observer.exportBegins();
   ReplaceVariables(value, lookup, entriesSoFar, entriesSoFar, observer);
   std::string assignment(key.view().substr(std::string_view(keys::environmentPrefix).size()));
-  if (observer != nullptr) observer->variableExported(assignment, value);
+  observer.variableExported(assignment, value);
   assignment.append("=").append(value.view());
   Logging::Debug({"Setting env variable ", assignment});
   putInEnvironment(std::move(assignment));

@@ -1,9 +1,8 @@
 #ifndef VELOX_CONFIG_PROPERTIESFILE_H
 #define VELOX_CONFIG_PROPERTIESFILE_H
 
+#include "config/AssemblyObserver.h"
 #include "foundation/Properties.h"
-
-class AssemblyObserver;
 
 /// Process-wide: holds the directory of the first properties file that was parsed, as
 /// kvf.file.dir.
@@ -20,16 +19,16 @@ extern SimpleProperties gProps;
 /// 1,024 levels, 10,000 included files, 64 MiB of text and 250,000 entries in the files that are
 /// open at a time, and in all 256 MiB of text and 500,000 entries, those of an included file
 /// counted once more for every file that takes them over.
-/// Exhausted memory throws the default memory exception. The observer may be null.
+/// Exhausted memory throws the default memory exception.
 SimpleProperties ParsePropertiesFile(const char* fileName, const SimpleProperties& options,
                                      const SimpleProperties& lookupFirst,
                                      const SimpleProperties& lookupLast, bool noExport,
-                                     AssemblyObserver* observer = nullptr);
+                                     AssemblyObserver& observer = noObserver);
 
 /// Exports a "velox.env." entry to the environment; other keys are only logged. Variables in the
 /// value are substituted in place first.
 void exportEnvironmentVariable(const WString& key, WString& value, const SimpleProperties& lookup,
                                const SimpleProperties& entriesSoFar,
-                               AssemblyObserver* observer = nullptr);
+                               AssemblyObserver& observer = noObserver);
 
 #endif

@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include "config/AssemblyObserver.h"
-
 namespace {
 
 /// True when the character may end a key, a value or a comment that has begun, or is dropped there.
@@ -56,9 +54,7 @@ void PropertiesScanner::take(char c) {
 
 void PropertiesScanner::takeEscaped(char c) {
   const bool control = c == 't' || c == 'r' || c == 'n';
-  if (observer_ != nullptr && control && state_ != State::comment) {
-    observer_->controlEscaped(at_ - 1);
-  }
+  if (control && state_ != State::comment) observer_.controlEscaped(at_ - 1);
   switch (c) {
     case 't':
       return append("\t");
@@ -92,7 +88,7 @@ void PropertiesScanner::endKey() {
 
 bool PropertiesScanner::endLine(PropertiesEntry& entry, bool byLineEnd) {
   const bool isEntry = state_ == State::value;
-  if (observer_ != nullptr && state_ == State::key) observer_->lineDropped(keyAt_);
+  if (state_ == State::key) observer_.lineDropped(keyAt_);
   state_ = State::lineStart;
   if (!isEntry) {
     buffer_.clear();

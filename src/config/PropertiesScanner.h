@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <string_view>
 
+#include "config/AssemblyObserver.h"
 #include "foundation/WString.h"
 
 /// One "name=value" entry of a properties file, before substitution.
@@ -15,8 +16,6 @@ struct PropertiesEntry {
   std::size_t valueAt = 0;      ///< offset behind the character that ended the key
   std::size_t endAt = 0;        ///< offset of the end of the line
 };
-
-class AssemblyObserver;
 
 /// Splits the text of a properties file into entries; a NUL ends the text.
 ///
@@ -38,8 +37,8 @@ class AssemblyObserver;
 /// no entry.
 class PropertiesScanner {
  public:
-  /// REQUIRES: the text, and the observer, which may be null, outlive the scanner.
-  explicit PropertiesScanner(std::string_view text, AssemblyObserver* observer = nullptr)
+  /// REQUIRES: the text and the observer outlive the scanner.
+  explicit PropertiesScanner(std::string_view text, AssemblyObserver& observer = noObserver)
       : text_(text.substr(0, text.find('\0'))), observer_(observer) {}
 
   /// The next entry; false at the end of the text. Lines without a separator are passed over.
@@ -58,7 +57,7 @@ class PropertiesScanner {
   bool endLine(PropertiesEntry& entry, bool byLineEnd);
 
   std::string_view text_;
-  AssemblyObserver* observer_;
+  AssemblyObserver& observer_;
   std::size_t at_ = 0;
   std::size_t keyAt_ = 0;
   std::size_t valueAt_ = 0;

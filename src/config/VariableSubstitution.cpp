@@ -6,7 +6,6 @@
 #include <utility>
 #include <vector>
 
-#include "config/AssemblyObserver.h"
 #include "foundation/PropertyKeys.h"
 #include "logging/Logging.h"
 
@@ -78,7 +77,7 @@ bool substituteFirst(WString& text, const SimpleProperties& properties) {
 }  // namespace
 
 void ReplaceVariables(WString& value, const SimpleProperties& first, const SimpleProperties& second,
-                      const SimpleProperties& third, AssemblyObserver* observer) {
+                      const SimpleProperties& third, AssemblyObserver& observer) {
   if (value.find('%') == WString::npos) return;
   const WString beginning = beginningOf(value);
   replaceAll(value, escapedPercent, percentMarker);
@@ -103,7 +102,7 @@ void ReplaceVariables(WString& value, const SimpleProperties& first, const Simpl
     }
     // Each search starts over, so a reference inside a replacement is found first.
     const unsigned int at = value.find("%" + name);
-    if (observer != nullptr) observer->referenceReplaced({name, source, replacement, at});
+    observer.referenceReplaced({name, source, replacement, at});
     value.replace(at, name.length() + 2, replacement.c_str());
   }
   replaceAll(value, percentMarker, "%");

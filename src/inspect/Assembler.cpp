@@ -116,7 +116,7 @@ void assemble(const CommandLine& line, const EnvironmentGuard& environment, Asse
     run.line = line;
     AssemblyRecorder recorder(refusals, run);
     try {
-      run.merged = assembleProperties(run.line, run.location, &recorder);
+      run.merged = assembleProperties(run.line, run.location, recorder);
       break;
     } catch (const LaunchEnds& end) {
       failures.push_back(recorder.failure(end.message));
@@ -253,7 +253,7 @@ Inspection inspectCommandLine(const std::vector<std::string>& commandLine) {
   AssemblyRecorder arguments(none, outer);
   std::vector<char*> vector = pointersTo(commandLine);
   CommandLine line =
-      scanCommandLine(static_cast<int>(commandLine.size()), vector.data(), &arguments);
+      scanCommandLine(static_cast<int>(commandLine.size()), vector.data(), arguments);
   completeArguments(commandLine, outer);
   outer.location = locatePropertiesFile(line.options, vector[0]);
   assemble(line, environment, outer);

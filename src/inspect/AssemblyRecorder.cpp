@@ -4,6 +4,7 @@
 
 #include <sys/stat.h>
 
+#include "config/PropertiesScanner.h"
 #include "inspect/Text.h"
 
 namespace {

@@ -20,7 +20,7 @@ struct Refusals {
 
 /// Writes down one assembly with the position of everything. An include that leads back to a file
 /// that is being read is passed over and noted.
-class AssemblyRecorder : public AssemblyObserver {
+class AssemblyRecorder final : public AssemblyObserver {
  public:
   /// REQUIRES: both outlive the recorder.
   AssemblyRecorder(const Refusals& refusals, AssemblyRun& run) : refusals_(refusals), run_(run) {}

@@ -6,12 +6,13 @@
 
 #include "config/CommandLine.h"
 #include "config/PropertiesFile.h"
+#include "config/PropertiesScanner.h"
 #include "support/Sandbox.h"
 
 namespace {
 
 /// Writes down what it is told, and refuses the entries of one key.
-class Recorder : public AssemblyObserver {
+class Recorder final : public AssemblyObserver {
  public:
   void argumentScanned(const ScannedArgument& argument) override {
     const char* name = argument.switchName == nullptr ? "-" : argument.switchName;
@@ -68,7 +69,7 @@ class Recorder : public AssemblyObserver {
 
 Texts eventsOf(const std::string& file, const SimpleProperties& definitions) {
   Recorder recorder;
-  ParsePropertiesFile(file.c_str(), {}, definitions, {}, false, &recorder);
+  ParsePropertiesFile(file.c_str(), {}, definitions, {}, false, recorder);
   return recorder.events;
 }
 
@@ -123,7 +124,7 @@ TEST(AssemblyObserver, IsToldOfAFileThatYieldsNothing) {
 TEST(AssemblyObserver, IsToldOfEveryArgument) {
   Texts arguments = {"wrapper", "--propFile", "a.kvf", "--kill", "Abort", "--nope", "--propVar"};
   Recorder recorder;
-  scanCommandLine(static_cast<int>(arguments.size()), pointersTo(arguments).data(), &recorder);
+  scanCommandLine(static_cast<int>(arguments.size()), pointersTo(arguments).data(), recorder);
   EXPECT_EQ(recorder.events, (Texts{"0 - none", "1 --propFile a.kvf consumed", "3 --kill Abort",
                                     "4 - none", "5 - none", "6 --propVar none consumed"}));
 }
