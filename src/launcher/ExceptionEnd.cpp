@@ -30,6 +30,10 @@ void endWith(const WException& exception) {
                        exception.getDescription(false).view()});
 }
 
-void handleEndWithoutException() {
+EndWithoutException::EndWithoutException() {
   formerHandler = std::set_terminate(endProgram);
+}
+
+EndWithoutException::~EndWithoutException() {
+  std::set_terminate(formerHandler);
 }

@@ -152,6 +152,7 @@ int UnixWrapperMain(int argc, char** argv, int (*applicationMain)(int, char**),
 
 int WrapperMain(int argc, char** argv, int (*applicationMain)(int, char**),
                 void (*applicationStop)()) {
+  const EndWithoutException end;
   try {
     return withMemoryException(
         [&] { return UnixWrapperMain(argc, argv, applicationMain, applicationStop); });
