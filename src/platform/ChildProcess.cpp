@@ -44,17 +44,25 @@ void ChildProcess::fail(Logging::Pieces message) {
 }
 
 int ChildProcess::wait() {
-  // It stays a zombie first: once its ID is free, another process could get a signal meant for it.
-  siginfo_t ended = {};
-  while (::waitid(P_PID, static_cast<id_t>(pid_), &ended, WEXITED | WNOWAIT) < 0 &&
-         errno == EINTR) {
-  }
+  waitForEnd();
   signals_.end();
   int status = 0;
   while (::waitpid(pid_, &status, 0) < 0) {
     if (errno != EINTR) return W_EXITCODE(Logging::fatalStatus, 0);
   }
   return status;
+}
+
+void ChildProcess::waitForEnd() const {
+  // Nobody else takes the orphans that become children of the first process.
+  const idtype_t whose = ::getpid() == 1 ? P_ALL : P_PID;
+  for (;;) {
+    siginfo_t ended = {};
+    const bool told = ::waitid(whose, static_cast<id_t>(pid_), &ended, WEXITED | WNOWAIT) == 0;
+    if (!told && errno == EINTR) continue;
+    if (!told || ended.si_pid == pid_) return;
+    ::waitpid(ended.si_pid, nullptr, 0);
+  }
 }
 
 int ChildProcess::exitCodeIn(int waitStatus) {

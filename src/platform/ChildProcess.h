@@ -40,7 +40,8 @@ class ChildProcess {
   [[noreturn]] static void fail(Logging::Pieces message);
 
   /// In the parent: waits for the child's end and returns the raw wait status. A status that
-  /// cannot be had counts as exit code 255.
+  /// cannot be had counts as exit code 255. The first process of a system or container takes the
+  /// statuses of its other children that end meanwhile, which leaves no zombies.
   [[nodiscard]] int wait();
 
   /// In the parent after wait(): see SignalPassing::takeReceived.
@@ -50,6 +51,10 @@ class ChildProcess {
   static int exitCodeIn(int waitStatus);
 
  private:
+  /// Waits until the child has ended. It stays a zombie: once its ID is free, another process could
+  /// get a signal meant for it.
+  void waitForEnd() const;
+
   struct sigaction formerAction_ = {};
   SignalPassing signals_;
   pid_t pid_ = -1;

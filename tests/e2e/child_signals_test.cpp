@@ -24,9 +24,7 @@ class ChildSignals : public LifecycleTest {
     kvf("java.path=" + sandbox_.write("java", "#!/bin/sh\n" + script, true) +
         "\njava.start.class=Main\nprocessID.file.name=pid\n");
   }
-  [[nodiscard]] pid_t recordedId() const {
-    return std::stoi(sandbox_.read("pid"));
-  }
+  [[nodiscard]] pid_t recordedId() const { return std::stoi(sandbox_.read("pid")); }
 
   /// What the launcher's exit status shows of a child that ended with status 3: the low byte of the
   /// raw wait status.
@@ -129,15 +127,36 @@ TEST_F(ChildSignals, ReachTheChildOfTheFirstProcess) {
 
 TEST_F(ChildSignals, EndTheLauncherThatIsAdjustingOnceTheAdjusterHasEnded) {
   kvf("application.library=" + library(3) + "\nvelox.adjuster.class.path=x\n");
-  for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGUSR1}) {
-    SCOPED_TRACE(signal);
-    Child wrapper = startWrapper({}, {.environment = {{"STATUS", "wait"}}});
-    const std::string adjusting =
-        "registered\narg[-wrapper]\narg[-file]\narg[" + sandbox_.path("app.kvf") + "]\n";
-    ASSERT_TRUE(wrapper.prints(adjusting));
-    ::kill(wrapper.id(), signal);
-    EXPECT_EQ(wrapper.wait(), (Outcome{128 + signal, adjusting}));
+  const std::string adjusting =
+      "registered\narg[-wrapper]\narg[-file]\narg[" + sandbox_.path("app.kvf") + "]\n";
+  const std::string closed = adjusting + "3 closed at the end\n";
+  const Outcome goesOn = {255, closed + "Failed to open properties file : app.kvf.adj\n"};
+  const struct {
+    int signal;
+    Outcome whenHeeded;  ///< by an adjuster that ends normally
+  } rows[] = {
+      {SIGTERM, {143, closed}}, {SIGINT, {130, closed}}, {SIGHUP, {129, closed}},
+      {SIGQUIT, goesOn},        {SIGUSR1, goesOn},
+  };
+  for (const auto& [signal, whenHeeded] : rows) {
+    for (const char* how : {"wait", "heed"}) {
+      SCOPED_TRACE(std::to_string(signal) + " " + how);
+      Child wrapper = startWrapper({}, {.environment = {{"STATUS", how}}});
+      ASSERT_TRUE(wrapper.prints(adjusting));
+      ::kill(wrapper.id(), signal);
+      const bool isHeeded = how == std::string("heed");
+      EXPECT_EQ(wrapper.wait(), isHeeded ? whenHeeded : (Outcome{128 + signal, adjusting}));
+    }
   }
+}
+
+TEST_F(ChildSignals, LeaveNoZombiesToTheFirstProcess) {
+  if (!hasProcessNamespaces()) GTEST_SKIP() << "no process namespaces here";
+  java(
+      "orphan=$(sh -c 'sleep 0.1 >/dev/null & echo $!')\n"
+      "while kill -0 $orphan 2>/dev/null; do sleep 0.02; done\necho no zombie\n");
+  EXPECT_EQ(sandbox_.run(asFirstProcess({VELOX_WRAPPER, "--propFile", "app.kvf", "--cmdlineJava"})),
+            (Outcome{0, "no zombie\n"}));
 }
 
 }  // namespace

@@ -40,6 +40,7 @@ TEST_F(UntrustedFiles, AreNotUsedAsTheLogFile) {
       {" is a symbolic link", [&] { fs::create_symlink(victim, log); }},
       {" has another link", [&] { fs::create_hard_link(victim, log); }},
       {" is not a regular file", [&] { ASSERT_EQ(::mkfifo(log.c_str(), 0666), 0); }},
+      {" is not a regular file", [&] { fs::create_directory(log); }},
       {" belongs to another user",
        [&] {
          std::ofstream(log) << "kept";

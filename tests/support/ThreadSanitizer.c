@@ -1,5 +1,4 @@
 /* What ThreadSanitizer needs in the launcher and in tests that host a JVM. */
-#include <poll.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -14,10 +13,12 @@ const char* __tsan_default_suppressions(void) {
 }
 
 /* ThreadSanitizer holds signals back until a call returns, unless it knows that the call blocks. It
- * knows that of poll, not of waitid, where the launcher passes signals on. */
+ * knows that of usleep, not of waitid, where the launcher passes signals on. */
 int waitid(idtype_t type, id_t id, siginfo_t* info, int options) {
-  struct pollfd child = {(int)syscall(SYS_pidfd_open, id, 0), POLLIN, 0};
-  const int ready = poll(&child, 1, -1);
-  close(child.fd);
-  return ready < 0 ? ready : (int)syscall(SYS_waitid, type, id, info, options, NULL);
+  for (;;) {
+    info->si_pid = 0;
+    const int result = (int)syscall(SYS_waitid, type, id, info, options | WNOHANG, NULL);
+    if (result != 0 || info->si_pid != 0) return result;
+    usleep(1000);
+  }
 }

@@ -13,11 +13,21 @@ static const char* environment(const char* name) {
 }
 
 #if ENTRY & 1
+static volatile sig_atomic_t isToldToEnd;
+
+static void heed(int signal) {
+  (void)signal;
+  isToldToEnd = 1;
+}
+
 int AppMain(int argc, char** argv) {
+  const int heeds = strcmp(environment("STATUS"), "heed") == 0;
+  for (int number = SIGHUP; heeds && number <= SIGTERM; ++number) signal(number, heed);
   for (int i = 1; i < argc; ++i) printf("arg[%s]\n", argv[i]);
   fflush(stdout);
   if (strcmp(environment("STATUS"), "crash") == 0) raise(SIGKILL);
   if (strcmp(environment("STATUS"), "wait") == 0) pause();
+  while (heeds && !isToldToEnd) usleep(1000);
   return atoi(environment("STATUS"));
 }
 #endif
