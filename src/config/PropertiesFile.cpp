@@ -33,7 +33,7 @@ constexpr std::size_t maxIncludedFiles = 10000;
 constexpr std::size_t maxOpenText = 64 * fileSizeLimit;
 constexpr int maxOpenEntries = 250000;
 constexpr std::size_t maxReadText = 4 * maxOpenText;
-constexpr int maxStoredEntries = 500000;
+constexpr int maxStoredEntries = 1000000;
 
 constexpr char includePrefix[] = "velox.include.kvf";
 // In a last line without a line end this shorter prefix makes an include; nothing there is

@@ -17,7 +17,7 @@ extern SimpleProperties gProps;
 /// up in `lookupFirst`, the entries so far and `lookupLast`. A file that cannot be read to its end,
 /// or of 1 MiB and more, yields no entries. Includes have limits, each of which ends the process:
 /// 1,024 levels, 10,000 included files, 64 MiB of text and 250,000 entries in the files that are
-/// open at a time, and in all 256 MiB of text and 500,000 entries, those of an included file
+/// open at a time, and in all 256 MiB of text and 1,000,000 entries, those of an included file
 /// counted once more for every file that takes them over.
 /// Exhausted memory throws the default memory exception.
 SimpleProperties ParsePropertiesFile(const char* fileName, const SimpleProperties& options,

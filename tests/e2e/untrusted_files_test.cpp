@@ -116,9 +116,8 @@ TEST_F(UntrustedFiles, IncludesHaveLimitsAndNeedNoStack) {
       {include("padding", 256) + java_, {0, "ran\n"}},
       {include("padding", 257),
        {255, "Include files are too large at properties file : padding\n"}},
-      {include("entries", 2) + java_, {0, "ran\n"}},
-      {include("entries", 3), {255, "Include files are too large at properties file : entries\n"}},
-      {include("taken") + include("entries"),
+      {include("entries", 4) + java_, {0, "ran\n"}},
+      {include("taken") + include("entries", 3),
        {255, "Include files are too large at properties file : entries\n"}},
   };
   sandbox_.write("deep0", include("deep1"));
