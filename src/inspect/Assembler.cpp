@@ -109,19 +109,22 @@ void assemble(const CommandLine& line, const EnvironmentGuard& environment, Asse
   const AssemblyRun start = run;
   Refusals refusals;
   std::vector<Failure> failures;
-  for (;;) {
+  for (bool goesOn = true; goesOn;) {
     environment.restore();
     resetLauncherState();
     run = start;
     run.line = line;
     AssemblyRecorder recorder(refusals, run);
+    const std::size_t before = failures.size();
     try {
       run.merged = assembleProperties(run.line, run.location, recorder);
-      break;
     } catch (const LaunchEnds& end) {
       failures.push_back(recorder.failure(end.message));
-      if (failures.size() == mostFailures || !recorder.refuseLatest(refusals)) break;
+    } catch (const TooMuchText&) {
+      failures.push_back(recorder.expansionFailure());
     }
+    run.incomplete = failures.size() > before;
+    goesOn = run.incomplete && failures.size() < mostFailures && recorder.refuseLatest(refusals);
   }
   run.failures = std::move(failures);
 }

@@ -11,6 +11,8 @@ namespace {
 
 /// Files beyond are not looked at: the same one may be included thousands of times.
 constexpr std::size_t mostRecordedBytes = std::size_t{32} << 20U;
+/// A few lines of references that double each other make any amount of text.
+constexpr std::size_t mostReplacedBytes = std::size_t{32} << 20U;
 
 std::vector<std::size_t> lineStartsOf(std::string_view text) {
   std::vector<std::size_t> starts = {0};
@@ -107,6 +109,8 @@ void AssemblyRecorder::referenceReplaced(const ReplacedReference& reference) {
   const std::size_t at = reference.at;
   const std::size_t before = reference.name.length() + 2;
   const std::size_t after = reference.replacement.length();
+  replacedBytes_ += after;
+  if (replacedBytes_ > mostReplacedBytes) throw TooMuchText{};
   bool inReplacement = false;
   for (Range& range : replacements_) {
     if (at >= range.end) continue;
@@ -162,6 +166,10 @@ Failure AssemblyRecorder::failure(const std::string& message) const {
   if (run_.definitions.empty() || open_.empty()) return {Stage::mainFile, {}, message};
   return {includePending_ ? Stage::include : Stage::substitution, run_.definitions.back().at,
           message};
+}
+
+Failure AssemblyRecorder::expansionFailure() const {
+  return {Failure::Stage::expansion, run_.definitions.back().at, {}};
 }
 
 bool AssemblyRecorder::refuseLatest(Refusals& refusals) const {

@@ -18,6 +18,9 @@ struct Refusals {
   bool globalFile = false;
 };
 
+/// Ends an assembly whose references bring too much text for an inspection.
+struct TooMuchText {};
+
 /// Writes down one assembly with the position of everything. An include that leads back to a file
 /// that is being read is passed over and noted.
 class AssemblyRecorder final : public AssemblyObserver {
@@ -42,6 +45,8 @@ class AssemblyRecorder final : public AssemblyObserver {
 
   /// What ended the assembly with this message, judged by where it stopped.
   [[nodiscard]] Failure failure(const std::string& message) const;
+  /// What ended it with TooMuchText.
+  [[nodiscard]] Failure expansionFailure() const;
   /// Adds what ended the assembly to the refusals; false when nothing can be passed over.
   bool refuseLatest(Refusals& refusals) const;
 
@@ -66,6 +71,7 @@ class AssemblyRecorder final : public AssemblyObserver {
   std::vector<Range> replacements_;  ///< within the value that is being substituted
   std::size_t latestKeyAt_ = 0;
   std::size_t recordedBytes_ = 0;
+  std::size_t replacedBytes_ = 0;
   bool exporting_ = false;
   bool includePending_ = false;
   bool globalPending_ = false;

@@ -159,11 +159,12 @@ void classPathLimit(const Inspection& inspection, const Report& report) {
 }
 
 void classPathLimits(const Inspection& inspection, const Report& report) {
-  for (const Failure& failure : inspection.failures()) {
-    if (failure.stage != Failure::Stage::limits) continue;
-    report(failure.at, concat({"the launch ends with ", shown(failure.message),
-                               ": the search level is a number from 1 to 12, the number of ",
-                               "archives one from 1 to 8192"}));
+  for (const Failure& failure : inspection.failures(Failure::Stage::limits)) {
+    report.end(failure.at,
+               concat({"the launch ends with ", shown(failure.message),
+                       ": the search level is a number from 1 to 12, the number of ",
+                       "archives one from 1 to 8192"}),
+               failure.message);
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <initializer_list>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -12,6 +13,7 @@
 #include "foundation/PropertyKeys.h"
 #include "inspect/Assembler.h"
 #include "inspect/Explanation.h"
+#include "inspect/Findings.h"
 #include "inspect/JvmSearch.h"
 #include "inspect/Keys.h"
 #include "inspect/Report.h"
@@ -29,8 +31,13 @@ struct ExplainOptions {
   bool json = false;
 };
 
-std::string headline(const std::string& text) {
-  return concat({"\n", text, "\n"});
+/// A line for a person: nothing in it reaches a terminal as anything but text.
+std::string line(std::initializer_list<std::string_view> pieces) {
+  return printable(concat(pieces)) + "\n";
+}
+
+std::string headline(std::string_view text) {
+  return "\n" + line({text});
 }
 
 Json asJson(const Source& source) {
@@ -55,10 +62,10 @@ Json propertiesAsJson(const Inspection& inspection) {
 std::string propertiesAsText(const Inspection& inspection) {
   std::string text = "Properties\n";
   for (const ExplainedProperty& property : explainProperties(inspection)) {
-    text += concat({"  ", property.key, " = ", shown(property.origin.value), "  (",
-                    property.origin.place, ")\n"});
+    text += line({"  ", property.key, " = ", shownWhole(property.origin.value), "  (",
+                  property.origin.place, ")"});
     for (const Source& source : property.overrode) {
-      text += concat({"      not ", shown(source.value), "  (", source.place, ")\n"});
+      text += line({"      not ", shownWhole(source.value), "  (", source.place, ")"});
     }
   }
   return text;
@@ -76,7 +83,7 @@ std::string environmentAsText(const Inspection& inspection) {
   if (inspection.plan.exported.empty()) return {};
   std::string text = headline("Exported environment");
   for (const auto& [name, value] : inspection.plan.exported) {
-    text += concat({"  ", name, " = ", shown(value), "\n"});
+    text += line({"  ", name, " = ", shownWhole(value)});
   }
   return text;
 }
@@ -117,13 +124,13 @@ std::string classPathAsText(const Inspection& inspection) {
   if (!inspection.classPath) return {};
   std::string text = headline("Class path (" + classPathOrigin(inspection) + ")");
   forEachElement(inspection, [&](const ClassPathElement& element, const auto& scanned) {
-    text += concat({"  ", shown(element.written), "\n"});
+    text += line({"  ", shownWhole(element.written)});
     for (const ScannedElement& one : scanned) {
       // What the launcher searched stays in the class path in front of what it found.
       const bool isMark = element.searched && &one == &scanned.front() && one.path.ends_with("**");
-      text += concat(
-          {"      ", one.path, "  ",
-           isMark ? "nothing by itself: the folder that was searched" : whatItBrings(one), "\n"});
+      text +=
+          line({"      ", one.path, "  ",
+                isMark ? "nothing by itself: the folder that was searched" : whatItBrings(one)});
     }
   });
   if (!inspection.valueOf(keys::classPathExtended).empty()) {
@@ -150,44 +157,48 @@ std::string jvmAsText(const Inspection& inspection) {
   if (!inspection.isJava()) return {};
   const std::optional<Jvm> jvm = jvmOf(inspection);
   std::string text = headline("JVM library");
-  text += concat({"  ", shown(inspection.valueOf(keys::javaLibrary)), "  (",
-                  inspection.nameOf(inspection.positionOf(keys::javaLibrary)), ")\n"});
-  text += jvm ? concat({"  Java ", jvm->version.empty() ? "of unknown version" : jvm->version, ", ",
-                        jvm->vendor.empty() ? "vendor unknown" : jvm->vendor, "\n"})
-              : std::string("  no JVM whose version can be told is there\n");
-  return text;
+  text += line({"  ", shownWhole(inspection.valueOf(keys::javaLibrary)), "  (",
+                inspection.nameOf(inspection.positionOf(keys::javaLibrary)), ")"});
+  if (!jvm) return text + line({"  no JVM whose version can be told is there"});
+  return text + line({"  Java ", jvm->version.empty() ? "of unknown version" : jvm->version, ", ",
+                      jvm->vendor.empty() ? "vendor unknown" : jvm->vendor});
 }
 
 std::string listAsText(const std::string& title, const std::vector<std::string>& list) {
   if (list.empty()) return {};
   std::string text = headline(title);
-  for (const std::string& one : list) text += concat({"  ", shellWord(one), "\n"});
+  for (const std::string& one : list) text += line({"  ", printableShellWord(one)});
   return text;
 }
 
 std::string commandAsText(const Inspection& inspection) {
   if (!inspection.classPath) return {};
   std::string text = headline("The same with the program java");
-  const std::string startMethod = inspection.valueOf(keys::startMethod);
-  if (!startMethod.empty() && startMethod != "main") {
-    text += "  # except for the start method: java always runs main\n";
+  for (const std::string& difference : differencesOfJavaCommand(inspection)) {
+    text += line({"  # except that ", difference});
   }
-  return text + equivalentJavaCommand(inspection) + "\n";
+  const std::string command = equivalentJavaCommand(inspection, printableShellWord);
+  if (command != equivalentJavaCommand(inspection, shellWord)) {
+    text += line({"  # for bash, ksh and zsh, as $'...' is not known to every sh"});
+  }
+  return text + line({command});
 }
 
-Json failuresAsJson(const Inspection& inspection) {
+Json endingsAsJson(const Inspection& inspection) {
   Json list = Json::array();
-  for (const Failure& failure : inspection.failures()) {
-    list.push_back({{"origin", inspection.nameOf(failure.at)}, {"message", failure.message}});
+  for (const Ending& ending : endingsOf(inspection)) {
+    list.push_back({{"origin", inspection.nameOf(ending.at)},
+                    {"message", ending.message.empty() ? ending.text : ending.message},
+                    {"rule", ending.rule->id}});
   }
   return list;
 }
 
-std::string failuresAsText(const Inspection& inspection) {
+std::string endingsAsText(const Inspection& inspection) {
   std::string text;
-  for (const Failure& failure : inspection.failures()) {
-    text += concat(
-        {"The launch ends at ", inspection.nameOf(failure.at), ": ", shown(failure.message), "\n"});
+  for (const Ending& ending : endingsOf(inspection)) {
+    text += line({"The launch ends at ", inspection.nameOf(ending.at), ": ",
+                  ending.message.empty() ? ending.text : shownWhole(ending.message)});
   }
   return text.empty() ? text : text + "\n";
 }
@@ -195,8 +206,8 @@ std::string failuresAsText(const Inspection& inspection) {
 std::string launchAsText(const Inspection& inspection) {
   const LaunchPlan& plan = inspection.plan;
   const bool isJava = inspection.classPath.has_value();
-  return failuresAsText(inspection) + propertiesAsText(inspection) + headline("Working directory") +
-         "  " + plan.directory + "\n" + environmentAsText(inspection) +
+  return endingsAsText(inspection) + propertiesAsText(inspection) + headline("Working directory") +
+         line({"  ", plan.directory}) + environmentAsText(inspection) +
          classPathAsText(inspection) + jvmAsText(inspection) +
          (isJava ? listAsText("JVM options", plan.options) : std::string()) +
          listAsText("Application arguments", plan.arguments) + commandAsText(inspection);
@@ -205,7 +216,7 @@ std::string launchAsText(const Inspection& inspection) {
 Json launchAsJson(const Inspection& inspection) {
   const LaunchPlan& plan = inspection.plan;
   return {{"schema", jsonSchema},
-          {"endsWith", failuresAsJson(inspection)},
+          {"endsWith", endingsAsJson(inspection)},
           {"properties", propertiesAsJson(inspection)},
           {"directory", plan.directory},
           {"environment", environmentAsJson(inspection)},
@@ -213,17 +224,20 @@ Json launchAsJson(const Inspection& inspection) {
           {"jvm", jvmAsJson(inspection)},
           {"options", inspection.classPath ? Json(plan.options) : Json::array()},
           {"arguments", plan.arguments},
-          {"command", inspection.classPath ? Json(equivalentJavaCommand(inspection)) : nullptr}};
+          {"command",
+           inspection.classPath ? Json(equivalentJavaCommand(inspection, shellWord)) : nullptr},
+          {"differences",
+           inspection.classPath ? Json(differencesOfJavaCommand(inspection)) : Json::array()}};
 }
 
 // --- one key ----------------------------------------------------------------------------------
 
 std::string definitionAsText(const ExplainedDefinition& definition) {
-  std::string text = concat({"  ", definition.source.place, "  ", shown(definition.written),
-                             definition.used ? "" : "  (not used)", "\n"});
+  std::string text = line({"  ", definition.source.place, "  ", shownWhole(definition.written),
+                           definition.used ? "" : "  (not used)"});
   for (const ExplainedReference& reference : definition.references) {
-    text += concat(
-        {"      %", reference.name, "% = ", shown(reference.value), "  (", reference.from, ")\n"});
+    text += line({"      %", reference.name, "% = ", shownWhole(reference.value), "  (",
+                  reference.from, ")"});
   }
   return text;
 }
@@ -231,7 +245,7 @@ std::string definitionAsText(const ExplainedDefinition& definition) {
 std::string keyInfoAsText(const KeyInfo& info) {
   std::string text;
   const auto add = [&](std::string_view label, std::string_view content) {
-    if (!content.empty()) text += concat({"  ", label, ": ", content, "\n"});
+    if (!content.empty()) text += line({"  ", label, ": ", content});
   };
   add("becomes", info.becomes);
   add("type", info.type);
@@ -242,7 +256,7 @@ std::string keyInfoAsText(const KeyInfo& info) {
 
 std::string keyAsText(const Inspection& inspection, const std::string& key) {
   const auto value = inspection.value(key.c_str());
-  std::string text = concat({key, " ", value ? "= " + shown(*value) : "is not set", "\n"});
+  std::string text = line({key, " ", value ? "= " + shownWhole(*value) : "is not set"});
   for (const ExplainedDefinition& definition : explainKey(inspection, key)) {
     text += definitionAsText(definition);
   }

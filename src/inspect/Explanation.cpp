@@ -1,10 +1,12 @@
 #include "inspect/Explanation.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <map>
 #include <set>
 
 #include "foundation/PropertyKeys.h"
+#include "inspect/JvmOptions.h"
 #include "inspect/JvmSearch.h"
 #include "inspect/Text.h"
 
@@ -138,24 +140,45 @@ std::string whatItBrings(const ScannedElement& element) {
   return "nothing: it is no archive, or is damaged";
 }
 
-std::string equivalentJavaCommand(const Inspection& inspection) {
+std::string equivalentJavaCommand(const Inspection& inspection, ShellWord word) {
   const LaunchPlan& plan = inspection.plan;
   std::string command;
-  if (plan.directory != plan.outerDirectory) command += "cd " + shellWord(plan.directory) + " && ";
+  if (plan.directory != plan.outerDirectory) command += "cd " + word(plan.directory) + " && ";
   if (!plan.exported.empty()) {
     command += "env";
     for (const auto& [name, value] : plan.exported) {
-      command += concat({" ", shellWord(concat({name, "=", value}))});
+      command += " " + word(concat({name, "=", value}));
     }
     command += " ";
   }
-  command += shellWord(javaProgram(inspection));
+  command += word(javaProgram(inspection));
+  // The launcher lets the JVM pass over what it does not know.
+  const bool mayIgnore = inspection.runsInProcess() &&
+                         std::any_of(plan.options.begin(), plan.options.end(), mayBeUnknown);
+  if (mayIgnore) command += " -XX:+IgnoreUnrecognizedVMOptions";
   for (const std::string& option : plan.options) {
     // The launcher names its own process here, as a shell does with $$.
     const bool isProcessId = option.starts_with(processIdOption);
-    command += isProcessId ? concat({" \"", processIdOption, "$$\""}) : " " + shellWord(option);
+    command += isProcessId ? concat({" \"", processIdOption, "$$\""}) : " " + word(option);
   }
-  command += " " + shellWord(inspection.valueOf(keys::startClass));
-  for (const std::string& argument : plan.arguments) command += " " + shellWord(argument);
+  command += " " + word(inspection.valueOf(keys::startClass));
+  for (const std::string& argument : plan.arguments) command += " " + word(argument);
   return command;
+}
+
+std::vector<std::string> differencesOfJavaCommand(const Inspection& inspection) {
+  constexpr const char* ownOptions = "JDK_JAVA_OPTIONS";
+  std::vector<std::string> differences;
+  const std::string startMethod = inspection.valueOf(keys::startMethod);
+  if (inspection.runsInProcess() && !startMethod.empty() && startMethod != "main") {
+    differences.push_back(concat({"java runs main, not ", startMethod}));
+  }
+  for (const std::string& option : inspection.plan.options) {
+    if (!isOfJavaProgram(option)) continue;
+    differences.push_back(concat({"java takes ", option, " for itself, a JVM ignores it"}));
+  }
+  if (inspection.plan.exported.contains(ownOptions) || std::getenv(ownOptions) != nullptr) {
+    differences.push_back(concat({"java reads further options from ", ownOptions}));
+  }
+  return differences;
 }

@@ -44,8 +44,14 @@ std::vector<ExplainedDefinition> explainKey(const Inspection& inspection, std::s
 /// What an element of the expanded class path brings, or why it brings nothing.
 std::string whatItBrings(const ScannedElement& element);
 
+/// Makes a word of a text for a shell.
+using ShellWord = std::string (*)(std::string_view text);
+
 /// The command that starts the application with the program java as the launcher would start it in
-/// its own process: for a POSIX shell, with the working directory and the exported variables.
-std::string equivalentJavaCommand(const Inspection& inspection);
+/// its own process, with the working directory and the exported variables.
+std::string equivalentJavaCommand(const Inspection& inspection, ShellWord word);
+
+/// What the program java would do otherwise all the same, a sentence without a stop each.
+std::vector<std::string> differencesOfJavaCommand(const Inspection& inspection);
 
 #endif

@@ -64,14 +64,28 @@ Finding findingAt(const Inspection& inspection, const Rule& rule, const Position
 
 }  // namespace
 
+std::vector<Ending> endingsOf(const Inspection& inspection) {
+  std::vector<Ending> endings;
+  for (const Rule* rule : allRules()) {
+    if (rule->check == nullptr) continue;
+    rule->check(
+        inspection, Report([&](Reported found) {
+          if (!found.endsLaunch) return;
+          endings.push_back({rule, found.at, std::move(found.message), std::move(found.text)});
+        }));
+  }
+  return endings;
+}
+
 std::vector<Finding> check(const Inspection& inspection, const std::set<std::string>& disabled) {
   std::vector<Placed> placed;
   for (const Rule* rule : allRules()) {
     if (rule->check == nullptr || disabled.contains(rule->id)) continue;
-    rule->check(inspection, [&](const Position& at, std::string text) {
-      if (isAllowed(inspection, at, rule->id)) return;
-      placed.push_back({at, findingAt(inspection, *rule, at, std::move(text))});
-    });
+    rule->check(inspection, Report([&](Reported found) {
+                  if (isAllowed(inspection, found.at, rule->id)) return;
+                  placed.push_back(
+                      {found.at, findingAt(inspection, *rule, found.at, std::move(found.text))});
+                }));
   }
   std::stable_sort(placed.begin(), placed.end(), [](const Placed& a, const Placed& b) {
     return std::tie(a.at.file, a.at.line) < std::tie(b.at.file, b.at.line);

@@ -16,6 +16,18 @@ struct Finding {
   std::string text;
 };
 
+/// Why a launch would end before the application runs.
+struct Ending {
+  const Rule* rule;
+  Position at;
+  std::string message;  ///< the launcher's own; empty: the rule tells it in words of its own
+  std::string text;
+};
+
+/// Every reason why this launch would end early, in the order of the rules. What comments allow
+/// counts too: it is a fact.
+std::vector<Ending> endingsOf(const Inspection& inspection);
+
 /// Holds every rule against the inspection. Findings come in the order of the files, those of the
 /// command line first. Those of the disabled rules are left out, and those that a comment right
 /// above the line allows: "# kvf: allow RULE"; among a file's first comments, for the file as a

@@ -1,7 +1,10 @@
 #include "inspect/Inspection.h"
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
 
+#include "config/Commands.h"
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
 #include "inspect/Text.h"
@@ -14,6 +17,10 @@ std::string under(const std::string& directory, std::string_view path) {
 }
 
 }  // namespace
+
+bool Argument::isUnknownSwitch() const {
+  return switchName == nullptr && !isValue && text.starts_with("--");
+}
 
 std::size_t SourceFile::lineAt(std::size_t offset) const {
   const auto after = std::upper_bound(lineStarts.begin(), lineStarts.end(), offset);
@@ -29,6 +36,18 @@ std::string_view SourceFile::line(std::size_t number) const {
   return found;
 }
 
+std::string_view Definition::variable() const {
+  constexpr std::string_view prefix = keys::environmentPrefix;
+  return key.starts_with(prefix) ? std::string_view(key).substr(prefix.size()) : "";
+}
+
+std::vector<Failure> Inspection::failures(Failure::Stage stage) const {
+  std::vector<Failure> found;
+  std::copy_if(failures().begin(), failures().end(), std::back_inserter(found),
+               [&](const Failure& failure) { return failure.stage == stage; });
+  return found;
+}
+
 std::optional<std::string> Inspection::value(const char* key) const {
   WString found;
   if (!run().merged.get(key, found)) return std::nullopt;
@@ -38,11 +57,14 @@ std::optional<std::string> Inspection::value(const char* key) const {
 const Definition* Inspection::definitionOf(std::string_view key) const {
   const std::string name(key);
   if (run().line.options.contains(name.c_str())) return nullptr;
-  const auto taken = run().globalKeys.find(name);
-  const bool fromGlobal = taken != run().globalKeys.end() && taken->second;
-  const auto& last = fromGlobal ? run().lastInGlobal : run().lastInFiles;
+  const auto& last = isFromGlobalFile(name) ? run().lastInGlobal : run().lastInFiles;
   const auto found = last.find(name);
   return found == last.end() ? nullptr : &run().definitions[found->second];
+}
+
+bool Inspection::isFromGlobalFile(const std::string& key) const {
+  const auto taken = run().globalKeys.find(key);
+  return taken != run().globalKeys.end() && taken->second;
 }
 
 Position Inspection::positionOf(std::string_view key) const {
@@ -58,17 +80,38 @@ bool Inspection::hasMainFile() const {
   return !run().files.empty() && !run().files[0].global;
 }
 
+bool Inspection::knowsAllKeys() const {
+  return hasMainFile() && !run().incomplete;
+}
+
 bool Inspection::isJava() const {
   return run().merged.contains(keys::javaLibrary);
 }
 
 std::string Inspection::command() const {
-  return value(keys::command).value_or(switches::run);
+  const auto& arguments = outer.arguments;
+  if (std::none_of(arguments.begin(), arguments.end(), std::mem_fn(&Argument::isUnknownSwitch))) {
+    return value(keys::command).value_or(switches::run);
+  }
+  const auto meant =
+      std::find_if(arguments.rbegin(), arguments.rend(), [](const Argument& argument) {
+        return argument.switchName != nullptr && findCommand(argument.switchName) != nullptr;
+      });
+  return meant == arguments.rend() ? switches::run : meant->switchName;
+}
+
+bool Inspection::runsInProcess() const {
+  const std::string name = command();
+  return name == switches::run || findCommand(name) == nullptr;
+}
+
+bool Inspection::startsJvm() const {
+  return runsInProcess() ? isJava() : command() == switches::cmdlineJava;
 }
 
 bool Inspection::startsApplication() const {
   const std::string name = command();
-  return name == switches::run || name == switches::cmdlineJava || name == switches::generateScript;
+  return runsInProcess() || name == switches::cmdlineJava || name == switches::generateScript;
 }
 
 std::string Inspection::atApplication(std::string_view path) const {

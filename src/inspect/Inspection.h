@@ -65,6 +65,9 @@ struct Definition {
   bool refused = false;                 ///< passed over, since the launch would end here
   std::optional<std::string> exported;  ///< the value that the environment gets
   std::vector<Reference> references;
+
+  /// The variable that the entry sets in the environment; empty: none.
+  [[nodiscard]] std::string_view variable() const;
 };
 
 struct Argument {
@@ -73,15 +76,24 @@ struct Argument {
   bool hasValue = false;
   bool valueConsumed = false;
   bool isValue = false;  ///< taken by the switch before it
+
+  [[nodiscard]] bool isUnknownSwitch() const;
 };
 
-/// Where the launch would end with a message.
+/// Where the launch would end with a message, or the inspection goes no further.
 struct Failure {
-  enum class Stage { mainFile, include, substitution, globalFile, limits };
+  enum class Stage {
+    mainFile,
+    include,
+    substitution,
+    expansion,  ///< references bring too much text for the inspection, not for the launch
+    globalFile,
+    limits
+  };
 
   Stage stage = Stage::mainFile;
   Position at;
-  std::string message;
+  std::string message;  ///< the launcher's
 };
 
 /// One assembly of the property set.
@@ -94,6 +106,7 @@ struct AssemblyRun {
   std::vector<Position> includeCycles;
   std::vector<Failure> failures;
   bool tooMuch = false;                    ///< there are more files than were looked at
+  bool incomplete = false;                 ///< nothing is known behind the last failure
   std::string globalFile;                  ///< empty: there is none
   std::map<std::string, bool> globalKeys;  ///< whether the entry of global.kvf was taken
   /// The last stored definition of a key, of global.kvf and of the other files.
@@ -145,21 +158,32 @@ class Inspection {
   [[nodiscard]] const std::vector<Failure>& failures() const {
     return outer.failures.empty() ? run().failures : outer.failures;
   }
+  /// Those of one stage.
+  [[nodiscard]] std::vector<Failure> failures(Failure::Stage stage) const;
   [[nodiscard]] std::optional<std::string> value(const char* key) const;
   /// The value, or an empty text.
   [[nodiscard]] std::string valueOf(const char* key) const { return value(key).value_or(""); }
   /// The entry whose value the key has; null when no file defines it or something overrules it.
   [[nodiscard]] const Definition* definitionOf(std::string_view key) const;
+  /// True when the key has its value from global.kvf.
+  [[nodiscard]] bool isFromGlobalFile(const std::string& key) const;
   /// Where the key got its value; where it is nowhere defined, the main file as a whole.
   [[nodiscard]] Position positionOf(std::string_view key) const;
   /// The main file, or the command line when there is none.
   [[nodiscard]] Position mainFile() const;
   /// False when the main file could not be read.
   [[nodiscard]] bool hasMainFile() const;
+  /// True when the main file was read to its end, so that what is not there is absent.
+  [[nodiscard]] bool knowsAllKeys() const;
 
   [[nodiscard]] bool isJava() const;
-  /// The command as a word: "--run" when there is none.
+  /// The command as a word: "--run" when there is none. Behind an unknown switch, which makes the
+  /// launcher show its usage, the one that was meant.
   [[nodiscard]] std::string command() const;
+  /// True for --run. A command that does not exist is wrong by itself, and --run is what was meant.
+  [[nodiscard]] bool runsInProcess() const;
+  /// True when the command runs a Java application, in this process or by the program java.
+  [[nodiscard]] bool startsJvm() const;
   /// True when the command runs the application, or writes a script that does.
   [[nodiscard]] bool startsApplication() const;
 

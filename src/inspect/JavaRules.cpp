@@ -8,7 +8,7 @@
 #include "config/Commands.h"
 #include "foundation/PathList.h"
 #include "foundation/PropertyKeys.h"
-#include "hosting/JvmLibrary.h"
+#include "hosting/StopSignals.h"
 #include "inspect/ClassFile.h"
 #include "inspect/ElfFile.h"
 #include "inspect/JvmSearch.h"
@@ -22,16 +22,9 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view lineAdvice = "`kvf jvm --line` prints the line for this machine";
 
-/// Also with a command that does not exist: it is wrong by itself, and --run is what was meant.
-bool runsInProcess(const Inspection& inspection) {
-  const std::string command = inspection.command();
-  return command == switches::run || findCommand(command) == nullptr;
-}
-
+/// Also by a script.
 bool startsJava(const Inspection& inspection) {
-  const std::string command = inspection.command();
-  return command == switches::cmdlineJava || command == switches::generateScript ||
-         (runsInProcess(inspection) && inspection.isJava());
+  return inspection.startsJvm() || inspection.command() == switches::generateScript;
 }
 
 bool exists(const std::string& path) {
@@ -39,14 +32,15 @@ bool exists(const std::string& path) {
 }
 
 void noLibrary(const Inspection& inspection, const Report& report) {
-  if (!inspection.hasMainFile() || !runsInProcess(inspection) || inspection.isJava()) return;
+  if (!inspection.knowsAllKeys() || !inspection.runsInProcess() || inspection.isJava()) return;
   if (!inspection.valueOf(keys::applicationLibrary).empty()) return;
-  report(inspection.mainFile(),
-         concat({"there is neither java.library nor application.library, so that the launcher has ",
-                 "nothing to run and ends with status 255: ", lineAdvice}));
+  report.end(
+      inspection.mainFile(),
+      concat({"there is neither java.library nor application.library, so that the launcher has ",
+              "nothing to run and ends with status 255: ", lineAdvice}));
 }
 
-/// Which libjvm.so the loader would take when java.library leads nowhere.
+/// Which libjvm.so the loader would take when java.library leads nowhere; empty: probably none.
 std::string fallbackLibrary(const Inspection& inspection) {
   const auto exported = inspection.plan.exported.find("LD_LIBRARY_PATH");
   const char* inherited = std::getenv("LD_LIBRARY_PATH");
@@ -54,9 +48,9 @@ std::string fallbackLibrary(const Inspection& inspection) {
   if (exported != inspection.plan.exported.end()) path = exported->second;
   for (const std::string_view element : pathElements(path)) {
     const std::string library = concat({element, "/libjvm.so"});
-    if (exists(library)) return "here " + library;
+    if (exists(library)) return library;
   }
-  return "none along LD_LIBRARY_PATH here, so that the launch probably ends with status 255";
+  return {};
 }
 
 /// The library of the JVM that a folder or a program belongs to; empty: none.
@@ -94,25 +88,38 @@ std::string complaintAboutJvm(const std::string& path, const std::optional<ElfFi
 
 void jvmLibrary(const Inspection& inspection, const Report& report) {
   const auto configured = inspection.value(keys::javaLibrary);
-  if (!configured || configured->empty() || !runsInProcess(inspection)) return;
+  if (!configured || configured->empty() || !inspection.runsInProcess()) return;
   const Position at = inspection.positionOf(keys::javaLibrary);
   const std::string path = inspection.atApplication(*configured);
   if (!exists(path)) {
-    report(at, concat({"there is no ", shown(*configured),
-                       "; the launcher then loads whatever libjvm.so the loader finds, ",
-                       fallbackLibrary(inspection), ": ", suggestion(libraryNear(path))}));
+    const std::string fallback = fallbackLibrary(inspection);
+    report.endIf(
+        fallback.empty(), at,
+        concat({"there is no ", shown(*configured),
+                "; the launcher then loads whatever libjvm.so the loader finds, ",
+                fallback.empty() ? "none along LD_LIBRARY_PATH here, so that the launch probably "
+                                   "ends with status 255"
+                                 : "here " + fallback,
+                ": ", suggestion(libraryNear(path))}));
     return;
   }
   const std::string complaint = complaintAboutJvm(path, readElfFile(path));
   if (complaint.empty()) return;
-  report(at, concat({shown(*configured), " ", complaint,
+  report.end(at,
+             concat({shown(*configured), " ", complaint,
                      ", and the launch ends with status 255: ", suggestion(libraryNear(path))}));
 }
 
+/// What becomes of a launch whose start class is not usable.
+std::string endOf(const Inspection& inspection) {
+  return inspection.runsInProcess() ? "the launch ends with status 255"
+                                    : "java ends with a message of its own";
+}
+
 void startClassMissing(const Inspection& inspection, const Report& report) {
-  if (!inspection.hasMainFile() || !startsJava(inspection)) return;
+  if (!inspection.knowsAllKeys() || !startsJava(inspection)) return;
   if (inspection.value(keys::startClass)) return;
-  report(
+  report.end(
       inspection.mainFile(),
       "java.start.class is not set, and the launch ends with status 255: name the class with the "
       "static start method");
@@ -145,16 +152,15 @@ void startClassNotFound(const Inspection& inspection, const Report& report) {
     return;
   }
   const std::string nearest = inspection.classPath->nearest(name);
-  report(
-      inspection.positionOf(keys::startClass),
-      concat({shown(name), " is not in the class path as it is expanded, of ",
-              std::to_string(inspection.classPath->elements().size()), " elements",
-              didYouMean(nearest), "; the launch ends with status 255: `kvf explain` shows what ",
-              "each element brings"}));
+  report.endIf(inspection.startsJvm(), inspection.positionOf(keys::startClass),
+               concat({shown(name), " is not in the class path as it is expanded, of ",
+                       std::to_string(inspection.classPath->elements().size()), " elements",
+                       didYouMean(nearest), "; ", endOf(inspection),
+                       ": `kvf explain` shows what each element brings"}));
 }
 
 std::optional<Jvm> configuredJvm(const Inspection& inspection) {
-  if (!runsInProcess(inspection) || !inspection.isJava()) return std::nullopt;
+  if (!inspection.runsInProcess() || !inspection.isJava()) return std::nullopt;
   return jvmOfLibrary(inspection.atApplication(inspection.valueOf(keys::javaLibrary)));
 }
 
@@ -167,11 +173,11 @@ void classVersion(const Inspection& inspection, const Report& report) {
   if (!start) return;
   const unsigned needed = javaReleaseOf(start->majorVersion);
   if (needed <= jvm->release) return;
-  report(inspection.positionOf(keys::startClass),
-         concat({"the class in ", shown(found->where), " needs Java ", std::to_string(needed),
-                 ", the JVM is ", jvm->version,
-                 ": compile it for the older one, or name a newer JVM, `kvf jvm --line ",
-                 std::to_string(needed), "`"}));
+  report.end(inspection.positionOf(keys::startClass),
+             concat({"the class in ", shown(found->where), " needs Java ", std::to_string(needed),
+                     ", the JVM is ", jvm->version,
+                     ": compile it for the older one, or name a newer JVM, `kvf jvm --line ",
+                     std::to_string(needed), "`"}));
 }
 
 /// Whether the class or one above it has the method; nothing when a class cannot be looked at.
@@ -190,32 +196,56 @@ std::optional<bool> hasStaticMethod(const ClassPathScan& classPath, FoundClass f
   }
 }
 
+/// The first static method of that type that the class itself has; empty: none.
+std::string methodLike(const FoundClass& found, std::string_view descriptor) {
+  const std::optional<ClassFile> parsed = parseClassFile(found.bytes);
+  if (!parsed) return {};
+  for (const ClassMethod& method : parsed->staticMethods) {
+    const bool isInitializer = method.name.starts_with('<');
+    if (method.descriptor == descriptor && !isInitializer) return std::string(method.name);
+  }
+  return {};
+}
+
+/// Of the key, or where the default counts, of the start class.
+Position positionOfMethod(const Inspection& inspection, const char* key) {
+  return inspection.positionOf(inspection.value(key) ? key : keys::startClass);
+}
+
 void startMethod(const Inspection& inspection, const Report& report) {
   if (!startsJava(inspection) || !inspection.classPath || !inspection.classPath->startClass()) {
     return;
   }
   const FoundClass& found = *inspection.classPath->startClass();
-  const std::string method = runsInProcess(inspection)
+  const std::string method = inspection.runsInProcess()
                                  ? inspection.value(keys::startMethod).value_or("main")
                                  : std::string("main");
   constexpr std::string_view descriptor = "([Ljava/lang/String;)V";
   if (method.empty()) return;
   if (!parseClassFile(found.bytes)) {
-    report(inspection.positionOf(keys::startClass),
-           concat({"the class in ", shown(found.where), " is damaged"}));
+    report.endIf(inspection.startsJvm(), inspection.positionOf(keys::startClass),
+                 concat({"the class in ", shown(found.where), " is damaged"}));
     return;
   }
   if (hasStaticMethod(*inspection.classPath, found, method, descriptor).value_or(true)) return;
-  std::vector<std::string_view> others;
-  const std::optional<ClassFile> start = parseClassFile(found.bytes);
-  for (const ClassMethod& other : start->staticMethods) {
-    if (other.descriptor == descriptor) others.push_back(other.name);
-  }
-  const std::string_view only = others.empty() ? std::string_view() : others.front();
-  report(inspection.value(keys::startMethod) ? inspection.positionOf(keys::startMethod)
-                                             : inspection.positionOf(keys::startClass),
-         concat({"the start class has no method \"static void ", method, "(String[])\"",
-                 didYouMean(only), ", and the launch ends with status 255"}));
+  report.endIf(inspection.startsJvm(), positionOfMethod(inspection, keys::startMethod),
+               concat({"the start class has no method \"static void ", method, "(String[])\"",
+                       didYouMean(methodLike(found, descriptor)), ", and ", endOf(inspection)}));
+}
+
+void stopMethod(const Inspection& inspection, const Report& report) {
+  const auto signals = inspection.value(keys::stopSignals);
+  if (!signals || !inspection.runsInProcess() || !inspection.isJava()) return;
+  if (!inspection.classPath || !inspection.classPath->startClass()) return;
+  if (StopSignalNames::parse(*signals, ApplicationKind::java).signals.empty()) return;
+  const std::string method = inspection.value(keys::stopMethod).value_or("shutdown");
+  const FoundClass& found = *inspection.classPath->startClass();
+  if (hasStaticMethod(*inspection.classPath, found, method, "()V").value_or(true)) return;
+  report(positionOfMethod(inspection, keys::stopMethod),
+         concat({"the start class has no method \"static void ", method, "()\"",
+                 didYouMean(methodLike(found, "()V")),
+                 ", so that the signals of application.stop.signals act as without it: name the ",
+                 "method that stops the application"}));
 }
 
 void nativeLibrary(const Inspection& inspection, const Report& report) {
@@ -236,12 +266,12 @@ void nativeLibrary(const Inspection& inspection, const Report& report) {
     const std::string path = inspection.atLauncher(name);
     const std::optional<ElfFile> elf = readElfFile(path);
     if (!exists(path) || !elf || !elf->sameArchitecture(ownElfFile())) {
-      report(at, concat({shown(name),
-                         !exists(path) ? " is not there"
-                         : !elf        ? " is no shared library"
-                                       : " is for another architecture",
-                         ", and every command ends with status 255, --version too: name a ",
-                         "library of this machine"}));
+      report.end(at, concat({shown(name),
+                             !exists(path) ? " is not there"
+                             : !elf        ? " is no shared library"
+                                           : " is for another architecture",
+                             ", and every command ends with status 255, --version too: name a ",
+                             "library of this machine"}));
       return;
     }
     allKnown = allKnown && elf->exports.has_value();
@@ -254,7 +284,8 @@ void nativeLibrary(const Inspection& inspection, const Report& report) {
   for (const std::string_view entry : entries) {
     if (missing.contains(entry)) names += (names.empty() ? "" : ", ") + std::string(entry);
   }
-  report(at, concat({"the libraries export no ", names,
+  report.end(at,
+             concat({"the libraries export no ", names,
                      ", and every command ends with status 255: a native application has AppMain, ",
                      "AppStop and RegisterWrapperEntryPoints"}));
 }
@@ -284,6 +315,12 @@ constexpr Rule rules[] = {
      "The start method is static, takes a String[] and returns nothing; it is main unless "
      "java.start.method says otherwise.",
      "java.start.method=mian", "java.start.method=main", startMethod},
+    {"stop-method", Severity::error, "no such static method to stop with",
+     "With application.stop.signals the first of these signals calls a static method without "
+     "arguments and result; it is shutdown unless java.stop.method says otherwise. When it is not "
+     "there, the signal acts as it would without the key.",
+     "application.stop.signals=TERM\njava.stop.method=shutdwon",
+     "application.stop.signals=TERM\njava.stop.method=shutdown", stopMethod},
     {"native-library", Severity::error,
      "a native library that is missing or lacks its entry points",
      "The libraries of application.library together export AppMain, AppStop and "

@@ -28,6 +28,7 @@ struct KeyInfo {
   /// What an empty value does, where that differs from an absent key; else null.
   const char* whenEmpty;
   KeyUse use;
+  bool endsWhenEmpty = false;  ///< an empty value ends the launch
 };
 
 /// Every key, in the order of the reference page.

@@ -28,29 +28,26 @@ void forEachArgument(const Inspection& inspection, Visit&& visit) {
   }
 }
 
-bool isUnknownSwitch(const Argument& argument) {
-  return argument.switchName == nullptr && beginsWithDashes(argument.text);
-}
-
 void unknownSwitch(const Inspection& inspection, const Report& report) {
   const std::vector<std::string_view> known = switchNames();
   forEachArgument(inspection, [&](const Argument& argument, std::size_t index) {
     const std::string_view nearest = nearestName(argument.text, known);
-    if (!isUnknownSwitch(argument) || nearest.empty()) return;
-    report(argumentAt(index),
-           concat({shown(argument.text), " is no switch", didYouMean(nearest),
-                   "; the launcher shows its usage, with status 0, and starts nothing"}));
+    if (!argument.isUnknownSwitch() || nearest.empty()) return;
+    report.end(argumentAt(index),
+               concat({shown(argument.text), " is no switch", didYouMean(nearest),
+                       "; the launcher shows its usage, with status 0, and starts nothing"}));
   });
 }
 
 void dashedArgument(const Inspection& inspection, const Report& report) {
   const std::vector<std::string_view> known = switchNames();
   forEachArgument(inspection, [&](const Argument& argument, std::size_t index) {
-    if (!isUnknownSwitch(argument) || !nearestName(argument.text, known).empty()) return;
-    report(argumentAt(index),
-           concat({shown(argument.text), " begins with two dashes, so that the launcher takes it ",
-                   "for a switch of its own, shows its usage, with status 0, and starts nothing: ",
-                   "move it to application.args in the file"}));
+    if (!argument.isUnknownSwitch() || !nearestName(argument.text, known).empty()) return;
+    report.end(
+        argumentAt(index),
+        concat({shown(argument.text), " begins with two dashes, so that the launcher takes it ",
+                "for a switch of its own, shows its usage, with status 0, and starts nothing: ",
+                "move it to application.args in the file"}));
   });
 }
 
@@ -102,19 +99,19 @@ void killCommand(const Inspection& inspection, const Report& report) {
                           ? inspection.positionOf(keys::command)
                           : argumentAt(static_cast<std::size_t>(kill - arguments.begin()));
   if (kill == arguments.end()) {
-    report(at,
-           "--kill as a setting of the file finds the launcher's own process ID, which it has "
-           "just written: give it on the command line");
+    report.end(at,
+               "--kill as a setting of the file finds the launcher's own process ID, which it has "
+               "just written: give it on the command line");
   }
   std::string kind = inspection.valueOf(keys::signal);
   std::transform(kind.begin(), kind.end(), kind.begin(),
                  [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
   if (kind != "abort" && kind != "normal") {
-    report(at, concat({"--kill needs Abort (SIGKILL) or Normal (SIGINT) as its kind, not ",
-                       shown(inspection.valueOf(keys::signal))}));
+    report.end(at, concat({"--kill needs Abort (SIGKILL) or Normal (SIGINT) as its kind, not ",
+                           shown(inspection.valueOf(keys::signal))}));
   }
   if (!inspection.value(keys::processIdFile)) {
-    report(at, "--kill needs processID.file.name in the file, which tells it the process");
+    report.end(at, "--kill needs processID.file.name in the file, which tells it the process");
   }
 }
 
@@ -127,7 +124,8 @@ void windowsCommand(const Inspection& inspection, const Report& report) {
       at = argumentAt(index);
     }
   });
-  report(at, concat({command->name, " exists on Windows only; here the launcher says so, with ",
+  report.end(at,
+             concat({command->name, " exists on Windows only; here the launcher says so, with ",
                      "status 0, and starts nothing: use --run, and a service manager's own unit"}));
 }
 
@@ -138,15 +136,16 @@ void unknownCommand(const Inspection& inspection, const Report& report) {
   for (const Command& command : commands) names.emplace_back(command.name);
   const bool lacksDashes = findCommand("--" + definition->value) != nullptr;
   const std::string meant = lacksDashes ? "--" + definition->value : definition->value;
-  report(definition->at,
-         concat({shown(definition->value), " is no command", didYouMean(nearestName(meant, names)),
-                 "; the launcher shows its usage, with status 0, and starts nothing"}));
+  report.end(
+      definition->at,
+      concat({shown(definition->value), " is no command", didYouMean(nearestName(meant, names)),
+              "; the launcher shows its usage, with status 0, and starts nothing"}));
 }
 
 void tooManyArguments(const Inspection& inspection, const Report& report) {
   const std::size_t count = inspection.commandLine.size();
   if (!inspection.inner || count <= maxArgumentsToStartAgain) return;
-  report(
+  report.end(
       argumentAt(maxArgumentsToStartAgain),
       concat({std::to_string(count), " arguments with the program's name; a launch that exports ",
               "variables takes ", std::to_string(maxArgumentsToStartAgain),
@@ -181,9 +180,9 @@ void stopSignals(const Inspection& inspection, const Report& report) {
       inspection.isJava() ? ApplicationKind::java : ApplicationKind::native;
   const StopSignalNames names = StopSignalNames::parse(*value, kind);
   if (names.refused.empty()) return;
-  report(
-      inspection.positionOf(keys::stopSignals),
-      concat({shown(names.refused), " cannot be used as a stop signal, and the launch ends with ",
+  report.endIf(
+      inspection.runsInProcess(), inspection.positionOf(keys::stopSignals),
+      concat({shown(names.refused), " cannot be used as a stop signal, and --run ends with ",
               "status 255; possible are ", StopSignalNames::possible(kind)}));
 }
 

@@ -14,12 +14,6 @@ constexpr const char* red = "\033[1;31m";
 constexpr const char* yellow = "\033[1;33m";
 constexpr const char* plain = "\033[0m";
 
-/// A file's name for a line of text, without what would confuse a terminal.
-std::string shownName(const std::string& name) {
-  const std::string quoted = shown(name);
-  return quoted.substr(1, quoted.size() - 2);
-}
-
 }  // namespace
 
 bool wantsColour() {
@@ -32,9 +26,9 @@ std::string asText(const std::vector<Finding>& findings, bool colour) {
   for (const Finding& finding : findings) {
     const char* severity = finding.rule->severity == Severity::error ? red : yellow;
     text +=
-        concat({colour ? bold : "", shownName(finding.file), ":", std::to_string(finding.line),
+        concat({colour ? bold : "", printable(finding.file), ":", std::to_string(finding.line),
                 colour ? plain : "", ": ", colour ? severity : "", nameOf(finding.rule->severity),
-                colour ? plain : "", ": ", finding.text, " [", finding.rule->id, "]\n"});
+                colour ? plain : "", ": ", printable(finding.text), " [", finding.rule->id, "]\n"});
   }
   return text;
 }

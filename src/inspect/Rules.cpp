@@ -5,8 +5,9 @@
 std::vector<const Rule*> allRules() {
   std::vector<const Rule*> rules;
   for (const std::span<const Rule> group :
-       {fileRules(), variableRules(), javaRules(), classPathRules(), optionRules(),
-        classDataRules(), launchRules(), surroundingsRules(), comparisonRules()}) {
+       {fileRules(), keyRules(), includeRules(), variableRules(), javaRules(), classPathRules(),
+        memoryRules(), optionRules(), classDataRules(), launchRules(), surroundingsRules(),
+        comparisonRules()}) {
     for (const Rule& rule : group) rules.push_back(&rule);
   }
   return rules;

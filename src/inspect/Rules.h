@@ -5,6 +5,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "inspect/Inspection.h"
@@ -14,8 +15,33 @@ enum class Severity {
   warning,  ///< it may be meant so
 };
 
-/// Takes a finding of the rule that is being checked.
-using Report = std::function<void(const Position& at, std::string text)>;
+/// What a rule has found.
+struct Reported {
+  Position at;
+  std::string text;
+  bool endsLaunch = false;   ///< the application would not run
+  std::string message = {};  ///< the launcher's own at its end, where the text quotes it
+};
+
+/// Takes what the rule that is being checked finds.
+class Report {
+ public:
+  explicit Report(std::function<void(Reported)> take) : take_(std::move(take)) {}
+
+  /// A finding.
+  void operator()(const Position& at, std::string text) const { take_({at, std::move(text)}); }
+  /// A finding for which the launch ends before the application runs.
+  void end(const Position& at, std::string text, std::string message = {}) const {
+    take_({at, std::move(text), true, std::move(message)});
+  }
+  /// One or the other.
+  void endIf(bool ends, const Position& at, std::string text) const {
+    take_({at, std::move(text), ends});
+  }
+
+ private:
+  std::function<void(Reported)> take_;
+};
 
 /// A rule, and what `kvf rules` says about it.
 struct Rule {
@@ -32,9 +58,12 @@ struct Rule {
 
 /// The rules by what they are about.
 std::span<const Rule> fileRules();
+std::span<const Rule> keyRules();
+std::span<const Rule> includeRules();
 std::span<const Rule> variableRules();
 std::span<const Rule> javaRules();
 std::span<const Rule> classPathRules();
+std::span<const Rule> memoryRules();
 std::span<const Rule> optionRules();
 std::span<const Rule> classDataRules();
 std::span<const Rule> launchRules();

@@ -66,23 +66,16 @@ bool isShellName(std::string_view name) {
   });
 }
 
-/// Calls visit(definition, name) for every entry that is exported as that variable.
-template <class Visit>
-void forEachVariable(const Inspection& inspection, Visit&& visit) {
-  constexpr std::string_view prefix = keys::environmentPrefix;
-  for (const Definition& definition : inspection.run().definitions) {
-    if (definition.key.starts_with(prefix)) visit(definition, definition.key.substr(prefix.size()));
-  }
-}
-
 void environmentName(const Inspection& inspection, const Report& report) {
-  forEachVariable(inspection, [&](const Definition& definition, const std::string& name) {
-    if (isShellName(name)) return;
+  for (const Definition& definition : inspection.run().definitions) {
+    if (!definition.key.starts_with(keys::environmentPrefix)) continue;
+    if (isShellName(definition.variable())) continue;
     report(
         definition.at,
-        concat({shown(name), " is no name that a shell takes: a script cannot set it, and a shell ",
-                "that the application starts may drop it; use letters, digits and _"}));
-  });
+        concat({shown(definition.variable()), " is no name that a shell takes: a script cannot ",
+                "set it, and a shell that the application starts may drop it; use letters, digits ",
+                "and _"}));
+  }
 }
 
 std::string folderOfProgram(const std::string& program, std::string_view path) {
@@ -101,7 +94,7 @@ void pathHidesLauncher(const Inspection& inspection, const Report& report) {
   const std::string program = inspection.commandLine[0];
   const std::string folder = folderOfProgram(program, now == nullptr ? "" : now);
   if (folder.empty() || !folderOfProgram(program, exported->second).empty()) return;
-  report(
+  report.end(
       inspection.positionOf(std::string(keys::environmentPrefix) + "PATH"),
       concat({"the launcher starts itself again as ", shown(program),
               " along this PATH, which lacks its folder ", shown(folder),
@@ -187,12 +180,12 @@ void globalFile(const Inspection& inspection, const Report& report) {
 }
 
 void globalFileUnusable(const Inspection& inspection, const Report& report) {
-  for (const Failure& failure : inspection.failures()) {
-    if (failure.stage != Failure::Stage::globalFile) continue;
-    report(inspection.mainFile(),
-           concat({"the launch ends with ", shown(failure.message), ", as ",
-                   shown(inspection.run().globalFile),
-                   " is there and cannot be opened: remove it, or make it readable"}));
+  for (const Failure& failure : inspection.failures(Failure::Stage::globalFile)) {
+    report.end(inspection.mainFile(),
+               concat({"the launch ends with ", shown(failure.message), ", as ",
+                       shown(inspection.run().globalFile),
+                       " is there and cannot be opened: remove it, or make it readable"}),
+               failure.message);
   }
 }
 
@@ -203,12 +196,10 @@ void globalFileOptions(const Inspection& inspection, const Report& report) {
                                        keys::adjusterClassPath,  keys::javaLibraryPath};
   for (const Definition& definition : inspection.run().definitions) {
     if (!definition.global) continue;
-    const bool isVariable = definition.key.starts_with(keys::environmentPrefix);
     const bool matters = std::any_of(std::begin(sensitive), std::end(sensitive),
                                      [&](const char* key) { return definition.key == key; });
-    const auto merged = inspection.run().globalKeys.find(definition.key);
-    const bool taken = merged != inspection.run().globalKeys.end() && merged->second;
-    if (!isVariable && (!matters || !taken)) continue;
+    const bool taken = inspection.isFromGlobalFile(definition.key);
+    if (definition.variable().empty() && (!matters || !taken)) continue;
     report(definition.at,
            concat({"the global file gives ", shown(definition.key),
                    " to every start that finds it: whoever can write it decides what is loaded; ",

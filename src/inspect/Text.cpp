@@ -34,18 +34,40 @@ void appendEscaped(std::string& result, char c) {
   }
 }
 
-/// The length of the UTF-8 sequence at the start of the text; 0 when it is malformed or a C1
-/// control character.
-std::size_t sequenceLength(std::string_view text) {
+/// Three digits, so that none that follows can be taken for one of them.
+void appendOctal(std::string& result, char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  result += '\\';
+  for (const unsigned shift : {6U, 3U, 0U})
+    result += static_cast<char>('0' + ((byte >> shift) & 7U));
+}
+
+bool isContinuation(char c) {
+  return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
+}
+
+/// The length of the character at the start of the text; 0 when it is malformed UTF-8 or a control
+/// character.
+std::size_t printableLength(std::string_view text) {
   const auto lead = static_cast<unsigned char>(text[0]);
-  if (lead < 0x80) return 1;
+  if (lead < 0x80) return isControl(text[0]) ? 0 : 1;
   const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
   if (lead < 0xC2 || lead > 0xF4 || text.size() < length) return 0;
   for (std::size_t i = 1; i < length; ++i) {
-    if ((static_cast<unsigned char>(text[i]) & 0xC0U) != 0x80U) return 0;
+    if (!isContinuation(text[i])) return 0;
   }
   const bool control = lead == 0xC2 && static_cast<unsigned char>(text[1]) < 0xA0;
   return control ? 0 : length;
+}
+
+/// Calls visit(text, isPrintable) for every character, and for every byte that is not printable.
+template <class Visit>
+void forEachCharacter(std::string_view text, Visit&& visit) {
+  while (!text.empty()) {
+    const std::size_t length = printableLength(text);
+    visit(text.substr(0, std::max<std::size_t>(length, 1)), length > 0);
+    text.remove_prefix(std::max<std::size_t>(length, 1));
+  }
 }
 
 std::size_t editDistance(std::string_view a, std::string_view b) {
@@ -73,21 +95,27 @@ std::string concat(std::initializer_list<std::string_view> pieces) {
   return text;
 }
 
-std::string shown(std::string_view text) {
-  std::string result = "\"";
-  const std::string_view cut = text.substr(0, longestShown);
-  for (std::size_t at = 0; at < cut.size();) {
-    const std::size_t length = sequenceLength(text.substr(at));
-    if (length == 0 || isControl(text[at])) {
-      appendEscaped(result, text[at]);
-      ++at;
+std::string printable(std::string_view text) {
+  std::string result;
+  forEachCharacter(text, [&](std::string_view character, bool isPrintable) {
+    if (isPrintable) {
+      result += character;
     } else {
-      result += text.substr(at, length);
-      at += length;
+      appendEscaped(result, character[0]);
     }
-  }
-  if (cut.size() < text.size()) result += "...";
-  return result + "\"";
+  });
+  return result;
+}
+
+std::string shownWhole(std::string_view text) {
+  return concat({"\"", printable(text), "\""});
+}
+
+std::string shown(std::string_view text) {
+  std::size_t end = std::min(text.size(), longestShown);
+  // Not within a character.
+  while (end < text.size() && end > 0 && isContinuation(text[end])) --end;
+  return concat({"\"", printable(text.substr(0, end)), end < text.size() ? "..." : "", "\""});
 }
 
 std::string shellWord(std::string_view text) {
@@ -104,6 +132,17 @@ std::string shellWord(std::string_view text) {
       word += c;
     }
   }
+  return word + "'";
+}
+
+std::string printableShellWord(std::string_view text) {
+  if (printable(text) == text) return shellWord(text);
+  std::string word = "$'";
+  forEachCharacter(text, [&](std::string_view character, bool isPrintable) {
+    if (!isPrintable) return appendOctal(word, character[0]);
+    if (character == "\\" || character == "'") word += '\\';
+    word += character;
+  });
   return word + "'";
 }
 

@@ -15,12 +15,21 @@ inline std::string toString(const WString& text) {
 /// The pieces, one after the other.
 std::string concat(std::initializer_list<std::string_view> pieces);
 
-/// In double quotes, fit for one line on a terminal: control characters and malformed UTF-8 as
-/// escapes, what is long cut in the middle.
+/// Fit for one line on a terminal: control characters and malformed UTF-8 as escapes.
+std::string printable(std::string_view text);
+
+/// The same in double quotes.
+std::string shownWhole(std::string_view text);
+
+/// The same, for a message: what is long is cut off.
 std::string shown(std::string_view text);
 
 /// A word that a POSIX shell reads as exactly this text, quotes, "$" and line ends included.
 std::string shellWord(std::string_view text);
+
+/// The same for one line on a terminal. What is not printable needs $'...', which bash, ksh and zsh
+/// read, but not every sh.
+std::string printableShellWord(std::string_view text);
 
 /// The candidate that the text was probably meant to be: few characters differ. Empty: none.
 std::string_view nearestName(std::string_view text,

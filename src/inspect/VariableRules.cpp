@@ -1,5 +1,8 @@
 #include <algorithm>
 #include <cctype>
+#include <set>
+#include <string>
+#include <string_view>
 
 #include "foundation/PropertyKeys.h"
 #include "inspect/Rules.h"
@@ -33,7 +36,7 @@ bool countsInOuterRun(const Definition& definition) {
 template <class Visit>
 void forEachReference(const Inspection& inspection, Visit&& visit) {
   for (const Definition& definition : inspection.run().definitions) {
-    if (inspection.inner && definition.key.starts_with(keys::environmentPrefix)) continue;
+    if (inspection.inner && !definition.variable().empty()) continue;
     for (const Reference& reference : definition.references) visit(definition, reference);
   }
   if (!inspection.inner) return;
@@ -43,12 +46,23 @@ void forEachReference(const Inspection& inspection, Visit&& visit) {
   }
 }
 
+/// The keys of entries that were passed over.
+std::set<std::string_view> refusedKeys(const Inspection& inspection) {
+  std::set<std::string_view> keys;
+  for (const Definition& definition : inspection.run().definitions) {
+    if (definition.refused) keys.insert(definition.key);
+  }
+  return keys;
+}
+
 /// Calls visit(definition, reference) for those that resolve to nothing.
 template <class Visit>
 void forEachUnresolved(const Inspection& inspection, Visit&& visit) {
+  const std::set<std::string_view> refused = refusedKeys(inspection);
   forEachReference(inspection, [&](const Definition& definition, const Reference& reference) {
     const bool again = reference.inReplacement || reference.whileExporting;
-    if (reference.source == VariableSource::nothing && !again) visit(definition, reference);
+    const bool isNowhere = reference.source == VariableSource::nothing;
+    if (isNowhere && !again && !refused.contains(reference.name)) visit(definition, reference);
   });
 }
 
@@ -90,11 +104,28 @@ void percentPair(const Inspection& inspection, const Report& report) {
 }
 
 void tooManyReferences(const Inspection& inspection, const Report& report) {
-  for (const Failure& failure : inspection.failures()) {
-    if (failure.stage != Failure::Stage::substitution) continue;
+  for (const Failure& failure : inspection.failures(Failure::Stage::substitution)) {
+    report.end(failure.at,
+               concat({"the launch ends here with ", shown(failure.message),
+                       ": split the value into several keys, or write percent signs as ", "\\\\%"}),
+               failure.message);
+  }
+}
+
+/// The entry that stands there.
+std::string_view keyAt(const Inspection& inspection, const Position& at) {
+  for (const Definition& definition : inspection.run().definitions) {
+    if (definition.at == at) return definition.key;
+  }
+  return {};
+}
+
+void tooMuchText(const Inspection& inspection, const Report& report) {
+  for (const Failure& failure : inspection.failures(Failure::Stage::expansion)) {
     report(failure.at,
-           concat({"the launch ends here with ", shown(failure.message),
-                   ": split the value into several keys, or write percent signs as ", "\\\\%"}));
+           concat({"the references up to here bring more than 32 MiB of text, so that ",
+                   shown(keyAt(inspection, failure.at)), " was not looked at; the launcher keeps ",
+                   "all of it in memory, or ends without: refer to shorter values"}));
   }
 }
 
@@ -152,6 +183,11 @@ constexpr Rule rules[] = {
     {"too-many-references", Severity::error, "more than 100 references in one value",
      "The launch ends with a message.", "A line with 101 times %X%.",
      "Split the value into several keys that refer to each other.", tooManyReferences},
+    {"too-much-text", Severity::error, "references that bring more than 32 MiB of text",
+     "Lines that refer to each other several times grow fast. The launcher keeps every value in "
+     "memory; this check goes on without the one that makes it too much.",
+     "a=xxxxxxxxxx\nb=%a%%a%%a%%a%%a%%a%%a%%a% and so on, each line of the one before",
+     "Refer to shorter values, or less often.", tooMuchText},
     {"reference-again", Severity::warning, "a reference that comes from a replacement",
      "References are replaced one after the other, each search from the start of the text, so that "
      "one inside an earlier replacement is found in place of the one that was meant. An exported "

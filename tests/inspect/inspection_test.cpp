@@ -21,11 +21,26 @@ TEST(Text, AShellReadsAWordAsItIs) {
   }
 }
 
+TEST(Text, AShellReadsAPrintableWordAsItIs) {
+  const Sandbox sandbox;
+  for (const std::string word : {"it's", "a\nb\n", "\x1B[31m",
+                                 "\001"
+                                 "7\\'$x\"`",
+                                 "\xC2\x9B\xFF"}) {
+    const std::string printed = printableShellWord(word);
+    EXPECT_EQ(printable(printed), printed);
+    EXPECT_EQ(sandbox.run({"bash", "-c", "printf '[%s]' " + printed}),
+              (Outcome{0, "[" + word + "]"}));
+  }
+}
+
 TEST(Text, WhatATerminalWouldObeyIsShownAsAnEscape) {
   EXPECT_EQ(shown("a\tb\r\n"), "\"a\\tb\\r\\n\"");
   EXPECT_EQ(shown("\x1B[31m\x7F"), "\"\\x1b[31m\\x7f\"");
   EXPECT_EQ(shown("caf\xC3\xA9 \xC3 \xC2\x9B"), "\"caf\xC3\xA9 \\xc3 \\xc2\\x9b\"");
   EXPECT_EQ(shown(std::string(200, 'x')), "\"" + std::string(160, 'x') + "...\"");
+  EXPECT_EQ(shown(std::string(159, 'x') + "\xC3\xA9"), "\"" + std::string(159, 'x') + "...\"");
+  EXPECT_EQ(shownWhole(std::string(200, 'x')), "\"" + std::string(200, 'x') + "\"");
 }
 
 TEST(Text, TheNearestNameIsOneThatFewCharactersMiss) {

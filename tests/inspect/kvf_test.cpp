@@ -164,7 +164,58 @@ TEST_F(KvfTest, ExplainTellsWhereALaunchWouldEnd) {
   kvf(probe() + "velox.include.kvf=/gone.kvf\n");
   const nlohmann::json ends = json({"explain", "--json", "app.kvf"})["endsWith"];
   EXPECT_EQ(ends, (nlohmann::json{{{"origin", "app.kvf:4"},
-                                   {"message", "Failed to open properties file : /gone.kvf"}}}));
+                                   {"message", "Failed to open properties file : /gone.kvf"},
+                                   {"rule", "missing-include"}}}));
+  EXPECT_TRUE(run({"explain", "app.kvf"})
+                  .has("The launch ends at app.kvf:4: \"Failed to open properties file : /gone"));
+  // Words of its own where the launcher has no message. What is allowed is a fact all the same.
+  kvf(probe() + "# kvf: allow heap-size\njava.heap.size.max=1x\n");
+  EXPECT_TRUE(
+      run({"explain", "app.kvf"}).has("The launch ends at app.kvf:5: \"1x\" in \"-Xmx1x\""));
+}
+
+struct EndingRow {
+  std::string text;  ///< behind a sound file
+  Texts arguments;
+  Texts rules;  ///< of the endings
+};
+
+TEST_F(KvfTest, OnlyWhatEndsTheLaunchIsAnEnding) {
+  const EndingRow rows[] = {
+      {"acme=1\n", {"--propVar", "A=1"}, {}},
+      {"java.heap.size.max=1x\n", {"--version"}, {}},
+      {"java.heap.size.max=1x\n", {"--generateScript"}, {}},
+      {"java.heap.size.max=1x\n", {"--cmdlineJava"}, {"heap-size"}},
+      {"java.heap.size.max=1x\n", {"--frob"}, {"heap-size", "dashed-argument"}},
+      {"", {"--rum"}, {"unknown-switch"}},
+      {"", {"--install"}, {"windows-command"}},
+      {"", {"--kill"}, {"kill-command", "kill-command"}},
+      {"wrapper.command=run\n", {}, {"unknown-command"}},
+      {"java.library=\n", {}, {"empty-value"}},
+      {"java.library=/gone.so\n", {}, {"jvm-library"}},
+      {"java.library=/bin/sh\n", {}, {"jvm-library"}},
+      {"java.start.class=Gone\n", {}, {"start-class-not-found"}},
+      {"java.start.method=gone\n", {}, {"start-method"}},
+      {"velox.class.path.extended.search.level=0\n", {}, {"class-path-limits"}},
+      {"java.extended.properties=-Xms2m -Xmx1m\n", {}, {"heap-order"}},
+      {"java.extended.properties=-Xmx 12m\n", {}, {"option-word"}},
+      {"java.extended.properties=-Dx=y z\n", {}, {}},
+      {"java.extended.properties=-Xmx12m  -Xrs\n", {}, {"option-blank"}},
+      {"application.stop.signals=KILL\n", {}, {"stop-signals"}},
+      {"application.stop.signals=TERM\njava.stop.method=gone\n", {}, {}},
+      {"application.library=/gone.so\n", {"--version"}, {"native-library"}},
+      {"velox.include.kvf=%kvf.file.dir%/app.kvf\n", {}, {"include-cycle"}},
+  };
+  for (const EndingRow& row : rows) {
+    SCOPED_TRACE(row.text);
+    kvf(probe() + row.text);
+    Texts line = {"explain", "--json", "app.kvf", "--"};
+    line.insert(line.end(), row.arguments.begin(), row.arguments.end());
+    const nlohmann::json launch = json(line);
+    Texts rules;
+    for (const auto& ending : launch["endsWith"]) rules.push_back(ending["rule"]);
+    EXPECT_EQ(rules, row.rules);
+  }
 }
 
 TEST_F(KvfTest, ColourIsForTerminals) {
@@ -180,7 +231,8 @@ TEST_F(KvfTest, TheJavaCommandIsWhatTheLauncherDoes) {
   kvf(probe() +
       "velox.env.PROBE=it's $HOME `id` \"a\" \\\\ \\n* ~\n"
       "java.property.probe.value=$(id) 'x' \"y\" \\n \\\\\\\\ ;&|<>%UNSET%\n"
-      "application.args=\"\" $HOME \"two  words\" it's `id` ; * -n\n"
+      "java.extended.properties=-XX:+UseFoo -Xrubbish -nothing\n"
+      "application.args=\"\" $HOME \"two  words\" it's `id` ; * -n \x1B[0m\n"
       "application.start.dir=" +
       sandbox_.path("elsewhere") + "\n");
   fs::create_directory(sandbox_.path("elsewhere"));
@@ -196,6 +248,28 @@ TEST_F(KvfTest, TheJavaCommandIsWhatTheLauncherDoes) {
   EXPECT_EQ(byShell.status, 0);
   EXPECT_TRUE(byLauncher.has("arg[two  words]\n")) << byLauncher.out;
   EXPECT_EQ(withoutProcess(byShell.out), withoutProcess(byLauncher.out)) << command;
+
+  const std::string shown = run({"explain", "app.kvf", "--", "", "new\nline"}).out;
+  EXPECT_EQ(shown.find('\x1B'), std::string::npos);
+  const std::string lastLine = shown.substr(shown.rfind('\n', shown.size() - 2) + 1);
+  EXPECT_EQ(withoutProcess(sandbox_.run({"bash", "-c", lastLine}, start).out),
+            withoutProcess(byLauncher.out))
+      << lastLine;
+}
+
+TEST_F(KvfTest, ExplainTellsWhatTheProgramJavaDoesOtherwise) {
+  const auto differences = [&](const std::string& text) {
+    kvf(probe() + text);
+    return json({"explain", "--json", "app.kvf"})["differences"];
+  };
+  EXPECT_EQ(differences(""), nlohmann::json::array());
+  EXPECT_EQ(differences("java.start.method=other\n"),
+            (nlohmann::json{"java runs main, not other"}));
+  EXPECT_EQ(differences("java.extended.properties=-version\n"),
+            (nlohmann::json{"java takes -version for itself, a JVM ignores it"}));
+  EXPECT_EQ(differences("velox.env.JDK_JAVA_OPTIONS=-Da=b\n"),
+            (nlohmann::json{"java reads further options from JDK_JAVA_OPTIONS"}));
+  EXPECT_TRUE(run({"explain", "app.kvf"}).has("  # except that java reads further options from"));
 }
 
 TEST_F(KvfTest, NothingIsStartedOrLeftBehind) {

@@ -80,6 +80,9 @@ const Row rows[] = {
     {"percent-pair", 4, "\"% sure 5%\"", launch() + "application.args=100% sure 5%\n"},
     {"too-many-references", 4, "More than 100 variable references",
      launch() + "java.property.a=" + many("%PATH%", 101) + "\n"},
+    {"too-much-text", 7, "\"d\" was not looked at",
+     launch() + "a=" + many("x", 1000) + "\nb=" + many("%a%", 90) + "\nc=" + many("%b%", 90) +
+         "\nd=" + many("%c%", 90) + "\njava.property.a=%d%\n"},
     {"reference-again", 6, "%b% is found inside",
      launch() + "a=\\\\%b\nb=1\njava.property.a=%a%%b%\n"},
     {"reference-again", 4, "a second time", launch() + "velox.env.A=\\\\%PATH\\\\%\n"},
@@ -95,6 +98,8 @@ const Row rows[] = {
     {"class-version", 3, "needs Java 60", launch(jvm, "%kvf.file.dir%/newer")},
     {"start-method", 4, "did you mean main?", launch() + "java.start.method=mian\n"},
     {"start-method", 4, "void notStatic(", launch() + "java.start.method=notStatic\n"},
+    {"stop-method", 5, "did you mean halt?",
+     launch() + "application.stop.signals=TERM\njava.stop.method=stop\n"},
     {"native-library", 1, "\"/gone.so\" is not there", "application.library=/gone.so\n"},
     {"native-library", 1, "export no AppStop, RegisterWrapperEntryPoints",
      "application.library=" VELOX_NATIVE_DIRECTORY "/libentry1.so\n"},
@@ -116,16 +121,27 @@ const Row rows[] = {
     {"class-path-archive", 2, "is no archive",
      launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/broken.jar")},
 
-    {"heap-size", 4, "\"512 MB\" is no size", launch() + "java.heap.size.max=512 MB\n"},
+    {"heap-size", 4, "\"512 MB\" in \"-Xmx512 MB\" is no size",
+     launch() + "java.heap.size.max=512 MB\n"},
     {"heap-size", 4, "write 256m", launch() + "java.heap.size.max=256\n"},
     {"heap-order", 5, "lower it",
      launch() + "java.heap.size.max=1g\njava.heap.size.initial=2048m\n"},
+    {"heap-size", 4, "\"12q\"", launch() + "java.extended.properties=-Xrs -Xss12q\n"},
+    {"heap-size", 4, "\"=1g\"", launch() + "java.extended.properties=-Xmx=1g\n"},
+    {"heap-order", 4, "above the maximum of 1g,",
+     launch() + "java.extended.properties=-Xmx1g -Xms2g\n"},
+    {"heap-order", 4, "above the maximum of 1g (",
+     launch() + "java.extended.properties=-Xms2g\njava.heap.size.max=1g\n"},
     {"young-generation", 4, "-Xmn8m", launch() + "java.heap.size.min=8m\n"},
     {"option-blank", 4, "\"-Xint=\"", launch() + "java.extended.properties=-Xint  -Xrs\n"},
     {"option-blank", 4, "\"-Xint=\"", launch() + "java.extended.properties=-Xint \\\n -Xrs\n"},
     {"option-blank", 4, "a tab", launch() + "java.extended.properties=-Xint\t-Xrs\n"},
     {"option-word", 4, "\"-Xmx=512m\"", launch() + "java.extended.properties=-Xmx 512m\n"},
     {"option-word", 4, "of the program java", launch() + "java.extended.properties=-cp x.jar\n"},
+    {"option-word", 4, "reads \"-Xrs=-Da=b c\"",
+     launch() + "java.extended.properties=-Xrs \"-Da=b c\"\n"},
+    {"option-word", 4, "reads nothing of \"c\"", launch() + "java.extended.properties=-Da b c\n"},
+    {"option-word", 4, "reads \"-Da=b\" here", launch() + "java.extended.properties=-Da=\"b\"c\n"},
     {"option-percent", 4, "alone", launch() + "java.extended.properties=-XX:ErrorFile=hs%p.log\n"},
     {"class-data-archive", 4, "kvf cds",
      launch() + "java.extended.properties=-XX:SharedArchiveFile=%kvf.file.dir%/broken.jar\n"},
@@ -213,6 +229,8 @@ const std::string soundFiles[] = {
     launch() + "java.property.a=%kvf.file.dir%%path.separator%/x\n",
     launch() + "java.heap.size.max=1g\njava.heap.size.initial=1024m\njava.thread.stack.size=512k\n",
     launch() + "java.extended.properties=-Xint -Dgreeting=\"hello world\" -Dempty=\"\"\n",
+    launch() + "java.extended.properties=-Xms2g -Xmx1g -Xmx3g\njava.heap.size.max=2g\n",
+    launch() + "application.args = a \"b c\"  \njava.extended.properties = -Xrs -Da=\" \" \n",
     launch() + "java.extended.properties=--add-modules java.sql -Da b -Xrs \\\n-XX:+UseSerialGC\n",
     launch() + "java.extended.properties=-XX:ErrorFile=hs\\\\%p.log -Xlog:gc:gc\\\\%p.log\n",
     launch() + "application.start.dir=%kvf.file.dir%/lib\n",
@@ -228,6 +246,14 @@ const std::string soundFiles[] = {
     "/libentry2.so\n",
     "# A file for one platform. kvf: allow no-library\napplication.args=x\n",
 };
+
+TEST(Rules, BehindTooManyMistakesNothingCountsAsAbsent) {
+  Sandbox sandbox;
+  const std::string file = sandbox.write("app.kvf", many("velox.include.kvf=/gone\n", 30));
+  for (const Finding& finding : check(inspectFile(file), {})) {
+    EXPECT_STREQ(finding.rule->id, "missing-include");
+  }
+}
 
 TEST(Rules, SoundFilesHaveNoFinding) {
   Sandbox sandbox;
