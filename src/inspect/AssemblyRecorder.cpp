@@ -77,6 +77,8 @@ void AssemblyRecorder::fileUnread(const WString& name) {
 }
 
 void AssemblyRecorder::fileLeft() {
+  const SourceFile& file = run_.files[static_cast<std::size_t>(currentFile())];
+  latestInclude_ = file.includedAt.value_or(Position());
   open_.pop_back();
 }
 
@@ -91,14 +93,15 @@ void AssemblyRecorder::controlEscaped(std::size_t offset) {
 bool AssemblyRecorder::entryScanned(const PropertiesEntry& entry) {
   latestKeyAt_ = entry.keyAt;
   exporting_ = false;
+  substituting_ = true;
   replacements_.clear();
 
-  const auto file = static_cast<std::size_t>(currentFile());
   Definition& definition = run_.definitions.emplace_back();
   definition.at = positionAt(entry.keyAt);
   definition.key = toString(entry.key);
   definition.written = toString(entry.value);
-  definition.raw = run_.files[file].text.substr(entry.valueAt, entry.endAt - entry.valueAt);
+  definition.rawAt = entry.valueAt;
+  definition.rawEnd = entry.endAt;
   definition.endedByLineEnd = entry.endedByLineEnd;
   definition.global = inGlobal_;
   definition.refused = refusals_.entries.contains({currentFile(), entry.keyAt});
@@ -131,22 +134,27 @@ void AssemblyRecorder::includeFound(const WString& name) {
   Definition& definition = run_.definitions.back();
   definition.isInclude = true;
   definition.value = toString(name);
+  latestInclude_ = definition.at;
   includePending_ = true;
+  substituting_ = false;
 }
 
 void AssemblyRecorder::entryStored(const WString& key, const WString& value) {
   run_.definitions.back().value = toString(value);
+  substituting_ = false;
   auto& last = inGlobal_ ? run_.lastInGlobal : run_.lastInFiles;
   last[toString(key)] = run_.definitions.size() - 1;
 }
 
 void AssemblyRecorder::exportBegins() {
   exporting_ = true;
+  substituting_ = true;
   replacements_.clear();
 }
 
 void AssemblyRecorder::variableExported(std::string_view /*name*/, const WString& value) {
   run_.definitions.back().exported = toString(value);
+  substituting_ = false;
 }
 
 bool AssemblyRecorder::globalFileFound(const WString& name) {
@@ -164,8 +172,8 @@ Failure AssemblyRecorder::failure(const std::string& message) const {
   using Stage = Failure::Stage;
   if (globalPending_) return {Stage::globalFile, {}, message};
   if (run_.definitions.empty() || open_.empty()) return {Stage::mainFile, {}, message};
-  return {includePending_ ? Stage::include : Stage::substitution, run_.definitions.back().at,
-          message};
+  if (substituting_) return {Stage::substitution, run_.definitions.back().at, message};
+  return {Stage::include, latestInclude_, message};
 }
 
 Failure AssemblyRecorder::expansionFailure() const {
@@ -178,5 +186,7 @@ bool AssemblyRecorder::refuseLatest(Refusals& refusals) const {
     return true;
   }
   if (run_.definitions.empty() || open_.empty()) return false;
+  // Includes that are too much altogether stay so without the latest one.
+  if (!substituting_ && !includePending_) return false;
   return refusals.entries.insert({currentFile(), latestKeyAt_}).second;
 }

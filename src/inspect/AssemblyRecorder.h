@@ -72,7 +72,9 @@ class AssemblyRecorder final : public AssemblyObserver {
   std::size_t latestKeyAt_ = 0;
   std::size_t recordedBytes_ = 0;
   std::size_t replacedBytes_ = 0;
+  Position latestInclude_;  ///< that was begun, or ended
   bool exporting_ = false;
+  bool substituting_ = false;
   bool includePending_ = false;
   bool globalPending_ = false;
   bool inGlobal_ = false;

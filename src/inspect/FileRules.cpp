@@ -56,9 +56,10 @@ bool passesOverBlanks(const Definition& definition) {
 void blankBeforeValue(const Inspection& inspection, const Report& report) {
   for (const Definition& definition : inspection.run().definitions) {
     // The blank ended the key, so that what follows it belongs to the value.
-    const std::size_t start = definition.raw.find_first_not_of(" \t");
-    if (start == std::string::npos) continue;
-    const char first = definition.raw[start];
+    const std::string_view raw = inspection.rawValueOf(definition);
+    const std::size_t start = raw.find_first_not_of(" \t");
+    if (start == std::string_view::npos) continue;
+    const char first = raw[start];
     const std::string_view written = definition.written;
     const bool afterEquals =
         first == '=' && (written.starts_with(' ') || written.starts_with('\t'));
@@ -76,7 +77,7 @@ void trailingBlank(const Inspection& inspection, const Report& report) {
     const std::string_view written = definition.written;
     const std::size_t end = written.find_last_not_of(" \t");
     if (end == std::string_view::npos || end + 1 == written.size()) continue;
-    const std::string_view raw = definition.raw;
+    const std::string_view raw = inspection.rawValueOf(definition);
     if (passesOverBlanks(definition)) continue;
     const std::size_t rawEnd = raw.find_last_not_of(" \t\r");
     // A backslash in front of the blank says that it is meant.

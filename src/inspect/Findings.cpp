@@ -35,7 +35,7 @@ bool allows(std::string_view line, std::string_view rule) {
 
 bool isAllowed(const Inspection& inspection, const Position& at, std::string_view rule) {
   if (at.file == Position::commandLine) return false;
-  const SourceFile& file = inspection.run().files[static_cast<std::size_t>(at.file)];
+  const SourceFile& file = inspection.fileOf(at);
   if (at.line == 0) {
     for (std::size_t line = 1; isComment(file.line(line)); ++line) {
       if (allows(file.line(line), rule)) return true;
@@ -58,7 +58,7 @@ Finding findingAt(const Inspection& inspection, const Rule& rule, const Position
   if (at.file == Position::commandLine) {
     return {&rule, "command line", at.line, std::move(text)};
   }
-  const SourceFile& file = inspection.run().files[static_cast<std::size_t>(at.file)];
+  const SourceFile& file = inspection.fileOf(at);
   return {&rule, inspection.nameOf(file), std::max<std::size_t>(at.line, 1), std::move(text)};
 }
 

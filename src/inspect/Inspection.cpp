@@ -67,6 +67,15 @@ bool Inspection::isFromGlobalFile(const std::string& key) const {
   return taken != run().globalKeys.end() && taken->second;
 }
 
+const SourceFile& Inspection::fileOf(const Position& at) const {
+  return run().files[static_cast<std::size_t>(at.file)];
+}
+
+std::string_view Inspection::rawValueOf(const Definition& definition) const {
+  const std::string_view text = fileOf(definition.at).text;
+  return text.substr(definition.rawAt, definition.rawEnd - definition.rawAt);
+}
+
 Position Inspection::positionOf(std::string_view key) const {
   if (const Definition* definition = definitionOf(key)) return definition->at;
   return mainFile();
@@ -133,7 +142,7 @@ std::string Inspection::nameOf(const Position& position) const {
   if (position.file == Position::commandLine) {
     return concat({"command line:", std::to_string(position.line)});
   }
-  const SourceFile& file = run().files[static_cast<std::size_t>(position.file)];
+  const SourceFile& file = fileOf(position);
   if (position.line == 0) return nameOf(file);
   return concat({nameOf(file), ":", std::to_string(position.line)});
 }

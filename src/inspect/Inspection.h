@@ -2,6 +2,7 @@
 #define VELOX_INSPECT_INSPECTION_H
 
 #include <cstddef>
+#include <deque>
 #include <map>
 #include <optional>
 #include <string>
@@ -58,7 +59,7 @@ struct Definition {
   std::string key;
   std::string written;  ///< the value before substitution
   std::string value;
-  std::string raw;  ///< the text behind the key up to the line end, as it stands in the file
+  std::size_t rawAt = 0, rawEnd = 0;  ///< what stands behind the key up to the line end
   bool endedByLineEnd = true;
   bool isInclude = false;
   bool global = false;
@@ -99,7 +100,7 @@ struct Failure {
 /// One assembly of the property set.
 struct AssemblyRun {
   std::vector<SourceFile> files;
-  std::vector<Definition> definitions;  ///< in the order of reading
+  std::deque<Definition> definitions;  ///< in the order of reading
   std::vector<Argument> arguments;
   std::vector<Position> droppedLines;
   std::vector<Position> controlEscapes;
@@ -167,6 +168,10 @@ class Inspection {
   [[nodiscard]] const Definition* definitionOf(std::string_view key) const;
   /// True when the key has its value from global.kvf.
   [[nodiscard]] bool isFromGlobalFile(const std::string& key) const;
+  /// The file of a position that is not the command line.
+  [[nodiscard]] const SourceFile& fileOf(const Position& at) const;
+  /// What stands behind an entry's key up to the line end.
+  [[nodiscard]] std::string_view rawValueOf(const Definition& definition) const;
   /// Where the key got its value; where it is nowhere defined, the main file as a whole.
   [[nodiscard]] Position positionOf(std::string_view key) const;
   /// The main file, or the command line when there is none.

@@ -101,12 +101,18 @@ void duplicateKey(const Inspection& inspection, const Report& report) {
   }
 }
 
+/// True for a line that is read twice, since its file is included twice.
+bool isSameLine(const Inspection& inspection, const Definition& a, const Definition& b) {
+  return a.at.line == b.at.line && a.value == b.value &&
+         inspection.fileOf(a.at).name == inspection.fileOf(b.at).name;
+}
+
 void overriddenKey(const Inspection& inspection, const Report& report) {
   for (const auto& [key, definitions] : definitionsByKey(inspection)) {
     for (std::size_t i = 1; i < definitions.size(); ++i) {
       const Definition& earlier = *definitions[i - 1];
       const Definition& later = *definitions[i];
-      if (earlier.at.file == later.at.file) continue;
+      if (earlier.at.file == later.at.file || isSameLine(inspection, earlier, later)) continue;
       report(later.at, concat({shown(key), " replaces the value ", shown(earlier.value), " of ",
                                inspection.nameOf(earlier.at),
                                "; if that is meant, say so with # kvf: allow overridden-key"}));

@@ -90,6 +90,19 @@ TEST(Inspection, GoesOnBehindWhatWouldEndTheLaunch) {
   EXPECT_EQ(inspection.valueOf("b"), "2");
 }
 
+TEST(Inspection, TooManyEntriesEndTheLaunchAtAnInclude) {
+  Sandbox sandbox;
+  std::string entries;
+  for (int i = 0; i < 200000; ++i) entries += "a=1\n";
+  sandbox.write("part.kvf", entries);
+  const std::string include = "velox.include.kvf=%kvf.file.dir%/part.kvf\n";
+  const Inspection inspection =
+      inspectFile(sandbox.write("app.kvf", include + include + include + include));
+  ASSERT_EQ(inspection.failures(Failure::Stage::include).size(), 1);
+  EXPECT_EQ(inspection.failures()[0].at, (Position{0, 3}));
+  EXPECT_FALSE(inspection.knowsAllKeys());
+}
+
 TEST(Inspection, HasPositionsOfContinuedAndIncludedLines) {
   Sandbox sandbox;
   sandbox.write("part.kvf", "\n\nc=3\n");

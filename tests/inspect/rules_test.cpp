@@ -224,8 +224,8 @@ const std::string soundFiles[] = {
     launch() + "velox.env.PATH=/opt/bin:%PATH%\n",
     launch() + "velox.include.kvf.more=%kvf.file.dir%/empty.kvf\n",
     launch() +
-        "velox.include.kvf=%kvf.file.dir%/empty.kvf\n"
-        "velox.include.kvf=%kvf.file.dir%/empty.kvf\n",
+        "velox.include.kvf=%kvf.file.dir%/a.kvf\n"
+        "velox.include.kvf=%kvf.file.dir%/a.kvf\n",
     launch() + "java.property.a=%kvf.file.dir%%path.separator%/x\n",
     launch() + "java.heap.size.max=1g\njava.heap.size.initial=1024m\njava.thread.stack.size=512k\n",
     launch() + "java.extended.properties=-Xint -Dgreeting=\"hello world\" -Dempty=\"\"\n",
