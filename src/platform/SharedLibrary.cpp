@@ -8,13 +8,6 @@
 
 SharedLibrary::SharedLibrary(const char* path) : handle_(sii_LoadSharedLibrary(path)) {}
 
-SharedLibrary& SharedLibrary::operator=(SharedLibrary&& other) noexcept {
-  if (this == &other) return *this;
-  close();
-  handle_ = other.stayOpen();
-  return *this;
-}
-
 void* SharedLibrary::symbol(const char* name) const {
   return sii_GetProcAddress(handle_, name);
 }

@@ -13,7 +13,6 @@ class SharedLibrary {
   SharedLibrary(const SharedLibrary&) = delete;
   SharedLibrary(SharedLibrary&& other) noexcept : handle_(other.stayOpen()) {}
   SharedLibrary& operator=(const SharedLibrary&) = delete;
-  SharedLibrary& operator=(SharedLibrary&& other) noexcept;
   ~SharedLibrary() { close(); }
 
   explicit operator bool() const { return handle_ != nullptr; }

@@ -148,6 +148,12 @@ TEST_F(ChildSignals, EndTheLauncherThatIsAdjustingOnceTheAdjusterHasEnded) {
       EXPECT_EQ(wrapper.wait(), isHeeded ? whenHeeded : (Outcome{128 + signal, adjusting}));
     }
   }
+  if (!hasProcessNamespaces()) GTEST_SKIP() << "no process namespaces here";
+  Child first = sandbox_.start(asFirstProcess({VELOX_WRAPPER, "--propFile", "app.kvf"}),
+                               {.environment = {{"STATUS", "wait"}}});
+  ASSERT_TRUE(first.prints(adjusting));
+  ::kill(childOf(first.id()), SIGTERM);
+  EXPECT_EQ(first.wait(), (Outcome{143, adjusting}));
 }
 
 TEST_F(ChildSignals, LeaveNoZombiesToTheFirstProcess) {

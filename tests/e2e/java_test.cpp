@@ -151,9 +151,16 @@ TEST_F(Script, IsShownAndWritten) {
 }
 
 TEST_F(Script, HasTheNameOfItsPropertiesFile) {
-  sandbox_.write("app.props", "java.path=x\njava.start.class=Main");
-  generate("app.props");
-  EXPECT_EQ(sandbox_.read("app.props.script.sh").find("#!/bin/sh\n\nx -"), 0U);
+  const std::pair<const char*, const char*> rows[] = {
+      {"app.props", "app.props.script.sh"},
+      {"a.kvf.d/app.kvf", "app.kvf.script.sh"},
+      {"app.kvf.old.kvf", "app.script.sh"},
+  };
+  for (const auto& [file, script] : rows) {
+    sandbox_.write(file, "java.path=x\njava.start.class=Main");
+    generate(file);
+    EXPECT_EQ(sandbox_.read(script).find("#!/bin/sh\n\nx -"), 0U) << file;
+  }
 }
 
 TEST_F(Script, ThatCannotBeWrittenIsTold) {

@@ -65,6 +65,17 @@ TEST_F(Kill, TellsThatTheProcessIsAnotherUsers) {
                      "process ID \"1\" that is owned by a different user.\n"}));
 }
 
+TEST_F(Kill, TellsThatTheProcessIdFileCannotBeRemoved) {
+  Child instance = sandbox_.start({"sleep", "60"}, {.asNobody = true});
+  sandbox_.write("locked/pid", std::to_string(instance.id()));
+  fs::permissions(sandbox_.path("locked"), static_cast<fs::perms>(0555));
+  kvf("processID.file.name=locked/pid\n");
+  EXPECT_EQ(wrapper({"--kill", "Normal"}, {.asNobody = true}),
+            (Outcome{0, "Can not delete file, it may be lock by other process."}));
+  EXPECT_EQ(instance.wait().status, 128 + SIGINT);
+  fs::permissions(sandbox_.path("locked"), static_cast<fs::perms>(0755));
+}
+
 TEST_F(Kill, NeedsAProcessIdFile) {
   kvf("");
   EXPECT_EQ(wrapper({"--kill", "Abort"}),

@@ -1,6 +1,12 @@
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include <unistd.h>
 
 #include "e2e/LifecycleTest.h"
+#include "hosting/CppProcess.h"
+#include "launcher/wrap.h"
 
 namespace {
 
@@ -117,6 +123,8 @@ TEST_F(StopSignals, StopANativeApplicationOrEndIt) {
       // An adjuster is not the application.
       {native_ + key_ + "velox.adjuster.class.path=x\n", "", {143, "ready\n"}},
       {native_ + key_, "stuck", {130, "ready\nstuck\n"}},
+      // The application's own action replaces the key's.
+      {native_ + key_, "by signal", {7, "ready\n"}},
   };
   for (const auto& [properties, how, expected] : rows) {
     SCOPED_TRACE(expected.out);
@@ -124,11 +132,30 @@ TEST_F(StopSignals, StopANativeApplicationOrEndIt) {
     Child wrapper = startWrapper({}, {.environment = {{"STOP", how}}});
     ASSERT_TRUE(wrapper.prints("ready\n"));
     ::kill(wrapper.id(), SIGTERM);
-    if (*how != '\0') {
+    if (how == std::string("stuck")) {
       ASSERT_TRUE(wrapper.prints("stuck\n"));
       ::kill(wrapper.id(), SIGINT);
     }
     EXPECT_EQ(wrapper.wait(), expected);
+  }
+}
+
+TEST_F(StopSignals, EndAHostProgramThatCannotBeStopped) {
+  kvf(key_);
+  const auto application = [](int, char**) -> int {
+    std::puts("ready");
+    std::fflush(stdout);
+    for (;;) ::pause();
+  };
+  for (CppProcess::StopFunction stop : {CppProcess::StopFunction(nullptr), +[] { throw 1; }}) {
+    Child host([&] {
+      std::filesystem::current_path(sandbox_.path());
+      Texts line = {VELOX_WRAPPER, "--propFile", "app.kvf", "--innerProcess"};
+      std::exit(WrapperMain(4, pointersTo(line).data(), application, stop));
+    });
+    ASSERT_TRUE(host.prints("ready\n"));
+    ::kill(host.id(), SIGTERM);
+    EXPECT_EQ(host.wait(), (Outcome{143, "ready\n"})) << (stop == nullptr ? "none" : "throws");
   }
 }
 
@@ -144,6 +171,10 @@ TEST_F(StopSignals, ThatAreIgnoredAreTakenExceptHup) {
   EXPECT_NE(status.find("SigIgn:\t0000000000000001\n"), std::string::npos) << status;
   ::kill(wrapper.id(), SIGINT);
   EXPECT_EQ(wrapper.wait(), (Outcome{7, "ready\nstop\n"}));
+  Child withTerminal = startWrapper({});
+  ASSERT_TRUE(withTerminal.prints("ready\n"));
+  ::kill(withTerminal.id(), SIGHUP);
+  EXPECT_EQ(withTerminal.wait(), (Outcome{7, "ready\nstop\n"}));
 }
 
 TEST_F(StopSignals, WithoutAJvmEndTheLauncher) {

@@ -70,7 +70,8 @@ TEST_F(UntrustedFiles, NamedPipesNeverStopTheStart) {
   for (const char* name : {"pipe", "global.kvf"}) {
     ASSERT_EQ(::mkfifo(sandbox_.path(name).c_str(), 0666), 0);
   }
-  kvf(java_ + "velox.include.kvf=pipe\nprocessID.file.name=pipe\n");
+  kvf("#" + std::string(5000, 'x') + "\n" + java_ +
+      "velox.include.kvf=pipe\nprocessID.file.name=pipe\n");
   EXPECT_EQ(wrapper({"--cmdlineJava"}), (Outcome{0, "file pipe can not accessran\n"}));
   EXPECT_EQ(
       wrapper({"--kill", "Abort"}),

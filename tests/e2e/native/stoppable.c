@@ -1,4 +1,5 @@
 /* A native application that runs until it is stopped; $STOP says how that goes. */
+#include <signal.h>
 #include <stdatomic.h>
 #include <stdbool.h>
 #include <stdio.h>
@@ -15,17 +16,27 @@ static void tell(const char* line) {
   fflush(stdout);
 }
 
+static void stopBySignal(int signal) {
+  (void)signal;
+  isStopped = true;
+}
+
+static bool goes(const char* how) {
+  const char* stop = getenv("STOP");
+  return stop != NULL && strcmp(stop, how) == 0;
+}
+
 int AppMain(int argc, char** argv) {
   (void)argc;
   (void)argv;
+  if (goes("by signal")) signal(SIGTERM, stopBySignal);
   tell("ready");
   while (!isStopped) usleep(1000);
   return 7;
 }
 
 void AppStop(void) {
-  const char* how = getenv("STOP");
-  if (how != NULL && strcmp(how, "stuck") == 0) {
+  if (goes("stuck")) {
     tell("stuck");
     for (;;) pause();
   }
