@@ -145,15 +145,15 @@ void classPathLimit(const Inspection& inspection, const Report& report) {
   forEachFolder(inspection, [&](const ClassPathElement& element, const FolderContents& contents,
                                 const Position& at) {
     if (contents.archives > most) {
-      report(at, concat({shown(element.written), " holds ", std::to_string(contents.archives),
-                         " archives, of which ", std::to_string(most),
+      report(at, concat({shown(element.written), " holds ", countOf(contents.archives, "archive"),
+                         ", of which ", std::to_string(most),
                          " are taken, in the order of the file system: raise ",
                          keys::classPathMaxLibNumber}));
     }
     if (contents.deeper > 0) {
-      report(at, concat({std::to_string(contents.deeper), " archives lie deeper below ",
-                         shown(element.written), " than the search goes: raise ",
-                         keys::classPathSearchLevel}));
+      report(at,
+             concat({"deeper below ", shown(element.written), " than the search goes lie ",
+                     countOf(contents.deeper, "archive"), ": raise ", keys::classPathSearchLevel}));
     }
   });
 }

@@ -82,11 +82,9 @@ void trailingBlank(const Inspection& inspection, const Report& report) {
     const std::size_t rawEnd = raw.find_last_not_of(" \t\r");
     // A backslash in front of the blank says that it is meant.
     if (rawEnd != std::string_view::npos && raw[rawEnd] == '\\') continue;
-    report(
-        definition.at,
-        concat(
-            {"the value ends with ", std::to_string(written.size() - end - 1),
-             R"( blank(s), which belong to it: remove them, or write "\ " where one is meant)"}));
+    report(definition.at,
+           concat({"the value ends with ", countOf(written.size() - end - 1, "blank"),
+                   R"(, which belong to it: remove them, or write "\ " where one is meant)"}));
   }
 }
 

@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <cstddef>
 #include <string_view>
 
 #include "config/Switches.h"
@@ -10,9 +12,10 @@ namespace {
 Position argumentOfMainFile(const Inspection& inspection) {
   Position at = {Position::commandLine, 0};
   const auto& arguments = inspection.outer.arguments;
-  for (std::size_t i = 1; i < arguments.size(); ++i) {
-    const char* before = arguments[i - 1].switchName;
-    if (before != nullptr && std::string_view(before) == switches::propFile) at.line = i;
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    const char* name = arguments[i].switchName;
+    if (name == nullptr || std::string_view(name) != switches::propFile) continue;
+    at.line = std::min(i + 1, arguments.size() - 1);
   }
   return at;
 }

@@ -152,11 +152,11 @@ void startClassNotFound(const Inspection& inspection, const Report& report) {
     return;
   }
   const std::string nearest = inspection.classPath->nearest(name);
-  report.endIf(inspection.startsJvm(), inspection.positionOf(keys::startClass),
-               concat({shown(name), " is not in the class path as it is expanded, of ",
-                       std::to_string(inspection.classPath->elements().size()), " elements",
-                       didYouMean(nearest), "; ", endOf(inspection),
-                       ": `kvf explain` shows what each element brings"}));
+  report.endIf(
+      inspection.startsJvm(), inspection.positionOf(keys::startClass),
+      concat({shown(name), " is not in the class path as it is expanded, of ",
+              countOf(inspection.classPath->elements().size(), "element"), didYouMean(nearest),
+              "; ", endOf(inspection), ": `kvf explain` shows what each element brings"}));
 }
 
 std::optional<Jvm> configuredJvm(const Inspection& inspection) {

@@ -28,10 +28,15 @@ void forEachArgument(const Inspection& inspection, Visit&& visit) {
   }
 }
 
+/// The switch that was probably meant. One that only a properties file takes is not.
+std::string_view switchLike(const Argument& argument) {
+  const std::string_view nearest = nearestName(argument.text, switchNames());
+  return nearest == argument.text ? std::string_view() : nearest;
+}
+
 void unknownSwitch(const Inspection& inspection, const Report& report) {
-  const std::vector<std::string_view> known = switchNames();
   forEachArgument(inspection, [&](const Argument& argument, std::size_t index) {
-    const std::string_view nearest = nearestName(argument.text, known);
+    const std::string_view nearest = switchLike(argument);
     if (!argument.isUnknownSwitch() || nearest.empty()) return;
     report.end(argumentAt(index),
                concat({shown(argument.text), " is no switch", didYouMean(nearest),
@@ -40,9 +45,8 @@ void unknownSwitch(const Inspection& inspection, const Report& report) {
 }
 
 void dashedArgument(const Inspection& inspection, const Report& report) {
-  const std::vector<std::string_view> known = switchNames();
   forEachArgument(inspection, [&](const Argument& argument, std::size_t index) {
-    if (!argument.isUnknownSwitch() || !nearestName(argument.text, known).empty()) return;
+    if (!argument.isUnknownSwitch() || !switchLike(argument).empty()) return;
     report.end(
         argumentAt(index),
         concat({shown(argument.text), " begins with two dashes, so that the launcher takes it ",
@@ -129,12 +133,20 @@ void windowsCommand(const Inspection& inspection, const Report& report) {
                      "status 0, and starts nothing: use --run, and a service manager's own unit"}));
 }
 
+/// True when something is done for it.
+bool isCommand(std::string_view name) {
+  const Command* command = findCommand(name);
+  return command != nullptr && command->state != WrapperState::cleanInstall;
+}
+
 void unknownCommand(const Inspection& inspection, const Report& report) {
   const Definition* definition = inspection.definitionOf(keys::command);
-  if (definition == nullptr || findCommand(definition->value) != nullptr) return;
+  if (definition == nullptr || isCommand(definition->value)) return;
   std::vector<std::string_view> names;
-  for (const Command& command : commands) names.emplace_back(command.name);
-  const bool lacksDashes = findCommand("--" + definition->value) != nullptr;
+  for (const Command& command : commands) {
+    if (isCommand(command.name)) names.emplace_back(command.name);
+  }
+  const bool lacksDashes = isCommand("--" + definition->value);
   const std::string meant = lacksDashes ? "--" + definition->value : definition->value;
   report.end(
       definition->at,

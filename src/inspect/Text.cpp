@@ -164,6 +164,10 @@ std::string_view nearestName(std::string_view text,
   return nearest;
 }
 
+std::string countOf(std::size_t number, std::string_view noun) {
+  return concat({std::to_string(number), " ", noun, number == 1 ? "" : "s"});
+}
+
 std::string didYouMean(std::string_view name) {
   return name.empty() ? std::string() : concat({" (did you mean ", name, "?)"});
 }

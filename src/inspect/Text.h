@@ -1,6 +1,7 @@
 #ifndef VELOX_INSPECT_TEXT_H
 #define VELOX_INSPECT_TEXT_H
 
+#include <cstddef>
 #include <initializer_list>
 #include <string>
 #include <string_view>
@@ -34,6 +35,9 @@ std::string printableShellWord(std::string_view text);
 /// The candidate that the text was probably meant to be: few characters differ. Empty: none.
 std::string_view nearestName(std::string_view text,
                              const std::vector<std::string_view>& candidates);
+
+/// "1 blank", "2 blanks".
+std::string countOf(std::size_t number, std::string_view noun);
 
 /// " (did you mean NAME?)", or nothing for an empty name.
 std::string didYouMean(std::string_view name);

@@ -55,7 +55,7 @@ const Row rows[] = {
     {"empty-value", 4, "gives an empty path", launch() + "java.library.path=\n"},
     {"blank-before-value", 4, "the value is \" b\"", launch() + "java.property.a = b\n"},
     {"blank-before-value", 4, "\": b\" with the colon", launch() + "java.property.a : b\n"},
-    {"trailing-blank", 4, "ends with 2 blank(s)", launch() + "java.property.a=b  \n"},
+    {"trailing-blank", 4, "ends with 2 blanks,", launch() + "java.property.a=b  \n"},
     {"control-escape", 4, "write \\\\ for a backslash", launch() + "java.property.a=C:\\temp\n"},
     {"not-exported", 4, "end the line", launch() + "velox.env.A=1"},
     {"carriage-return", 4, "use bare line feeds", launch() + "java.property.a=b\r\n"},
@@ -90,6 +90,7 @@ const Row rows[] = {
 
     {"no-library", 1, "nothing to run", "java.start.class=probe.Probe\n"},
     {"jvm-library", 1, "whatever libjvm.so the loader finds", launch("/gone/libjvm.so")},
+    {"jvm-library", 1, "is for RISC-V with 64 bits", launch("%kvf.file.dir%/riscv.so")},
     {"jvm-library", 1, "is a folder", launch("/usr/bin")},
     {"jvm-library", 1, "is a program, not a library", launch(VELOX_JAVA)},
     {"jvm-library", 1, "lacks JNI_CreateJavaVM", launch(VELOX_NATIVE_DIRECTORY "/libentry3.so")},
@@ -101,6 +102,8 @@ const Row rows[] = {
     {"stop-method", 5, "did you mean halt?",
      launch() + "application.stop.signals=TERM\njava.stop.method=stop\n"},
     {"native-library", 1, "\"/gone.so\" is not there", "application.library=/gone.so\n"},
+    {"native-library", 1, "for another architecture",
+     "application.library=%kvf.file.dir%/riscv.so\n"},
     {"native-library", 1, "export no AppStop, RegisterWrapperEntryPoints",
      "application.library=" VELOX_NATIVE_DIRECTORY "/libentry1.so\n"},
 
@@ -113,7 +116,7 @@ const Row rows[] = {
     {"class-path-limit", 2, "holds 2 archives, of which 1",
      launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/lib") +
          "velox.class.path.extended.max.lib.number=1\n"},
-    {"class-path-limit", 2, "1 archives lie deeper",
+    {"class-path-limit", 2, "goes lie 1 archive: raise",
      launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/deep/**") +
          "velox.class.path.extended.search.level=1\n"},
     {"class-path-limits", 4, "from 1 to 12",
@@ -146,6 +149,8 @@ const Row rows[] = {
     {"class-data-archive", 4, "kvf cds",
      launch() + "java.extended.properties=-XX:SharedArchiveFile=%kvf.file.dir%/broken.jar\n"},
 
+    {"unknown-command", 4, "\"--cleanInstall\" is no command",
+     launch() + "wrapper.command=--cleanInstall\n"},
     {"unknown-command", 4, "did you mean --run?", launch() + "wrapper.command=run\n"},
     {"windows-command", 4, "on Windows only", launch() + "wrapper.command=--start\n"},
 
@@ -187,6 +192,17 @@ void writeSurroundings(Sandbox& sandbox) {
                "Manifest-Version: 1.0\nClass-Path: gone.jar lib/\n a.jar\n");
   sandbox.write("links/note", "");
   fs::create_symlink(jar, sandbox.path("links/a.jar"));
+
+  // The header of a 64-bit library for RISC-V, of which nothing else is read.
+  std::string header = std::string(
+                           "\x7F"
+                           "ELF\x02\x01\x01",
+                           7) +
+                       std::string(57, '\0');
+  header[16] = 3;
+  header[18] = '\xF3';
+  header[20] = 1;
+  sandbox.write("riscv.so", header);
 
   sandbox.write("classes/probe/Probe.class", Archive(jar).read("probe/Probe.class").value());
   std::string newer = Archive(jar).read("probe/Probe.class").value();
@@ -279,6 +295,7 @@ TEST(Rules, EachTellsItsMistakeOnTheCommandLine) {
   const LaunchRow launchRows[] = {
       {"missing-file", 2, "open properties file : /gone.kvf", {"w", "--propFile", "/gone.kvf"}},
       {"unknown-switch", 1, "did you mean --propFile?", {"w", "--propfile", app}},
+      {"dashed-argument", 3, "\"--cleanInstall\"", {"w", "--propFile", app, "--cleanInstall"}},
       {"dashed-argument", 3, "application.args", {"w", "--propFile", app, "--port=80"}},
       {"switch-value", 3, "the switch that is appended", {"w", "--propFile", app, "--propVar"}},
       {"switch-value", 3, "takes \"--run\"", {"w", "--propFile", app, "--propVar", "--run"}},
