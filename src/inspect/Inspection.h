@@ -178,7 +178,7 @@ class Inspection {
   [[nodiscard]] Position mainFile() const;
   /// False when the main file could not be read.
   [[nodiscard]] bool hasMainFile() const;
-  /// True when the main file was read to its end, so that what is not there is absent.
+  /// True when all files were read to their ends, so that what is not there is absent.
   [[nodiscard]] bool knowsAllKeys() const;
 
   [[nodiscard]] bool isJava() const;

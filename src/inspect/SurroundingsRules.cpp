@@ -104,6 +104,7 @@ void pathHidesLauncher(const Inspection& inspection, const Report& report) {
 
 void adjusterLibrary(const Inspection& inspection, const Report& report) {
   if (inspection.valueOf(keys::adjusterClassPath).empty() || inspection.isJava()) return;
+  if (!inspection.knowsAllKeys()) return;
   report(
       inspection.positionOf(keys::adjusterClassPath),
       "an adjuster needs java.library: without, the application itself runs in its place, and its "

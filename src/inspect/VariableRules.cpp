@@ -59,10 +59,13 @@ std::set<std::string_view> refusedKeys(const Inspection& inspection) {
 template <class Visit>
 void forEachUnresolved(const Inspection& inspection, Visit&& visit) {
   const std::set<std::string_view> refused = refusedKeys(inspection);
+  const bool knowsAllKeys = inspection.knowsAllKeys();
   forEachReference(inspection, [&](const Definition& definition, const Reference& reference) {
     const bool again = reference.inReplacement || reference.whileExporting;
-    const bool isNowhere = reference.source == VariableSource::nothing;
-    if (isNowhere && !again && !refused.contains(reference.name)) visit(definition, reference);
+    if (reference.source != VariableSource::nothing || again) return;
+    // It may come from what could not be read.
+    const bool mayBeKey = looksLikeName(reference.name) && !knowsAllKeys;
+    if (!mayBeKey && !refused.contains(reference.name)) visit(definition, reference);
   });
 }
 

@@ -263,6 +263,15 @@ const std::string soundFiles[] = {
     "# A file for one platform. kvf: allow no-library\napplication.args=x\n",
 };
 
+TEST(Rules, AMissingIncludeIsNotToldAgainByWhatItWouldHold) {
+  Sandbox sandbox;
+  const std::string file = sandbox.write(
+      "app.kvf",
+      "velox.include.kvf=/gone\njava.property.a=%home%\nvelox.adjuster.class.path=a.jar\n"
+      "home=/opt\n");
+  EXPECT_EQ(placesOf(check(inspectFile(file), {})), (Texts{"1 missing-include"}));
+}
+
 TEST(Rules, BehindTooManyMistakesNothingCountsAsAbsent) {
   Sandbox sandbox;
   const std::string file = sandbox.write("app.kvf", many("velox.include.kvf=/gone\n", 30));
