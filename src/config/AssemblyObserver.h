@@ -77,6 +77,7 @@ class AssemblyObserver {
   ~AssemblyObserver() = default;
 };
 
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): it has no derived classes
 class NoObserver final : public AssemblyObserver {};
 
 /// What a launch has.

@@ -13,7 +13,7 @@ constexpr std::optional<std::size_t> memorySize(std::string_view text) {
   std::size_t digits = 0;
   constexpr std::size_t most = std::numeric_limits<std::size_t>::max();
   for (; digits < text.size() && text[digits] >= '0' && text[digits] <= '9'; ++digits) {
-    const std::size_t digit = static_cast<std::size_t>(text[digits] - '0');
+    const auto digit = static_cast<std::size_t>(text[digits] - '0');
     if (number > (most - digit) / 10) return std::nullopt;
     number = number * 10 + digit;
   }

@@ -23,6 +23,7 @@ struct TooMuchText {};
 
 /// Writes down one assembly with the position of everything. An include that leads back to a file
 /// that is being read is passed over and noted.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): it has no derived classes
 class AssemblyRecorder final : public AssemblyObserver {
  public:
   /// REQUIRES: both outlive the recorder.

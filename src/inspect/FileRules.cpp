@@ -1,4 +1,6 @@
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 
 #include <sys/stat.h>
 
@@ -141,7 +143,8 @@ void nulByte(const Inspection& inspection, const Report& report) {
 
 void fileTooLarge(const Inspection& inspection, const Report& report) {
   forEachFile(inspection, [&](const SourceFile& file, std::size_t index) {
-    if (!file.unread) return;
+    std::error_code error;
+    if (!file.unread || std::filesystem::is_directory(file.name, error)) return;
     report(file.includedAt.value_or(wholeFile(index)),
            concat({shown(inspection.nameOf(file)),
                    " cannot be read to its end or has 1 MiB or more; the launcher ",

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <set>
+#include <vector>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -47,7 +48,7 @@ std::string fallbackLibrary(const Inspection& inspection) {
   std::string path = inherited == nullptr ? "" : inherited;
   if (exported != inspection.plan.exported.end()) path = exported->second;
   for (const std::string_view element : pathElements(path)) {
-    const std::string library = concat({element, "/libjvm.so"});
+    std::string library = concat({element, "/libjvm.so"});
     if (exists(library)) return library;
   }
   return {};
@@ -114,6 +115,29 @@ void jvmLibrary(const Inspection& inspection, const Report& report) {
 std::string endOf(const Inspection& inspection) {
   return inspection.runsInProcess() ? "the launch ends with status 255"
                                     : "java ends with a message of its own";
+}
+
+/// True when the application's launch would find the program.
+bool isProgramThere(const Inspection& inspection, const std::string& program) {
+  const auto isProgram = [&](const std::string& path) {
+    struct stat status = {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+           ::access(path.c_str(), X_OK) == 0;
+  };
+  if (program.find('/') != std::string::npos) return isProgram(inspection.atApplication(program));
+  const std::vector<std::string_view> folders = pathElements(inspection.plan.path);
+  return std::any_of(folders.begin(), folders.end(), [&](std::string_view folder) {
+    return isProgram(inspection.atApplication(concat({folder, "/", program})));
+  });
+}
+
+void javaProgram(const Inspection& inspection, const Report& report) {
+  if (inspection.command() != switches::cmdlineJava) return;
+  const std::string& program = inspection.plan.javaCommand;
+  if (isProgramThere(inspection, program)) return;
+  report.end(inspection.positionOf(keys::javaPath),
+             concat({"there is no program ", shown(program), " for --cmdlineJava; the launch ends ",
+                     "with \"Failed to exec\" and status 0: set java.path, or JAVA_HOME"}));
 }
 
 void startClassMissing(const Inspection& inspection, const Report& report) {
@@ -301,6 +325,11 @@ constexpr Rule rules[] = {
      "no error to the launcher: it loads whatever libjvm.so the loader finds.",
      "java.library=/usr/lib/jvm/default-java/bin/java",
      "java.library=/usr/lib/jvm/default-java/lib/server/libjvm.so", jvmLibrary},
+    {"java-program", Severity::error, "no program java for --cmdlineJava",
+     "It is java.path, else bin/java in JAVA_HOME, else java along PATH. When it cannot be "
+     "executed, "
+     "the launch ends with status 0: a service manager takes that for success.",
+     "java.path=/opt/gone/bin/java", "java.path=/usr/bin/java", javaProgram},
     {"start-class", Severity::error, "no java.start.class",
      "A Java run needs the class whose static method it calls.", "java.library=... alone",
      "java.start.class=com.acme.Main", startClassMissing},

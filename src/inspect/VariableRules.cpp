@@ -76,7 +76,9 @@ void unresolvedReference(const Inspection& inspection, const Report& report) {
     if (!looksLikeName(reference.name) || looksLikeEnvironment(reference.name)) return;
     std::vector<std::string_view> known;
     if (++unresolved <= mostSuggestions) {
-      for (const Definition& other : inspection.run().definitions) known.emplace_back(other.key);
+      for (const Definition& other : inspection.run().definitions) {
+        if (&other != &definition) known.emplace_back(other.key);
+      }
     }
     report(definition.at,
            concat({"%", reference.name, "% is defined nowhere before this line",
