@@ -90,11 +90,12 @@ struct Step {
   char c;
   unsigned int at;
   unsigned int count;
+  unsigned int from;
+  const char* partOfOther;  ///< from there to its end
 
   void replace(unsigned int removed, const std::string& with) const {
-    if (at <= model.size()) model.replace(at, wide(removed), std::string(with));
+    if (at <= model.size()) model.replace(at, wide(removed), with);
   }
-  [[nodiscard]] unsigned int inside() const { return std::min(at, code.length()); }
 };
 
 using S = const Step&;
@@ -117,34 +118,37 @@ constexpr Edit edits[] = {
     {[](S s) { s.code = s.code + s.otherCode; }, [](S s) { s.model += s.otherModel; }},
     {[](S s) { s.code.replace(s.at, s.count, s.fresh.c_str()); },
      [](S s) { s.replace(s.count, s.fresh); }},
-    {[](S s) { s.code.replace(s.at, s.count, s.otherCode.c_str()); },
-     [](S s) { s.replace(s.count, s.otherModel); }},
+    {[](S s) { s.code.replace(s.at, s.count, s.partOfOther); },
+     [](S s) { s.replace(s.count, s.otherModel.substr(s.from)); }},
     {[](S s) { s.code.erase(s.at, s.count); }, [](S s) { s.replace(s.count, ""); }},
     {[](S s) { s.code.insert(s.at, s.fresh.c_str()); }, [](S s) { s.replace(0, s.fresh); }},
-    {[](S s) { s.code = s.code.c_str() + s.inside(); }, [](S s) { s.model.erase(0, wide(s.at)); }},
-    {[](S s) { s.code += s.code.c_str() + s.inside(); },
-     [](S s) { s.model += s.model.substr(std::min<std::size_t>(s.at, s.model.size())); }},
+    {[](S s) { s.code = s.partOfOther; }, [](S s) { s.model = s.otherModel.substr(s.from); }},
+    {[](S s) { s.code += s.partOfOther; }, [](S s) { s.model += s.otherModel.substr(s.from); }},
 };
 
 }  // namespace
 
 void fuzz(std::string_view input) {
   Choices choices(input);
-  Pair pairs[2];
-  const auto position = [&] { return choices.upTo(1) == 0 ? npos : choices.upTo(200); };
+  Pair pairs[2] = {{"abcdef", "abcdef"}, {}};
+  const auto number = [&] { return choices.upTo(choices.upTo(3) == 0 ? 100 : 5); };
+  const auto position = [&] { return choices.upTo(3) == 0 ? npos : number(); };
   while (choices.areLeft()) {
     const Edit& edit = edits[choices.upTo(std::size(edits) - 1)];
     // Now and then a string meets itself: no operation may read what it has already overwritten.
     Pair& text = pairs[choices.upTo(1)];
     Pair& other = pairs[choices.upTo(1)];
+    const unsigned int from = std::min(number(), other.code.length());
     const Step step = {text.code,
                        text.model,
                        other.code,
                        other.model,
-                       upToNul(choices.take(choices.upTo(150))),
+                       upToNul(choices.take(number())),
                        static_cast<char>(1 + choices.upTo(126)),
                        position(),
-                       position()};
+                       position(),
+                       from,
+                       other.code.c_str() + from};
     edit.ofCode(step);
     edit.ofModel(step);
     if (text.model.size() > 4000) return;

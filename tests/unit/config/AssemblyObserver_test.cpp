@@ -35,8 +35,9 @@ class Recorder final : public AssemblyObserver {
   void lineDropped(std::size_t offset) override { add("dropped", rest(offset).substr(0, 4)); }
   void controlEscaped(std::size_t offset) override { add("escape", rest(offset).substr(0, 1)); }
   bool entryScanned(const PropertiesEntry& entry) override {
-    add("entry", rest(entry.keyAt).substr(0, entry.endAt - entry.keyAt));
-    add("raw", rest(entry.valueAt).substr(0, entry.endAt - entry.valueAt));
+    const auto raw = [&](std::size_t from) { return rest(from).substr(0, entry.endAt - from); };
+    add("entry", raw(entry.keyAt));
+    events.back() += " value " + std::string(raw(entry.valueAt));
     return !(entry.key == "refused");
   }
   void referenceReplaced(const ReplacedReference& reference) override {
@@ -79,39 +80,22 @@ TEST(AssemblyObserver, IsToldOfEntriesAndReferencesInTheOrderOfReading) {
   const std::string file =
       sandbox.write("app.kvf", "# \\t\nword\na=x\\ty\nrefused=1\nvelox.include.kvf=" + part +
                                    "\nc=%gone%%LC_ALL%");
-  EXPECT_EQ(eventsOf(file, props({{"wrapper.variable.who", "me"}})),
-            (Texts{"enter app.kvf",
-                   "dropped word",
-                   "escape t",
-                   "entry a=x\\ty",
-                   "raw x\\ty",
-                   "store a=x\ty",
-                   "entry refused=1",
-                   "raw 1",
-                   "entry velox.include.kvf=" + part,
-                   "raw " + part,
-                   "include",
-                   "enter part.kvf",
-                   "entry b = %a%%who%",
-                   "raw = %a%%who%",
-                   "context a at 1",
-                   "definition who at 4",
-                   "store b= x\tyme",
-                   "leave",
-                   "entry c=%gone%%LC_ALL%",
-                   "raw %gone%%LC_ALL%",
-                   "nothing gone at 0",
-                   "environment LC_ALL at 0",
-                   "store c=C.UTF-8",
-                   "leave"}));
+  EXPECT_EQ(
+      eventsOf(file, props({{"wrapper.variable.who", "me"}})),
+      (Texts{"enter app.kvf", "dropped word", "escape t", "entry a=x\\ty value x\\ty",
+             "store a=x\ty", "entry refused=1 value 1",
+             "entry velox.include.kvf=" + part + " value " + part, "include", "enter part.kvf",
+             "entry b = %a%%who% value = %a%%who%", "context a at 1", "definition who at 4",
+             "store b= x\tyme", "leave", "entry c=%gone%%LC_ALL% value %gone%%LC_ALL%",
+             "nothing gone at 0", "environment LC_ALL at 0", "store c=C.UTF-8", "leave"}));
 }
 
 TEST(AssemblyObserver, IsToldOfBothSubstitutionsOfAnExportedVariable) {
   Sandbox sandbox;
   const std::string file = sandbox.write("app.kvf", "p=1\nvelox.env.V=%p%\\\\%p\\\\%\n");
   EXPECT_EQ(eventsOf(file, {}),
-            (Texts{"enter app.kvf", "entry p=1", "raw 1", "store p=1",
-                   "entry velox.env.V=%p%\\\\%p\\\\%", "raw %p%\\\\%p\\\\%", "entries p at 0",
+            (Texts{"enter app.kvf", "entry p=1 value 1", "store p=1",
+                   "entry velox.env.V=%p%\\\\%p\\\\% value %p%\\\\%p\\\\%", "entries p at 0",
                    "store velox.env.V=1%p%", "export", "entries p at 1", "V 11", "leave"}));
 }
 

@@ -12,8 +12,9 @@ TEST(PropertiesAdjustment, BelongsToSomeCommandsOnly) {
   for (const char* command : {"--install", "--update", "--start", "--run", "--ntservice"}) {
     EXPECT_TRUE(isAdjustable(props({{"wrapper.command", command}}))) << command;
   }
-  for (const char* command : {"--version", "--kill", "--generateScript", "--cmdlineJava", "--Run",
-                              "--help", "--stop", "--restart", "--startSync", ""}) {
+  for (const char* command :
+       {"--version", "--kill", "--generateScript", "--cmdlineJava", "--Run", "--help", "--stop",
+        "--restart", "--startSync", "--cleanInstall", "--uninstall", "--query", ""}) {
     EXPECT_FALSE(isAdjustable(props({{"wrapper.command", command}}))) << command;
   }
 }

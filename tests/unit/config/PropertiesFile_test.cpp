@@ -107,7 +107,9 @@ TEST_F(PropertiesFile, IncludesNestToALimit) {
 TEST_F(PropertiesFile, AMissingOneEndsTheProcess) {
   const Outcome fatal = {255,
                          "Failed to open properties file : " + sandbox_.path("missing.kvf") + "\n"};
-  for (const char* command : {"--run", "--uninstall", "--kill", "unknown"}) {
+  for (const char* command : {"--install", "--cleanInstall", "--uninstall", "--update", "--start",
+                              "--startSync", "--stop", "--run", "--generateScript", "--cmdlineJava",
+                              "--restart", "--query", "--ntservice", "--kill", "unknown"}) {
     EXPECT_EQ(inChild([&] {
                 parse("missing.kvf", {{"wrapper.command", command}});
               }),

@@ -34,15 +34,11 @@ TEST_F(SharedProcess, IsTheFirstThatIsCreated) {
 }
 
 TEST_F(SharedProcess, IsGoneAfterItsDestruction) {
-  CppProcess::CreateSharedProcess(nullptr, addArguments, countStop);
+  CppProcess::CreateSharedProcess(nullptr, addArguments, nullptr);
+  CppProcess::GetSharedProcess()->AppStop();
   CppProcess::DestroySharedProcess();
   EXPECT_EQ(CppProcess::GetSharedProcess(), nullptr);
   CppProcess::DestroySharedProcess();
-}
-
-TEST_F(SharedProcess, MayHaveNothingToStop) {
-  CppProcess::CreateSharedProcess(nullptr, addArguments, nullptr);
-  CppProcess::GetSharedProcess()->AppStop();
 }
 
 TEST_F(SharedProcess, WithoutAnApplicationEndsTheProcess) {

@@ -51,6 +51,7 @@ TEST_F(JavaRunOptions, ComeInTheirFixedOrder) {
   EXPECT_EQ(parser.getInitalHeapSizeOption(), "-Xms3");
   EXPECT_EQ(parser.getThreadStackSizeOption(), "-Xss4");
   EXPECT_EQ(parser.getNativeLibraryOption(), "-Djava.library=l");
+  EXPECT_EQ(parser.getNativeLibraryPathOptions(), Texts{"-Djava.library.path=p"});
   EXPECT_EQ(parser.getKvfFileOption(), "-Dwrapper.kvf.file=k");
 }
 
