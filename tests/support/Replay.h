@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 /// Runs a fuzzer on the files of its corpus and on random joins of their pieces, the same ones
-/// every time. The first input on which it throws fails the test.
+/// every time, in a child. The first input on which it throws fails the test.
 void replay(const std::string& corpus, void (*fuzz)(std::string_view input));
 
 #endif
