@@ -17,9 +17,9 @@ thread_local bool scanning = false;
 
 /// In place of the library's, so that --delayStart costs no time. libFuzzer has a thread that uses
 /// it too.
-extern "C" int nanosleep(const timespec* time, timespec* left) {
+extern "C" int nanosleep(const timespec* time, timespec* remaining) {
   if (!scanning) {
-    errno = ::clock_nanosleep(CLOCK_REALTIME, 0, time, left);
+    errno = ::clock_nanosleep(CLOCK_REALTIME, 0, time, remaining);
     return errno == 0 ? 0 : -1;
   }
   slept += static_cast<unsigned int>(time->tv_sec);

@@ -71,7 +71,7 @@ class Choices {
     return byte.empty() ? 0 : static_cast<unsigned char>(byte[0]) % (last + 1);
   }
   std::string take(std::size_t count) {
-    const std::string taken(bytes_.substr(0, count));
+    std::string taken(bytes_.substr(0, count));
     bytes_.remove_prefix(taken.size());
     return taken;
   }
