@@ -13,6 +13,7 @@
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
 #include "inspect/AssemblyRecorder.h"
+#include "inspect/ProcessTexts.h"
 #include "inspect/Text.h"
 #include "javarun/ArgumentSplitter.h"
 #include "javarun/CommonTool.h"
@@ -76,15 +77,6 @@ class ThrowingSink : public Logging::Sink {
   void message(Logging::Pieces /*pieces*/) override {}
   [[noreturn]] void fatal(Logging::Pieces pieces) override { throw LaunchEnds{concat(pieces)}; }
 };
-
-/// Null-terminated, for the launcher's own functions.
-std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
-  std::vector<char*> pointers;
-  pointers.reserve(texts.size() + 1);
-  for (const std::string& text : texts) pointers.push_back(const_cast<char*>(text.c_str()));
-  pointers.push_back(nullptr);
-  return pointers;
-}
 
 void resetLauncherState() {
   gProps = SimpleProperties();
@@ -254,7 +246,8 @@ Inspection inspectCommandLine(const std::vector<std::string>& commandLine) {
   AssemblyRun& outer = inspection.outer;
   const Refusals none;
   AssemblyRecorder arguments(none, outer);
-  std::vector<char*> vector = pointersTo(commandLine);
+  std::vector<std::string> texts = commandLine;
+  std::vector<char*> vector = nullTerminated(texts);
   CommandLine line =
       scanCommandLine(static_cast<int>(commandLine.size()), vector.data(), arguments);
   completeArguments(commandLine, outer);

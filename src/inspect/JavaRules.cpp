@@ -272,46 +272,57 @@ void stopMethod(const Inspection& inspection, const Report& report) {
                  "method that stops the application"}));
 }
 
+/// Why the loader does not take a native library of that path; empty: it does.
+std::string complaintAboutLibrary(const std::string& path, const std::optional<ElfFile>& elf) {
+  if (!exists(path)) return "is not there";
+  if (!elf) return "is no shared library";
+  return elf->sameArchitecture(ownElfFile()) ? "" : "is for another architecture";
+}
+
+/// The entry points that none of the libraries has; nothing when one of them is not known.
+std::optional<std::set<std::string_view>> missingEntries(
+    const std::vector<std::optional<ElfFile>>& libraries) {
+  std::set<std::string_view> missing = {"AppMain", "AppStop", "RegisterWrapperEntryPoints"};
+  bool areKnown = true;
+  for (const std::optional<ElfFile>& library : libraries) {
+    areKnown = areKnown && library && library->exports;
+    if (!library) continue;
+    std::erase_if(missing, [&](std::string_view entry) { return library->exportsName(entry); });
+  }
+  if (!areKnown && !missing.empty()) return std::nullopt;
+  return missing;
+}
+
 void nativeLibrary(const Inspection& inspection, const Report& report) {
   const std::string value = inspection.valueOf(keys::applicationLibrary);
   if (value.empty()) return;
   const Position at = inspection.positionOf(keys::applicationLibrary);
-  constexpr std::string_view entries[] = {"AppMain", "AppStop", "RegisterWrapperEntryPoints"};
-  std::set<std::string_view> missing(std::begin(entries), std::end(entries));
-  bool allKnown = true;
+  std::vector<std::optional<ElfFile>> libraries;
   for (const WString& piece : CommonTool::splitEx(value.c_str(), ":")) {
-    if (missing.empty()) return;
+    // The launcher loads no more than it needs.
+    if (const auto missing = missingEntries(libraries); missing && missing->empty()) return;
     const std::string name = toString(piece);
+    std::optional<ElfFile>& library = libraries.emplace_back();
     // A bare name is looked for by the loader.
-    if (name.find('/') == std::string::npos) {
-      allKnown = false;
-      continue;
-    }
+    if (name.find('/') == std::string::npos) continue;
     const std::string path = inspection.atLauncher(name);
-    const std::optional<ElfFile> elf = readElfFile(path);
-    if (!exists(path) || !elf || !elf->sameArchitecture(ownElfFile())) {
-      report.end(at, concat({shown(name),
-                             !exists(path) ? " is not there"
-                             : !elf        ? " is no shared library"
-                                           : " is for another architecture",
-                             ", and every command ends with status 255, --version too: name a ",
-                             "library of this machine"}));
-      return;
-    }
-    allKnown = allKnown && elf->exports.has_value();
-    for (const std::string_view entry : entries) {
-      if (elf->exportsName(entry)) missing.erase(entry);
-    }
+    library = readElfFile(path);
+    const std::string complaint = complaintAboutLibrary(path, library);
+    if (complaint.empty()) continue;
+    report.end(at,
+               concat({shown(name), " ", complaint, ", and every command ends with status 255, ",
+                       "--version too: name a library of this machine"}));
+    return;
   }
-  if (!allKnown || missing.empty()) return;
+  const auto missing = missingEntries(libraries);
+  if (!missing || missing->empty()) return;
   std::string names;
-  for (const std::string_view entry : entries) {
-    if (missing.contains(entry)) names += (names.empty() ? "" : ", ") + std::string(entry);
+  for (const std::string_view entry : *missing) {
+    names += (names.empty() ? "" : ", ") + std::string(entry);
   }
-  report.end(at,
-             concat({"the libraries export no ", names,
-                     ", and every command ends with status 255: a native application has AppMain, ",
-                     "AppStop and RegisterWrapperEntryPoints"}));
+  report.end(
+      at, concat({"the libraries export no ", names, ", and every command ends with status 255: a ",
+                  "native application has AppMain, AppStop and RegisterWrapperEntryPoints"}));
 }
 
 constexpr Rule rules[] = {

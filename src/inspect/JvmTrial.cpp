@@ -15,6 +15,7 @@
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
 #include "inspect/Inspection.h"
+#include "inspect/ProcessTexts.h"
 #include "inspect/Text.h"
 
 namespace {
@@ -27,28 +28,6 @@ struct Outcome {
   bool started = false;
   std::string text;  ///< what was printed
 };
-
-/// The environment of the launch, as the system takes it.
-std::vector<std::string> environmentOf(const Inspection& inspection) {
-  std::vector<std::string> environment;
-  for (char** entry = ::environ; *entry != nullptr; ++entry) {
-    const std::string_view text = *entry;
-    const std::string name(text.substr(0, text.find('=')));
-    if (!inspection.plan.exported.contains(name)) environment.emplace_back(text);
-  }
-  for (const auto& [name, value] : inspection.plan.exported) {
-    environment.push_back(concat({name, "=", value}));
-  }
-  return environment;
-}
-
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
-  std::vector<char*> pointers;
-  pointers.reserve(texts.size() + 1);
-  for (std::string& text : texts) pointers.push_back(text.data());
-  pointers.push_back(nullptr);
-  return pointers;
-}
 
 /// What the descriptor yields up to its end; the first part of it.
 std::string readAll(int descriptor) {
@@ -66,7 +45,7 @@ Outcome startChild(const Inspection& inspection, const std::vector<std::string>&
   std::vector<std::string> arguments = {
       "kvf", "try-jvm", "--", inspection.atApplication(inspection.valueOf(keys::javaLibrary))};
   arguments.insert(arguments.end(), options.begin(), options.end());
-  std::vector<std::string> environment = environmentOf(inspection);
+  std::vector<std::string> environment = environmentWith(inspection.plan.exported);
   int pipe[2] = {};
   if (::pipe2(pipe, O_CLOEXEC) != 0) return {false, "no pipe can be made"};
 
@@ -77,8 +56,9 @@ Outcome startChild(const Inspection& inspection, const std::vector<std::string>&
   ::posix_spawn_file_actions_adddup2(&actions, pipe[1], STDERR_FILENO);
   ::posix_spawn_file_actions_addchdir_np(&actions, inspection.plan.directory.c_str());
   pid_t child = -1;
-  const int failed = ::posix_spawn(&child, "/proc/self/exe", &actions, nullptr,
-                                   pointersTo(arguments).data(), pointersTo(environment).data());
+  const int failed =
+      ::posix_spawn(&child, "/proc/self/exe", &actions, nullptr, nullTerminated(arguments).data(),
+                    nullTerminated(environment).data());
   ::posix_spawn_file_actions_destroy(&actions);
   ::close(pipe[1]);
   Outcome outcome;

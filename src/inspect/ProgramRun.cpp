@@ -11,6 +11,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "inspect/ProcessTexts.h"
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -64,26 +66,6 @@ class FileActions {
   posix_spawn_file_actions_t actions_ = {};
 };
 
-std::vector<std::string> environmentOf(const ProgramRun& run) {
-  std::vector<std::string> environment;
-  for (char** entry = environ; *entry != nullptr; ++entry) {
-    const std::string text(*entry);
-    if (!run.environment.contains(text.substr(0, text.find('=')))) environment.push_back(text);
-  }
-  for (const auto& [name, value] : run.environment) {
-    std::string& entry = environment.emplace_back(name);
-    entry.append("=").append(value);
-  }
-  return environment;
-}
-
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
-  std::vector<char*> pointers(texts.size() + 1);
-  std::transform(texts.begin(), texts.end(), pointers.begin(),
-                 [](auto& text) { return text.data(); });
-  return pointers;
-}
-
 /// True when the process has ended, false when the time is over.
 bool endsBefore(const Descriptor& process, std::optional<Clock::time_point> time) {
   for (;;) {
@@ -113,12 +95,12 @@ int statusOf(pid_t child) {
 ProgramEnd runProgram(const ProgramRun& run) {
   const InterruptsPassBy interrupts;
   std::vector<std::string> arguments = run.arguments;
-  std::vector<std::string> environment = environmentOf(run);
+  std::vector<std::string> environment = environmentWith(run.environment);
   const FileActions actions(run);
   ProgramEnd end;
   pid_t child = -1;
   end.error = ::posix_spawnp(&child, arguments.at(0).c_str(), actions.get(), nullptr,
-                             pointersTo(arguments).data(), pointersTo(environment).data());
+                             nullTerminated(arguments).data(), nullTerminated(environment).data());
   if (end.error != 0) return end;
 
   const Descriptor process(static_cast<int>(::syscall(SYS_pidfd_open, child, 0)));

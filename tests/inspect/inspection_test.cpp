@@ -23,10 +23,7 @@ TEST(Text, AShellReadsAWordAsItIs) {
 
 TEST(Text, AShellReadsAPrintableWordAsItIs) {
   const Sandbox sandbox;
-  for (const std::string word : {"it's", "a\nb\n", "\x1B[31m",
-                                 "\001"
-                                 "7\\'$x\"`",
-                                 "\xC2\x9B\xFF"}) {
+  for (const std::string word : {"it's", "a\nb\n", "\x1B[31m", "\0027\\'$x\"`", "\xC2\x9B\xFF"}) {
     const std::string printed = printableShellWord(word);
     EXPECT_EQ(printable(printed), printed);
     EXPECT_EQ(sandbox.run({"bash", "-c", "printf '[%s]' " + printed}),

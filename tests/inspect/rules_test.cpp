@@ -127,7 +127,7 @@ const Row rows[] = {
     {"class-path-archive", 2, "is no archive",
      launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/broken.jar")},
 
-    {"heap-size", 4, "\"512 MB\" in \"-Xmx512 MB\" is no size",
+    {"heap-size", 4, R"("512 MB" in "-Xmx512 MB" is no size)",
      launch() + "java.heap.size.max=512 MB\n"},
     {"heap-size", 4, "write 256m", launch() + "java.heap.size.max=256\n"},
     {"heap-order", 5, "lower it",
@@ -146,7 +146,7 @@ const Row rows[] = {
     {"option-word", 4, "of the program java", launch() + "java.extended.properties=-cp x.jar\n"},
     {"option-word", 4, "reads \"-Xrs=-Da=b c\"",
      launch() + "java.extended.properties=-Xrs \"-Da=b c\"\n"},
-    {"option-word", 4, "reads nothing of \"c\"", launch() + "java.extended.properties=-Da b c\n"},
+    {"option-word", 4, R"(reads nothing of "c")", launch() + "java.extended.properties=-Da b c\n"},
     {"option-word", 4, "reads \"-Da=b\" here", launch() + "java.extended.properties=-Da=\"b\"c\n"},
     {"option-percent", 4, "alone", launch() + "java.extended.properties=-XX:ErrorFile=hs%p.log\n"},
     {"class-data-archive", 4, "kvf cds",
