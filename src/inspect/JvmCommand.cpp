@@ -1,6 +1,7 @@
 #include "inspect/JvmCommand.h"
 
 #include <CLI/CLI.hpp>
+#include <initializer_list>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -8,6 +9,7 @@
 
 #include "inspect/JvmSearch.h"
 #include "inspect/PropertiesText.h"
+#include "inspect/Text.h"
 
 namespace {
 
@@ -39,14 +41,20 @@ void printJson(const nlohmann::ordered_json& json) {
   std::cout << json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
 }
 
+/// A line for a person, which a terminal takes as text.
+void printLine(std::initializer_list<std::string_view> pieces) {
+  std::cout << printable(concat(pieces)) << '\n';
+}
+
 void printText(const Jvm& jvm) {
-  std::cout << (jvm.version.empty() ? "unknown version" : jvm.version);
-  if (!jvm.vendor.empty()) std::cout << "  " << jvm.vendor;
-  std::cout << "  (found by " << jvm.foundBy << ")\n    " << libraryLine(jvm);
-  if (!jvm.java.empty())
-    std::cout << "    java.path=" << spelledInPropertiesFile(jvm.java.native()) << '\n';
+  printLine({jvm.version.empty() ? "unknown version" : jvm.version, jvm.vendor.empty() ? "" : "  ",
+             jvm.vendor, "  (found by ", jvm.foundBy, ")"});
+  printLine({"    java.library=", spelledInPropertiesFile(jvm.library.native())});
+  if (!jvm.java.empty()) {
+    printLine({"    java.path=", spelledInPropertiesFile(jvm.java.native())});
+  }
   for (const auto& home : jvm.homes) {
-    if (home != jvm.home) std::cout << "    also " << home.native() << '\n';
+    if (home != jvm.home) printLine({"    also ", home.native()});
   }
 }
 
@@ -57,8 +65,9 @@ int complain(const std::vector<Jvm>& jvms, unsigned minRelease) {
   if (jvms.empty()) {
     std::cerr << "install one, or name its folder with JAVA_HOME\n";
   } else {
-    std::cerr << "the newest is " << (jvms.front().version.empty() ? "one" : jvms.front().version)
-              << " in " << jvms.front().home.native() << '\n';
+    std::cerr << "the newest is "
+              << (jvms.front().version.empty() ? "one" : printable(jvms.front().version)) << " in "
+              << printable(jvms.front().home.native()) << '\n';
   }
   return 1;
 }
