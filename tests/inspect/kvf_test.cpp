@@ -178,11 +178,12 @@ struct EndingRow {
   std::string text;  ///< behind a sound file
   Texts arguments;
   Texts rules;  ///< of the endings
+  bool runs = false;
 };
 
 TEST_F(KvfTest, OnlyWhatEndsTheLaunchIsAnEnding) {
   const EndingRow rows[] = {
-      {"acme=1\n", {"--propVar", "A=1"}, {}},
+      {"acme=1\n", {"--propVar", "A=1"}, {}, true},
       {"java.heap.size.max=1x\n", {"--version"}, {}},
       {"java.heap.size.max=1x\n", {"--generateScript"}, {}},
       {"java.heap.size.max=1x\n", {"--cmdlineJava"}, {"heap-size"}},
@@ -199,10 +200,10 @@ TEST_F(KvfTest, OnlyWhatEndsTheLaunchIsAnEnding) {
       {"velox.class.path.extended.search.level=0\n", {}, {"class-path-limits"}},
       {"java.extended.properties=-Xms2m -Xmx1m\n", {}, {"heap-order"}},
       {"java.extended.properties=-Xmx 12m\n", {}, {"option-word"}},
-      {"java.extended.properties=-Dx=y z\n", {}, {}},
+      {"java.extended.properties=-Dx=y z\n", {}, {}, true},
       {"java.extended.properties=-Xmx12m  -Xrs\n", {}, {"option-blank"}},
       {"application.stop.signals=KILL\n", {}, {"stop-signals"}},
-      {"application.stop.signals=TERM\njava.stop.method=gone\n", {}, {}},
+      {"application.stop.signals=TERM\njava.stop.method=gone\n", {}, {}, true},
       {"application.library=/gone.so\n", {"--version"}, {"native-library"}},
       {"velox.include.kvf=%kvf.file.dir%/app.kvf\n", {}, {"include-cycle"}},
   };
@@ -215,6 +216,7 @@ TEST_F(KvfTest, OnlyWhatEndsTheLaunchIsAnEnding) {
     Texts rules;
     for (const auto& ending : launch["endsWith"]) rules.push_back(ending["rule"]);
     EXPECT_EQ(rules, row.rules);
+    EXPECT_EQ(java(row.arguments).has("returning\n"), row.runs);
   }
 }
 
