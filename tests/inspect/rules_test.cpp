@@ -303,6 +303,8 @@ struct LaunchRow {
 TEST(Rules, EachTellsItsMistakeOnTheCommandLine) {
   Sandbox sandbox;
   const std::string app = sandbox.write("app.kvf", launch() + "velox.env.PROBE=1\n");
+  const std::string recorded =
+      sandbox.write("recorded.kvf", launch() + "processID.file.name=/run/acme.pid\n");
   Texts full = {"wrapper", "--propFile", app};
   full.resize(1023, "argument");
   const LaunchRow launchRows[] = {
@@ -318,12 +320,35 @@ TEST(Rules, EachTellsItsMistakeOnTheCommandLine) {
       {"too-many-arguments", 1022, "1023 arguments", full},
       {"start-delay", 4, "whole number of seconds", {"w", "--propFile", app, "--delayStart", "99"}},
       {"start-delay", 4, "is negative", {"w", "--propFile", app, "--delayStart", "-1"}},
+      {"start-delay", 4, "is no number", {"w", "--propFile", app, "--delayStart", "soon"}},
+      {"kill-command", 3, "not \"Term\"", {"w", "--propFile", recorded, "--kill", "Term"}},
   };
   for (const LaunchRow& row : launchRows) {
     SCOPED_TRACE(row.text);
     const auto findings = check(inspectCommandLine(row.arguments), {});
     EXPECT_EQ(placesOf(findings), (Texts{std::to_string(row.argument) + " " + row.rule}));
     EXPECT_NE(textOf(findings).find(row.text), std::string::npos) << textOf(findings);
+  }
+}
+
+TEST(Rules, SoundCommandLinesHaveNoFinding) {
+  Sandbox sandbox;
+  const std::string app =
+      sandbox.write("app.kvf", launch() + "velox.env.PROBE=1\nprocessID.file.name=/run/acme.pid\n");
+  Texts full = {"wrapper", "--propFile", app};
+  full.resize(1022, "argument");
+  const Texts lines[] = {
+      full,
+      {"w", "--propFile", app, "--propVar", "WHO=a=b", "--delayStart", "2000", "-x", "y"},
+      {"w", "--propFile", app, "--kill", "abort"},
+      {"w", "--propFile", app, "--cmdlineJava"},
+      {"w", "--debug", "--silent", "--pid", "--run", "--propFile", app},
+      {"w", "--version"},
+      {"w", "--help"},
+  };
+  for (const Texts& line : lines) {
+    const auto findings = check(inspectCommandLine(line), {});
+    EXPECT_EQ(placesOf(findings), Texts{}) << line.back() << textOf(findings);
   }
 }
 
