@@ -12,6 +12,7 @@
 #include "inspect/Assembler.h"
 #include "inspect/Explanation.h"
 #include "inspect/Findings.h"
+#include "inspect/Text.h"
 
 namespace {
 
@@ -48,7 +49,10 @@ void fuzz(std::string_view input) {
   Inspection inspection = inspectFile(file);
   const std::vector<Finding> findings = check(inspection, {});
   explainProperties(inspection);
-  equivalentJavaCommand(inspection);
+  endingsOf(inspection);
+  differencesOfJavaCommand(inspection);
+  const std::string command = equivalentJavaCommand(inspection, printableShellWord);
+  requireSame("command for a terminal", command, printable(command));
   requireSame("environment", before, environment());
   requireSame("second check", listed(findings), listed(check(inspectFile(file), {})));
   inspection.forScript = true;
