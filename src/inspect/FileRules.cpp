@@ -171,7 +171,10 @@ constexpr Rule rules[] = {
      "java.start.class", "java.start.class=com.acme.Main", noSeparator},
     {"blank-before-value", Severity::error, "a value that begins with a blank or a colon",
      "A blank ends the key. In \"key = value\" the \"=\" is then taken off the front of the value, "
-     "but the blank behind it stays; in \"key : value\" the colon stays too.",
+     "but the blank behind it stays; in \"key : value\" the colon stays too. "
+     "Words between blanks are not hurt by one in front: application.args, "
+     "java.extended.properties "
+     "and application.stop.signals.",
      "java.start.class = com.acme.Main", "java.start.class=com.acme.Main", blankBeforeValue},
     {"trailing-blank", Severity::warning, "a value that ends with blanks",
      "Blanks at the end of a line belong to the value: a file name, a class or a size with one is "

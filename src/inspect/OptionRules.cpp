@@ -229,7 +229,8 @@ constexpr Rule rules[] = {
      optionBlank},
     {"option-word", Severity::error, "a JVM option of two words",
      "A word that does not begin with \"-\" is joined to the option before it with \"=\". That is "
-     "right for --add-modules java.sql and -Dname value alone.",
+     "right for --add-modules java.sql and -Dname value alone. Double quotes protect blanks only "
+     "behind the \"-\" of their option.",
      "java.extended.properties=-Xmx 512m", "java.extended.properties=-Xmx512m", optionWord},
     {"option-percent", Severity::warning, "a lone percent sign in JVM options",
      "One percent sign stays as it is, two swallow the text between them.",
