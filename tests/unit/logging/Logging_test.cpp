@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "support/Sandbox.h"
+#include "support/Child.h"
 
 namespace {
 
@@ -22,20 +22,6 @@ TEST(Logging, SilenceChangesNothing) {
               Logging::FatalError("x");
             }),
             (Outcome{255, "seen\nx\n"}));
-}
-
-TEST(Logging, TellsThatTheFileIsClosedIfItIsOpen) {
-  const Sandbox sandbox;
-  if (!sandbox.canLog()) GTEST_SKIP() << "the log file is another user's";
-  const std::string closing = "before\nClosing log file handle and setting it to NULL\n";
-  EXPECT_EQ(sandbox.call([] {
-    Logging::EnableDebug();
-    Logging::CloseHandle();
-    Logging::Debug("before");
-    Logging::CloseHandle();
-  }),
-            (Outcome{0, closing}));
-  EXPECT_EQ(sandbox.read(sandbox.logFile()), closing);
 }
 
 }  // namespace
