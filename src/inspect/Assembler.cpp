@@ -95,12 +95,15 @@ void completeArguments(const std::vector<std::string>& commandLine, AssemblyRun&
 
 /// Enough for a file with many mistakes; each costs one more assembly.
 constexpr std::size_t mostFailures = 20;
+/// Each leaves much text behind: an exported variable stays in memory.
+constexpr std::size_t mostExpansions = 3;
 
 /// Assembles, again and again until nothing ends it any more.
 void assemble(const CommandLine& line, const EnvironmentGuard& environment, AssemblyRun& run) {
   const AssemblyRun start = run;
   Refusals refusals;
   std::vector<Failure> failures;
+  std::size_t expansions = 0;
   for (bool goesOn = true; goesOn;) {
     environment.restore();
     resetLauncherState();
@@ -114,9 +117,11 @@ void assemble(const CommandLine& line, const EnvironmentGuard& environment, Asse
       failures.push_back(recorder.failure(end.message));
     } catch (const TooMuchText&) {
       failures.push_back(recorder.expansionFailure());
+      ++expansions;
     }
     run.incomplete = failures.size() > before;
-    goesOn = run.incomplete && failures.size() < mostFailures && recorder.refuseLatest(refusals);
+    goesOn = run.incomplete && failures.size() < mostFailures && expansions < mostExpansions &&
+             recorder.refuseLatest(refusals);
   }
   run.failures = std::move(failures);
 }
