@@ -60,6 +60,9 @@ TEST_F(UntrustedFiles, AreNotUsedAsTheLogFile) {
     EXPECT_TRUE(!fs::is_regular_file(log) || sandbox_.read(log) == "kept") << told;
   }
   fs::remove(log);
+  const Start withMask = {.inChild = [] { ::umask(022); }};
+  EXPECT_EQ(wrapper({"--debug", "--version"}, withMask).status, 0);
+  EXPECT_EQ(fs::status(log).permissions(), fs::perms(0644));
   std::ofstream(log) << "old";
   EXPECT_EQ(wrapper({"--debug", "--version"}, withFileSize(200)).status, 0);
   EXPECT_TRUE(sandbox_.read(log).starts_with("Properties file used is : app.kvf\n"));

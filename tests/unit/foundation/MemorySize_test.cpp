@@ -12,7 +12,7 @@ TEST(MemorySize, IsReadAsAJvmReadsIt) {
   EXPECT_EQ(memorySize("1T"), std::size_t{1} << 40);
   EXPECT_EQ(memorySize("18446744073709551615"), 18446744073709551615U);
   for (const char* text :
-       {"", "m", "1mb", "1.5m", "-1", " 1", "18446744073709551616", "16777216t"}) {
+       {"", "m", "1x", "1mb", "1.5m", "-1", " 1", "18446744073709551616", "16777216t"}) {
     EXPECT_EQ(memorySize(text), std::nullopt) << text;
   }
 }

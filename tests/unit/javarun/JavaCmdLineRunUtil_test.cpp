@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "support/Values.h"
+#include "support/Sandbox.h"
 
 namespace {
 
@@ -30,6 +30,16 @@ TEST(JavaCommand, IsQuotedOnlyForASpaceAndWhenWanted) {
 TEST(ScriptText, QuotesWordsWithASpaceAndEscapesNothing) {
   EXPECT_EQ(getFullStringFromVector({"a", "b c", "d\te", R"(f"g)", ""}), "a \"b c\" d\te f\"g  ");
   EXPECT_EQ(getFullStringFromVector({}), "");
+}
+
+TEST(Script, HasANameWithoutAPropertiesFile) {
+  const Sandbox sandbox;
+  const auto generate = [] {
+    const SimpleProperties properties = props({{"java.start.class", "M"}});
+    javarunner::generateJavaCmdRunScript(javaparser::JavaParameterParser(properties));
+  };
+  EXPECT_EQ(sandbox.call(generate).status, 0);
+  EXPECT_TRUE(std::filesystem::exists(sandbox.path("default_run.script.sh")));
 }
 
 TEST(ScriptText, ExportsTheTextBeforeTheLastEqualsSign) {

@@ -26,16 +26,17 @@ class LegacyScript : public testing::Test {
 TEST_F(LegacyScript, HasAllPieces) {
   ::setenv("ZQ_HOME", "/zq", 1);
   EXPECT_EQ(
-      generated(
-          "# comment\n\njava.start.class=ignored\napplication.args=\njava.library.path=/opt/n\n"
-          "velox.class.path.extended=\njava.extended.properties=\nvelox.env.PATH=/my/bin\n"
-          "java.library=/j/jre/lib/amd64/server/libjvm.so\nvelox.env.B 2\nflag\nkey=value\n"
-          "velox.env.LD_LIBRARY_PATH=/my/lib\njava.property.x=1\njava.property.y z=1\n"
-          "velox.env.A=%ZQ_HOME%\n"),
+      generated("# comment\n\njava.start.class=ignored\napplication.args=\n"
+                "velox.class.path.extended=\njava.extended.properties=\nvelox.env.PATH=/my/bin\n"
+                "java.library=/j/jre/lib/amd64/server/libjvm.so\n"
+                "java.library.path=/opt/n\nvelox.env.B 2\nflag\nkey=value\n"
+                "velox.env.LD_LIBRARY_PATH=/my/lib\njava.property.x=1\njava.property.y z=1\n"
+                "velox.env.A=%ZQ_HOME%\n"),
       "export B=2\nexport LD_LIBRARY_PATH=/my/lib\nLIBPATH=/zq/lib:/my/lib\nexport LIBPATH\n"
       "export A=/zq\nexport A=/zq\nPATH=/j/jre/bin:/my/bin\n\nexport PATH\n"
-      "java -cp :lib/a.jar:classes/*:ext/* -Djava.library.path=\"/opt/n\" "
-      "-Djava.library=\"/j/jre/lib/amd64/server/libjvm.so\" -Dflag=\"\" -Dkey=\"value\" -Dx=\"1\"  "
+      "java -cp :lib/a.jar:classes/*:ext/* "
+      "-Djava.library=\"/j/jre/lib/amd64/server/libjvm.so\" -Djava.library.path=\"/opt/n\" "
+      "-Dflag=\"\" -Dkey=\"value\" -Dx=\"1\"  "
       "-Dy=\"z=1\"  -server Main x y $*\n");
 }
 

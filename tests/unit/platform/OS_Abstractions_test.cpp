@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -152,6 +153,17 @@ TEST(Program, ThatCannotRunFailsInTheChild) {
     std::exit(sii_execute_program_in_new_process(pointersTo(words).data(), 0) >> 8);
   };
   EXPECT_EQ(inChild(unended), (Outcome{255, "you must set more one arg as NULL\n"}));
+}
+
+TEST(Program, ThatCannotBeForkedEndsTheLauncher) {
+  const auto run = [] {
+    constexpr rlimit noProcess = {0, 0};
+    ::setrlimit(RLIMIT_NPROC, &noProcess);
+    // The limit is not for root.
+    if (::geteuid() == 0 && ::setuid(65534) != 0) std::exit(1);
+    runProgram({"true"});
+  };
+  EXPECT_EQ(inChild(run), (Outcome{255, "can't fork new process\n"}));
 }
 
 TEST(Program, DoesNotRepeatWhatWasPrintedBefore) {
