@@ -15,7 +15,8 @@
 
 /// What the fuzzers share. Each one gives the same input to the code and to a model: a second, slow
 /// and simple way to the same result, written from the documented rules and not from the code. Most
-/// are a unit test as well, with the inputs of their corpus and random joins of their pieces.
+/// are a unit test as well, with the inputs of their corpus, the same damaged, and random joins of
+/// their pieces.
 
 using Texts = std::vector<std::string>;
 
@@ -26,7 +27,7 @@ static void fuzz(std::string_view input);
 #include "support/Replay.h"
 
 TEST(Model, VELOX_MODEL) {
-  replay(VELOX_CORPUS, fuzz);
+  replay(VELOX_CORPUS, VELOX_INPUTS, fuzz);
 }
 #else
 extern "C" [[gnu::used]] inline int LLVMFuzzerTestOneInput(const std::uint8_t* data,
