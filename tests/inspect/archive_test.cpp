@@ -67,8 +67,13 @@ TEST(Archive, WhatIsNone) {
       {"nothing", "", ArchiveState::notAnArchive},
       {"a text", "#!/bin/sh\n", ArchiveState::notAnArchive},
       {"half a file", sound.substr(0, sound.size() / 2), ArchiveState::notAnArchive},
+      {"an end record cut short", sound.substr(0, sound.size() - 1), ArchiveState::notAnArchive},
       {"65,535 entries claimed", changed(end + 8, "\xff\xff\xff\xff"), ArchiveState::notAnArchive},
       {"1 GiB of directory claimed", changed(end + 12, {'\0', '\0', '\0', '\x40'}),
+       ArchiveState::tooLarge},
+      {"1 TiB of directory claimed by the record of a large archive",
+       std::string(sound).insert(end, std::string(45, '\0') + '\1' + std::string(10, '\0') +
+                                          "PK\6\7" + std::string(16, '\0')),
        ArchiveState::tooLarge},
       {"no first entry", changed(sound.find("PK\1\2"), "PK\7\7"), ArchiveState::notAnArchive},
   };
@@ -86,9 +91,14 @@ TEST(Archive, WhatIsNone) {
 TEST(Archive, ADamagedEntryIsNotRead) {
   Sandbox sandbox;
   writeArchive(sandbox, "acme.jar", acme);
-  std::string bytes = sandbox.read("acme.jar");
-  bytes[bytes.find("Main-Class")] ^= 1;
-  EXPECT_EQ(Archive(sandbox.write("x.jar", bytes)).read("META-INF/MANIFEST.MF"), std::nullopt);
+  const std::string sound = sandbox.read("acme.jar");
+  const std::size_t record = sound.find("PK\1\2");
+  for (const std::size_t at : {sound.find("Main-Class"), record + 10, record + 24}) {
+    std::string bytes = sound;
+    bytes[at] ^= 1;  // in the text, its kind of compression and its size
+    EXPECT_EQ(Archive(sandbox.write("x.jar", bytes)).read("META-INF/MANIFEST.MF"), std::nullopt)
+        << at;
+  }
 }
 
 }  // namespace

@@ -75,6 +75,12 @@ TEST(ElfFile, AnotherArchitecture) {
   bytes[4] = 1;
   EXPECT_EQ(parseElfFile(bytes)->bits, 32);
   EXPECT_FALSE(parseElfFile(bytes)->exports);
+  bytes.replace(4, 2, "\2\2");  // 64 bits, big-endian
+  bytes.replace(16, 4, std::string("\0\2\0\x15", 4));
+  EXPECT_EQ(machineName(parseElfFile(bytes)->machine), "PowerPC 64");
+  EXPECT_EQ(parseElfFile(bytes)->kind, ElfFile::Kind::program);
+  EXPECT_FALSE(parseElfFile(bytes)->sameArchitecture(ownElfFile()));
+  EXPECT_EQ(machineName(4660), "machine 4660");
 }
 
 TEST(ElfFile, TablesThatClaimTooMuch) {

@@ -63,6 +63,34 @@ TEST(ClassDataArchive, TheLastOptionCounts) {
   EXPECT_EQ(sharedArchiveFiles({"-Xint"}), Texts());
 }
 
+TEST(ClassDataArchive, JarsMayMoveTogetherSinceJava20) {
+  Sandbox sandbox;
+  const auto misfits = [&](const std::string& version) {
+    const std::string header("\xa8\xab\x0b\xf0\0", 5);
+    const std::string bytes =
+        header + "Server VM (" + version + ")" + std::string("\0/old/x.jar\0", 12);
+    return classDataMisfits(sandbox.write("x.jsa", bytes), "/gone", {"/classes", "/new/x.jar"});
+  };
+  EXPECT_EQ(misfits("20.0.1+1"), Texts());
+  EXPECT_EQ(misfits("19.0.2+1"), (Texts{"it was written for another class path"}));
+  EXPECT_EQ(classDataMisfits("/gone", "/gone", {}), (Texts{"there is no such file"}));
+}
+
+TEST(ClassDataSharing, TheClassPathToWriteHasFoldersOfClassesAtItsEnd) {
+  Sandbox sandbox;
+  sandbox.write("classes/A.class", "");
+  EXPECT_EQ(classPathOfArchives({sandbox.path("classes"), "/x/a.jar"}, sandbox.path()),
+            "/x/a.jar:%kvf.file.dir%/classes");
+}
+
+TEST(ClassDataSharing, OlderJvmsWriteNoArchiveAtTheirEnd) {
+  ClassDataLaunch launch;
+  launch.jvm = {.version = "11.0.2", .release = 11};
+  EXPECT_EQ(classDataObstacles(launch).size(), 1);
+  launch.jvm.release = 13;
+  EXPECT_EQ(classDataObstacles(launch), Texts());
+}
+
 /// The Java fixture with an archive of its own in lib/.
 class Cds : public testing::Test {
  protected:
@@ -102,6 +130,7 @@ TEST_F(Cds, TheArchiveIsWrittenAcceptedAndNamedInTheFile) {
                 "-XX:SharedArchiveFile=\"%kvf.file.dir%/app.jsa\" -Xlog:cds*=off\n");
 
   EXPECT_EQ(sandbox_.run({VELOX_KVF, "check", "app.kvf"}), (Outcome{0, ""}));
+  EXPECT_TRUE(cds().has("\nthe file uses it already:\n"));
   sandbox_.write("app.kvf", sandbox_.read("app.kvf") + "java.class.path=/missing.jar\n");
   EXPECT_TRUE(sandbox_.run({VELOX_KVF, "check", "app.kvf"})
                   .has("app.kvf:5: warning: the JVM does not use the class-data archive \"" +
@@ -151,6 +180,7 @@ TEST_F(Cds, WhatCannotServeLeavesNoArchive) {
   };
   const Case cases[] = {
       {"java.library=\n", {}, 2, "is not the library of a JVM"},
+      {"velox.include.kvf=/gone\n", {}, 2, "Failed to open properties file : /gone"},
       {"java.start.class=\n", {}, 2, "it has no java.start.class"},
       {"java.extended.properties=-Xshare:off\n", {}, 1, "with the option \"-Xshare:off\""},
       {"", {"--", "/bin/true"}, 1, "the JVM wrote no archive"},

@@ -35,6 +35,8 @@ TEST(Text, WhatATerminalWouldObeyIsShownAsAnEscape) {
   EXPECT_EQ(shown("a\tb\r\n"), "\"a\\tb\\r\\n\"");
   EXPECT_EQ(shown("\x1B[31m\x7F"), "\"\\x1b[31m\\x7f\"");
   EXPECT_EQ(shown("caf\xC3\xA9 \xC3 \xC2\x9B"), "\"caf\xC3\xA9 \\xc3 \\xc2\\x9b\"");
+  EXPECT_EQ(shown("\xE2\x82\xAC \xF0\x9F\x98\x80"), "\"\xE2\x82\xAC \xF0\x9F\x98\x80\"");
+  EXPECT_EQ(shown("\xC0\x80 \xF5 \xE2\x82"), R"("\xc0\x80 \xf5 \xe2\x82")");
   EXPECT_EQ(shown(std::string(200, 'x')), "\"" + std::string(160, 'x') + "...\"");
   EXPECT_EQ(shown(std::string(159, 'x') + "\xC3\xA9"), "\"" + std::string(159, 'x') + "...\"");
   EXPECT_EQ(shownWhole(std::string(200, 'x')), "\"" + std::string(200, 'x') + "\"");

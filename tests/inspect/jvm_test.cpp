@@ -96,6 +96,10 @@ TEST(JvmCommand, Lines) {
   EXPECT_TRUE(homes.sandbox.run({VELOX_KVF, "jvm", "--line", "100"}, start)
                   .has("no JVM of Java 100 or newer found; the newest is 99.1 in " + home));
   EXPECT_TRUE(homes.sandbox.run({VELOX_KVF, "jvm", "--json"}, start).has("\"version\": \"99.1\""));
+  EXPECT_TRUE(
+      homes.sandbox.run({VELOX_KVF, "jvm", "--line", "--json"}, start).out.starts_with("{"));
+  EXPECT_TRUE(homes.sandbox.run({VELOX_KVF, "jvm"}, start)
+                  .out.starts_with("99.1  Acme  (found by JAVA_HOME)\n    " + line));
 }
 
 TEST(PropertiesText, TheLauncherReadsWhatWasMeant) {

@@ -35,6 +35,18 @@ TEST_F(KvfTest, CheckTellsByItsStatusWhetherSomethingIsWrong) {
   EXPECT_EQ(run({"check", "gone.kvf"}), (Outcome{2, "kvf: \"gone.kvf\" cannot be read\n"}));
   EXPECT_EQ(run({"check"}).status, 2);
   EXPECT_EQ(run({"check", "--disable", "gone", "app.kvf"}).status, 2);
+  EXPECT_EQ(run({"check", "app.kvf", "--", "wrapper"}),
+            (Outcome{2, "kvf: give either files or a command line, not both\n"}));
+}
+
+TEST_F(KvfTest, OutputThatCannotBeWrittenIsAFailure) {
+  kvf(probe() + "\nword\n");
+  for (const char* command : {"check app.kvf", "explain app.kvf", "rules", "keys", "jvm"}) {
+    const std::string line = VELOX_KVF + std::string(" ") + command + " >/dev/full";
+    EXPECT_EQ(sandbox_.run({"sh", "-c", line}),
+              (Outcome{2, "kvf: standard output cannot be written\n"}))
+        << command;
+  }
 }
 
 TEST_F(KvfTest, CheckTakesACommandLineAsItWouldBeTyped) {
@@ -79,11 +91,16 @@ TEST_F(KvfTest, SurroundingsTakePart) {
   sandbox_.write("other.kvf", sandbox_.read("app.kvf"));
   EXPECT_TRUE(run({"check", "app.kvf", "other.kvf"}).has("other.kvf:4: warning: "));
   EXPECT_TRUE(run({"check", "app.kvf", "other.kvf"}).has("[shared-process-id-file]"));
+  EXPECT_FALSE(run({"check", "app.kvf", "./app.kvf"}).has("[shared-process-id-file]"));
+  EXPECT_FALSE(run({"check", "--disable", "shared-process-id-file", "app.kvf", "other.kvf"})
+                   .has("shared-process-id-file"));
 
-  sandbox_.write("global.kvf", "java.extended.properties=-Xint\n");
+  sandbox_.write("global.kvf", "java.extended.properties=-Xint\njava.start.class=A\n");
   EXPECT_TRUE(run({"check", "app.kvf"}).has("global.kvf:1: warning: "));
   EXPECT_TRUE(run({"check", "app.kvf"}).has("it supplies java.extended.properties"));
   EXPECT_TRUE(run({"check", "app.kvf"}).has("[global-file-options]"));
+  EXPECT_TRUE(
+      run({"check", "app.kvf"}).has("global.kvf:2: warning: \"java.start.class\" has a value"));
   fs::remove(sandbox_.path("global.kvf"));
   fs::create_symlink("gone", sandbox_.path("global.kvf"));
   EXPECT_TRUE(run({"check", "app.kvf"}).has("[global-file-unusable]"));
@@ -132,6 +149,14 @@ TEST_F(KvfTest, ExplainNamesTheOriginOfEverySetting) {
   EXPECT_TRUE(run({"explain", "app.kvf", "--key", "java.heap.size.max"})
                   .has("  defaults.kvf:1  \"32m\"  (not used)\n  app.kvf:5  \"64m\"\n"
                        "  global.kvf:2  \"1m\"  (not used)\n"));
+  EXPECT_TRUE(run({"explain", "app.kvf"}).has("      not \"32m\"  (defaults.kvf:1)\n"));
+  const nlohmann::json key = json({"explain", "--json", "app.kvf", "--key", "java.property.place"});
+  EXPECT_EQ(key["value"], "/opt/");
+  EXPECT_EQ(key["chain"][0]["references"][0],
+            (nlohmann::json{{"name", "home"}, {"value", "/opt"}, {"from", "defaults.kvf:2"}}));
+  EXPECT_EQ(key["chain"][0]["references"][1]["from"], "nowhere");
+  EXPECT_TRUE(json({"explain", "--json", "app.kvf", "--key", "java.path"})["value"].is_null());
+  EXPECT_EQ(run({"explain", "gone.kvf"}), (Outcome{2, "kvf: \"gone.kvf\" cannot be read\n"}));
   EXPECT_EQ(run({"explain", "app.kvf", "--key", "java.heap.size.mx"}).status, 2);
 }
 
@@ -148,6 +173,11 @@ TEST_F(KvfTest, ExplainTellsWhatEachElementOfTheClassPathBrings) {
   EXPECT_EQ(elements[1]["written"], "classes/");
   EXPECT_EQ(elements[2]["expanded"][0]["brings"], "nothing: it is not there");
   EXPECT_TRUE(run({"explain", "app.kvf"}).has("Class path (velox.class.path.extended, app.kvf:3)"));
+  kvf("java.library=/gone/libjvm.so\njava.start.class=A\n");
+  const Outcome inherited = run({"explain", "app.kvf"}, {.environment = {{"CLASSPATH", "x.jar"}}});
+  EXPECT_TRUE(
+      inherited.has("Class path (from CLASSPATH, or the working directory)\n  \"x.jar\"\n"));
+  EXPECT_TRUE(inherited.has("  no JVM whose version can be told is there\n"));
 }
 
 TEST_F(KvfTest, ExplainOfANativeApplicationNamesNoJvm) {
@@ -191,6 +221,7 @@ TEST_F(KvfTest, OnlyWhatEndsTheLaunchIsAnEnding) {
       {"", {"--rum"}, {"unknown-switch"}},
       {"", {"--install"}, {"windows-command"}},
       {"", {"--kill"}, {"kill-command", "kill-command"}},
+      {"wrapper.command=--kill\n", {}, {"kill-command", "kill-command", "kill-command"}},
       {"wrapper.command=run\n", {}, {"unknown-command"}},
       {"java.library=\n", {}, {"empty-value"}},
       {"java.library=/gone.so\n", {}, {"jvm-library"}},

@@ -96,7 +96,7 @@ TEST_F(New, TheClassPathOfTheManifestComesAlongOnce) {
   jar("lib/sub dir/x.jar", "Manifest-Version: 1.0\n", false);
   jar("app.jar",
       "Main-Class: probe.Probe\r\nClass-Path: elsewhere/pro\r\n be.jar lib/sub%20dir/x.jar "
-      "missing.jar lib/ file:" +
+      "missing.jar lib/ file://" +
           sandbox_.path("lib/abs.jar") +
           "\r\nAdd-Opens: java.base/java.lang java.base/java.util\r\n"
           "Launcher-Agent-Class: Agent\r\n\r\nName: x\r\nMain-Class: other\r\n",
@@ -142,6 +142,8 @@ TEST_F(New, WhatCannotBeMadeLeavesNothingBehind) {
   jar("wrapper.jar", "Main-Class: probe.Probe\n");
   sandbox_.write("text.jar", "text");
   sandbox_.write("there/file", "mine");
+  sandbox_.write("old/lib/server/libjvm.so", "");
+  sandbox_.write("old/release", "JAVA_VERSION=\"1.8.0_392\"\n");
   struct Case {
     Texts arguments;
     std::string message;
@@ -153,6 +155,10 @@ TEST_F(New, WhatCannotBeMadeLeavesNothingBehind) {
       {{"new", "--jar", "wrong.jar"}, "the start class probe.Prob is in none of the archives"},
       {{"new", "--jar", "wrapper.jar"}, "\"wrapper\" cannot be the name"},
       {{"new", "--jar", "probe.jar", "--jre", "there"}, "there is no JVM in there"},
+      {{"new", "--jar", "probe.jar", "--jre", "old"}, ", and old is Java 8"},
+      {{"new", "--jar", VELOX_PROBE_JAR, "--main", "probe.Probe$Failing"},
+       "the start class probe.Probe$Failing has no static method main(String[])"},
+      {{"new:1", "--jar", "probe.jar"}, "cannot hold a folder with a colon in its name"},
       {{"new", "--jar", "probe.jar", "--wrapper", "missing"}, "missing"},
       {{"there", "--jar", "probe.jar"}, "there is there already; --force writes into it"},
   };
@@ -162,6 +168,8 @@ TEST_F(New, WhatCannotBeMadeLeavesNothingBehind) {
     EXPECT_TRUE(outcome.has("kvf: ") && outcome.has(row.message)) << outcome.out;
     EXPECT_FALSE(fs::exists(sandbox_.path("new"))) << row.message;
   }
+  EXPECT_EQ(
+      kvfNew({"heir", "--jar", VELOX_PROBE_JAR, "--main", "probe.Heir", "--name", "x"}).status, 0);
   EXPECT_EQ(kvfNew({"there", "--jar", "probe.jar", "--force"}).status, 0);
   EXPECT_EQ(kvfNew({"there", "--jar", "probe.jar", "--force"}).status, 0);
   EXPECT_EQ(sandbox_.read("there/file"), "mine");

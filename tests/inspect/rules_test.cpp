@@ -41,6 +41,12 @@ std::string many(const std::string& text, int count) {
   return result;
 }
 
+/// Four lines, of which the last adds to a class path that nothing expands.
+std::string withPlainClassPath(const std::string& element) {
+  return std::string("java.library=") + jvm +
+         "\njava.start.class=probe.Probe\n#\njava.class.path=" + probeJar + ":" + element + "\n";
+}
+
 struct Row {
   const char* rule;
   std::size_t line;  ///< of the only finding
@@ -68,6 +74,8 @@ const Row rows[] = {
      launch() + "velox.include.kvf=/gone.kvf\njava.start.method=main\n"},
     {"include-cycle", 4, "leads back", launch() + "velox.include.kvf=%kvf.file.dir%/app.kvf\n"},
     {"include-depth", 1, "too deeply", launch() + "velox.include.kvf=%kvf.file.dir%/d0.kvf\n"},
+    {"include-depth", 1, "more than 32 MiB of text",
+     launch() + many("velox.include.kvf=%kvf.file.dir%/wide.kvf\n", 33)},
     {"file-too-large", 4, "1 MiB", launch() + "velox.include.kvf=%kvf.file.dir%/large.kvf\n"},
     {"not-a-regular-file", 4, "is a folder", launch() + "velox.include.kvf=/usr\n"},
     {"not-a-regular-file", 4, "no regular file", launch() + "velox.include.kvf=/dev/null\n"},
@@ -91,6 +99,10 @@ const Row rows[] = {
 
     {"no-library", 1, "nothing to run", "java.start.class=probe.Probe\n"},
     {"jvm-library", 1, "whatever libjvm.so the loader finds", launch("/gone/libjvm.so")},
+    {"jvm-library", 1, ", here " VELOX_JVM_LIBRARY ":",
+     launch("/gone/libjvm.so") +
+         "velox.env.LD_LIBRARY_PATH=/gone:" + fs::path(jvm).parent_path().string() + "\n"},
+    {"jvm-library", 1, "is no shared library", launch(probeJar)},
     {"jvm-library", 1, "is for RISC-V with 64 bits", launch("%kvf.file.dir%/riscv.so")},
     {"jvm-library", 1, "is a folder", launch("/usr/bin")},
     {"jvm-library", 1, "is a program, not a library", launch(VELOX_JAVA)},
@@ -102,11 +114,16 @@ const Row rows[] = {
     {"class-version", 3, "needs Java 60", launch(jvm, "%kvf.file.dir%/newer")},
     {"start-method", 4, "did you mean main?", launch() + "java.start.method=mian\n"},
     {"start-method", 4, "void notStatic(", launch() + "java.start.method=notStatic\n"},
+    {"start-method", 3, "void main(String[])\", and", launch(jvm, probeJar, "probe.Probe$Failing")},
+    {"start-method", 4, "void gone(",
+     launch(jvm, probeJar, "probe.Heir") + "java.start.method=gone\n"},
+    {"start-method", 3, "is damaged", launch(jvm, "%kvf.file.dir%/damaged")},
     {"stop-method", 5, "did you mean halt?",
      launch() + "application.stop.signals=TERM\njava.stop.method=stop\n"},
     {"native-library", 1, "\"/gone.so\" is not there", "application.library=/gone.so\n"},
     {"native-library", 1, "for another architecture",
      "application.library=%kvf.file.dir%/riscv.so\n"},
+    {"native-library", 1, "is no shared library", "application.library=" VELOX_PROBE_JAR "\n"},
     {"native-library", 1, "export no AppStop, RegisterWrapperEntryPoints",
      "application.library=" VELOX_NATIVE_DIRECTORY "/libentry1.so\n"},
 
@@ -114,8 +131,12 @@ const Row rows[] = {
      launch(jvm, std::string(probeJar) + ":/gone:")},
     {"class-path-star", 2, "the * of",
      launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/lib/*")},
+    {"class-path-star", 4, "write velox.class.path.extended=FOLDER",
+     withPlainClassPath("%kvf.file.dir%/lib/*")},
     {"class-path-link", 2, "passes over the link",
      launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/links")},
+    {"class-path-link", 2, "and 1 more",
+     launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/links/**")},
     {"class-path-limit", 2, "holds 2 archives, of which 1",
      launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/lib") +
          "velox.class.path.extended.max.lib.number=1\n"},
@@ -124,8 +145,13 @@ const Row rows[] = {
          "velox.class.path.extended.search.level=1\n"},
     {"class-path-limits", 4, "from 1 to 12",
      launch() + "velox.class.path.extended.search.level=13\n"},
+    {"class-path-limits", 4, "from 1 to 8192",
+     launch() + "velox.class.path.extended.max.lib.number=none\n"},
     {"class-path-archive", 2, "is no archive",
      launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/broken.jar")},
+    {"class-path-archive", 2, "more than any sound archive",
+     launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/vast.jar")},
+    {"class-path-archive", 4, "is no file", withPlainClassPath("/dev/null")},
 
     {"heap-size", 4, R"("512 MB" in "-Xmx512 MB" is no size)",
      launch() + "java.heap.size.max=512 MB\n"},
@@ -148,6 +174,7 @@ const Row rows[] = {
      launch() + "java.extended.properties=-Xrs \"-Da=b c\"\n"},
     {"option-word", 4, R"(reads nothing of "c")", launch() + "java.extended.properties=-Da b c\n"},
     {"option-word", 4, "reads \"-Da=b\" here", launch() + "java.extended.properties=-Da=\"b\"c\n"},
+    {"option-word", 4, "is dropped: \"512m\"", launch() + "java.extended.properties=512m -Xrs\n"},
     {"option-percent", 4, "alone", launch() + "java.extended.properties=-XX:ErrorFile=hs%p.log\n"},
     {"class-data-archive", 4, "kvf cds",
      launch() + "java.extended.properties=-XX:SharedArchiveFile=%kvf.file.dir%/broken.jar\n"},
@@ -163,7 +190,9 @@ const Row rows[] = {
     {"start-directory", 4, "is relative", launch() + "application.start.dir=tests\n"},
     {"process-id-file", 4, "no folder \"/gone\"", launch() + "processID.file.name=/gone/a.pid\n"},
     {"process-id-file", 4, "everyone may write", launch() + "processID.file.name=/tmp/a.pid\n"},
+    {"process-id-file", 4, "is relative", launch() + "processID.file.name=a.pid\n"},
     {"environment-name", 4, "no name that a shell takes", launch() + "velox.env.my-var=1\n"},
+    {"environment-name", 4, "no name that a shell takes", launch() + "velox.env.1A=1\n"},
     {"adjuster-library", 2, "needs java.library",
      "application.library=" VELOX_NATIVE_DIRECTORY
      "/libentry3.so\nvelox.adjuster.class.path=a.jar\n"},
@@ -181,6 +210,7 @@ void writeSurroundings(Sandbox& sandbox) {
   sandbox.write("empty.kvf", "");
   sandbox.write("a.kvf", "java.property.a=1\n");
   sandbox.write("large.kvf", std::string(std::size_t{1} << 20U, '#'));
+  sandbox.write("wide.kvf", std::string((std::size_t{1} << 20U) - 1, '#'));
   for (int i = 0; i <= 1025; ++i) {
     sandbox.write("d" + std::to_string(i) + ".kvf",
                   "velox.include.kvf=%kvf.file.dir%/d" + std::to_string(i + 1) + ".kvf\n");
@@ -191,10 +221,13 @@ void writeSurroundings(Sandbox& sandbox) {
     fs::copy_file(jar, sandbox.path(copy), fs::copy_options::overwrite_existing);
   }
   sandbox.write("broken.jar", "PK");
+  sandbox.write("vast.jar", "PK\5\6" + std::string(11, '\0') + '\x40' + std::string(6, '\0'));
   writeArchive(sandbox.path("manifest.jar"), "META-INF/MANIFEST.MF",
                "Manifest-Version: 1.0\nClass-Path: gone.jar lib/\n a.jar\n");
   sandbox.write("links/note", "");
   fs::create_symlink(jar, sandbox.path("links/a.jar"));
+  fs::create_symlink(sandbox.path("links/note"), sandbox.path("links/other"));
+  fs::create_directory_symlink(sandbox.path("lib"), sandbox.path("links/lib"));
 
   // The header of a 64-bit library for RISC-V, of which nothing else is read.
   std::string header = std::string(
@@ -208,6 +241,7 @@ void writeSurroundings(Sandbox& sandbox) {
   sandbox.write("riscv.so", header);
 
   sandbox.write("classes/probe/Probe.class", Archive(jar).read("probe/Probe.class").value());
+  sandbox.write("damaged/probe/Probe.class", "\xCA\xFE\xBA\xBE");
   std::string newer = Archive(jar).read("probe/Probe.class").value();
   newer[7] = 44 + 60;
   sandbox.write("newer/probe/Probe.class", newer);
@@ -228,6 +262,7 @@ TEST(Rules, EachTellsItsMistakeAndNothingElse) {
 const std::string soundFiles[] = {
     launch(),
     launch(jvm, probeJar, "probe/Probe"),
+    launch(jvm, probeJar, "probe.Heir"),
     launch() + "java.start.method=other\n",
     launch() + "java.path=" VELOX_JAVA "\nwrapper.command=--cmdlineJava\n",
     launch() + "java.property.a=1 # no comment\n! a comment = here\n",
@@ -260,11 +295,17 @@ const std::string soundFiles[] = {
     launch(jvm, "%kvf.file.dir%/classes"),
     launch(jvm, "%kvf.file.dir%/manifest.jar"),
     launch(jvm, "%kvf.file.dir%/lib", "com.sun.tools.javac.Main"),
+    launch(jvm, probeJar, "acme.Main") + "java.extended.properties=-Xbootclasspath/a:/opt/a.jar\n",
+    launch(jvm, probeJar, "acme.Main") +
+        "java.extended.properties=--patch-module=acme=/opt/a.jar\n",
+    launch(jvm, probeJar, "acme.Main") + "java.extended.properties=-javaagent:/opt/a.jar\n",
+    launch(jvm, probeJar, "acme.Main") + "java.extended.properties=-Djava.system.class.loader=A\n",
     std::string("java.library=") + jvm + "\njava.class.path=" + probeJar +
         "\njava.start.class=probe.Probe\n",
     "application.library=" VELOX_NATIVE_DIRECTORY "/libentry1.so:" VELOX_NATIVE_DIRECTORY
     "/libentry2.so\n",
     "# A file for one platform. kvf: allow no-library\napplication.args=x\n",
+    "application.library=libacme.so:" VELOX_NATIVE_DIRECTORY "/libentry1.so\n",
 };
 
 TEST(Rules, AMissingIncludeIsNotToldAgainByWhatItWouldHold) {

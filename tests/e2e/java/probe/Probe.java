@@ -7,12 +7,12 @@ import java.nio.charset.StandardCharsets;
 import java.util.concurrent.CountDownLatch;
 
 /** Tells what reached it, then does what the property "probe.do" says. */
-public final class Probe {
+public class Probe {
     private static final PrintStream OUT =
         new PrintStream(new FileOutputStream(FileDescriptor.out), true, StandardCharsets.UTF_8);
     private static final CountDownLatch HALTED = new CountDownLatch(1);
 
-    private Probe() {}
+    Probe() {}
 
     public static void main(String[] args) {
         for (String arg : args) {
@@ -67,3 +67,6 @@ public final class Probe {
         static final int VALUE = Integer.parseInt("no number");
     }
 }
+
+/** Has its start method from another class. */
+final class Heir extends Probe {}
