@@ -171,7 +171,7 @@ void AssemblyRecorder::globalEntryMerged(const WString& key, bool taken) {
 Failure AssemblyRecorder::failure(const std::string& message) const {
   using Stage = Failure::Stage;
   if (globalPending_) return {Stage::globalFile, {}, message};
-  if (run_.definitions.empty() || open_.empty()) return {Stage::mainFile, {}, message};
+  if (open_.empty()) return {Stage::mainFile, {}, message};
   if (substituting_) return {Stage::substitution, run_.definitions.back().at, message};
   return {Stage::include, latestInclude_, message};
 }
@@ -185,7 +185,7 @@ bool AssemblyRecorder::refuseLatest(Refusals& refusals) const {
     refusals.globalFile = true;
     return true;
   }
-  if (run_.definitions.empty() || open_.empty()) return false;
+  if (open_.empty()) return false;
   // Includes that are too much altogether stay so without the latest one.
   if (!substituting_ && !includePending_) return false;
   return refusals.entries.insert({currentFile(), latestKeyAt_}).second;
