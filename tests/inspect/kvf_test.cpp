@@ -116,13 +116,17 @@ TEST_F(KvfTest, SurroundingsTakePart) {
   sandbox_.write("bin/wrapper", "", true);
   const Start start = {.environment = {{"PATH", folder + ":/usr/bin"}}};
   EXPECT_TRUE(run({"check", "app.kvf"}, start).has("app.kvf:4: error: the launcher starts itself"));
+  kvf(probe());
+  sandbox_.write("bin/global.kvf", "");
+  EXPECT_TRUE(
+      run({"check", "app.kvf"}, start).has("lies in a folder of PATH; it supplies nothing"));
 }
 
 TEST_F(KvfTest, ExplainNamesTheOriginOfEverySetting) {
   sandbox_.write("defaults.kvf", "java.heap.size.max=32m\nhome=/opt\n");
   sandbox_.write("global.kvf", "java.heap.size.initial=8m\njava.heap.size.max=1m\n");
   kvf("velox.include.kvf=%kvf.file.dir%/defaults.kvf\n" + probe() +
-      "java.heap.size.max=64m\njava.property.place=%home%/%NAME%\n");
+      "java.heap.size.max=64m\njava.property.place=%home%/%NAME%\nx=%kvf.file.dir%%PATH%\n");
   const Texts arguments = {"explain", "--json", "app.kvf", "--", "--propVar", "NAME=x", "word"};
   const nlohmann::json launch = json(arguments);
   const auto property = [&](const std::string& key) {
@@ -157,6 +161,8 @@ TEST_F(KvfTest, ExplainNamesTheOriginOfEverySetting) {
   EXPECT_EQ(key["chain"][0]["references"][1]["from"], "nowhere");
   EXPECT_TRUE(json({"explain", "--json", "app.kvf", "--key", "java.path"})["value"].is_null());
   EXPECT_EQ(run({"explain", "gone.kvf"}), (Outcome{2, "kvf: \"gone.kvf\" cannot be read\n"}));
+  EXPECT_TRUE(run({"explain", "app.kvf", "--key", "x"}).has("\"  (built in)\n"));
+  EXPECT_TRUE(run({"explain", "app.kvf", "--key", "x"}).has("\"  (environment)\n"));
   EXPECT_EQ(run({"explain", "app.kvf", "--key", "java.heap.size.mx"}).status, 2);
 }
 
@@ -328,6 +334,8 @@ TEST_F(KvfTest, AJvmTellsWhatItIgnoresAndRefuses) {
   const Outcome refused = run({"check", "--jvm", "app.kvf"});
   EXPECT_TRUE(refused.has("app.kvf:4: error: the JVM does not start with these options: "));
   EXPECT_EQ(run({"check", "app.kvf"}), (Outcome{0, ""}));
+  kvf(probe() + "java.heap.size.max=8m\njava.heap.size.initial=16m\n");
+  EXPECT_TRUE(run({"check", "--jvm", "app.kvf"}).has("app.kvf:5: error: the JVM does not start"));
 }
 
 TEST_F(KvfTest, TheStackLimitOfTheCheckCounts) {
