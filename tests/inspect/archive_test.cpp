@@ -67,7 +67,6 @@ TEST(Archive, WhatIsNone) {
       {"nothing", "", ArchiveState::notAnArchive},
       {"a text", "#!/bin/sh\n", ArchiveState::notAnArchive},
       {"half a file", sound.substr(0, sound.size() / 2), ArchiveState::notAnArchive},
-      {"an end record cut short", sound.substr(0, sound.size() - 1), ArchiveState::notAnArchive},
       {"65,535 entries claimed", changed(end + 8, "\xff\xff\xff\xff"), ArchiveState::notAnArchive},
       {"1 GiB of directory claimed", changed(end + 12, {'\0', '\0', '\0', '\x40'}),
        ArchiveState::tooLarge},
