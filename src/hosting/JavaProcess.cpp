@@ -117,7 +117,7 @@ int JavaProcess::AppMain() {
   return 1;
 }
 
-void JavaProcess::AppStop() {
+void JavaProcess::AppStop() const {
   stopCall()();
 }
 

@@ -30,7 +30,7 @@ class JavaProcess {
   /// Calls the static stop method, if there is one, and returns when it does. For a thread other
   /// than the one in AppMain, which is attached to the JVM meanwhile: the JVM is not destroyed
   /// before.
-  void AppStop();
+  void AppStop() const;
   /// What AppStop does, true when the stop method was there and threw nothing. It may be called
   /// even after this object is gone, and then fails.
   [[nodiscard]] std::function<bool()> stopCall() const;

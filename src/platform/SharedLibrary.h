@@ -2,7 +2,7 @@
 #define VELOX_PLATFORM_SHAREDLIBRARY_H
 
 /// Owns a loaded shared library: it is closed with its owner, unless it is told to stay open.
-/// Move-only.
+/// It can be moved, not assigned.
 class SharedLibrary {
  public:
   /// Loads the library, lazily bound and with global symbols. On failure it is invalid, and
@@ -13,6 +13,7 @@ class SharedLibrary {
   SharedLibrary(const SharedLibrary&) = delete;
   SharedLibrary(SharedLibrary&& other) noexcept : handle_(other.stayOpen()) {}
   SharedLibrary& operator=(const SharedLibrary&) = delete;
+  SharedLibrary& operator=(SharedLibrary&&) = delete;
   ~SharedLibrary() { close(); }
 
   explicit operator bool() const { return handle_ != nullptr; }
