@@ -35,7 +35,7 @@ struct CdsOptions {
 };
 
 int complain(const std::string& text, int status) {
-  std::cerr << "kvf: " << text << '\n';
+  std::cerr << "kvf: " << printable(text) << '\n';
   return status;
 }
 
@@ -104,7 +104,7 @@ class ArchiveMaker {
       return complain("the JVM wrote an archive and does not use it: " + acceptance.complaint,
                       cannotServe);
     fs::rename(fresh_, archive_);
-    std::cout << archive_.native() << ": " << fs::file_size(archive_) / 1024
+    std::cout << printable(archive_.native()) << ": " << fs::file_size(archive_) / 1024
               << " KiB, accepted by Java " << launch_.jvm.version << '\n';
     return tellEntry();
   }
@@ -121,7 +121,7 @@ class ArchiveMaker {
                 << (inspection_.plan.classPathKey == nullptr ? "CLASSPATH"
                                                              : inspection_.plan.classPathKey)
                 << ":\n"
-                << keys::classPath << '=' << archives << '\n';
+                << keys::classPath << '=' << printable(archives) << '\n';
     }
     return cannotServe;
   }
@@ -162,11 +162,12 @@ class ArchiveMaker {
     const ClassDataEntry entry =
         withClassDataArchive(text, archive_.filename().native(), inheritedOptions());
     if (!options_.write || entry.text == text) {
-      std::cout << (entry.text == text ? "the file uses it already:\n" : "") << entry.line << '\n';
+      std::cout << (entry.text == text ? "the file uses it already:\n" : "")
+                << printable(entry.line) << '\n';
       return 0;
     }
     replaceFile(file_, entry.text);
-    std::cout << "changed " << file_.native() << ":\n" << entry.line << '\n';
+    std::cout << "changed " << printable(file_.native()) << ":\n" << printable(entry.line) << '\n';
     return 0;
   }
 

@@ -84,9 +84,11 @@ void trailingBlank(const Inspection& inspection, const Report& report) {
     const std::size_t rawEnd = raw.find_last_not_of(" \t\r");
     // A backslash in front of the blank says that it is meant.
     if (rawEnd != std::string_view::npos && raw[rawEnd] == '\\') continue;
-    report(definition.at,
-           concat({"the value ends with ", countOf(written.size() - end - 1, "blank"),
-                   R"(, which belong to it: remove them, or write "\ " where one is meant)"}));
+    report(
+        definition.at,
+        concat(
+            {"the value ends with ", countOf(written.size() - end - 1, "blank"),
+             R"(, kept as a part of it: remove what is not meant, or write "\ " for one that is)"}));
   }
 }
 

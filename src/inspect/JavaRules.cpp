@@ -169,18 +169,41 @@ std::string withSlashes(std::string name) {
   return name;
 }
 
+/// The name that a class file has by its own account, with dots, when it is not the wanted one.
+std::string otherNameOf(const FoundClass& found, const std::string& wanted) {
+  const std::optional<ClassFile> parsed = parseClassFile(found.bytes);
+  // Class files spell characters beyond the first plane in their own way.
+  const bool isComparable = std::none_of(
+      wanted.begin(), wanted.end(), [](char c) { return static_cast<unsigned char>(c) >= 0xF0; });
+  if (!parsed || !isComparable || parsed->name == withSlashes(wanted)) return {};
+  std::string name(parsed->name);
+  std::replace(name.begin(), name.end(), '/', '.');
+  return name;
+}
+
 void startClassNotFound(const Inspection& inspection, const Report& report) {
   const std::string name = inspection.valueOf(keys::startClass);
   if (!startsJava(inspection) || name.empty() || !inspection.classPath) return;
-  if (inspection.classPath->startClass() || mayComeFromElsewhere(inspection, withSlashes(name))) {
+  if (const std::optional<FoundClass>& found = inspection.classPath->startClass()) {
+    const std::string other = otherNameOf(*found, name);
+    if (other.empty()) return;
+    report.endIf(inspection.startsJvm(), inspection.positionOf(keys::startClass),
+                 concat({"the class in ", shown(found->where), " is ", printable(other), ", and ",
+                         endOf(inspection), ": write that name, and the folder above its ",
+                         "outermost package into the class path"}));
     return;
   }
+  if (mayComeFromElsewhere(inspection, withSlashes(name))) return;
   const std::string nearest = inspection.classPath->nearest(name);
-  report.endIf(
-      inspection.startsJvm(), inspection.positionOf(keys::startClass),
-      concat({shown(name), " is not in the class path as it is expanded, of ",
-              countOf(inspection.classPath->elements().size(), "element"), didYouMean(nearest),
-              "; ", endOf(inspection), ": `kvf explain` shows what each element brings"}));
+  // The same name behind other folders is not another package.
+  const bool isBelow = nearest.ends_with("." + name);
+  const std::string advice =
+      isBelow ? concat({" (it lies too deep there, as ", printable(nearest), ")"})
+              : didYouMean(printable(nearest));
+  report.endIf(inspection.startsJvm(), inspection.positionOf(keys::startClass),
+               concat({shown(name), " is not in the class path as it is expanded, of ",
+                       countOf(inspection.classPath->elements().size(), "element"), advice, "; ",
+                       endOf(inspection), ": `kvf explain` shows what each element brings"}));
 }
 
 std::optional<Jvm> configuredJvm(const Inspection& inspection) {

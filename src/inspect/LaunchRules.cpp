@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <cctype>
 
+#include <strings.h>
+
 #include "config/CommandLine.h"
 #include "config/Commands.h"
 #include "config/Configuration.h"
@@ -34,10 +36,39 @@ std::string_view switchLike(const Argument& argument) {
   return nearest == argument.text ? std::string_view() : nearest;
 }
 
+/// Commands can do without the argument behind them; --kill has a rule of its own.
+bool needsValue(std::string_view name) {
+  return name == switches::propFile || name == switches::propVar || name == switches::delayStart;
+}
+
+/// The switch of an argument "--SWITCH=VALUE", in any case of letters; empty when it is no such
+/// one.
+std::string_view switchBeforeEquals(std::string_view text) {
+  const std::size_t equals = text.find('=');
+  if (equals == std::string_view::npos) return {};
+  const auto names = switchNames();
+  const auto found = std::find_if(names.begin(), names.end(), [&](std::string_view name) {
+    const bool takesValue = needsValue(name) || name == switches::kill;
+    return takesValue && name.size() == equals &&
+           ::strncasecmp(name.data(), text.data(), equals) == 0;
+  });
+  return found == names.end() ? std::string_view() : *found;
+}
+
 void unknownSwitch(const Inspection& inspection, const Report& report) {
   forEachArgument(inspection, [&](const Argument& argument, std::size_t index) {
+    if (!argument.isUnknownSwitch()) return;
+    if (const std::string_view name = switchBeforeEquals(argument.text); !name.empty()) {
+      const std::string word = shellWord(std::string_view(argument.text).substr(name.size() + 1));
+      report.end(
+          argumentAt(index),
+          concat({shown(argument.text), " is no switch, since a value is an argument of its ",
+                  "own; the launcher shows its usage, with status 0, and starts nothing: ",
+                  "write ", name, " ", printable(word)}));
+      return;
+    }
     const std::string_view nearest = switchLike(argument);
-    if (!argument.isUnknownSwitch() || nearest.empty()) return;
+    if (nearest.empty()) return;
     report.end(argumentAt(index),
                concat({shown(argument.text), " is no switch", didYouMean(nearest),
                        "; the launcher shows its usage, with status 0, and starts nothing"}));
@@ -47,17 +78,13 @@ void unknownSwitch(const Inspection& inspection, const Report& report) {
 void dashedArgument(const Inspection& inspection, const Report& report) {
   forEachArgument(inspection, [&](const Argument& argument, std::size_t index) {
     if (!argument.isUnknownSwitch() || !switchLike(argument).empty()) return;
+    if (!switchBeforeEquals(argument.text).empty()) return;
     report.end(
         argumentAt(index),
         concat({shown(argument.text), " begins with two dashes, so that the launcher takes it ",
                 "for a switch of its own, shows its usage, with status 0, and starts nothing: ",
                 "move it to application.args in the file"}));
   });
-}
-
-/// Commands can do without the argument behind them; --kill has a rule of its own.
-bool needsValue(std::string_view name) {
-  return name == switches::propFile || name == switches::propVar || name == switches::delayStart;
 }
 
 void switchValue(const Inspection& inspection, const Report& report) {

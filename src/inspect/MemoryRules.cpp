@@ -63,8 +63,16 @@ void youngGeneration(const Inspection& inspection, const Report& report) {
                  keys::heapSizeInitial, " for that one"}));
 }
 
+constexpr std::size_t largestStack = std::size_t{1} << 30U;
+
 void stackSize(const Inspection& inspection, const Report& report) {
   const auto wanted = memorySize(inspection.valueOf(keys::threadStackSize));
+  if (wanted && *wanted > largestStack) {
+    report.endIf(inspection.startsJvm(), inspection.positionOf(keys::threadStackSize),
+                 concat({"JVMs of today take 1g at most for a stack, and do not start with ",
+                         inspection.valueOf(keys::threadStackSize), ": write less"}));
+    return;
+  }
   struct rlimit limit = {};
   if (!wanted || ::getrlimit(RLIMIT_STACK, &limit) != 0) return;
   if (limit.rlim_max == RLIM_INFINITY || *wanted <= limit.rlim_max) return;
@@ -87,7 +95,7 @@ constexpr Rule rules[] = {
     {"young-generation", Severity::warning, "java.heap.size.min, which sets the young generation",
      "It becomes -Xmn. When that is meant, allow it with a comment.", "java.heap.size.min=256m",
      "java.heap.size.initial=256m", youngGeneration},
-    {"stack-size", Severity::warning, "a stack above the hard limit",
+    {"stack-size", Severity::warning, "a stack above the hard limit, or above 1g",
      "The main thread runs the application, and the launcher raises its stack limit up to the hard "
      "one only. The limit of the launch may differ from the one of the check.",
      "java.thread.stack.size=1g under ulimit -Hs 8192", "LimitSTACK=infinity in the unit",

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "inspect/NewApplication.h"
+#include "inspect/Text.h"
 
 namespace {
 
@@ -17,13 +18,14 @@ std::filesystem::path launcherBesideThis() {
 
 int make(const NewApplicationRequest& request) {
   try {
-    for (const std::string& note : makeApplication(request)) std::cout << "note: " << note << '\n';
+    for (const std::string& note : makeApplication(request))
+      std::cout << printable("note: " + note) << '\n';
   } catch (const NewApplicationError& error) {
-    std::cerr << "kvf: " << error.what() << '\n';
+    std::cerr << "kvf: " << printable(error.what()) << '\n';
     return 2;
   }
   const std::string name = request.name.empty() ? nameForArchive(request.jar) : request.name;
-  std::cout << "made " << request.directory.string() << ":\n  bin/" << name
+  std::cout << "made " << printable(request.directory.native()) << ":\n  bin/" << name
             << "  starts the application, from anywhere\n  " << name
             << ".kvf  says what it is started with\n  " << name << ".service  is a systemd unit\n";
   return 0;

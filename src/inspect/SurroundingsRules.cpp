@@ -125,11 +125,10 @@ bool writesScript(const Inspection& inspection) {
 
 void scriptValue(const Inspection& inspection, const Report& report) {
   if (!writesScript(inspection)) return;
-  const auto broken = [&](const Position& at, std::string_view what, std::string_view text) {
-    report(at,
-           concat({"a generated script cannot carry ", what, " ", shown(text),
-                   ", since it quotes nothing but blanks: use --run or --cmdlineJava, or another ",
-                   "value"}));
+  const auto broken = [&](const Position& at, std::string_view what, std::string_view text,
+                          std::string_view why = "since it quotes nothing but blanks") {
+    report(at, concat({"a generated script cannot carry ", what, " ", shown(text), ", ", why,
+                       ": use --run or --cmdlineJava, or another value"}));
   };
   const SimpleProperties& merged = inspection.run().merged;
   merged.forEach([&](const WString& name, const WString& text) {
@@ -138,9 +137,12 @@ void scriptValue(const Inspection& inspection, const Report& report) {
     if (definition == nullptr) return;
     const std::string_view value = text.view();
     if (key.starts_with(keys::environmentPrefix)) {
-      const bool breaks =
-          value.find_first_of(" =") != std::string_view::npos || !whatAScriptBreaks(value).empty();
-      if (breaks) broken(definition->at, "the variable's value", value);
+      const bool isBare = value.find(' ') == std::string_view::npos;
+      const std::string_view why =
+          !isBare || !whatAScriptBreaks(value).empty() ? "since it quotes no variable"
+          : value.find('=') != std::string_view::npos  ? "since it cuts it at the last \"=\""
+                                                       : "";
+      if (!why.empty()) broken(definition->at, "the variable's value", value, why);
     } else if (key.starts_with(keys::javaPropertyPrefix) || key == keys::startClass ||
                key == keys::javaLibrary || key == keys::javaPath) {
       if (!whatAScriptBreaks(value).empty()) broken(definition->at, "the value", value);
@@ -233,8 +235,9 @@ constexpr Rule rules[] = {
      "velox.adjuster.class.path=adjuster.jar, and no java.library",
      "java.library=/usr/lib/jvm/default-java/lib/server/libjvm.so", adjusterLibrary},
     {"script-value", Severity::error, "a value that a generated script cannot carry",
-     "The script puts words with a blank in double quotes and escapes nothing. Checked when the "
-     "command line generates a script, and with --script.",
+     "The script puts words with a blank in double quotes and escapes nothing. The value of a "
+     "variable is not quoted at all, and ends before its last \"=\". Checked when the command line "
+     "generates a script, and with --script.",
      "application.args=$HOME", "--run or --cmdlineJava", scriptValue},
     {"global-file", Severity::warning, "a global.kvf that is in effect",
      "A global.kvf in the working directory, else the first one along PATH, supplies every key "

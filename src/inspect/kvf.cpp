@@ -4,6 +4,7 @@
 #include <cstring>
 #include <exception>
 #include <iostream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -17,13 +18,14 @@
 #include "inspect/KeysCommand.h"
 #include "inspect/NewCommand.h"
 #include "inspect/RulesCommand.h"
+#include "inspect/Text.h"
 
 namespace {
 
 constexpr int couldNotWork = 2;
 
 int complain(const char* text) {
-  std::fprintf(stderr, "kvf: %s\n", text);
+  std::fprintf(stderr, "kvf: %s\n", printable(text).c_str());
   return couldNotWork;
 }
 
@@ -48,7 +50,11 @@ int run(int argc, char** argv) {
   try {
     app.parse(static_cast<int>(dashes - argv), argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : couldNotWork;
+    std::ostringstream complaint;
+    const int exitStatus = app.exit(error, std::cout, complaint);
+    std::istringstream lines(complaint.str());
+    for (std::string line; std::getline(lines, line);) std::cerr << printable(line) << '\n';
+    return exitStatus == 0 ? 0 : couldNotWork;
   }
   return status;
 }

@@ -106,8 +106,9 @@ TEST_F(KvfTest, SurroundingsTakePart) {
   EXPECT_TRUE(run({"check", "app.kvf"}).has("[global-file-unusable]"));
   fs::remove(sandbox_.path("global.kvf"));
 
-  kvf(probe() + "application.args=$HOME\nvelox.env.A=b c\n");
+  kvf(probe() + "application.args=$HOME\nvelox.env.A=b c\nvelox.env.B=x=y\n");
   EXPECT_EQ(run({"check", "app.kvf"}), (Outcome{0, ""}));
+  EXPECT_TRUE(run({"check", "--script", "app.kvf"}).has("since it cuts it at the last \"=\""));
   EXPECT_TRUE(run({"check", "--script", "app.kvf"}).has("app.kvf:4: error: a generated script"));
   EXPECT_TRUE(run({"check", "--script", "app.kvf"}).has("app.kvf:5: error: a generated script"));
 
@@ -264,6 +265,16 @@ TEST_F(KvfTest, ColourIsForTerminals) {
   EXPECT_TRUE(sandbox_.run({"sh", "-c", check}).has("\033[1;31merror\033[0m"));
   EXPECT_FALSE(sandbox_.run({"sh", "-c", "NO_COLOR=1 " + check}).has("\033"));
   EXPECT_FALSE(run({"check", "app.kvf"}).has("\033"));
+  const Texts hostile[] = {{"check", "--\033[31m"},
+                           {"cds", "\033[31m"},
+                           {"cds", "\033.kvf", "--", "\033"},
+                           {"new", "made\033", "--jar", VELOX_PROBE_JAR, "--main", "probe.Probe"},
+                           {"new", "made", "--jar", "\033.jar"}};
+  sandbox_.write("\033.kvf", probe());
+  for (const Texts& arguments : hostile) {
+    EXPECT_TRUE(run(arguments).has("\\x1b"));
+    EXPECT_FALSE(run(arguments).has("\033"));
+  }
 }
 
 TEST_F(KvfTest, TheJavaCommandIsWhatTheLauncherDoes) {

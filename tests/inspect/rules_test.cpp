@@ -111,6 +111,10 @@ const Row rows[] = {
      launch() + "java.path=/usr\nwrapper.command=--cmdlineJava\n"},
     {"start-class", 1, "is not set", std::string("java.library=") + jvm + "\n"},
     {"start-class-not-found", 3, "did you mean probe.Probe?", launch(jvm, probeJar, "probe.Prob")},
+    {"start-class-not-found", 3, "is probe.Probe, and",
+     launch(jvm, "%kvf.file.dir%/classes/probe", "Probe")},
+    {"start-class-not-found", 3, "too deep there, as in.probe.Probe",
+     launch(jvm, "%kvf.file.dir%/folded")},
     {"class-version", 3, "needs Java 60", launch(jvm, "%kvf.file.dir%/newer")},
     {"start-method", 4, "did you mean main?", launch() + "java.start.method=mian\n"},
     {"start-method", 4, "void notStatic(", launch() + "java.start.method=notStatic\n"},
@@ -164,6 +168,7 @@ const Row rows[] = {
      launch() + "java.extended.properties=-Xmx1g -Xms2g\n"},
     {"heap-order", 4, "above the maximum of 1g (",
      launch() + "java.extended.properties=-Xms2g\njava.heap.size.max=1g\n"},
+    {"stack-size", 4, "1g at most", launch() + "java.thread.stack.size=1025m\n"},
     {"young-generation", 4, "-Xmn8m", launch() + "java.heap.size.min=8m\n"},
     {"option-blank", 4, "\"-Xint=\"", launch() + "java.extended.properties=-Xint  -Xrs\n"},
     {"option-blank", 4, "\"-Xint=\"", launch() + "java.extended.properties=-Xint \\\n -Xrs\n"},
@@ -242,6 +247,7 @@ void writeSurroundings(Sandbox& sandbox) {
 
   sandbox.write("classes/probe/Probe.class", Archive(jar).read("probe/Probe.class").value());
   sandbox.write("damaged/probe/Probe.class", "\xCA\xFE\xBA\xBE");
+  sandbox.write("folded/in/probe/Probe.class", Archive(jar).read("probe/Probe.class").value());
   std::string newer = Archive(jar).read("probe/Probe.class").value();
   newer[7] = 44 + 60;
   sandbox.write("newer/probe/Probe.class", newer);
@@ -351,6 +357,7 @@ TEST(Rules, EachTellsItsMistakeOnTheCommandLine) {
   const LaunchRow launchRows[] = {
       {"missing-file", 2, "open properties file : /gone.kvf", {"w", "--propFile", "/gone.kvf"}},
       {"unknown-switch", 1, "did you mean --propFile?", {"w", "--propfile", app}},
+      {"unknown-switch", 3, "write --propVar a=b", {"w", "--propFile", app, "--propvar=a=b"}},
       {"dashed-argument", 3, "\"--cleanInstall\"", {"w", "--propFile", app, "--cleanInstall"}},
       {"dashed-argument", 3, "application.args", {"w", "--propFile", app, "--port=80"}},
       {"switch-value", 3, "the switch that is appended", {"w", "--propFile", app, "--propVar"}},
