@@ -222,7 +222,11 @@ void planLaunch(Inspection& inspection) {
   const SimpleProperties& merged = inspection.run().merged;
   const javaparser::JavaParameterParser parser(merged);
   planClassPath(parser, inspection, plan);
-  plan.options = toStrings(javaparser::getAllJavaRunOption(parser));
+  // The host of a Java application has a copy, which is in another order.
+  const SimpleProperties copy = merged;
+  const bool isHosted = launchWay(inspection) == LaunchWay::hostedJava;
+  plan.options = toStrings(
+      javaparser::getAllJavaRunOption(isHosted ? javaparser::JavaParameterParser(copy) : parser));
   for (std::string& option : plan.options) {
     if (option.starts_with(processIdOption)) option = concat({processIdOption, "PID"});
   }
