@@ -258,6 +258,17 @@ TEST_F(KvfTest, OnlyWhatEndsTheLaunchIsAnEnding) {
   }
 }
 
+TEST_F(KvfTest, ExplainHasTheOptionsInTheOrderOfEachWay) {
+  kvf(probe() + "java.property.app.empty=9\njava.property.app.lead=3\n");
+  const auto isLeadFirst = [](const std::string& text) {
+    return text.find("-Dapp.lead=3") < text.find("-Dapp.empty=9");
+  };
+  for (const char* command : {"--run", "--generateScript"}) {
+    EXPECT_EQ(isLeadFirst(run({"explain", "app.kvf", "--", command}).out),
+              isLeadFirst(java({"--debug", command}).out));
+  }
+}
+
 TEST_F(KvfTest, ColourIsForTerminals) {
   kvf("word\n");
   const std::string check =
