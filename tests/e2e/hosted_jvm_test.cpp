@@ -52,11 +52,12 @@ TEST_F(HostedJvm, HasThePiecesOfTheOptionList) {
     const bool hasHeap = process.SetOption(options, "-Xmx", "java.heap.size.max");
     process.SetExtendedJavaOptions(options);
     for (const WString& option : options) std::puts(option.c_str());
-    std::printf("%d%d%d\n", hasClassPath, hasLibrary, hasHeap);
+    std::printf("%d%d%d\n%d\n", hasClassPath, hasLibrary, hasHeap,
+                process.GetJVMVendorName().empty());
     std::exit(0);
   };
   EXPECT_EQ(hosted(show), (Outcome{0, "x.jar:y.jar:\n-Djava.class.path=" VELOX_PROBE_JAR
-                                      "\n-Dlib=" VELOX_JVM_LIBRARY "\n-Da=1\n-Db=2\n110\n"}));
+                                      "\n-Dlib=" VELOX_JVM_LIBRARY "\n-Da=1\n-Db=2\n110\n0\n"}));
 }
 
 }  // namespace

@@ -14,20 +14,12 @@ void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t count, size_t size);
 void* __libc_realloc(void* block, size_t size);
 
-/* The first allocation of a C++ program: the library's reserve, from which exceptions are thrown
- * when there is no memory. It takes more than this. */
-static const size_t reserve = 65536;
-
 static long fail_at;
 static bool fail_on;
-static bool first = true;
 static long* count;
 
-static bool fails(size_t size) {
+static bool fails(void) {
   if (count == NULL) return false;
-  const bool is_reserve = first && size > reserve;
-  first = false;
-  if (is_reserve) return false;
   ++*count;
   if (fail_on ? *count < fail_at : *count != fail_at) return false;
   errno = ENOMEM;
@@ -35,15 +27,15 @@ static bool fails(size_t size) {
 }
 
 void* malloc(size_t size) {
-  return fails(size) ? NULL : __libc_malloc(size);
+  return fails() ? NULL : __libc_malloc(size);
 }
 
 void* calloc(size_t members, size_t size) {
-  return fails(members * size) ? NULL : __libc_calloc(members, size);
+  return fails() ? NULL : __libc_calloc(members, size);
 }
 
 void* realloc(void* block, size_t size) {
-  return fails(size) ? NULL : __libc_realloc(block, size);
+  return fails() ? NULL : __libc_realloc(block, size);
 }
 
 __attribute__((constructor)) static void start(void) {

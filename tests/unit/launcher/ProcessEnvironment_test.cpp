@@ -1,7 +1,11 @@
 #include "launcher/ProcessEnvironment.h"
 
+#include <cstdlib>
+
 #include <gtest/gtest.h>
 
+#include "launcher/wrap.h"
+#include "support/Child.h"
 #include "support/Values.h"
 
 namespace {
@@ -19,6 +23,12 @@ TEST(IsSpace, LooksForTheSpaceOnly) {
 TEST(CallExecvp_IfNecessary, LeavesAServiceAlone) {
   CallExecvp_IfNecessary(true, true, nullptr);
   CallExecvp_IfNecessary(false, false, nullptr);
+}
+
+TEST(WrapperMain, NeedsAProgramName) {
+  char* none[] = {nullptr};
+  EXPECT_EQ(inChild([&] { std::exit(WrapperMain(0, none, nullptr, nullptr)); }),
+            (Outcome{255, "The program name is missing\n"}));
 }
 
 }  // namespace
