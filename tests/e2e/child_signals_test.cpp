@@ -1,7 +1,7 @@
 #include <csignal>
+#include <cstdlib>
 
 #include <fcntl.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include "e2e/LifecycleTest.h"

@@ -21,7 +21,7 @@ class Debugging : public WrapperTest {
   void SetUp() override {
     if (!sandbox_.canLog()) GTEST_SKIP() << "the log file is another user's";
   }
-  Outcome debug(Texts arguments = {}) const {
+  [[nodiscard]] Outcome debug(Texts arguments = {}) const {
     arguments.push_back("--debug");
     return plain(java(arguments)).withoutLine("Waiting for adjustment...\n");
   }

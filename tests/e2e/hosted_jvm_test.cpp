@@ -47,17 +47,18 @@ TEST_F(HostedJvm, HasThePiecesOfTheOptionList) {
   properties_.emplace_back("java.extended.properties", "-Da=1 -Db=2");
   const auto show = [](JavaProcess& process) {
     std::vector<WString> options = {process.ExpandClassPath("x.jar;y.jar/")};
-    const bool hasClassPath = process.SetClassPathOption(options);
-    const bool hasLibrary = process.SetOption(options, "-Dlib=", "java.library");
-    const bool hasHeap = process.SetOption(options, "-Xmx", "java.heap.size.max");
+    const bool told[] = {process.SetClassPathOption(options),
+                         process.SetOption(options, "-Dlib=", "java.library"),
+                         process.SetOption(options, "-Xmx", "java.heap.size.max"),
+                         process.GetJVMVendorName().empty()};
     process.SetExtendedJavaOptions(options);
     for (const WString& option : options) std::puts(option.c_str());
-    std::printf("%d%d%d\n%d\n", hasClassPath, hasLibrary, hasHeap,
-                process.GetJVMVendorName().empty());
+    for (const bool yes : told) std::puts(yes ? "yes" : "no");
     std::exit(0);
   };
-  EXPECT_EQ(hosted(show), (Outcome{0, "x.jar:y.jar:\n-Djava.class.path=" VELOX_PROBE_JAR
-                                      "\n-Dlib=" VELOX_JVM_LIBRARY "\n-Da=1\n-Db=2\n110\n0\n"}));
+  EXPECT_EQ(hosted(show),
+            (Outcome{0, "x.jar:y.jar:\n-Djava.class.path=" VELOX_PROBE_JAR
+                        "\n-Dlib=" VELOX_JVM_LIBRARY "\n-Da=1\n-Db=2\nyes\nyes\nno\nno\n"}));
 }
 
 }  // namespace

@@ -126,7 +126,8 @@ TEST_F(LaunchWays, ScriptsHandOverWhatTheyCanQuote) {
 
 class Script : public WrapperTest {
  protected:
-  Outcome generate(const std::string& file, const std::string& directory = ".") const {
+  [[nodiscard]] Outcome generate(const std::string& file,
+                                 const std::string& directory = ".") const {
     return plain(
         wrapper({"--propFile", file, "--innerProcess", "--generateScript"},
                 {.asNobody = true, .inChild = [&] { std::filesystem::current_path(directory); }}));
@@ -158,7 +159,7 @@ TEST_F(Script, HasTheNameOfItsPropertiesFile) {
   };
   for (const auto& [file, script] : rows) {
     sandbox_.write(file, "java.path=x\njava.start.class=Main");
-    generate(file);
+    EXPECT_EQ(generate(file).status, 0) << file;
     EXPECT_EQ(sandbox_.read(script).find("#!/bin/sh\n\nx -"), 0U) << file;
   }
 }

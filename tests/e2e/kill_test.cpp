@@ -17,7 +17,7 @@ class Kill : public WrapperTest {
   }
   static std::string endedProcess() {
     Child child([] {});
-    const std::string id = std::to_string(child.id());
+    std::string id = std::to_string(child.id());
     child.wait();
     return id;
   }
