@@ -41,6 +41,13 @@ TEST_F(HostedJvm, AppStopCallsTheStopMethodFromAnotherThread) {
                      "AppStop() - Just returned from stop method\n"
                      "WRAPPER - About to call the start method on the start class\nreturning\n"
                      "WRAPPER - Just returned from start method\n"}));
+  properties_.emplace_back("java.stop.method", "missing");
+  const auto stopOnly = [&stop](JavaProcess& process) {
+    stop(process);
+    std::exit(0);
+  };
+  EXPECT_TRUE(hosted(stopOnly).has(
+      "AppStop() - Unable to find the static stop method on the start class\n"));
 }
 
 TEST_F(HostedJvm, HasThePiecesOfTheOptionList) {

@@ -24,6 +24,7 @@ TEST(StopSignalNames, AreReadWithOrWithoutTheirPrefix) {
       {"TERM,KILL,INT", ApplicationKind::native, {SIGTERM}, "KILL"},
       {"term", ApplicationKind::java, {}, "term"},
       {"SIG", ApplicationKind::java, {}, "SIG"},
+      {"XTERM", ApplicationKind::java, {}, "XTERM"},
       {"INT,", ApplicationKind::java, {SIGINT}, ","},
   };
   for (const auto& row : rows) {
