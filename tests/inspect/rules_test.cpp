@@ -308,8 +308,8 @@ const std::string soundFiles[] = {
     launch(jvm, probeJar, "acme.Main") + "java.extended.properties=-Djava.system.class.loader=A\n",
     std::string("java.library=") + jvm + "\njava.class.path=" + probeJar +
         "\njava.start.class=probe.Probe\n",
-    "application.library=" VELOX_NATIVE_DIRECTORY "/libentry1.so:" VELOX_NATIVE_DIRECTORY
-    "/libentry2.so\n",
+    std::string("application.library=") + VELOX_NATIVE_DIRECTORY +
+        "/libentry1.so:" + VELOX_NATIVE_DIRECTORY + "/libentry2.so\n",
     "# A file for one platform. kvf: allow no-library\napplication.args=x\n",
     "application.library=libacme.so:" VELOX_NATIVE_DIRECTORY "/libentry1.so\n",
 };

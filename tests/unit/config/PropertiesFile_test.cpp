@@ -14,14 +14,14 @@ const Entries context = {{"context", "ctx"}};
 class PropertiesFile : public testing::Test {
  protected:
   /// Parses a file as the first of its process. The directory, which every set has, is left out.
-  SimpleProperties parse(const std::string& name, const Entries& options = {},
-                         bool noExport = false) const {
+  [[nodiscard]] SimpleProperties parse(const std::string& name, const Entries& options = {},
+                                       bool noExport = false) const {
     gProps = {};
     return ParsePropertiesFile(sandbox_.path(name).c_str(), props(options), props(variables),
                                props(context), noExport);
   }
   /// The entries that every file has in the end, and others.
-  Entries with(Entries entries) const {
+  [[nodiscard]] Entries with(Entries entries) const {
     entries.insert(entries.end(), {{"kvf.file.dir", sandbox_.path()}, {"path.separator", ":"}});
     return entries;
   }
@@ -73,9 +73,9 @@ TEST_F(PropertiesFile, NothingIsExportedWhenNotWanted) {
 TEST_F(PropertiesFile, ItsDirectoryIsThatOfTheFirstFile) {
   sandbox_.write("sub/inc.kvf", "");
   sandbox_.write("sub\\file.kvf", "");
-  parse("sub/inc.kvf");
+  (void)parse("sub/inc.kvf");
   EXPECT_EQ(gProps, (Entries{{"kvf.file.dir", sandbox_.path("sub")}}));
-  parse("sub\\file.kvf");
+  (void)parse("sub\\file.kvf");
   EXPECT_EQ(gProps, (Entries{{"kvf.file.dir", sandbox_.path("sub")}}));
   gProps = {};
   std::filesystem::current_path(sandbox_.path("sub"));
@@ -99,7 +99,7 @@ TEST_F(PropertiesFile, IncludesNestToALimit) {
   sandbox_.write("1024", "deepest=1\n");
   EXPECT_EQ(parse("0"), with({{"deepest", "1"}}));
   sandbox_.write("1024", include(1024));
-  EXPECT_EQ(inChild([&] { parse("0"); }),
+  EXPECT_EQ(inChild([&] { (void)parse("0"); }),
             (Outcome{255, "Include files nest too deeply at properties file : " +
                               sandbox_.path("1024") + "\n"}));
 }
@@ -111,12 +111,12 @@ TEST_F(PropertiesFile, AMissingOneEndsTheProcess) {
                               "--startSync", "--stop", "--run", "--generateScript", "--cmdlineJava",
                               "--restart", "--query", "--ntservice", "--kill", "unknown"}) {
     EXPECT_EQ(inChild([&] {
-                parse("missing.kvf", {{"wrapper.command", command}});
+                (void)parse("missing.kvf", {{"wrapper.command", command}});
               }),
               fatal)
         << command;
   }
-  EXPECT_EQ(inChild([&] { parse("missing.kvf", {{"ntservice.name", "n"}}); }), fatal);
+  EXPECT_EQ(inChild([&] { (void)parse("missing.kvf", {{"ntservice.name", "n"}}); }), fatal);
   EXPECT_EQ(inChild([] { ParsePropertiesFile(nullptr, {}, {}, {}, false); }),
             (Outcome{255, "Failed to find properties file : \n"}));
 }

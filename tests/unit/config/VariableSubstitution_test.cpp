@@ -13,7 +13,7 @@ class Variables : public testing::Test {
  protected:
   Variables() { ::setenv("OUTER", "environment", 1); }
 
-  WString replaced(WString value) const {
+  [[nodiscard]] WString replaced(WString value) const {
     ReplaceVariables(value, first_, second_, third_);
     return value;
   }
@@ -47,7 +47,7 @@ TEST_F(Variables, EndTheProcessWhenTheyAreMoreThanAHundred) {
     return value;
   };
   EXPECT_EQ(replaced(references(100)), "");
-  EXPECT_EQ(inChild([&] { replaced(references(101)); }),
+  EXPECT_EQ(inChild([&] { (void)replaced(references(101)); }),
             (Outcome{255,
                      "More than 100 variable references in the value that begins with : "
                      "%u%%u%%u%%u%%u%%u%%u%%u%%u%%u%%u%%u%%u%%u%%u%%u%%u%%u%%u%%u%\n"}));
@@ -57,7 +57,7 @@ TEST_F(Variables, AreShownByWholeCharactersOnOneLine) {
   const auto shown = [&](const std::string& beginning) {
     std::string value = beginning;
     for (int i = 0; i < 101; ++i) value += "%u%";
-    const std::string out = inChild([&] { replaced(value.c_str()); }).out;
+    const std::string out = inChild([&] { (void)replaced(value.c_str()); }).out;
     return out.substr(out.find(" : ") + 3);
   };
   EXPECT_EQ(shown("tab\t, line\n" + std::string(49, 'x')),

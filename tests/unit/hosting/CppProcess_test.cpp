@@ -19,7 +19,7 @@ void countStop() {
 
 class SharedProcess : public testing::Test {
  protected:
-  ~SharedProcess() override { CppProcess::DestroySharedProcess(); }
+  void TearDown() override { CppProcess::DestroySharedProcess(); }
 };
 
 TEST_F(SharedProcess, IsTheFirstThatIsCreated) {

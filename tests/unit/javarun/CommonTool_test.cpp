@@ -40,7 +40,7 @@ TEST(ClassPathLimits, OutOfRangeEndTheProcess) {
 class ClassPathDirectory : public testing::Test {
  protected:
   /// The class path that a directory of the sandbox makes, the directory first, the rest sorted.
-  Texts expanded(const std::string& directory) const {
+  [[nodiscard]] Texts expanded(const std::string& directory) const {
     const WString classPath = CommonTool::expandDirToClassPath(sandbox_.path(directory).c_str());
     Texts elements;
     for (const WString& element : CommonTool::splitEx(classPath, ":")) {

@@ -42,7 +42,7 @@ class ArchiveListing : public testing::Test {
   }
 
   /// The archives below a directory of the sandbox, relative to it and sorted.
-  Texts archives(const std::string& directory, int maxCount, int maxDepth) const {
+  [[nodiscard]] Texts archives(const std::string& directory, int maxCount, int maxDepth) const {
     const std::string root = sandbox_.path(directory);
     char** list = new char* [static_cast<std::size_t>(maxCount) + 1] {};
     const int count =
