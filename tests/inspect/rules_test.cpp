@@ -311,7 +311,7 @@ const std::string soundFiles[] = {
     std::string("application.library=") + VELOX_NATIVE_DIRECTORY +
         "/libentry1.so:" + VELOX_NATIVE_DIRECTORY + "/libentry2.so\n",
     "# A file for one platform. kvf: allow no-library\napplication.args=x\n",
-    "application.library=libacme.so:" VELOX_NATIVE_DIRECTORY "/libentry1.so\n",
+    std::string("application.library=libacme.so:") + VELOX_NATIVE_DIRECTORY + "/libentry1.so\n",
 };
 
 TEST(Rules, AMissingIncludeIsNotToldAgainByWhatItWouldHold) {
