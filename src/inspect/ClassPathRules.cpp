@@ -201,14 +201,12 @@ constexpr Rule rules[] = {
     {"class-path-missing", Severity::warning,
      "a class path with a folder or archive that is missing",
      "Nothing tells it: neither the launcher nor a JVM complains about an element that is not "
-     "there "
-     "or cannot be read.",
+     "there or cannot be read.",
      "velox.class.path.extended=/opt/acme/lbi", "velox.class.path.extended=/opt/acme/lib",
      classPathMissing},
     {"class-path-star", Severity::error, "a * that nothing expands",
      "Only the program java expands FOLDER/*. The launcher takes a folder as it is for its "
-     "archives, "
-     "and FOLDER/** for those below it too.",
+     "archives, and FOLDER/** for those below it too.",
      "velox.class.path.extended=lib/*", "velox.class.path.extended=lib", classPathStar},
     {"class-path-link", Severity::warning, "links in a searched folder",
      "The search for archives passes over symbolic links, to files and to folders.",

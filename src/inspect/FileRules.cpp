@@ -175,8 +175,7 @@ constexpr Rule rules[] = {
      "A blank ends the key. In \"key = value\" the \"=\" is then taken off the front of the value, "
      "but the blank behind it stays; in \"key : value\" the colon stays too. "
      "Words between blanks are not hurt by one in front: application.args, "
-     "java.extended.properties "
-     "and application.stop.signals.",
+     "java.extended.properties and application.stop.signals.",
      "java.start.class = com.acme.Main", "java.start.class=com.acme.Main", blankBeforeValue},
     {"trailing-blank", Severity::warning, "a value that ends with blanks",
      "Blanks at the end of a line belong to the value: a file name, a class or a size with one is "
@@ -185,8 +184,7 @@ constexpr Rule rules[] = {
      R"(Remove the blanks; where one is meant, write it as "\ ".)", trailingBlank},
     {"control-escape", Severity::warning, "an escape that makes a tab or a line end",
      "A backslash takes the next character as it is, but t, r and n become a tab, a carriage "
-     "return "
-     "and a line feed.",
+     "return and a line feed.",
      R"(application.start.dir=C:\temp\new)", R"(application.start.dir=C:\\temp\\new)",
      controlEscape},
     {"not-exported", Severity::error, "a variable in a last line without a line end",

@@ -355,14 +355,12 @@ constexpr Rule rules[] = {
      "java.library=/usr/lib/jvm/default-java/lib/server/libjvm.so", noLibrary},
     {"jvm-library", Severity::error, "java.library is no JVM that can be loaded",
      "It has to be the path of libjvm.so, for this machine's architecture. One that is not there "
-     "is "
-     "no error to the launcher: it loads whatever libjvm.so the loader finds.",
+     "is no error to the launcher: it loads whatever libjvm.so the loader finds.",
      "java.library=/usr/lib/jvm/default-java/bin/java",
      "java.library=/usr/lib/jvm/default-java/lib/server/libjvm.so", jvmLibrary},
     {"java-program", Severity::error, "no program java for --cmdlineJava",
      "It is java.path, else bin/java in JAVA_HOME, else java along PATH. When it cannot be "
-     "executed, "
-     "the launch ends with status 0: a service manager takes that for success.",
+     "executed, the launch ends with status 0: a service manager takes that for success.",
      "java.path=/opt/gone/bin/java", "java.path=/usr/bin/java", javaProgram},
     {"start-class", Severity::error, "no java.start.class",
      "A Java run needs the class whose static method it calls.", "java.library=... alone",

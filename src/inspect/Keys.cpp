@@ -33,8 +33,7 @@ constexpr KeyInfo table[] = {
      "The JVM that --run loads into its own process, and -Djava.library. Its presence makes the "
      "run a Java run.",
      "A path that is not there is no error: the launcher then loads whatever libjvm.so the "
-     "loader's "
-     "search path holds. The program bin/java is no library.",
+     "loader's search path holds. The program bin/java is no library.",
      "makes this a Java run that ends with \"The property java.library can not be empty !\"",
      KeyUse::file, true},
     {keys::startClass, nullptr, java, "a class name, with dots or slashes", "",
@@ -65,8 +64,7 @@ constexpr KeyInfo table[] = {
      "-Djava.class.path: an element with .jar, .zip or .class in its name stays, any other is a "
      "folder, which brings itself and its archives; FOLDER/** brings those of its subfolders too.",
      "Links are passed over. The order within a folder is that of the file system. A * alone is "
-     "not "
-     "expanded. The list ends with \":\", which to a JVM means the working directory.",
+     "not expanded. The list ends with \":\", which to a JVM means the working directory.",
      "gives an empty class path: java.class.path and CLASSPATH are not looked at", KeyUse::file},
     {keys::classPathSearchLevel, nullptr, classPath, "a number from 1 to 12", "4",
      "How deep FOLDER/** is searched; FOLDER itself is level 1.",

@@ -89,8 +89,7 @@ constexpr Rule rules[] = {
      "java.heap.size.max=512 MB", "java.heap.size.max=512m", heapSize},
     {"heap-order", Severity::error, "an initial heap above the maximum",
      "The JVM ends the process with its own message and status 1. Of several options of one kind "
-     "the "
-     "last one counts, and those of the keys come behind java.extended.properties.",
+     "the last one counts, and those of the keys come behind java.extended.properties.",
      "java.heap.size.initial=2g\njava.heap.size.max=1g", "java.heap.size.initial=1g", heapOrder},
     {"young-generation", Severity::warning, "java.heap.size.min, which sets the young generation",
      "It becomes -Xmn. When that is meant, allow it with a comment.", "java.heap.size.min=256m",

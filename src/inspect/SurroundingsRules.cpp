@@ -225,8 +225,7 @@ constexpr Rule rules[] = {
      "velox.env.my-var=1", "velox.env.MY_VAR=1", environmentName},
     {"path-hides-launcher", Severity::error, "a PATH on which the launcher is not found again",
      "A launch that exports variables starts itself again by the name it was started with, along "
-     "the "
-     "new PATH.",
+     "the new PATH.",
      "velox.env.PATH=/usr/bin (with the launcher in /opt/acme/bin)",
      "velox.env.PATH=/usr/bin:%PATH%", pathHidesLauncher},
     {"adjuster-library", Severity::error, "an adjuster without java.library",
@@ -241,15 +240,13 @@ constexpr Rule rules[] = {
      "application.args=$HOME", "--run or --cmdlineJava", scriptValue},
     {"global-file", Severity::warning, "a global.kvf that is in effect",
      "A global.kvf in the working directory, else the first one along PATH, supplies every key "
-     "that "
-     "the file leaves absent or empty.",
+     "that the file leaves absent or empty.",
      "A global.kvf in the folder that the launcher is started from.",
      "Start from a folder without one; if it is meant: # kvf: allow global-file in its first line.",
      globalFile},
     {"global-file-unusable", Severity::error, "a global.kvf that cannot be opened",
      "When its name is there but the file is not readable, or a link that leads nowhere, the "
-     "launch "
-     "ends.",
+     "launch ends.",
      "global.kvf -> gone.kvf", "Remove the link.", globalFileUnusable},
     {"global-file-options", Severity::warning, "a global.kvf that adds options or libraries",
      "It can name the JVM, options, libraries and variables for every start that finds it.",
