@@ -5,9 +5,9 @@
 #include <unistd.h>
 
 #include "Fuzzing.h"
-#include "inspect/Archive.h"
-#include "inspect/ClassFile.h"
-#include "inspect/ElfFile.h"
+#include "kvf/formats/Archive.h"
+#include "kvf/formats/ClassFile.h"
+#include "kvf/formats/ElfFile.h"
 
 namespace {
 

@@ -9,10 +9,10 @@
 #include <unistd.h>
 
 #include "Fuzzing.h"
-#include "inspect/Assembler.h"
-#include "inspect/Explanation.h"
-#include "inspect/Findings.h"
-#include "inspect/Text.h"
+#include "kvf/explain/Explanation.h"
+#include "kvf/launch/Assembler.h"
+#include "kvf/rules/Findings.h"
+#include "kvf/text/Text.h"
 
 namespace {
 

@@ -17,7 +17,7 @@ NO_COMPLAINTS = {"you must set more one arg as NULL", "application.processid="}
 def messages(folder):
     for path in pathlib.Path(folder).rglob("*.cpp"):
         # The checker has messages of its own.
-        if path.parent.name == "inspect":
+        if "kvf" in path.parts:
             continue
         source = re.sub(r"^\s*//.*$", "", path.read_text(), flags=re.M)
         for call in list(CALL.finditer(source)) + list(NAMED_ROW.finditer(source)):

@@ -1,0 +1,32 @@
+#ifndef VELOX_KVF_CDS_CLASSDATAARCHIVE_H
+#define VELOX_KVF_CDS_CLASSDATAARCHIVE_H
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// What the header of a class-data archive (-XX:SharedArchiveFile) tells.
+struct ClassDataArchive {
+  bool dynamic = false;     ///< of an application, on top of the JVM's own; else a whole one
+  std::string jvmIdentity;  ///< of the JVM that wrote it, with version and build; may be empty
+};
+
+/// Reads the header from the first bytes of the file (4 KiB do); nothing when it is none. Takes any
+/// bytes.
+std::optional<ClassDataArchive> parseClassDataArchive(std::string_view bytes);
+
+/// Why the JVM would not use the archive for this class path, in sentences; none when nothing
+/// speaks against it. Starts nothing, so no news is no proof that the archive fits: a JVM remembers
+/// the exact times and sizes of the files, and compares options as well. The class path has an
+/// element each, absolute and in order.
+std::vector<std::string> classDataMisfits(const std::filesystem::path& archive,
+                                          const std::filesystem::path& jvmLibrary,
+                                          const std::vector<std::string>& classPath);
+
+/// The files that the options name with -XX:SharedArchiveFile, the last option counts; none without
+/// such an option.
+std::vector<std::string> sharedArchiveFiles(const std::vector<std::string>& options);
+
+#endif

@@ -1,0 +1,184 @@
+#include "kvf/explain/Explanation.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <set>
+
+#include "foundation/PropertyKeys.h"
+#include "kvf/jvm/JvmSearch.h"
+#include "kvf/launch/JvmOptions.h"
+#include "kvf/text/Text.h"
+
+namespace {
+
+bool isPlain(const Definition& definition) {
+  return !definition.isInclude && !definition.refused;
+}
+
+bool isOfCommandLine(const Inspection& inspection, const std::string& key) {
+  const bool fromLauncher = key == keys::kvfFile || key == keys::innerProcess;
+  return !fromLauncher && inspection.run().line.options.contains(key.c_str());
+}
+
+Source originOf(const Inspection& inspection, const std::string& key, const std::string& value) {
+  if (isOfCommandLine(inspection, key)) return {"command line", value};
+  const Definition* definition = inspection.definitionOf(key);
+  if (definition == nullptr) return {"built in", value};
+  return {inspection.nameOf(definition->at), value};
+}
+
+std::string placeOfReference(const Inspection& inspection, const Definition& definition,
+                             const Reference& reference) {
+  switch (reference.source) {
+    case VariableSource::definition:
+      return "--propVar";
+    case VariableSource::environment:
+      return "environment";
+    case VariableSource::nothing:
+      return "nowhere";
+    case VariableSource::entries:
+    case VariableSource::context:
+      break;
+  }
+  const std::string* place = nullptr;
+  std::string found;
+  for (const Definition& earlier : inspection.run().definitions) {
+    if (&earlier == &definition) break;
+    if (earlier.key != reference.name || !isPlain(earlier)) continue;
+    found = inspection.nameOf(earlier.at);
+    place = &found;
+  }
+  return place == nullptr ? "built in" : found;
+}
+
+std::string javaProgram(const Inspection& inspection) {
+  if (inspection.isJava()) {
+    const std::string library = inspection.atApplication(inspection.valueOf(keys::javaLibrary));
+    const std::optional<Jvm> jvm = jvmOfLibrary(library);
+    if (jvm && !jvm->java.empty()) return jvm->java.string();
+  }
+  return inspection.plan.javaCommand;
+}
+
+}  // namespace
+
+std::vector<ExplainedProperty> explainProperties(const Inspection& inspection) {
+  const AssemblyRun& run = inspection.run();
+  std::map<std::string, std::vector<const Definition*>> definitions;
+  for (const Definition& definition : run.definitions) {
+    if (isPlain(definition)) definitions[definition.key].push_back(&definition);
+  }
+
+  std::vector<ExplainedProperty> properties;
+  std::set<std::string> done;
+  const auto add = [&](const std::string& key) {
+    const auto value = inspection.value(key.c_str());
+    if (!value || !done.insert(key).second) return;
+    ExplainedProperty property = {key, originOf(inspection, key, *value), {}};
+    const Definition* used = inspection.definitionOf(key);
+    for (const Definition* definition : definitions[key]) {
+      if (definition == used) continue;
+      property.overrode.push_back({inspection.nameOf(definition->at), definition->value});
+    }
+    properties.push_back(std::move(property));
+  };
+  for (const Definition& definition : run.definitions) {
+    if (inspection.definitionOf(definition.key) == &definition) add(definition.key);
+  }
+  std::set<std::string> others;
+  run.merged.forEach([&](const WString& key, const WString&) { others.insert(toString(key)); });
+  for (const std::string& key : others) add(key);
+  return properties;
+}
+
+std::vector<ExplainedDefinition> explainKey(const Inspection& inspection, std::string_view key) {
+  std::vector<ExplainedDefinition> chain;
+  const Definition* used = inspection.definitionOf(key);
+  for (const Definition& definition : inspection.run().definitions) {
+    if (definition.key != key) continue;
+    ExplainedDefinition explained;
+    explained.source = {inspection.nameOf(definition.at), definition.value};
+    explained.written = definition.written;
+    explained.used = &definition == used || definition.isInclude;
+    for (const Reference& reference : definition.references) {
+      if (reference.whileExporting) continue;
+      explained.references.push_back({reference.name, reference.replacement,
+                                      placeOfReference(inspection, definition, reference)});
+    }
+    chain.push_back(std::move(explained));
+  }
+  const std::string name(key);
+  const auto value = inspection.value(name.c_str());
+  if (used == nullptr && value) {
+    chain.push_back({originOf(inspection, name, *value), *value, {}, true});
+  }
+  return chain;
+}
+
+std::string whatItBrings(const ScannedElement& element) {
+  switch (element.kind) {
+    case ScannedElement::Kind::missing:
+      return "nothing: it is not there";
+    case ScannedElement::Kind::folder:
+      return "the classes in this folder";
+    case ScannedElement::Kind::archive:
+      break;
+  }
+  switch (element.state) {
+    case ArchiveState::readable:
+      return std::to_string(element.entries) + " entries";
+    case ArchiveState::unreadable:
+      return "nothing: it cannot be read";
+    case ArchiveState::tooLarge:
+      return "unknown: it claims to hold more than any sound archive";
+    case ArchiveState::notAnArchive:
+    case ArchiveState::notAFile:
+    case ArchiveState::missing:
+      break;
+  }
+  return "nothing: it is no archive, or is damaged";
+}
+
+std::string equivalentJavaCommand(const Inspection& inspection, ShellWord word) {
+  const LaunchPlan& plan = inspection.plan;
+  std::string command;
+  if (plan.directory != plan.outerDirectory) command += "cd " + word(plan.directory) + " && ";
+  if (!plan.exported.empty()) {
+    command += "env";
+    for (const auto& [name, value] : plan.exported) {
+      command += " " + word(concat({name, "=", value}));
+    }
+    command += " ";
+  }
+  command += word(javaProgram(inspection));
+  // The launcher lets the JVM pass over what it does not know.
+  const bool mayIgnore = inspection.runsInProcess() &&
+                         std::any_of(plan.options.begin(), plan.options.end(), mayBeUnknown);
+  if (mayIgnore) command += " -XX:+IgnoreUnrecognizedVMOptions";
+  for (const std::string& option : plan.options) {
+    // The launcher names its own process here, as a shell does with $$.
+    const bool isProcessId = option.starts_with(processIdOption);
+    command += isProcessId ? concat({" \"", processIdOption, "$$\""}) : " " + word(option);
+  }
+  command += " " + word(inspection.valueOf(keys::startClass));
+  for (const std::string& argument : plan.arguments) command += " " + word(argument);
+  return command;
+}
+
+std::vector<std::string> differencesOfJavaCommand(const Inspection& inspection) {
+  constexpr const char* ownOptions = "JDK_JAVA_OPTIONS";
+  std::vector<std::string> differences;
+  const std::string startMethod = inspection.valueOf(keys::startMethod);
+  if (inspection.runsInProcess() && !startMethod.empty() && startMethod != "main") {
+    differences.push_back(concat({"java runs main, not ", startMethod}));
+  }
+  for (const std::string& option : inspection.plan.options) {
+    if (!isOfJavaProgram(option)) continue;
+    differences.push_back(concat({"java takes ", option, " for itself, a JVM ignores it"}));
+  }
+  if (inspection.plan.exported.contains(ownOptions) || std::getenv(ownOptions) != nullptr) {
+    differences.push_back(concat({"java reads further options from ", ownOptions}));
+  }
+  return differences;
+}

@@ -1,0 +1,154 @@
+#include "kvf/formats/ClassFile.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace {
+
+constexpr std::size_t magicNumber = 0xCAFEBABE;
+constexpr unsigned staticFlag = 0x0008;
+constexpr unsigned firstVersion = 45;
+
+/// Takes big-endian numbers and texts from bytes. Past the end it yields zeros and is not ok.
+class Reader {
+ public:
+  explicit Reader(std::string_view bytes) : rest_(bytes) {}
+
+  [[nodiscard]] bool ok() const { return ok_; }
+
+  std::string_view text(std::size_t length) {
+    if (length > rest_.size()) {
+      ok_ = false;
+      rest_ = {};
+      return {};
+    }
+    const std::string_view taken = rest_.substr(0, length);
+    rest_.remove_prefix(length);
+    return taken;
+  }
+
+  std::size_t number(std::size_t width) {
+    std::size_t value = 0;
+    for (const char c : text(width)) value = value << 8U | static_cast<unsigned char>(c);
+    return value;
+  }
+
+  unsigned u2() { return static_cast<unsigned>(number(2)); }
+
+ private:
+  std::string_view rest_;
+  bool ok_ = true;
+};
+
+struct Constant {
+  std::string_view text;   ///< of a text constant
+  unsigned nameIndex = 0;  ///< of a class constant
+};
+
+enum Tag : unsigned { textTag = 1, longTag = 5, doubleTag = 6, classTag = 7 };
+
+/// Bytes that follow the tag of a constant of fixed size; 0 for tags that do not exist.
+constexpr std::size_t sizeOfConstant(unsigned tag) {
+  constexpr std::size_t sizes[] = {0, 0, 0, 4, 4, 8, 8, 2, 2, 4, 4, 4, 4, 0, 0, 3, 2, 4, 4, 2, 2};
+  return tag < std::size(sizes) ? sizes[tag] : 0;
+}
+
+class Parser {
+ public:
+  explicit Parser(std::string_view bytes) : reader_(bytes) {}
+
+  std::optional<ClassFile> parse() {
+    ClassFile result;
+    if (reader_.number(4) != magicNumber) return std::nullopt;
+    reader_.u2();  // minor version
+    result.majorVersion = reader_.u2();
+    if (!readConstants()) return std::nullopt;
+    reader_.u2();  // access flags
+    result.name = className(reader_.u2());
+    result.superName = className(reader_.u2());
+    reader_.text(std::size_t{2} * reader_.u2());  // interfaces
+    skipFields();
+    readMethods(result);
+    if (!reader_.ok() || result.name.empty()) return std::nullopt;
+    return result;
+  }
+
+ private:
+  bool readConstants() {
+    const unsigned count = reader_.u2();
+    for (constants_.resize(1); constants_.size() < count && reader_.ok();) {
+      const auto tag = static_cast<unsigned>(reader_.number(1));
+      Constant constant;
+      if (tag == textTag) {
+        constant.text = reader_.text(reader_.u2());
+      } else if (tag == classTag) {
+        constant.nameIndex = reader_.u2();
+      } else if (const std::size_t size = sizeOfConstant(tag)) {
+        reader_.text(size);
+      } else {
+        return false;
+      }
+      constants_.push_back(constant);
+      if (tag == longTag || tag == doubleTag) constants_.emplace_back();
+    }
+    return reader_.ok();
+  }
+
+  [[nodiscard]] const Constant& constant(unsigned index) const {
+    return constants_[index < constants_.size() ? index : 0];
+  }
+
+  [[nodiscard]] std::string_view className(unsigned index) const {
+    return constant(constant(index).nameIndex).text;
+  }
+
+  void skipAttributes() {
+    for (unsigned left = reader_.u2(); left > 0 && reader_.ok(); --left) {
+      reader_.u2();
+      reader_.text(reader_.number(4));
+    }
+  }
+
+  ClassMethod readMember() {
+    ClassMethod member;
+    member.accessFlags = reader_.u2();
+    member.name = constant(reader_.u2()).text;
+    member.descriptor = constant(reader_.u2()).text;
+    skipAttributes();
+    return member;
+  }
+
+  void skipFields() {
+    for (unsigned left = reader_.u2(); left > 0 && reader_.ok(); --left) readMember();
+  }
+
+  void readMethods(ClassFile& result) {
+    for (unsigned left = reader_.u2(); left > 0 && reader_.ok(); --left) {
+      const ClassMethod method = readMember();
+      if ((method.accessFlags & staticFlag) != 0) result.staticMethods.push_back(method);
+    }
+  }
+
+  Reader reader_;
+  std::vector<Constant> constants_;
+};
+
+}  // namespace
+
+const ClassMethod* ClassFile::staticMethod(std::string_view methodName,
+                                           std::string_view descriptor) const {
+  const auto found =
+      std::find_if(staticMethods.begin(), staticMethods.end(), [&](const ClassMethod& method) {
+        return method.name == methodName && method.descriptor == descriptor;
+      });
+  return found == staticMethods.end() ? nullptr : &*found;
+}
+
+std::optional<ClassFile> parseClassFile(std::string_view bytes) {
+  return Parser(bytes).parse();
+}
+
+unsigned javaReleaseOf(unsigned majorVersion) {
+  // 45 to 48 are 1.1 to 1.4; every later release has one number of its own.
+  return majorVersion < firstVersion ? 0 : std::max(1U, majorVersion - firstVersion + 1);
+}

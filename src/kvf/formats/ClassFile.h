@@ -1,0 +1,38 @@
+#ifndef VELOX_KVF_FORMATS_CLASSFILE_H
+#define VELOX_KVF_FORMATS_CLASSFILE_H
+
+#include <optional>
+#include <string_view>
+#include <vector>
+
+struct ClassMethod {
+  std::string_view name;        ///< "main"
+  std::string_view descriptor;  ///< "([Ljava/lang/String;)V"
+  unsigned accessFlags = 0;
+
+  [[nodiscard]] bool isPublic() const { return (accessFlags & 0x0001U) != 0; }
+};
+
+/// What a launch needs to know of a compiled class. The texts are in the JVM's modified UTF-8 and
+/// lie inside the bytes that were parsed.
+struct ClassFile {
+  unsigned majorVersion = 0;
+  std::string_view name;       ///< "com/acme/Main"
+  std::string_view superName;  ///< empty for java/lang/Object alone
+  std::vector<ClassMethod> staticMethods;
+
+  /// The static method of this name and descriptor; null when there is none.
+  [[nodiscard]] const ClassMethod* staticMethod(std::string_view methodName,
+                                                std::string_view descriptor) const;
+};
+
+/// Reads the declarations of a class file and skips its code; nothing when the bytes are no
+/// complete class file. Takes any bytes: time and memory are linear in their number.
+/// REQUIRES: the bytes outlive the result.
+std::optional<ClassFile> parseClassFile(std::string_view bytes);
+
+/// The oldest Java release that loads classes of this major version: 52 -> 8, 61 -> 17; 0 for
+/// versions that no release has.
+unsigned javaReleaseOf(unsigned majorVersion);
+
+#endif

@@ -1,0 +1,54 @@
+#include "kvf/formats/Manifest.h"
+
+#include <algorithm>
+
+#include <strings.h>
+
+#include "kvf/formats/Archive.h"
+
+namespace {
+
+constexpr std::size_t maxManifestBytes = std::size_t{1} << 20U;
+
+/// The next line without its end, which may be any of the three.
+std::string_view takeLine(std::string_view& text) {
+  const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
+  const std::string_view line = text.substr(0, end);
+  const std::size_t endLength = text.substr(end).starts_with("\r\n") ? 2 : 1;
+  text.remove_prefix(std::min(end + endLength, text.size()));
+  return line;
+}
+
+std::string trimmed(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(" \t");
+  if (first == std::string_view::npos) return {};
+  return std::string(text.substr(first, text.find_last_not_of(" \t") - first + 1));
+}
+
+}  // namespace
+
+bool AttributeOrder::operator()(const std::string& left, const std::string& right) const {
+  return ::strcasecmp(left.c_str(), right.c_str()) < 0;
+}
+
+Manifest parseManifest(std::string_view text) {
+  Manifest manifest;
+  while (!text.empty()) {
+    std::string line(takeLine(text));
+    if (line.empty()) break;
+    while (text.starts_with(' ')) line += takeLine(text).substr(1);
+    const std::size_t colon = line.find(':');
+    if (colon == std::string::npos) continue;
+    manifest[line.substr(0, colon)] = trimmed(std::string_view(line).substr(colon + 1));
+  }
+  return manifest;
+}
+
+Manifest manifestOf(const std::filesystem::path& archive) {
+  return parseManifest(Archive(archive).read(manifestEntry, maxManifestBytes).value_or(""));
+}
+
+std::string attributeOf(const Manifest& manifest, const std::string& name) {
+  const auto found = manifest.find(name);
+  return found == manifest.end() ? std::string() : found->second;
+}

@@ -1,0 +1,289 @@
+#include "kvf/launch/Assembler.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "config/Configuration.h"
+#include "config/PropertiesFile.h"
+#include "config/Switches.h"
+#include "foundation/PropertyKeys.h"
+#include "javarun/ArgumentSplitter.h"
+#include "javarun/CommonTool.h"
+#include "javarun/JavaCmdLineRunUtil.h"
+#include "javarun/JavaParameterParserUtil.h"
+#include "kvf/launch/AssemblyRecorder.h"
+#include "kvf/process/ProcessTexts.h"
+#include "kvf/text/Text.h"
+#include "logging/Logging.h"
+#include "platform/OS_Abstractions.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Brings the environment back to what it was, on leaving the scope at the latest.
+class EnvironmentGuard {
+ public:
+  EnvironmentGuard() {
+    for (char** entry = ::environ; *entry != nullptr; ++entry) entries_.push_back(*entry);
+  }
+  EnvironmentGuard(const EnvironmentGuard&) = delete;
+  EnvironmentGuard& operator=(const EnvironmentGuard&) = delete;
+  ~EnvironmentGuard() { restore(); }
+
+  void restore() const {
+    // An export replaces the pointer to an entry, never its text.
+    ::clearenv();
+    for (char* entry : entries_) ::putenv(entry);
+  }
+
+ private:
+  std::vector<char*> entries_;
+};
+
+/// The working directory as it was, on leaving the scope.
+class DirectoryGuard {
+ public:
+  DirectoryGuard() : descriptor_(::open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {}
+  DirectoryGuard(const DirectoryGuard&) = delete;
+  DirectoryGuard& operator=(const DirectoryGuard&) = delete;
+  ~DirectoryGuard() {
+    if (descriptor_ < 0) return;
+    static_cast<void>(::fchdir(descriptor_) == 0);
+    ::close(descriptor_);
+  }
+
+ private:
+  int descriptor_;
+};
+
+/// What the launcher's log would end the process for.
+struct LaunchEnds {
+  std::string message;
+};
+
+class ThrowingSink : public Logging::Sink {
+ public:
+  ThrowingSink() { Logging::SetSink(this); }
+  ThrowingSink(const ThrowingSink&) = delete;
+  ThrowingSink& operator=(const ThrowingSink&) = delete;
+  ~ThrowingSink() override { Logging::SetSink(nullptr); }
+
+  void message(Logging::Pieces /*pieces*/) override {}
+  [[noreturn]] void fatal(Logging::Pieces pieces) override { throw LaunchEnds{concat(pieces)}; }
+};
+
+void resetLauncherState() {
+  gProps = SimpleProperties();
+  g_isJavaWrapper = false;
+  CommonConfig::initConfig(SimpleProperties());
+}
+
+/// The texts, and which of them are values of the switch before.
+void completeArguments(const std::vector<std::string>& commandLine, AssemblyRun& run) {
+  run.arguments.resize(commandLine.size());
+  for (std::size_t i = 0; i < commandLine.size(); ++i) {
+    run.arguments[i].text = commandLine[i];
+    run.arguments[i].isValue = i > 0 && run.arguments[i - 1].valueConsumed;
+  }
+}
+
+/// Enough for a file with many mistakes; each costs one more assembly.
+constexpr std::size_t mostFailures = 20;
+/// Each leaves much text behind: an exported variable stays in memory.
+constexpr std::size_t mostExpansions = 3;
+
+/// Assembles, again and again until nothing ends it any more.
+void assemble(const CommandLine& line, const EnvironmentGuard& environment, AssemblyRun& run) {
+  const AssemblyRun start = run;
+  Refusals refusals;
+  std::vector<Failure> failures;
+  std::size_t expansions = 0;
+  for (bool goesOn = true; goesOn;) {
+    environment.restore();
+    resetLauncherState();
+    run = start;
+    run.line = line;
+    AssemblyRecorder recorder(refusals, run);
+    const std::size_t before = failures.size();
+    try {
+      run.merged = assembleProperties(run.line, run.location, recorder);
+    } catch (const LaunchEnds& end) {
+      failures.push_back(recorder.failure(end.message));
+    } catch (const TooMuchText&) {
+      failures.push_back(recorder.expansionFailure());
+      ++expansions;
+    }
+    run.incomplete = failures.size() > before;
+    goesOn = run.incomplete && failures.size() < mostFailures && expansions < mostExpansions &&
+             recorder.refuseLatest(refusals);
+  }
+  run.failures = std::move(failures);
+}
+
+void readLimits(AssemblyRun& run, const Inspection& inspection) {
+  try {
+    CommonConfig::initConfig(run.merged);
+  } catch (const LaunchEnds& end) {
+    const bool level = end.message.find("level") != std::string::npos;
+    const Position at =
+        inspection.positionOf(level ? keys::classPathSearchLevel : keys::classPathMaxLibNumber);
+    run.failures.push_back({Failure::Stage::limits, at, end.message});
+    CommonConfig::initConfig(SimpleProperties());
+  }
+}
+
+std::vector<std::string> toStrings(const std::vector<WString>& texts) {
+  std::vector<std::string> strings;
+  strings.reserve(texts.size());
+  for (const WString& text : texts) strings.push_back(toString(text));
+  return strings;
+}
+
+std::string workingDirectory() {
+  return sii_GetCurrentDirectory();
+}
+
+void enterStartDirectory(const Inspection& inspection) {
+  const std::optional<std::string> directory = inspection.value(keys::startDirectory);
+  if (!directory) return;
+  sii_ChangeDirectory(directory->c_str());
+  // The host of a Java application enters it once more.
+  if (inspection.isJava() && inspection.command() == switches::run) {
+    sii_ChangeDirectory(directory->c_str());
+  }
+}
+
+std::vector<std::string> elementsOf(std::string_view list, std::string_view separators) {
+  std::vector<std::string> elements;
+  for (std::size_t start = 0; start <= list.size();) {
+    const std::size_t end = std::min(list.find_first_of(separators, start), list.size());
+    if (end > start) elements.emplace_back(list.substr(start, end - start));
+    start = end + 1;
+  }
+  return elements;
+}
+
+std::vector<ClassPathElement> expandedClassPath(const javaparser::JavaParameterParser& parser,
+                                                const std::string& written) {
+  std::vector<ClassPathElement> elements;
+  for (const std::string& element : elementsOf(written, ":;")) {
+    const std::string expanded = toString(parser.expandClassPath(element.c_str()));
+    const std::vector<std::string> pieces = elementsOf(expanded, ":");
+    const bool searched = element.find(".jar") == std::string::npos &&
+                          element.find(".zip") == std::string::npos &&
+                          element.find(".class") == std::string::npos;
+    elements.push_back({element, searched, pieces});
+  }
+  return elements;
+}
+
+void planClassPath(const javaparser::JavaParameterParser& parser, const Inspection& inspection,
+                   LaunchPlan& plan) {
+  if (const auto extended = inspection.value(keys::classPathExtended)) {
+    plan.classPathKey = keys::classPathExtended;
+    plan.classPath = expandedClassPath(parser, *extended);
+    return;
+  }
+  if (inspection.value(keys::classPath)) plan.classPathKey = keys::classPath;
+  WString classPath = ".";
+  parser.findClassPath(classPath);
+  for (const std::string& element : elementsOf(toString(classPath), ":")) {
+    plan.classPath.push_back({element, false, {element}});
+  }
+}
+
+LaunchWay launchWay(const Inspection& inspection) {
+  const std::string command = inspection.command();
+  if (command == switches::cmdlineJava || command == switches::generateScript) {
+    return LaunchWay::externalJava;
+  }
+  return inspection.isJava() ? LaunchWay::hostedJava : LaunchWay::nativeLibrary;
+}
+
+void planLaunch(Inspection& inspection) {
+  LaunchPlan& plan = inspection.plan;
+  for (const Definition& definition : inspection.outer.definitions) {
+    if (!definition.exported) continue;
+    plan.exported[definition.key.substr(std::string_view(keys::environmentPrefix).size())] =
+        *definition.exported;
+  }
+  const char* path = std::getenv("PATH");
+  plan.path = path == nullptr ? "" : path;
+  plan.outerDirectory = workingDirectory();
+  enterStartDirectory(inspection);
+  plan.directory = workingDirectory();
+
+  const SimpleProperties& merged = inspection.run().merged;
+  const javaparser::JavaParameterParser parser(merged);
+  planClassPath(parser, inspection, plan);
+  // The host of a Java application has a copy, which is in another order.
+  const SimpleProperties copy = merged;
+  const bool isHosted = launchWay(inspection) == LaunchWay::hostedJava;
+  plan.options = toStrings(
+      javaparser::getAllJavaRunOption(isHosted ? javaparser::JavaParameterParser(copy) : parser));
+  for (std::string& option : plan.options) {
+    if (option.starts_with(processIdOption)) option = concat({processIdOption, "PID"});
+  }
+  plan.arguments = toStrings(applicationArguments(merged, launchWay(inspection)));
+  plan.javaCommand = toString(getJavaCmd(parser, false));
+  if (launchWay(inspection) != LaunchWay::nativeLibrary) {
+    inspection.classPath.emplace(plan.classPath, plan.directory,
+                                 inspection.valueOf(keys::startClass));
+  }
+}
+
+bool startsItselfAgain(const AssemblyRun& run) {
+  return !run.line.innerProcess && run.merged.valueOf(keys::applicationLibrary).empty() &&
+         exportsEnvironment(run.merged);
+}
+
+}  // namespace
+
+Inspection inspectCommandLine(const std::vector<std::string>& commandLine) {
+  const ThrowingSink sink;
+  const EnvironmentGuard environment;
+  const DirectoryGuard directory;
+
+  Inspection inspection;
+  inspection.commandLine = commandLine;
+  AssemblyRun& outer = inspection.outer;
+  const Refusals none;
+  AssemblyRecorder arguments(none, outer);
+  std::vector<std::string> texts = commandLine;
+  std::vector<char*> vector = nullTerminated(texts);
+  CommandLine line =
+      scanCommandLine(static_cast<int>(commandLine.size()), vector.data(), arguments);
+  completeArguments(commandLine, outer);
+  outer.location = locatePropertiesFile(line.options, vector[0]);
+  assemble(line, environment, outer);
+  // What follows sees the exported variables.
+  const EnvironmentGuard exported;
+  if (startsItselfAgain(outer)) {
+    AssemblyRun& inner = inspection.inner.emplace();
+    inner.location = outer.location;
+    line.innerProcess = true;
+    line.options.set(keys::innerProcess, "true");
+    assemble(line, exported, inner);
+  }
+  readLimits(outer, inspection);
+  planLaunch(inspection);
+  resetLauncherState();
+  return inspection;
+}
+
+Inspection inspectFile(const std::string& file, const std::vector<std::string>& arguments) {
+  const fs::path given = file;
+  const fs::path absolute = fs::absolute(given);
+  std::vector<std::string> commandLine = {"wrapper", switches::propFile, absolute.string()};
+  commandLine.insert(commandLine.end(), arguments.begin(), arguments.end());
+  Inspection inspection = inspectCommandLine(commandLine);
+  inspection.shownFolder = given.parent_path().string();
+  inspection.absoluteFolder = absolute.parent_path().string();
+  return inspection;
+}

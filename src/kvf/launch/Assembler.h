@@ -1,0 +1,22 @@
+#ifndef VELOX_KVF_LAUNCH_ASSEMBLER_H
+#define VELOX_KVF_LAUNCH_ASSEMBLER_H
+
+#include <string>
+#include <vector>
+
+#include "kvf/launch/Inspection.h"
+
+/// Puts a command line, from the program's name on, through the launcher's own assembly, twice
+/// where a launch would start itself again. The environment is exported within this process and
+/// restored afterwards, as are the working directory and the launcher's process-wide state; nothing
+/// is started, loaded or written. Where a launch would end with a message, that becomes a failure,
+/// and the assembly goes on without what caused it.
+///
+/// Not for use from several threads.
+Inspection inspectCommandLine(const std::vector<std::string>& commandLine);
+
+/// The same for a file that is looked at by itself, as if a launcher got its absolute path and the
+/// further arguments. Places in it, and in files below its folder, are named as the file was.
+Inspection inspectFile(const std::string& file, const std::vector<std::string>& arguments = {});
+
+#endif

@@ -1,0 +1,192 @@
+#include "kvf/launch/AssemblyRecorder.h"
+
+#include <algorithm>
+
+#include <sys/stat.h>
+
+#include "config/PropertiesScanner.h"
+#include "kvf/text/Text.h"
+
+namespace {
+
+/// Files beyond are not looked at: the same one may be included thousands of times.
+constexpr std::size_t mostRecordedBytes = std::size_t{32} << 20U;
+/// A few lines of references that double each other make any amount of text.
+constexpr std::size_t mostReplacedBytes = std::size_t{32} << 20U;
+
+std::vector<std::size_t> lineStartsOf(std::string_view text) {
+  std::vector<std::size_t> starts = {0};
+  for (std::size_t end = 0; (end = text.find('\n', end)) != std::string_view::npos;) {
+    starts.push_back(++end);
+  }
+  return starts;
+}
+
+}  // namespace
+
+void AssemblyRecorder::argumentScanned(const ScannedArgument& argument) {
+  const auto index = static_cast<std::size_t>(argument.index);
+  if (run_.arguments.size() <= index) run_.arguments.resize(index + 1);
+  Argument& recorded = run_.arguments[index];
+  recorded.switchName = argument.switchName;
+  recorded.hasValue = argument.value != nullptr;
+  recorded.valueConsumed = argument.valueConsumed;
+}
+
+Position AssemblyRecorder::positionAt(std::size_t offset) const {
+  const int file = currentFile();
+  return {file, run_.files[static_cast<std::size_t>(file)].lineAt(offset)};
+}
+
+SourceFile& AssemblyRecorder::addFile(const WString& name) {
+  SourceFile& file = run_.files.emplace_back();
+  file.name = toString(name);
+  file.global = inGlobal_;
+  if (includePending_) file.includedAt = run_.definitions.back().at;
+  includePending_ = false;
+  globalPending_ = false;
+  return file;
+}
+
+bool AssemblyRecorder::fileEntered(const WString& name, std::string_view text) {
+  struct stat status = {};
+  const bool known = ::stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+  const auto same = [&](const Open& open) {
+    return known && open.device == status.st_dev && open.inode == status.st_ino;
+  };
+  if (std::any_of(open_.begin(), open_.end(), same)) {
+    run_.includeCycles.push_back(run_.definitions.back().at);
+    includePending_ = false;
+    return false;
+  }
+  recordedBytes_ += text.size();
+  if (recordedBytes_ > mostRecordedBytes) {
+    includePending_ = false;
+    run_.tooMuch = true;
+    return false;
+  }
+  SourceFile& file = addFile(name);
+  file.text = text;
+  file.lineStarts = lineStartsOf(text);
+  open_.push_back({static_cast<int>(run_.files.size()) - 1, status.st_dev, status.st_ino});
+  return true;
+}
+
+void AssemblyRecorder::fileUnread(const WString& name) {
+  addFile(name).unread = true;
+}
+
+void AssemblyRecorder::fileLeft() {
+  const SourceFile& file = run_.files[static_cast<std::size_t>(currentFile())];
+  latestInclude_ = file.includedAt.value_or(Position());
+  open_.pop_back();
+}
+
+void AssemblyRecorder::lineDropped(std::size_t offset) {
+  run_.droppedLines.push_back(positionAt(offset));
+}
+
+void AssemblyRecorder::controlEscaped(std::size_t offset) {
+  run_.controlEscapes.push_back(positionAt(offset));
+}
+
+bool AssemblyRecorder::entryScanned(const PropertiesEntry& entry) {
+  latestKeyAt_ = entry.keyAt;
+  exporting_ = false;
+  substituting_ = true;
+  replacements_.clear();
+
+  Definition& definition = run_.definitions.emplace_back();
+  definition.at = positionAt(entry.keyAt);
+  definition.key = toString(entry.key);
+  definition.written = toString(entry.value);
+  definition.rawAt = entry.valueAt;
+  definition.rawEnd = entry.endAt;
+  definition.endedByLineEnd = entry.endedByLineEnd;
+  definition.global = inGlobal_;
+  definition.refused = refusals_.entries.contains({currentFile(), entry.keyAt});
+  return !definition.refused;
+}
+
+void AssemblyRecorder::referenceReplaced(const ReplacedReference& reference) {
+  const std::size_t at = reference.at;
+  const std::size_t before = reference.name.length() + 2;
+  const std::size_t after = reference.replacement.length();
+  replacedBytes_ += after;
+  if (replacedBytes_ > mostReplacedBytes) throw TooMuchText{};
+  bool inReplacement = false;
+  for (Range& range : replacements_) {
+    if (at >= range.end) continue;
+    if (at >= range.start) {
+      inReplacement = true;
+    } else {
+      range.start = range.start + after - std::min(before, range.start + after);
+    }
+    range.end = range.end + after - std::min(before, range.end + after);
+  }
+  replacements_.push_back({at, at + after});
+  run_.definitions.back().references.push_back({toString(reference.name), reference.source,
+                                                toString(reference.replacement), inReplacement,
+                                                exporting_});
+}
+
+void AssemblyRecorder::includeFound(const WString& name) {
+  Definition& definition = run_.definitions.back();
+  definition.isInclude = true;
+  definition.value = toString(name);
+  latestInclude_ = definition.at;
+  includePending_ = true;
+  substituting_ = false;
+}
+
+void AssemblyRecorder::entryStored(const WString& key, const WString& value) {
+  run_.definitions.back().value = toString(value);
+  substituting_ = false;
+  auto& last = inGlobal_ ? run_.lastInGlobal : run_.lastInFiles;
+  last[toString(key)] = run_.definitions.size() - 1;
+}
+
+void AssemblyRecorder::exportBegins() {
+  exporting_ = true;
+  substituting_ = true;
+  replacements_.clear();
+}
+
+void AssemblyRecorder::variableExported(std::string_view /*name*/, const WString& value) {
+  run_.definitions.back().exported = toString(value);
+  substituting_ = false;
+}
+
+bool AssemblyRecorder::globalFileFound(const WString& name) {
+  run_.globalFile = toString(name);
+  inGlobal_ = true;
+  globalPending_ = true;
+  return !refusals_.globalFile;
+}
+
+void AssemblyRecorder::globalEntryMerged(const WString& key, bool taken) {
+  run_.globalKeys[toString(key)] = taken;
+}
+
+Failure AssemblyRecorder::failure(const std::string& message) const {
+  using Stage = Failure::Stage;
+  if (globalPending_) return {Stage::globalFile, {}, message};
+  if (open_.empty()) return {Stage::mainFile, {}, message};
+  if (substituting_) return {Stage::substitution, run_.definitions.back().at, message};
+  return {Stage::include, latestInclude_, message};
+}
+
+Failure AssemblyRecorder::expansionFailure() const {
+  return {Failure::Stage::expansion, run_.definitions.back().at, {}};
+}
+
+bool AssemblyRecorder::refuseLatest(Refusals& refusals) const {
+  if (globalPending_) {
+    refusals.globalFile = true;
+    return true;
+  }
+  if (open_.empty()) return false;
+  // Includes that are too much altogether stay so without the latest one.
+  if (!substituting_ && !includePending_) return false;
+  return refusals.entries.insert({currentFile(), latestKeyAt_}).second;
+}

@@ -1,0 +1,162 @@
+#include "kvf/launch/ClassPathScan.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <system_error>
+
+#include "kvf/formats/Manifest.h"
+#include "kvf/text/Text.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view classSuffix = ".class";
+constexpr std::size_t mostNames = 50000;
+constexpr std::size_t mostManifestElements = 1000;
+
+std::string entryName(std::string name) {
+  std::replace(name.begin(), name.end(), '.', '/');
+  return name + std::string(classSuffix);
+}
+
+std::optional<std::string> readFile(const fs::path& path) {
+  std::error_code error;
+  const std::uintmax_t size = fs::file_size(path, error);
+  if (error || size > Archive::defaultMaxBytes) return std::nullopt;
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream bytes;
+  bytes << file.rdbuf();
+  if (!file) return std::nullopt;
+  return std::move(bytes).str();
+}
+
+std::optional<FoundClass> findIn(const ScannedElement& element, const std::string& entry) {
+  using Kind = ScannedElement::Kind;
+  std::optional<std::string> bytes;
+  if (element.kind == Kind::folder) {
+    bytes = readFile(fs::path(element.path) / entry);
+  } else if (element.kind == Kind::archive) {
+    bytes = Archive(element.path).read(entry);
+  }
+  if (!bytes) return std::nullopt;
+  return FoundClass{element.path, std::move(*bytes)};
+}
+
+/// The archives and folders that the manifest names, absolute.
+std::vector<std::string> manifestClassPath(const ScannedElement& element) {
+  std::istringstream words(attributeOf(manifestOf(element.path), "Class-Path"));
+  const fs::path folder = fs::path(element.path).parent_path();
+  std::vector<std::string> paths;
+  for (std::string word; words >> word;) paths.push_back((folder / word).string());
+  return paths;
+}
+
+ScannedElement elementAt(const std::string& path) {
+  std::error_code error;
+  const fs::file_status status = fs::status(path, error);
+  if (error || !fs::exists(status)) return {path, ScannedElement::Kind::missing};
+  if (fs::is_directory(status)) return {path, ScannedElement::Kind::folder};
+  return {path, ScannedElement::Kind::archive};
+}
+
+/// Calls visit(NAME) for every class, with slashes and without ".class", until it returns false.
+template <class Visit>
+void forEachClass(const ScannedElement& element, Visit&& visit) {
+  const auto take = [&](std::string_view entry) {
+    if (!entry.ends_with(classSuffix) || entry.find('$') != std::string_view::npos) return true;
+    return visit(entry.substr(0, entry.size() - classSuffix.size()));
+  };
+  if (element.kind == ScannedElement::Kind::archive) {
+    const Archive archive(element.path);
+    for (std::uint64_t i = 0; i < archive.size(); ++i) {
+      if (!take(archive.nameAt(i))) return;
+    }
+    return;
+  }
+  std::error_code error;
+  fs::recursive_directory_iterator entries(element.path,
+                                           fs::directory_options::skip_permission_denied, error);
+  const std::size_t prefix = element.path.size() + 1;
+  for (; !error && entries != fs::recursive_directory_iterator(); entries.increment(error)) {
+    const std::string path = entries->path().string();
+    if (path.size() > prefix && !take(std::string_view(path).substr(prefix))) return;
+  }
+}
+
+std::string_view simpleName(std::string_view name) {
+  return name.substr(name.rfind('/') + 1);
+}
+
+}  // namespace
+
+ClassPathScan::ClassPathScan(const std::vector<ClassPathElement>& classPath,
+                             const std::string& directory, const std::string& startClass) {
+  const std::string entry = startClass.empty() ? std::string() : entryName(startClass);
+  for (const ClassPathElement& element : classPath) {
+    for (const std::string& expanded : element.expanded) {
+      const bool absolute = expanded.starts_with('/');
+      ScannedElement scanned = elementAt(absolute ? expanded : concat({directory, "/", expanded}));
+      if (scanned.kind == ScannedElement::Kind::archive) {
+        const Archive archive(scanned.path);
+        scanned.state = archive.state();
+        scanned.entries = archive.size();
+        if (!startClass_ && !entry.empty()) {
+          if (auto bytes = archive.read(entry)) {
+            startClass_ = FoundClass{scanned.path, std::move(*bytes)};
+          }
+        }
+      } else if (!startClass_ && !entry.empty()) {
+        startClass_ = findIn(scanned, entry);
+      }
+      elements_.push_back(std::move(scanned));
+    }
+  }
+  if (!startClass_ && !entry.empty()) startClass_ = findBehindManifests(entry);
+}
+
+std::optional<FoundClass> ClassPathScan::find(const std::string& name) const {
+  const std::string entry = entryName(name);
+  for (const ScannedElement& element : elements_) {
+    if (auto found = findIn(element, entry)) return found;
+  }
+  return findBehindManifests(entry);
+}
+
+std::optional<FoundClass> ClassPathScan::findBehindManifests(const std::string& entry) const {
+  std::vector<ScannedElement> queue = elements_;
+  std::set<std::string> seen;
+  for (const ScannedElement& element : elements_) seen.insert(element.path);
+  const std::size_t most = queue.size() + mostManifestElements;
+  for (std::size_t i = 0; i < queue.size() && queue.size() < most; ++i) {
+    if (queue[i].kind != ScannedElement::Kind::archive) continue;
+    for (const std::string& path : manifestClassPath(queue[i])) {
+      if (!seen.insert(path).second) continue;
+      queue.push_back(elementAt(path));
+      if (auto found = findIn(queue.back(), entry)) return found;
+    }
+  }
+  return std::nullopt;
+}
+
+std::string ClassPathScan::nearest(const std::string& name) const {
+  std::string wanted = entryName(name);
+  wanted.resize(wanted.size() - classSuffix.size());
+  std::string best;
+  std::size_t left = mostNames;
+  for (const ScannedElement& element : elements_) {
+    if (element.kind == ScannedElement::Kind::missing) continue;
+    forEachClass(element, [&](std::string_view candidate) {
+      // The same class in another package is the likeliest mistake.
+      const bool samePlace = simpleName(candidate) == simpleName(wanted);
+      if (samePlace || nearestName(wanted, {best, candidate}) == candidate) best = candidate;
+      return !samePlace && --left > 0;
+    });
+    if (left == 0 || (!best.empty() && simpleName(best) == simpleName(wanted))) break;
+  }
+  std::replace(best.begin(), best.end(), '/', '.');
+  return best;
+}

@@ -1,0 +1,59 @@
+#ifndef VELOX_KVF_LAUNCH_CLASSPATHSCAN_H
+#define VELOX_KVF_LAUNCH_CLASSPATHSCAN_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "kvf/formats/Archive.h"
+
+/// An element of the class path as it is written, and the elements it becomes.
+struct ClassPathElement {
+  std::string written;
+  bool searched = false;  ///< a folder that brings its archives along
+  std::vector<std::string> expanded;
+};
+
+/// What lies behind one element of the expanded class path.
+struct ScannedElement {
+  enum class Kind { missing, folder, archive };
+
+  std::string path;  ///< absolute
+  Kind kind = Kind::missing;
+  ArchiveState state = ArchiveState::readable;  ///< of an archive
+  std::uint64_t entries = 0;                    ///< of a readable archive
+};
+
+/// A class as the class path yields it.
+struct FoundClass {
+  std::string where;  ///< the archive or folder
+  std::string bytes;
+};
+
+/// What the class path of a launch holds, from the directories of its archives.
+class ClassPathScan {
+ public:
+  /// Looks at every element, relative ones below the directory. `startClass` is looked for on the
+  /// way; it may be empty, and have dots or slashes.
+  ClassPathScan(const std::vector<ClassPathElement>& classPath, const std::string& directory,
+                const std::string& startClass);
+
+  /// In the order of the expanded class path.
+  [[nodiscard]] const std::vector<ScannedElement>& elements() const { return elements_; }
+  [[nodiscard]] const std::optional<FoundClass>& startClass() const { return startClass_; }
+
+  /// A class by its name with slashes, also in archives that a manifest's Class-Path names.
+  [[nodiscard]] std::optional<FoundClass> find(const std::string& name) const;
+  /// The class of the class path whose name is nearest, with dots; empty: none is near.
+  [[nodiscard]] std::string nearest(const std::string& name) const;
+
+ private:
+  /// Looks where the manifests' Class-Path leads.
+  [[nodiscard]] std::optional<FoundClass> findBehindManifests(const std::string& entry) const;
+
+  std::vector<ScannedElement> elements_;
+  std::optional<FoundClass> startClass_;
+};
+
+#endif

@@ -1,0 +1,149 @@
+#include "kvf/launch/Inspection.h"
+
+#include <algorithm>
+#include <functional>
+#include <iterator>
+
+#include "config/Commands.h"
+#include "config/Switches.h"
+#include "foundation/PropertyKeys.h"
+#include "kvf/text/Text.h"
+
+namespace {
+
+std::string under(const std::string& directory, std::string_view path) {
+  if (path.starts_with('/')) return std::string(path);
+  return concat({directory, "/", path});
+}
+
+}  // namespace
+
+bool Argument::isUnknownSwitch() const {
+  return switchName == nullptr && !isValue && text.starts_with("--");
+}
+
+std::size_t SourceFile::lineAt(std::size_t offset) const {
+  const auto after = std::upper_bound(lineStarts.begin(), lineStarts.end(), offset);
+  return static_cast<std::size_t>(after - lineStarts.begin());
+}
+
+std::string_view SourceFile::line(std::size_t number) const {
+  if (number > lineStarts.size()) return {};
+  const std::size_t start = lineStarts[number - 1];
+  const std::string_view rest = std::string_view(text).substr(start);
+  std::string_view found = rest.substr(0, rest.find('\n'));
+  if (found.ends_with('\r')) found.remove_suffix(1);
+  return found;
+}
+
+std::string_view Definition::variable() const {
+  constexpr std::string_view prefix = keys::environmentPrefix;
+  return key.starts_with(prefix) ? std::string_view(key).substr(prefix.size()) : "";
+}
+
+std::vector<Failure> Inspection::failures(Failure::Stage stage) const {
+  std::vector<Failure> found;
+  std::copy_if(failures().begin(), failures().end(), std::back_inserter(found),
+               [&](const Failure& failure) { return failure.stage == stage; });
+  return found;
+}
+
+std::optional<std::string> Inspection::value(const char* key) const {
+  WString found;
+  if (!run().merged.get(key, found)) return std::nullopt;
+  return toString(found);
+}
+
+const Definition* Inspection::definitionOf(std::string_view key) const {
+  const std::string name(key);
+  if (run().line.options.contains(name.c_str())) return nullptr;
+  const auto& last = isFromGlobalFile(name) ? run().lastInGlobal : run().lastInFiles;
+  const auto found = last.find(name);
+  return found == last.end() ? nullptr : &run().definitions[found->second];
+}
+
+bool Inspection::isFromGlobalFile(const std::string& key) const {
+  const auto taken = run().globalKeys.find(key);
+  return taken != run().globalKeys.end() && taken->second;
+}
+
+const SourceFile& Inspection::fileOf(const Position& at) const {
+  return run().files[static_cast<std::size_t>(at.file)];
+}
+
+std::string_view Inspection::rawValueOf(const Definition& definition) const {
+  const std::string_view text = fileOf(definition.at).text;
+  return text.substr(definition.rawAt, definition.rawEnd - definition.rawAt);
+}
+
+Position Inspection::positionOf(std::string_view key) const {
+  if (const Definition* definition = definitionOf(key)) return definition->at;
+  return mainFile();
+}
+
+Position Inspection::mainFile() const {
+  return hasMainFile() ? Position{0, 0} : Position{Position::commandLine, 0};
+}
+
+bool Inspection::hasMainFile() const {
+  return !run().files.empty() && !run().files[0].global;
+}
+
+bool Inspection::knowsAllKeys() const {
+  return hasMainFile() && !run().incomplete && failures(Failure::Stage::include).empty() &&
+         failures(Failure::Stage::globalFile).empty();
+}
+
+bool Inspection::isJava() const {
+  return run().merged.contains(keys::javaLibrary);
+}
+
+std::string Inspection::command() const {
+  const auto& arguments = outer.arguments;
+  if (std::none_of(arguments.begin(), arguments.end(), std::mem_fn(&Argument::isUnknownSwitch))) {
+    return value(keys::command).value_or(switches::run);
+  }
+  const auto meant =
+      std::find_if(arguments.rbegin(), arguments.rend(), [](const Argument& argument) {
+        return argument.switchName != nullptr && findCommand(argument.switchName) != nullptr;
+      });
+  return meant == arguments.rend() ? switches::run : meant->switchName;
+}
+
+bool Inspection::runsInProcess() const {
+  const std::string name = command();
+  return name == switches::run || findCommand(name) == nullptr;
+}
+
+bool Inspection::startsJvm() const {
+  return runsInProcess() ? isJava() : command() == switches::cmdlineJava;
+}
+
+bool Inspection::startsApplication() const {
+  const std::string name = command();
+  return runsInProcess() || name == switches::cmdlineJava || name == switches::generateScript;
+}
+
+std::string Inspection::atApplication(std::string_view path) const {
+  return under(plan.directory, path);
+}
+
+std::string Inspection::atLauncher(std::string_view path) const {
+  return under(plan.outerDirectory, path);
+}
+
+std::string Inspection::nameOf(const SourceFile& file) const {
+  const std::string_view name = file.name;
+  if (absoluteFolder.empty() || !name.starts_with(absoluteFolder + "/")) return file.name;
+  const std::string_view rest = name.substr(absoluteFolder.size() + 1);
+  return shownFolder.empty() ? std::string(rest) : concat({shownFolder, "/", rest});
+}
+
+std::string Inspection::nameOf(const Position& position) const {
+  if (position.file == Position::commandLine) {
+    return concat({"command line:", std::to_string(position.line)});
+  }
+  const SourceFile& file = fileOf(position);
+  if (position.line == 0) return nameOf(file);
+  return concat({nameOf(file), ":", std::to_string(position.line)});
+}

@@ -1,0 +1,199 @@
+#ifndef VELOX_KVF_LAUNCH_INSPECTION_H
+#define VELOX_KVF_LAUNCH_INSPECTION_H
+
+#include <cstddef>
+#include <deque>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "config/AssemblyObserver.h"
+#include "config/CommandLine.h"
+#include "config/PropertiesLocation.h"
+#include "foundation/Properties.h"
+#include "kvf/launch/ClassPathScan.h"
+#include "kvf/launch/JvmTrial.h"
+
+/// What one command line would make of its properties files, as the launcher's own code tells it,
+/// with the position of everything. Nothing here depends on the environment or the working
+/// directory any more: both were as the launch would have them while the inspection was made.
+
+/// A place in a file, or an argument of the command line.
+struct Position {
+  static constexpr int commandLine = -1;
+
+  int file = commandLine;  ///< index into AssemblyRun::files
+  std::size_t line = 0;    ///< counts from 1, 0 is the file as a whole; of an argument: its index
+
+  bool operator==(const Position&) const = default;
+};
+
+struct SourceFile {
+  std::string name;  ///< as the launcher opens it
+  std::string text;
+  std::vector<std::size_t> lineStarts;
+  std::optional<Position> includedAt;  ///< absent for the main and the global file
+  bool global = false;                 ///< global.kvf, or included by it
+  bool unread = false;                 ///< too large, or not readable to its end
+
+  [[nodiscard]] std::size_t lineAt(std::size_t offset) const;
+  /// Without its line end. REQUIRES: 1 <= number.
+  [[nodiscard]] std::string_view line(std::size_t number) const;
+};
+
+/// A %reference% in a value.
+struct Reference {
+  std::string name;
+  VariableSource source = VariableSource::nothing;
+  std::string replacement;
+  bool inReplacement = false;   ///< it stood in the replacement of an earlier reference
+  bool whileExporting = false;  ///< by the second substitution, of an exported variable
+};
+
+/// One entry of a file.
+struct Definition {
+  Position at;
+  std::string key;
+  std::string written;  ///< the value before substitution
+  std::string value;
+  std::size_t rawAt = 0, rawEnd = 0;  ///< what stands behind the key up to the line end
+  bool endedByLineEnd = true;
+  bool isInclude = false;
+  bool global = false;
+  bool refused = false;                 ///< passed over, since the launch would end here
+  std::optional<std::string> exported;  ///< the value that the environment gets
+  std::vector<Reference> references;
+
+  /// The variable that the entry sets in the environment; empty: none.
+  [[nodiscard]] std::string_view variable() const;
+};
+
+struct Argument {
+  std::string text;
+  const char* switchName = nullptr;  ///< null: no known switch
+  bool hasValue = false;
+  bool valueConsumed = false;
+  bool isValue = false;  ///< taken by the switch before it
+
+  [[nodiscard]] bool isUnknownSwitch() const;
+};
+
+/// Where the launch would end with a message, or the inspection goes no further.
+struct Failure {
+  enum class Stage {
+    mainFile,
+    include,
+    substitution,
+    expansion,  ///< references bring too much text for the inspection, not for the launch
+    globalFile,
+    limits
+  };
+
+  Stage stage = Stage::mainFile;
+  Position at;
+  std::string message;  ///< the launcher's
+};
+
+/// One assembly of the property set.
+struct AssemblyRun {
+  std::vector<SourceFile> files;
+  std::deque<Definition> definitions;  ///< in the order of reading
+  std::vector<Argument> arguments;
+  std::vector<Position> droppedLines;
+  std::vector<Position> controlEscapes;
+  std::vector<Position> includeCycles;
+  std::vector<Failure> failures;
+  bool tooMuch = false;                    ///< there are more files than were looked at
+  bool incomplete = false;                 ///< nothing is known behind the last failure
+  std::string globalFile;                  ///< empty: there is none
+  std::map<std::string, bool> globalKeys;  ///< whether the entry of global.kvf was taken
+  /// The last stored definition of a key, of global.kvf and of the other files.
+  std::unordered_map<std::string, std::size_t> lastInGlobal, lastInFiles;
+  CommandLine line;
+  PropertiesLocation location;
+  SimpleProperties merged;
+};
+
+/// The option that tells the application the launcher's process; a plan has PID for the number.
+inline constexpr std::string_view processIdOption = "-Dapplication.processid=";
+
+/// What the launch would use.
+struct LaunchPlan {
+  std::string directory;                        ///< the application's working directory, absolute
+  std::string outerDirectory;                   ///< the launcher's own
+  std::map<std::string, std::string> exported;  ///< by velox.env. entries
+  std::string path;                             ///< PATH as the application sees it
+  const char* classPathKey = nullptr;           ///< null: from CLASSPATH, or "."
+  std::vector<ClassPathElement> classPath;
+  std::vector<std::string> options;    ///< of the JVM in the launcher's process, in order
+  std::vector<std::string> arguments;  ///< of the application
+  std::string javaCommand;             ///< of --cmdlineJava
+};
+
+class Inspection {
+ public:
+  AssemblyRun outer;                 ///< as the command line starts it
+  std::optional<AssemblyRun> inner;  ///< after it would have started itself again
+  LaunchPlan plan;
+  std::optional<ClassPathScan> classPath;  ///< of a Java launch
+  std::vector<std::string> commandLine;
+  std::optional<JvmTrial> jvmTrial;  ///< when it was asked for
+  std::string shownFolder;  ///< how files below the absolute folder are named; both may be empty
+  std::string absoluteFolder;
+  bool forScript = false;  ///< values must also fit into a generated script
+
+  /// The assembly that the application is started from.
+  [[nodiscard]] const AssemblyRun& run() const { return inner ? *inner : outer; }
+  /// Where the launch would end: of the assembly that the command line starts, or if that has none,
+  /// of the second one.
+  [[nodiscard]] const std::vector<Failure>& failures() const {
+    return outer.failures.empty() ? run().failures : outer.failures;
+  }
+  /// Those of one stage.
+  [[nodiscard]] std::vector<Failure> failures(Failure::Stage stage) const;
+  [[nodiscard]] std::optional<std::string> value(const char* key) const;
+  /// The value, or an empty text.
+  [[nodiscard]] std::string valueOf(const char* key) const { return value(key).value_or(""); }
+  /// The entry whose value the key has; null when no file defines it or something overrules it.
+  [[nodiscard]] const Definition* definitionOf(std::string_view key) const;
+  /// True when the key has its value from global.kvf.
+  [[nodiscard]] bool isFromGlobalFile(const std::string& key) const;
+  /// The file of a position that is not the command line.
+  [[nodiscard]] const SourceFile& fileOf(const Position& at) const;
+  /// What stands behind an entry's key up to the line end.
+  [[nodiscard]] std::string_view rawValueOf(const Definition& definition) const;
+  /// Where the key got its value; where it is nowhere defined, the main file as a whole.
+  [[nodiscard]] Position positionOf(std::string_view key) const;
+  /// The main file, or the command line when there is none.
+  [[nodiscard]] Position mainFile() const;
+  /// False when the main file could not be read.
+  [[nodiscard]] bool hasMainFile() const;
+  /// True when all files were read to their ends, so that what is not there is absent.
+  [[nodiscard]] bool knowsAllKeys() const;
+
+  [[nodiscard]] bool isJava() const;
+  /// The command as a word: "--run" when there is none. Behind an unknown switch, which makes the
+  /// launcher show its usage, the one that was meant.
+  [[nodiscard]] std::string command() const;
+  /// True for --run. A command that does not exist is wrong by itself, and --run is what was meant.
+  [[nodiscard]] bool runsInProcess() const;
+  /// True when the command runs a Java application, in this process or by the program java.
+  [[nodiscard]] bool startsJvm() const;
+  /// True when the command runs the application, or writes a script that does.
+  [[nodiscard]] bool startsApplication() const;
+
+  /// A path as the application's launch would open it, absolute.
+  [[nodiscard]] std::string atApplication(std::string_view path) const;
+  /// The same for what is opened before the working directory changes.
+  [[nodiscard]] std::string atLauncher(std::string_view path) const;
+
+  /// The name of a file for a reader.
+  [[nodiscard]] std::string nameOf(const SourceFile& file) const;
+  /// "FILE:LINE", "FILE" or "command line:ARGUMENT".
+  [[nodiscard]] std::string nameOf(const Position& position) const;
+};
+
+#endif

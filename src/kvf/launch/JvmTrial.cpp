@@ -1,0 +1,164 @@
+#include "kvf/launch/JvmTrial.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <jni.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "config/Switches.h"
+#include "foundation/PropertyKeys.h"
+#include "kvf/launch/Inspection.h"
+#include "kvf/process/ProcessTexts.h"
+#include "kvf/text/Text.h"
+
+namespace {
+
+constexpr unsigned int mostSeconds = 30;
+constexpr std::size_t mostText = 4096;
+constexpr int mostUnknownOptions = 20;
+
+struct Outcome {
+  bool started = false;
+  std::string text;  ///< what was printed
+};
+
+/// What the descriptor yields up to its end; the first part of it.
+std::string readAll(int descriptor) {
+  std::string text;
+  char buffer[mostText];
+  for (ssize_t count = 0; (count = ::read(descriptor, buffer, sizeof buffer)) != 0;) {
+    if (count < 0 && errno != EINTR) break;
+    if (count > 0 && text.size() < mostText) text.append(buffer, static_cast<std::size_t>(count));
+  }
+  return text;
+}
+
+/// Runs the hidden command in a child whose output is read.
+Outcome startChild(const Inspection& inspection, const std::vector<std::string>& options) {
+  std::vector<std::string> arguments = {
+      "kvf", "try-jvm", "--", inspection.atApplication(inspection.valueOf(keys::javaLibrary))};
+  arguments.insert(arguments.end(), options.begin(), options.end());
+  std::vector<std::string> environment = environmentWith(inspection.plan.exported);
+  int pipe[2] = {};
+  if (::pipe2(pipe, O_CLOEXEC) != 0) return {false, "no pipe can be made"};
+
+  posix_spawn_file_actions_t actions;
+  ::posix_spawn_file_actions_init(&actions);
+  ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  ::posix_spawn_file_actions_adddup2(&actions, pipe[1], STDOUT_FILENO);
+  ::posix_spawn_file_actions_adddup2(&actions, pipe[1], STDERR_FILENO);
+  ::posix_spawn_file_actions_addchdir_np(&actions, inspection.plan.directory.c_str());
+  pid_t child = -1;
+  const int failed =
+      ::posix_spawn(&child, "/proc/self/exe", &actions, nullptr, nullTerminated(arguments).data(),
+                    nullTerminated(environment).data());
+  ::posix_spawn_file_actions_destroy(&actions);
+  ::close(pipe[1]);
+  Outcome outcome;
+  outcome.text = readAll(pipe[0]);
+  ::close(pipe[0]);
+  if (failed != 0) return {false, "no process can be started"};
+  int status = 0;
+  while (::waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
+  outcome.started = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  if (WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM)
+    outcome.text += "it did not start in time";
+  return outcome;
+}
+
+/// What follows the mark up to the end of the line or the quote.
+std::string textBehind(const std::string& text, std::string_view mark, char end) {
+  const std::size_t at = text.find(mark);
+  if (at == std::string::npos) return {};
+  const std::size_t start = at + mark.size();
+  return text.substr(start, text.find(end, start) - start);
+}
+
+std::string inOneLine(const std::string& text) {
+  std::string line;
+  for (std::size_t start = 0; start < text.size();) {
+    const std::size_t end = std::min(text.find('\n', start), text.size());
+    if (end > start) line.append(line.empty() ? "" : "; ").append(text, start, end - start);
+    start = end + 1;
+  }
+  return line;
+}
+
+/// The option that the JVM says it does not know; the end of the list when it says no such thing.
+std::vector<std::string>::iterator unknownOption(std::vector<std::string>& options,
+                                                 const std::string& text) {
+  const std::string option = textBehind(text, "Unrecognized option: ", '\n');
+  const std::string flag = textBehind(text, "Unrecognized VM option '", '\'');
+  return std::find_if(options.begin(), options.end(), [&](const std::string& candidate) {
+    if (!option.empty()) return candidate == option;
+    if (flag.empty() || !candidate.starts_with("-XX:")) return false;
+    std::string_view name = std::string_view(candidate).substr(4);
+    if (name.starts_with('+') || name.starts_with('-')) name.remove_prefix(1);
+    return name == flag;
+  });
+}
+
+int createJvm(const std::vector<std::string>& arguments) {
+  using Create = jint (*)(JavaVM**, void**, void*);
+  ::alarm(mostSeconds);
+  if (arguments.empty()) return 1;
+  void* library = ::dlopen(arguments.front().c_str(), RTLD_LAZY | RTLD_GLOBAL);
+  if (library == nullptr) {
+    std::fprintf(stderr, "%s\n", ::dlerror());
+    return 1;
+  }
+  const auto create = reinterpret_cast<Create>(::dlsym(library, "JNI_CreateJavaVM"));
+  if (create == nullptr) return 1;
+
+  std::vector<JavaVMOption> options;
+  for (std::size_t i = 1; i < arguments.size(); ++i) {
+    options.push_back({const_cast<char*>(arguments[i].c_str()), nullptr});
+  }
+  JavaVMInitArgs init = {};
+  init.version = JNI_VERSION_1_6;
+  init.nOptions = static_cast<jint>(options.size());
+  init.options = options.data();
+  init.ignoreUnrecognized = JNI_FALSE;
+  JavaVM* jvm = nullptr;
+  void* environment = nullptr;
+  const jint result = create(&jvm, &environment, &init);
+  std::fflush(nullptr);
+  // Without the JVM's own end, which may write archives and reports.
+  std::_Exit(result < 0 ? 1 : 0);
+}
+
+}  // namespace
+
+std::optional<JvmTrial> tryJvm(const Inspection& inspection) {
+  const std::string library = inspection.valueOf(keys::javaLibrary);
+  if (library.empty() || inspection.command() != switches::run) return std::nullopt;
+  if (::access(inspection.atApplication(library).c_str(), R_OK) != 0) return std::nullopt;
+
+  JvmTrial trial;
+  std::vector<std::string> options = inspection.plan.options;
+  for (int i = 0; i < mostUnknownOptions; ++i) {
+    const Outcome outcome = startChild(inspection, options);
+    if (outcome.started) return trial;
+    const auto unknown = unknownOption(options, outcome.text);
+    if (unknown == options.end()) {
+      trial.refusal = inOneLine(outcome.text);
+      return trial;
+    }
+    trial.ignored.push_back(*unknown);
+    options.erase(unknown);
+  }
+  return trial;
+}
+
+void addTryJvmCommand(CLI::App& app, const std::vector<std::string>& behindDashes, int& status) {
+  CLI::App* command = app.add_subcommand("try-jvm", "Creates a JVM and ends.");
+  command->group("");
+  command->final_callback([&behindDashes, &status] { status = createJvm(behindDashes); });
+}

@@ -1,0 +1,192 @@
+#include "kvf/package/ApplicationTexts.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "kvf/text/PropertiesText.h"
+
+namespace {
+
+constexpr std::string_view directoryReference = "%kvf.file.dir%/";
+// A value may refer to 100 variables.
+constexpr std::size_t elementsOfValue = 90;
+
+constexpr std::string_view script = R"(#!/bin/sh
+# Starts @NAME@ from any directory, also by a link to this file. All arguments are the
+# application's, and so is the exit status; 64: an argument cannot be handed over.
+
+refuse() {
+  printf '%s: %s\n' '@NAME@' "$1" >&2
+  exit 64
+}
+
+# The dot keeps line ends at the end of a name.
+self=$(readlink -f -- "$0" && echo .) || refuse "cannot find out where $0 is"
+here=${self%/bin/*}
+case $here in
+  *:*) refuse "the Java class path cannot hold a folder with a colon in its name: $here" ;;
+esac
+
+# The launcher has switches of its own, so the arguments travel as one text of quoted words. Such a
+# text cannot hold a double quote (nor @@#@@, which stands for a percent sign there), and the system
+# limits it to 128 KiB. From such an argument on they travel one by one, where none may begin with
+# two dashes. Lengths are those of bytes.
+locale=${LC_ALL-}
+LC_ALL=C
+words= number=0 single=
+for argument do
+  shift
+  number=$((number + 1))
+  if [ -z "$single" ]; then
+    longer="$words${words:+ }\"$argument\""
+    case $argument in
+      *\"* | *@@#@@*) single=$number ;;
+      *) [ ${#longer} -le @LIMIT@ ] || single=$number ;;
+    esac
+    if [ -z "$single" ]; then
+      words=$longer
+      continue
+    fi
+  fi
+  case $argument in
+    --*) refuse "cannot hand over argument $number: it begins with two dashes, and argument $single \
+holds a double quote or @@#@@, or is too long" ;;
+  esac
+  set -- "$@" "$argument"
+done
+LC_ALL=$locale
+[ -n "$locale" ] || unset LC_ALL
+
+exec "$here/bin/wrapper" --run --propFile "$here/@NAME@.kvf" --propVar "@VARIABLE@=$words" "$@"
+)";
+
+constexpr std::string_view unit = R"([Unit]
+Description=@NAME@
+After=network.target
+
+[Service]
+# Copy this file to /etc/systemd/system, or: systemctl link FILE. It names the folder as it was
+# made; change the path after a move.
+ExecStart=@SCRIPT@
+Type=exec
+# A JVM that is ended by SIGTERM, as a stop does, has status 143.
+SuccessExitStatus=143
+Restart=on-failure
+#User=@NAME@
+
+[Install]
+WantedBy=multi-user.target
+)";
+
+void replaceAll(std::string& text, std::string_view from, std::string_view to) {
+  for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
+    text.replace(at, from.size(), to);
+}
+
+std::string variableOf(std::string_view name) {
+  std::string variable;
+  for (const char c : name) {
+    const auto byte = static_cast<unsigned char>(c);
+    variable += std::isalnum(byte) != 0 ? static_cast<char>(std::toupper(byte)) : '_';
+  }
+  return variable + "_ARGS";
+}
+
+/// A path as a value: one below the folder moves with it.
+std::string located(const std::string& path) {
+  const std::string spelled = spelledInPropertiesFile(path);
+  return path.starts_with('/') ? spelled : std::string(directoryReference) + spelled;
+}
+
+std::string joinedElements(const std::vector<std::string>& elements) {
+  std::string text;
+  for (const std::string& element : elements) {
+    // A backslash at the end of the line continues the value.
+    if (!text.empty()) text += ":\\\n";
+    text += element;
+  }
+  return text;
+}
+
+/// The entry for the class path; in several for more archives than one value may refer to.
+std::string classPathEntries(const ApplicationFolder& folder) {
+  std::vector<std::vector<std::string>> values(1);
+  for (const std::string& archive : folder.archives) {
+    if (values.back().size() == elementsOfValue) values.emplace_back();
+    values.back().push_back(located("lib/" + archive));
+  }
+  if (values.size() == 1) return "java.class.path=" + joinedElements(values.front()) + "\n";
+
+  std::string entries;
+  std::vector<std::string> references;
+  for (const auto& value : values) {
+    const std::string key = folder.name + ".class.path." + std::to_string(references.size() + 1);
+    entries.append(key).append("=").append(joinedElements(value)).append("\n");
+    references.push_back("%" + key + "%");
+  }
+  return entries + "java.class.path=" + joinedElements(references) + "\n";
+}
+
+std::string optionsEntry(const std::vector<std::string>& options) {
+  if (options.empty()) return "#java.extended.properties=-XX:+UseSerialGC -Dname=value\n";
+  std::string line;
+  for (const std::string& option : options) line += (line.empty() ? "" : " ") + option;
+  return "java.extended.properties=" + spelledInPropertiesFile(line) + "\n";
+}
+
+std::string jvmEntries(const ApplicationFolder& folder) {
+  std::string text = folder.jvmLibrary.starts_with('/')
+                         ? "# The JVM. `kvf jvm --line" +
+                               (folder.release > 0 ? " " + std::to_string(folder.release) : "") +
+                               "` prints this line for the machine it runs on.\n"
+                         : "# The JVM that is shipped with the application.\n";
+  text += "java.library=" + located(folder.jvmLibrary) + "\n";
+  if (!folder.java.empty()) text += "java.path=" + located(folder.java) + "\n";
+  return text;
+}
+
+}  // namespace
+
+bool isApplicationName(std::string_view name) {
+  const auto suits = [](char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || c == '-' || c == '.';
+  };
+  return !name.empty() && name.size() <= 100 && std::all_of(name.begin(), name.end(), suits) &&
+         name.front() != '-' && name.front() != '.' && name != "wrapper";
+}
+
+std::string startScript(const ApplicationFolder& folder) {
+  // The system's limit is for the variable's name and the final NUL too.
+  constexpr std::size_t maxTextBytes = 131072;
+  const std::string variable = variableOf(folder.name);
+  std::string text(script);
+  replaceAll(text, "@NAME@", folder.name);
+  replaceAll(text, "@VARIABLE@", variable);
+  replaceAll(text, "@LIMIT@", std::to_string(maxTextBytes - variable.size() - 2));
+  return text;
+}
+
+std::string propertiesFile(const ApplicationFolder& folder) {
+  const std::string variable = variableOf(folder.name);
+  return "# How " + folder.name + " is started. `kvf check " + folder.name +
+         ".kvf` finds mistakes, `kvf explain " + folder.name +
+         ".kvf`\n# shows what a start would use. %kvf.file.dir% is the folder of this file.\n\n" +
+         jvmEntries(folder) + "\njava.start.class=" + folder.startClass +
+         "\n# What jps shows.\njava.property.sun.java.command=" + folder.startClass +
+         "\n\n# In the order of the search. Archives that are added to lib/ are added here too.\n" +
+         classPathEntries(folder) + "\n# Options of the JVM, with one blank between them.\n" +
+         optionsEntry(folder.options) + "#java.heap.size.max=512m\n\n# The arguments, which bin/" +
+         folder.name + " hands over; these for a start without it.\n" + variable +
+         "=\napplication.args=%" + variable + "%\n";
+}
+
+std::string serviceUnit(const ApplicationFolder& folder, std::string_view directory) {
+  std::string path = std::string(directory) + "/bin/" + folder.name;
+  replaceAll(path, "\\", "\\\\");
+  replaceAll(path, "\"", "\\\"");
+  replaceAll(path, "%", "%%");
+  std::string text(unit);
+  replaceAll(text, "@NAME@", folder.name);
+  replaceAll(text, "@SCRIPT@", "\"" + path + "\"");
+  return text;
+}

@@ -1,0 +1,36 @@
+#ifndef VELOX_KVF_PACKAGE_APPLICATIONTEXTS_H
+#define VELOX_KVF_PACKAGE_APPLICATIONTEXTS_H
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// What the texts in an application's folder need to know. The folder:
+///
+///     bin/NAME      the start script        lib/          the archives
+///     bin/wrapper   the launcher            runtime/      the Java runtime, if it is shipped
+///     NAME.kvf      the properties file     NAME.service  the systemd unit
+struct ApplicationFolder {
+  std::string name;                   ///< see isApplicationName
+  std::string startClass;             ///< "com.acme.Main"
+  std::vector<std::string> archives;  ///< file names in lib/, in the order of the class path
+  std::vector<std::string> options;   ///< of the JVM, one word each
+  std::string jvmLibrary;             ///< below the folder, or absolute
+  std::string java;                   ///< the same; may be empty
+  unsigned release = 0;               ///< of Java that the archives need; 0 when that is unknown
+};
+
+/// Names that are a file's, a unit's and a part of a variable's name without quoting.
+bool isApplicationName(std::string_view name);
+
+/// The script that starts the application from any directory and hands over every argument, save
+/// one that begins with two dashes and holds, or comes after one that holds, a double quote or
+/// "@@#@@", and what exceeds the system's 128 KiB for one text: those it refuses with status 64.
+std::string startScript(const ApplicationFolder& folder);
+
+std::string propertiesFile(const ApplicationFolder& folder);
+
+/// The unit that starts the script in this (absolute) folder.
+std::string serviceUnit(const ApplicationFolder& folder, std::string_view directory);
+
+#endif

@@ -1,0 +1,99 @@
+#include "kvf/package/ArchiveCollection.h"
+
+#include <algorithm>
+#include <charconv>
+#include <sstream>
+#include <system_error>
+
+#include "kvf/formats/Archive.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+bool isSameFile(const fs::path& left, const fs::path& right) {
+  std::error_code error;
+  return fs::equivalent(left, right, error);
+}
+
+/// Elements of Class-Path are URLs: "%20" is a blank, "file:" may stand in front.
+std::string pathOfUrl(std::string_view url) {
+  if (url.starts_with("file:")) url.remove_prefix(5);
+  if (url.starts_with("//")) url.remove_prefix(2);
+  std::string path;
+  for (std::size_t at = 0; at < url.size(); ++at) {
+    unsigned char byte = 0;
+    const char* digits = url.data() + at + 1;
+    if (url[at] == '%' && at + 2 < url.size() &&
+        std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2) {
+      path += static_cast<char>(byte);
+      at += 2;
+    } else {
+      path += url[at];
+    }
+  }
+  return path;
+}
+
+bool isArchiveName(const fs::path& path) {
+  return path.extension() == ".jar" || path.extension() == ".zip";
+}
+
+}  // namespace
+
+void ArchiveCollection::add(const fs::path& archive) {
+  const bool known = std::any_of(seen_.begin(), seen_.end(),
+                                 [&](const fs::path& other) { return isSameFile(other, archive); });
+  if (known) return;
+  seen_.push_back(archive);
+
+  std::vector<fs::path> behind;
+  std::istringstream urls(attributeOf(manifestOf(archive), "Class-Path"));
+  for (std::string url; urls >> url;) {
+    const std::string path = pathOfUrl(url);
+    const fs::path file = archive.parent_path() / path;
+    if (std::error_code error; !fs::is_regular_file(file, error)) {
+      notes_.push_back("the Class-Path of " + archive.filename().string() + " names " + url +
+                       (fs::exists(file, error) ? ", which is no archive: not carried along"
+                                                : ", which is not there"));
+    } else if (path.starts_with('/')) {
+      // The JVM follows the manifest of the copy too. In front of it, what is shipped is found
+      // before what another machine may have at this place.
+      add(file);
+    } else {
+      behind.push_back(file);
+    }
+  }
+  archives_.push_back({archive, freeName(archive)});
+  for (const fs::path& file : behind) add(file);
+}
+
+void ArchiveCollection::addFolder(const fs::path& folder) {
+  std::vector<fs::path> files;
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    if (isArchiveName(entry.path()) && entry.is_regular_file()) files.push_back(entry.path());
+  }
+  std::sort(files.begin(), files.end());
+  for (const fs::path& file : files) add(file);
+}
+
+std::string ArchiveCollection::freeName(const fs::path& file) const {
+  const auto taken = [this](const std::string& name) {
+    return std::any_of(archives_.begin(), archives_.end(),
+                       [&](const CollectedArchive& other) { return other.name == name; });
+  };
+  std::string name = file.filename();
+  // A colon would end the element of the class path.
+  std::replace(name.begin(), name.end(), ':', '_');
+  const std::string stem = fs::path(name).stem();
+  for (int number = 2; taken(name); ++number)
+    name = stem + "-" + std::to_string(number) + file.extension().string();
+  return name;
+}
+
+std::optional<std::string> ArchiveCollection::classBytes(const std::string& className) const {
+  for (const CollectedArchive& archive : archives_) {
+    if (auto bytes = Archive(archive.source).read(className + ".class")) return bytes;
+  }
+  return std::nullopt;
+}

@@ -1,0 +1,45 @@
+#include "foundation/PropertyKeys.h"
+#include "kvf/cds/ClassDataArchive.h"
+#include "kvf/cds/ClassDataSharing.h"
+#include "kvf/rules/Rules.h"
+#include "kvf/text/Text.h"
+
+namespace {
+
+void classDataArchive(const Inspection& inspection, const Report& report) {
+  const std::vector<std::string> archives = sharedArchiveFiles(inspection.plan.options);
+  if (archives.empty() || !inspection.isJava() || !inspection.startsApplication()) return;
+  const ClassDataSubject subject = classDataSubject(inspection);
+  if (!subject.launch) return;
+
+  std::vector<std::string> reasons = classDataObstacles(*subject.launch);
+  for (const std::string& archive : archives) {
+    const std::string file = inspection.atApplication(archive);
+    for (const std::string& misfit :
+         classDataMisfits(file, subject.launch->jvm.library, subject.launch->classPath)) {
+      reasons.push_back(misfit);
+    }
+  }
+  for (const std::string& reason : reasons) {
+    report(inspection.positionOf(keys::extendedProperties),
+           concat({"the JVM does not use the class-data archive ", shown(archives.back()), ": ",
+                   reason, "; the application starts without it, and `kvf cds` writes a new one"}));
+  }
+}
+
+constexpr Rule rules[] = {
+    {"class-data-archive", Severity::warning, "a class-data archive that does not fit",
+     "A JVM uses an archive of -XX:SharedArchiveFile only if it wrote it itself, for the same "
+     "class "
+     "path with the same files in it. Else it starts without, more slowly and by default without a "
+     "word.",
+     "java.extended.properties=-XX:SharedArchiveFile=%kvf.file.dir%/acme.jsa after an update of "
+     "Java or of an archive",
+     "kvf cds acme.kvf", classDataArchive},
+};
+
+}  // namespace
+
+std::span<const Rule> classDataRules() {
+  return rules;
+}

@@ -1,0 +1,233 @@
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+#include <unistd.h>
+
+#include "foundation/PathList.h"
+#include "foundation/PropertyKeys.h"
+#include "javarun/CommonTool.h"
+#include "kvf/rules/Rules.h"
+#include "kvf/text/Text.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view recursiveMark = "/**";
+constexpr std::size_t mostEntries = 100000;
+
+bool isRecursive(const ClassPathElement& element) {
+  return element.searched && element.written.ends_with(recursiveMark);
+}
+
+/// The folder that is searched, or the file.
+std::string pathOf(const ClassPathElement& element) {
+  std::string_view path = element.written;
+  if (isRecursive(element)) path.remove_suffix(recursiveMark.size());
+  if (element.searched) path = withoutTrailingSlash(path);
+  return std::string(path);
+}
+
+/// Calls visit(element, path, at) for the elements that the file names; path is absolute.
+template <class Visit>
+void forEachElement(const Inspection& inspection, Visit&& visit) {
+  if (inspection.plan.classPathKey == nullptr) return;
+  const Position at = inspection.positionOf(inspection.plan.classPathKey);
+  for (const ClassPathElement& element : inspection.plan.classPath) {
+    visit(element, inspection.atApplication(pathOf(element)), at);
+  }
+}
+
+bool hasUnexpandedStar(const ClassPathElement& element) {
+  return element.written.find('*') != std::string::npos && !isRecursive(element);
+}
+
+void classPathStar(const Inspection& inspection, const Report& report) {
+  forEachElement(inspection, [&](const ClassPathElement& element, const std::string& /*path*/,
+                                 const Position& at) {
+    if (!hasUnexpandedStar(element)) return;
+    const bool extended = inspection.plan.classPathKey == std::string_view(keys::classPathExtended);
+    report(at, concat({"neither the launcher nor a JVM in its process expands the * of ",
+                       shown(element.written), ": write ",
+                       extended ? "FOLDER for the archives in it, FOLDER/** for those below it too"
+                                : "velox.class.path.extended=FOLDER"}));
+  });
+}
+
+void classPathMissing(const Inspection& inspection, const Report& report) {
+  forEachElement(inspection, [&](const ClassPathElement& element, const std::string& path,
+                                 const Position& at) {
+    if (hasUnexpandedStar(element)) return;
+    std::error_code error;
+    if (::access(path.c_str(), F_OK) != 0) {
+      report(at, concat({"there is no ", shown(path), ", so that ", shown(element.written),
+                         " brings nothing: correct the path"}));
+    } else if (element.searched && fs::is_directory(path, error) &&
+               ::access(path.c_str(), R_OK | X_OK) != 0) {
+      report(at, concat({"the folder ", shown(path), " cannot be read, so that ",
+                         shown(element.written), " brings no archives: let the launcher's user ",
+                         "read it"}));
+    }
+  });
+}
+
+/// What a folder holds, and what of it the launcher takes.
+struct FolderContents {
+  std::vector<std::string> links;  ///< to archives, and below a recursive element to folders
+  std::size_t archives = 0;        ///< within the search level
+  std::size_t deeper = 0;          ///< below it
+};
+
+bool isArchiveName(const std::string& name) {
+  return name.find(".jar") != std::string::npos || name.find(".zip") != std::string::npos;
+}
+
+FolderContents contentsOf(const std::string& folder, bool recursive, int level) {
+  FolderContents contents;
+  std::error_code error;
+  fs::recursive_directory_iterator entry(folder, fs::directory_options::skip_permission_denied,
+                                         error);
+  for (std::size_t count = 0; !error && entry != fs::recursive_directory_iterator();
+       entry.increment(error)) {
+    if (++count > mostEntries) break;
+    std::error_code failed;
+    const fs::file_status status = entry->symlink_status(failed);
+    const std::string name = entry->path().filename().string();
+    if (fs::is_directory(status) && !recursive) entry.disable_recursion_pending();
+    if (fs::is_symlink(status)) {
+      const bool leadsToFolder = recursive && fs::is_directory(entry->path(), failed);
+      if (isArchiveName(name) || leadsToFolder) contents.links.push_back(entry->path().string());
+    } else if (fs::is_regular_file(status) && isArchiveName(name)) {
+      ++(entry.depth() < level ? contents.archives : contents.deeper);
+    }
+  }
+  return contents;
+}
+
+/// The number that the key has, or the launcher's own when it is no valid one.
+int limitOf(const Inspection& inspection, const char* key, int fallback, int most) {
+  int number = 0;
+  const auto value = inspection.value(key);
+  if (!value || !WString::StringToInteger(value->c_str(), number)) return fallback;
+  return number < 1 || number > most ? fallback : number;
+}
+
+/// Calls visit(element, contents, at) for every folder that is searched and is there.
+template <class Visit>
+void forEachFolder(const Inspection& inspection, Visit&& visit) {
+  const int level = limitOf(inspection, keys::classPathSearchLevel, 4, 12);
+  forEachElement(inspection,
+                 [&](const ClassPathElement& element, const std::string& path, const Position& at) {
+                   if (!element.searched || hasUnexpandedStar(element)) return;
+                   const bool recursive = isRecursive(element);
+                   visit(element, contentsOf(path, recursive, recursive ? level : 1), at);
+                 });
+}
+
+void classPathLink(const Inspection& inspection, const Report& report) {
+  forEachFolder(inspection, [&](const ClassPathElement& element, const FolderContents& contents,
+                                const Position& at) {
+    if (contents.links.empty()) return;
+    const std::string more =
+        contents.links.size() == 1
+            ? std::string()
+            : concat({" and ", std::to_string(contents.links.size() - 1), " more"});
+    report(at, concat({"the search of ", shown(element.written), " passes over the link ",
+                       shown(contents.links.front()), more,
+                       ": name it in the class path by itself, or put the file there"}));
+  });
+}
+
+void classPathLimit(const Inspection& inspection, const Report& report) {
+  const auto most =
+      static_cast<std::size_t>(limitOf(inspection, keys::classPathMaxLibNumber, 4096, 8192));
+  forEachFolder(inspection, [&](const ClassPathElement& element, const FolderContents& contents,
+                                const Position& at) {
+    if (contents.archives > most) {
+      report(at, concat({shown(element.written), " holds ", countOf(contents.archives, "archive"),
+                         ", of which ", std::to_string(most),
+                         " are taken, in the order of the file system: raise ",
+                         keys::classPathMaxLibNumber}));
+    }
+    if (contents.deeper > 0) {
+      report(at,
+             concat({"deeper below ", shown(element.written), " than the search goes lie ",
+                     countOf(contents.deeper, "archive"), ": raise ", keys::classPathSearchLevel}));
+    }
+  });
+}
+
+void classPathLimits(const Inspection& inspection, const Report& report) {
+  for (const Failure& failure : inspection.failures(Failure::Stage::limits)) {
+    report.end(failure.at,
+               concat({"the launch ends with ", shown(failure.message),
+                       ": the search level is a number from 1 to 12, the number of ",
+                       "archives one from 1 to 8192"}),
+               failure.message);
+  }
+}
+
+const char* complaintAbout(ArchiveState state) {
+  switch (state) {
+    case ArchiveState::unreadable:
+      return "cannot be read";
+    case ArchiveState::notAnArchive:
+      return "is no archive, or is damaged";
+    case ArchiveState::tooLarge:
+      return "claims to hold more than any sound archive";
+    case ArchiveState::notAFile:
+      return "is no file";
+    case ArchiveState::readable:
+    case ArchiveState::missing:
+      return nullptr;
+  }
+  return nullptr;
+}
+
+void classPathArchive(const Inspection& inspection, const Report& report) {
+  if (!inspection.classPath || inspection.plan.classPathKey == nullptr) return;
+  const Position at = inspection.positionOf(inspection.plan.classPathKey);
+  for (const ScannedElement& element : inspection.classPath->elements()) {
+    if (element.kind != ScannedElement::Kind::archive) continue;
+    const char* complaint = complaintAbout(element.state);
+    if (complaint == nullptr) continue;
+    report(at, concat({shown(element.path), " ", complaint,
+                       "; a JVM passes over it without a word: replace the file"}));
+  }
+}
+
+constexpr Rule rules[] = {
+    {"class-path-missing", Severity::warning,
+     "a class path with a folder or archive that is missing",
+     "Nothing tells it: neither the launcher nor a JVM complains about an element that is not "
+     "there or cannot be read.",
+     "velox.class.path.extended=/opt/acme/lbi", "velox.class.path.extended=/opt/acme/lib",
+     classPathMissing},
+    {"class-path-star", Severity::error, "a * that nothing expands",
+     "Only the program java expands FOLDER/*. The launcher takes a folder as it is for its "
+     "archives, and FOLDER/** for those below it too.",
+     "velox.class.path.extended=lib/*", "velox.class.path.extended=lib", classPathStar},
+    {"class-path-link", Severity::warning, "links in a searched folder",
+     "The search for archives passes over symbolic links, to files and to folders.",
+     "velox.class.path.extended=/usr/share/java, which is full of links",
+     "Name each link in the class path: there it is followed.", classPathLink},
+    {"class-path-limit", Severity::warning, "more archives than the limits let in",
+     "One element brings at most 4,096 archives, from at most 4 levels; the rest is left out "
+     "without a word.",
+     "velox.class.path.extended=/, with ** behind it", "velox.class.path.extended.search.level=8",
+     classPathLimit},
+    {"class-path-limits", Severity::error, "limits of the class path that are out of range",
+     "Any other value ends the launch.", "velox.class.path.extended.search.level=0",
+     "velox.class.path.extended.search.level=4", classPathLimits},
+    {"class-path-archive", Severity::error, "an archive that cannot be read",
+     "A JVM passes over such a file, and its classes are then missing. Only the directory of an "
+     "archive is looked at.",
+     "A .jar file that was cut off.", "Replace the file.", classPathArchive},
+};
+
+}  // namespace
+
+std::span<const Rule> classPathRules() {
+  return rules;
+}

@@ -1,0 +1,161 @@
+#include <algorithm>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "foundation/PropertyKeys.h"
+#include "kvf/rules/Keys.h"
+#include "kvf/rules/Rules.h"
+#include "kvf/text/Text.h"
+
+namespace {
+
+/// Looking for the nearest name takes its time; a file full of unknown ones needs none.
+constexpr int mostSuggestions = 100;
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+
+/// The names that values refer to.
+class ReferencedNames {
+ public:
+  explicit ReferencedNames(const Inspection& inspection) {
+    for (const Definition& definition : inspection.run().definitions) {
+      if (definition.refused) refused_.emplace_back(definition.written);
+      for (const Reference& reference : definition.references) names_.insert(reference.name);
+    }
+  }
+
+  /// True also when a value that was passed over may refer to it.
+  [[nodiscard]] bool contain(const std::string& key) const {
+    if (names_.contains(key)) return true;
+    const std::string reference = concat({"%", key, "%"});
+    return std::any_of(refused_.begin(), refused_.end(), [&](std::string_view value) {
+      return value.find(reference) != std::string_view::npos;
+    });
+  }
+
+ private:
+  std::set<std::string_view> names_;
+  std::vector<std::string_view> refused_;
+};
+
+void unknownKey(const Inspection& inspection, const Report& report) {
+  if (!inspection.knowsAllKeys()) return;
+  const ReferencedNames referenced(inspection);
+  const std::vector<std::string_view> candidates = settableKeys();
+  int unknown = 0;
+  for (const Definition& definition : inspection.run().definitions) {
+    const std::string& key = definition.key;
+    const bool hasMark = key.starts_with(byteOrderMark);
+    if (definition.isInclude || hasMark || key.starts_with("velox.include")) continue;
+    if (referenced.contain(key)) continue;
+    const KeyInfo* info = findKey(key);
+    if (info == nullptr) {
+      const bool suggests = ++unknown <= mostSuggestions;
+      const std::string_view nearest = suggests ? nearestName(key, candidates) : "";
+      report(definition.at,
+             concat({"neither the launcher nor a reference reads ", shown(key), didYouMean(nearest),
+                     "; it has no effect: remove it, or refer to it"}));
+    } else if (info->use == KeyUse::launcher) {
+      report(definition.at, concat({"the launcher sets ", shown(key),
+                                    " by itself; this value is not used: remove the line"}));
+    }
+  }
+}
+
+void emptyValue(const Inspection& inspection, const Report& report) {
+  for (const Definition& definition : inspection.run().definitions) {
+    if (!definition.value.empty() || definition.refused) continue;
+    const KeyInfo* info = findKey(definition.key);
+    if (info == nullptr || info->whenEmpty == nullptr) continue;
+    if (!definition.written.empty() || inspection.definitionOf(definition.key) != &definition) {
+      continue;
+    }
+    report.endIf(info->endsWhenEmpty && inspection.startsJvm(), definition.at,
+                 concat({"an empty value is not the same as none: it ", info->whenEmpty,
+                         "; remove the line, or give a value"}));
+  }
+}
+
+/// The files and lines in which a key is defined, in the order of reading, without global.kvf.
+std::map<std::string, std::vector<const Definition*>> definitionsByKey(
+    const Inspection& inspection) {
+  std::map<std::string, std::vector<const Definition*>> byKey;
+  for (const Definition& definition : inspection.run().definitions) {
+    if (definition.isInclude || definition.refused || definition.global) continue;
+    byKey[definition.key].push_back(&definition);
+  }
+  return byKey;
+}
+
+void duplicateKey(const Inspection& inspection, const Report& report) {
+  for (const auto& [key, definitions] : definitionsByKey(inspection)) {
+    for (std::size_t i = 1; i < definitions.size(); ++i) {
+      const Definition& earlier = *definitions[i - 1];
+      const Definition& later = *definitions[i];
+      if (earlier.at.file != later.at.file || earlier.at == later.at) continue;
+      report(later.at, concat({shown(key), " is defined in line ", std::to_string(earlier.at.line),
+                               " already, whose value ", shown(earlier.value),
+                               " it replaces: keep one of them"}));
+    }
+  }
+}
+
+/// True for a line that is read twice, since its file is included twice.
+bool isSameLine(const Inspection& inspection, const Definition& a, const Definition& b) {
+  return a.at.line == b.at.line && a.value == b.value &&
+         inspection.fileOf(a.at).name == inspection.fileOf(b.at).name;
+}
+
+void overriddenKey(const Inspection& inspection, const Report& report) {
+  for (const auto& [key, definitions] : definitionsByKey(inspection)) {
+    for (std::size_t i = 1; i < definitions.size(); ++i) {
+      const Definition& earlier = *definitions[i - 1];
+      const Definition& later = *definitions[i];
+      if (earlier.at.file == later.at.file || isSameLine(inspection, earlier, later)) continue;
+      report(later.at, concat({shown(key), " replaces the value ", shown(earlier.value), " of ",
+                               inspection.nameOf(earlier.at),
+                               "; if that is meant, say so with # kvf: allow overridden-key"}));
+    }
+  }
+  for (const Definition& definition : inspection.run().definitions) {
+    if (!definition.global || definition.isInclude || definition.refused) continue;
+    if (inspection.isFromGlobalFile(definition.key)) continue;
+    if (inspection.definitionOf(definition.key) == nullptr) continue;
+    report(definition.at, concat({shown(definition.key), " has a value in ",
+                                  inspection.nameOf(inspection.positionOf(definition.key)),
+                                  ", so that this one is not used",
+                                  !definition.variable().empty()
+                                      ? " as a property, though the environment does get it"
+                                      : "",
+                                  ": remove one of them"}));
+  }
+}
+
+constexpr Rule rules[] = {
+    {"unknown-key", Severity::warning, "a key that nothing reads",
+     "The launcher takes any key and says nothing about one that it does not know. A key is known "
+     "when the launcher reads it or when a value refers to it as %KEY%.",
+     "java.heap.size.maximum=512m", "java.heap.size.max=512m", unknownKey},
+    {"empty-value", Severity::warning, "an empty value where that hides another source",
+     "Most keys with an empty value count as set: an empty class path hides CLASSPATH, an empty "
+     "heap size gives the bare option -Xmx.",
+     "java.heap.size.max=", "Remove the line.", emptyValue},
+    {"duplicate-key", Severity::warning, "a key that is defined twice in one file",
+     "The later line wins; the earlier one counts for references between the two.",
+     "java.heap.size.max=1g\njava.heap.size.max=2g", "Keep one of them.", duplicateKey},
+    {"overridden-key", Severity::warning, "a key that is defined in two files",
+     "An include stands for its entries at that place: it replaces what was defined before it, and "
+     "is replaced by what follows. global.kvf supplies only what is absent or empty. An exported "
+     "variable is different: the environment gets the value that was read last, be it of "
+     "global.kvf.",
+     "java.heap.size.max=1g\nvelox.include.kvf=defaults.kvf",
+     "Put includes first, and allow the replacement with a comment: # kvf: allow overridden-key",
+     overriddenKey},
+};
+
+}  // namespace
+
+std::span<const Rule> keyRules() {
+  return rules;
+}

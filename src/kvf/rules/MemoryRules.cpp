@@ -1,0 +1,108 @@
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include <sys/resource.h>
+
+#include "foundation/MemorySize.h"
+#include "foundation/PropertyKeys.h"
+#include "kvf/launch/JvmOptions.h"
+#include "kvf/rules/Rules.h"
+#include "kvf/text/Text.h"
+
+namespace {
+
+void heapSize(const Inspection& inspection, const Report& report) {
+  constexpr std::size_t smallestHeap = std::size_t{1} << 20U;
+  for (const SizeOption& size : sizeOptions(inspection)) {
+    // Other rules know those that become an option with "=" here.
+    if (size.isJoined) continue;
+    const auto bytes = memorySize(size.size);
+    if (!bytes) {
+      report.endIf(inspection.startsJvm(), size.at,
+                   concat({shown(size.size), " in ", shown(size.option),
+                           " is no size: a JVM takes digits and one of k, ",
+                           "m, g and t, such as 256m, and refuses to start otherwise"}));
+    } else if (*bytes < smallestHeap && size.kind == SizeKind::maximumHeap) {
+      report.endIf(
+          inspection.startsJvm(), size.at,
+          concat({shown(size.size), " in ", shown(size.option), " is ", std::to_string(*bytes),
+                  " bytes, too little for a heap, and the JVM refuses to start: write ", size.size,
+                  "m for megabytes"}));
+    }
+  }
+}
+
+/// The option of that kind that counts, when its form is right.
+std::optional<SizeOption> lastOf(const std::vector<SizeOption>& options, SizeKind kind) {
+  const auto last = std::find_if(options.rbegin(), options.rend(),
+                                 [&](const SizeOption& option) { return option.kind == kind; });
+  if (last == options.rend() || !memorySize(last->size)) return std::nullopt;
+  return *last;
+}
+
+void heapOrder(const Inspection& inspection, const Report& report) {
+  const std::vector<SizeOption> options = sizeOptions(inspection);
+  const auto initial = lastOf(options, SizeKind::initialHeap);
+  const auto most = lastOf(options, SizeKind::maximumHeap);
+  if (!initial || !most || *memorySize(initial->size) <= *memorySize(most->size)) return;
+  const std::string elsewhere =
+      initial->at == most->at ? "" : concat({" (", inspection.nameOf(most->at), ")"});
+  report.endIf(inspection.startsJvm(), initial->at,
+               concat({"the initial heap of ", initial->size, " is above the maximum of ",
+                       most->size, elsewhere, ", and the JVM refuses to start: lower it"}));
+}
+
+void youngGeneration(const Inspection& inspection, const Report& report) {
+  if (!inspection.value(keys::heapSizeMin)) return;
+  report(inspection.positionOf(keys::heapSizeMin),
+         concat({"this becomes -Xmn", inspection.valueOf(keys::heapSizeMin),
+                 ", the size of the young generation, not a minimum of the heap: write ",
+                 keys::heapSizeInitial, " for that one"}));
+}
+
+constexpr std::size_t largestStack = std::size_t{1} << 30U;
+
+void stackSize(const Inspection& inspection, const Report& report) {
+  const auto wanted = memorySize(inspection.valueOf(keys::threadStackSize));
+  if (wanted && *wanted > largestStack) {
+    report.endIf(inspection.startsJvm(), inspection.positionOf(keys::threadStackSize),
+                 concat({"JVMs of today take 1g at most for a stack, and do not start with ",
+                         inspection.valueOf(keys::threadStackSize), ": write less"}));
+    return;
+  }
+  struct rlimit limit = {};
+  if (!wanted || ::getrlimit(RLIMIT_STACK, &limit) != 0) return;
+  if (limit.rlim_max == RLIM_INFINITY || *wanted <= limit.rlim_max) return;
+  report(inspection.positionOf(keys::threadStackSize),
+         concat({"the hard stack limit here is ", std::to_string(limit.rlim_max >> 10U),
+                 "k, so that the main thread gets no ", inspection.valueOf(keys::threadStackSize),
+                 ": raise it, with LimitSTACK= in a unit or ulimit -Hs"}));
+}
+
+constexpr Rule rules[] = {
+    {"heap-size", Severity::error, "a size that a JVM does not take",
+     "The value of a key is put behind -Xmx, -Xms, -Xmn or -Xss as it stands; "
+     "java.extended.properties has such options whole. A bare number is bytes.",
+     "java.heap.size.max=512 MB", "java.heap.size.max=512m", heapSize},
+    {"heap-order", Severity::error, "an initial heap above the maximum",
+     "The JVM ends the process with its own message and status 1. Of several options of one kind "
+     "the last one counts, and those of the keys come behind java.extended.properties.",
+     "java.heap.size.initial=2g\njava.heap.size.max=1g", "java.heap.size.initial=1g", heapOrder},
+    {"young-generation", Severity::warning, "java.heap.size.min, which sets the young generation",
+     "It becomes -Xmn. When that is meant, allow it with a comment.", "java.heap.size.min=256m",
+     "java.heap.size.initial=256m", youngGeneration},
+    {"stack-size", Severity::warning, "a stack above the hard limit, or above 1g",
+     "The main thread runs the application, and the launcher raises its stack limit up to the hard "
+     "one only. The limit of the launch may differ from the one of the check.",
+     "java.thread.stack.size=1g under ulimit -Hs 8192", "LimitSTACK=infinity in the unit",
+     stackSize},
+};
+
+}  // namespace
+
+std::span<const Rule> memoryRules() {
+  return rules;
+}

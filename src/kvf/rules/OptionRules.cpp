@@ -1,0 +1,253 @@
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "foundation/PropertyKeys.h"
+#include "javarun/ExtendedOptions.h"
+#include "kvf/launch/JvmOptions.h"
+#include "kvf/rules/Rules.h"
+#include "kvf/text/Text.h"
+
+namespace {
+
+/// A word of the option line, with its quotes.
+struct Word {
+  std::string text;
+  std::size_t blanksBefore = 0;
+};
+
+std::vector<Word> wordsOf(std::string_view line) {
+  std::vector<Word> words;
+  bool inQuotes = false;
+  bool inWord = false;
+  std::size_t blanks = 0;
+  for (const char c : line) {
+    if (c == '"') inQuotes = !inQuotes;
+    if (c == ' ' && !inQuotes) {
+      inWord = false;
+      ++blanks;
+      continue;
+    }
+    if (!inWord) words.push_back({{}, std::exchange(blanks, 0)});
+    inWord = true;
+    words.back().text += c;
+  }
+  return words;
+}
+
+/// The option line as the launch reads it.
+struct OptionLine {
+  std::string text;
+  Position at;
+  std::vector<Word> words;
+};
+
+std::optional<OptionLine> optionLine(const Inspection& inspection) {
+  const auto value = inspection.value(keys::extendedProperties);
+  if (!value) return std::nullopt;
+  return OptionLine{*value, inspection.positionOf(keys::extendedProperties), wordsOf(*value)};
+}
+
+/// A JVM refuses a size with a "=" in it; other options with one too many it does not know.
+bool refusesJoined(const Inspection& inspection, std::string_view option) {
+  return inspection.startsJvm() && setsSize(option);
+}
+
+void optionBlank(const Inspection& inspection, const Report& report) {
+  const std::optional<OptionLine> line = optionLine(inspection);
+  if (!line) return;
+  if (line->text.find('\t') != std::string::npos) {
+    report(line->at,
+           "a tab does not separate options, it becomes part of one: write a single blank");
+  }
+  const auto reportBehind = [&](const Word& word) {
+    report.endIf(refusesJoined(inspection, word.text), line->at,
+                 concat({"two blanks, or a continuation line that is indented, stand behind ",
+                         shown(word.text), ": the empty word between them becomes its value, ",
+                         shown(word.text + "="), "; write a single blank"}));
+  };
+  for (std::size_t i = 1; i < line->words.size(); ++i) {
+    if (line->words[i].blanksBefore > 1) reportBehind(line->words[i - 1]);
+  }
+  if (!line->words.empty() && line->text.ends_with("  ")) reportBehind(line->words.back());
+}
+
+bool hasStrayBlanks(const OptionLine& line) {
+  const auto isFarBehind = [&](const Word& word) {
+    return word.blanksBefore > 1 && &word != line.words.data();
+  };
+  return line.text.find('\t') != std::string::npos || line.text.ends_with("  ") ||
+         std::any_of(line.words.begin(), line.words.end(), isFarBehind);
+}
+
+/// True for an option that may have its value as a word of its own, since a JVM takes it with "=".
+bool takesValueAsWord(std::string_view option) {
+  return option.find('=') == std::string_view::npos &&
+         (option.starts_with("--") || option.starts_with("-D"));
+}
+
+std::string withoutQuotes(std::string text) {
+  text.erase(std::remove(text.begin(), text.end(), '"'), text.end());
+  return text;
+}
+
+/// The options as their words are meant, those of two words joined.
+std::vector<std::string> intendedOptions(const std::vector<Word>& words) {
+  std::vector<std::string> options;
+  bool mayTakeValue = false;
+  for (const Word& word : words) {
+    const std::string text = withoutQuotes(word.text);
+    if (mayTakeValue && !text.starts_with('-')) {
+      options.back() += "=" + text;
+      mayTakeValue = false;
+    } else {
+      options.push_back(text);
+      mayTakeValue = text.starts_with('-');
+    }
+  }
+  return options;
+}
+
+/// The first of the options that are not as they were meant; empty: all are.
+std::string firstDifference(const std::vector<std::string>& intended,
+                            const std::vector<WString>& options) {
+  constexpr std::size_t mostListed = 3;
+  std::size_t at = 0;
+  while (at < intended.size() && at < options.size() && options[at].view() == intended[at]) ++at;
+  if (at == intended.size() && at == options.size()) return {};
+  if (at >= options.size()) return "nothing of " + shown(intended[at]);
+  std::string list;
+  for (std::size_t i = at; i < options.size() && i < at + mostListed; ++i) {
+    list += (list.empty() ? "" : ", ") + shown(options[i].view());
+  }
+  return list;
+}
+
+/// Reports what is wrong with a word by itself, or with it as the value of the one before it.
+bool reportWord(const Inspection& inspection, const OptionLine& line, std::size_t index,
+                const Report& report) {
+  const std::string& word = line.words[index].text;
+  const bool isOption = word.starts_with('-');
+  if (isOption && isOfJavaProgram(word)) {
+    report(line.at, concat({shown(word), " is an option of the program java, which a JVM in the ",
+                            "launcher's process ignores: use velox.class.path.extended and ",
+                            "java.start.class"}));
+    return true;
+  }
+  if (isOption || word.starts_with("\"-")) return false;
+  if (index == 0) {
+    report(line.at, concat({"text before the first \"-\" is dropped: ", shown(word)}));
+    return true;
+  }
+  const std::string& option = line.words[index - 1].text;
+  if (!option.starts_with('-') || takesValueAsWord(option) || isOfJavaProgram(option)) return false;
+  report.endIf(refusesJoined(inspection, option), line.at,
+               concat({shown(concat({option, " ", word})), " becomes one option, ",
+                       shown(concat({option, "=", word})),
+                       ": write it in one word, with double quotes around a blank that is meant"}));
+  return true;
+}
+
+void optionWord(const Inspection& inspection, const Report& report) {
+  const std::optional<OptionLine> line = optionLine(inspection);
+  if (!line) return;
+  bool isReported = hasStrayBlanks(*line);
+  for (std::size_t i = 0; i < line->words.size(); ++i) {
+    const bool followsWord = i == 0 || line->words[i].blanksBefore == 1;
+    if (followsWord && reportWord(inspection, *line, i, report)) isReported = true;
+  }
+  if (isReported) return;
+  const std::string difference =
+      firstDifference(intendedOptions(line->words), splitExtendedOptions(WString(line->text)));
+  if (difference.empty()) return;
+  report(line->at, concat({"the launcher reads ", difference,
+                           " here: an option has one value, and double quotes stand around the ",
+                           "value alone, as in -Dname=\"two words\""}));
+}
+
+void optionPercent(const Inspection& inspection, const Report& report) {
+  const Definition* definition = inspection.definitionOf(keys::extendedProperties);
+  if (definition == nullptr) return;
+  std::size_t signs = 0;
+  char before = '\0';
+  for (const char c : definition->written) {
+    if (c == '%' && before != '\\') ++signs;
+    before = c;
+  }
+  if (signs % 2 == 0) return;
+  report(
+      definition->at,
+      "a percent sign stands alone; it stays, but the next one in this value makes a reference of "
+      "the text between them: write \\\\%");
+}
+
+void jvmIgnores(const Inspection& inspection, const Report& report) {
+  if (!inspection.jvmTrial) return;
+  for (const std::string& option : inspection.jvmTrial->ignored) {
+    report(positionOfOption(inspection, option),
+           concat({"the JVM does not know ", shown(option),
+                   "; --run ignores it without a word, --cmdlineJava does not start: correct or ",
+                   "remove it"}));
+  }
+}
+
+/// A JVM names the option that it complains about, or what it is about.
+Position positionOfRefusal(const Inspection& inspection, const std::string& text) {
+  struct Subject {
+    std::string_view words;
+    const char* key;
+  };
+  constexpr Subject subjects[] = {{"stack size", keys::threadStackSize},
+                                  {"initial heap", keys::heapSizeInitial},
+                                  {"Initial heap", keys::heapSizeInitial},
+                                  {"maximum heap", keys::heapSizeMax}};
+  for (const std::string& option : inspection.plan.options) {
+    const bool named = option.starts_with("-X") && text.find(option) != std::string::npos;
+    if (named) return positionOfOption(inspection, option);
+  }
+  for (const Subject& subject : subjects) {
+    const bool matches = text.find(subject.words) != std::string::npos;
+    if (matches && inspection.value(subject.key)) return inspection.positionOf(subject.key);
+  }
+  return inspection.positionOf(keys::javaLibrary);
+}
+
+void jvmRefuses(const Inspection& inspection, const Report& report) {
+  if (!inspection.jvmTrial || !inspection.jvmTrial->refusal) return;
+  const std::string& text = *inspection.jvmTrial->refusal;
+  report.end(positionOfRefusal(inspection, text),
+             concat({"the JVM does not start with these options: ", shown(text)}));
+}
+
+constexpr Rule rules[] = {
+    {"option-blank", Severity::error, "two blanks or a tab between JVM options",
+     "An empty word counts as the value of the option before it, which gets a \"=\" at its end. A "
+     "continuation line keeps its indentation, so that it brings blanks along.",
+     "java.extended.properties=-Xint \\\n  -Xrs", "java.extended.properties=-Xint \\\n-Xrs",
+     optionBlank},
+    {"option-word", Severity::error, "a JVM option of two words",
+     "A word that does not begin with \"-\" is joined to the option before it with \"=\". That is "
+     "right for --add-modules java.sql and -Dname value alone. Double quotes protect blanks only "
+     "behind the \"-\" of their option.",
+     "java.extended.properties=-Xmx 512m", "java.extended.properties=-Xmx512m", optionWord},
+    {"option-percent", Severity::warning, "a lone percent sign in JVM options",
+     "One percent sign stays as it is, two swallow the text between them.",
+     "java.extended.properties=-XX:ErrorFile=/var/log/hs%p.log",
+     "java.extended.properties=-XX:ErrorFile=/var/log/hs\\\\%p.log", optionPercent},
+    {"jvm-ignores", Severity::warning, "an option that the JVM does not know",
+     "The launcher lets the JVM ignore what it does not know. Checked with --jvm, which starts the "
+     "JVM once, and once more for each such option.",
+     "java.extended.properties=-XX:+UseFoo", "java.extended.properties=-XX:+UseSerialGC",
+     jvmIgnores},
+    {"jvm-refuses", Severity::error, "options that the JVM refuses",
+     "The JVM prints its own text and the launch ends. Checked with --jvm.",
+     "java.heap.size.max=1000t", "java.heap.size.max=1g", jvmRefuses},
+};
+
+}  // namespace
+
+std::span<const Rule> optionRules() {
+  return rules;
+}

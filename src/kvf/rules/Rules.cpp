@@ -1,0 +1,25 @@
+#include "kvf/rules/Rules.h"
+
+#include <algorithm>
+
+std::vector<const Rule*> allRules() {
+  std::vector<const Rule*> rules;
+  for (const std::span<const Rule> group :
+       {fileRules(), keyRules(), includeRules(), variableRules(), javaRules(), classPathRules(),
+        memoryRules(), optionRules(), classDataRules(), launchRules(), surroundingsRules(),
+        comparisonRules()}) {
+    for (const Rule& rule : group) rules.push_back(&rule);
+  }
+  return rules;
+}
+
+const Rule* findRule(std::string_view id) {
+  const std::vector<const Rule*> rules = allRules();
+  const auto found =
+      std::find_if(rules.begin(), rules.end(), [&](const Rule* rule) { return id == rule->id; });
+  return found == rules.end() ? nullptr : *found;
+}
+
+const char* nameOf(Severity severity) {
+  return severity == Severity::error ? "error" : "warning";
+}

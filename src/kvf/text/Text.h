@@ -1,0 +1,45 @@
+#ifndef VELOX_KVF_TEXT_TEXT_H
+#define VELOX_KVF_TEXT_TEXT_H
+
+#include <cstddef>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "foundation/WString.h"
+
+inline std::string toString(const WString& text) {
+  return std::string(text.view());
+}
+
+/// The pieces, one after the other.
+std::string concat(std::initializer_list<std::string_view> pieces);
+
+/// Fit for one line on a terminal: control characters and malformed UTF-8 as escapes.
+std::string printable(std::string_view text);
+
+/// The same in double quotes.
+std::string shownWhole(std::string_view text);
+
+/// The same, for a message: what is long is cut off.
+std::string shown(std::string_view text);
+
+/// A word that a POSIX shell reads as exactly this text, quotes, "$" and line ends included.
+std::string shellWord(std::string_view text);
+
+/// The same for one line on a terminal. What is not printable needs $'...', which bash, ksh and zsh
+/// read, but not every sh.
+std::string printableShellWord(std::string_view text);
+
+/// The candidate that the text was probably meant to be: few characters differ. Empty: none.
+std::string_view nearestName(std::string_view text,
+                             const std::vector<std::string_view>& candidates);
+
+/// "1 blank", "2 blanks".
+std::string countOf(std::size_t number, std::string_view noun);
+
+/// " (did you mean NAME?)", or nothing for an empty name.
+std::string didYouMean(std::string_view name);
+
+#endif

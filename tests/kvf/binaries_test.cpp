@@ -1,0 +1,106 @@
+#include <fstream>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "kvf/formats/Archive.h"
+#include "kvf/formats/ClassFile.h"
+#include "kvf/formats/ElfFile.h"
+
+namespace {
+
+std::string bytesOf(const std::string& file) {
+  std::ostringstream bytes;
+  bytes << std::ifstream(file, std::ios::binary).rdbuf();
+  return std::move(bytes).str();
+}
+
+std::string probeClass() {
+  return Archive(VELOX_PROBE_JAR).read("probe/Probe.class").value();
+}
+
+TEST(ClassFile, AClassOfTheCompiler) {
+  const std::string bytes = probeClass();
+  const auto parsed = parseClassFile(bytes);
+  ASSERT_TRUE(parsed);
+  EXPECT_EQ(parsed->name, "probe/Probe");
+  EXPECT_EQ(parsed->superName, "java/lang/Object");
+  EXPECT_GE(javaReleaseOf(parsed->majorVersion), 17);
+  ASSERT_NE(parsed->staticMethod("main", "([Ljava/lang/String;)V"), nullptr);
+  EXPECT_TRUE(parsed->staticMethod("main", "([Ljava/lang/String;)V")->isPublic());
+  EXPECT_EQ(parsed->staticMethod("main", "()V"), nullptr);
+  EXPECT_EQ(parsed->staticMethod("<init>", "()V"), nullptr);
+}
+
+TEST(ClassFile, NoPartOfAClassIsAClass) {
+  const std::string bytes = probeClass();
+  // The attributes of the class itself come last and are not read.
+  std::size_t longest = 0;
+  for (std::size_t length = 0; length < bytes.size(); ++length) {
+    if (!parseClassFile(std::string_view(bytes).substr(0, length))) longest = length;
+  }
+  EXPECT_GT(longest, bytes.size() * 9 / 10);
+}
+
+TEST(ClassFile, JavaReleases) {
+  EXPECT_EQ(javaReleaseOf(44), 0);
+  EXPECT_EQ(javaReleaseOf(45), 1);
+  EXPECT_EQ(javaReleaseOf(52), 8);
+  EXPECT_EQ(javaReleaseOf(61), 17);
+}
+
+TEST(ElfFile, LibrariesAndPrograms) {
+  using Kind = ElfFile::Kind;
+  const auto jvm = readElfFile(VELOX_JVM_LIBRARY);
+  ASSERT_TRUE(jvm && jvm->exports);
+  EXPECT_EQ(jvm->kind, Kind::sharedLibrary);
+  EXPECT_TRUE(jvm->exportsName("JNI_CreateJavaVM"));
+  EXPECT_FALSE(jvm->exportsName("AppMain"));
+  // What it takes from others is not its own.
+  EXPECT_FALSE(jvm->exportsName("dlopen"));
+  EXPECT_TRUE(jvm->sameArchitecture(ownElfFile()));
+  EXPECT_EQ(readElfFile(VELOX_JAVA)->kind, Kind::program);
+  EXPECT_EQ(ownElfFile().kind, Kind::program);
+  EXPECT_FALSE(readElfFile(VELOX_PROBE_JAR));
+  EXPECT_FALSE(readElfFile("/"));
+  EXPECT_FALSE(readElfFile("/missing"));
+}
+
+TEST(ElfFile, AnotherArchitecture) {
+  std::string bytes = bytesOf(VELOX_JVM_LIBRARY);
+  bytes[18] = '\xb7';
+  const auto otherMachine = parseElfFile(bytes);
+  EXPECT_EQ(machineName(otherMachine->machine), "AArch64");
+  EXPECT_FALSE(otherMachine->sameArchitecture(ownElfFile()));
+  bytes[4] = 1;
+  EXPECT_EQ(parseElfFile(bytes)->bits, 32);
+  EXPECT_FALSE(parseElfFile(bytes)->exports);
+  bytes.replace(4, 2, "\2\2");  // 64 bits, big-endian
+  bytes.replace(16, 4, std::string("\0\2\0\x15", 4));
+  EXPECT_EQ(machineName(parseElfFile(bytes)->machine), "PowerPC 64");
+  EXPECT_EQ(parseElfFile(bytes)->kind, ElfFile::Kind::program);
+  EXPECT_FALSE(parseElfFile(bytes)->sameArchitecture(ownElfFile()));
+  EXPECT_EQ(machineName(4660), "machine 4660");
+}
+
+TEST(ElfFile, TablesThatClaimTooMuch) {
+  const std::string sound = bytesOf(VELOX_JAVA);
+  struct Case {
+    const char* what;
+    std::size_t at;  ///< in the header
+    std::string bytes;
+  };
+  const Case cases[] = {
+      {"sections past the end", 40, "\xff\xff\xff\xff\xff\xff\xff\x7f"},
+      {"sections of another size", 58, std::string("\1\0", 2)},
+      {"no sections", 60, std::string("\0\0", 2)},
+  };
+  for (const Case& row : cases) {
+    const auto elf = parseElfFile(std::string(sound).replace(row.at, row.bytes.size(), row.bytes));
+    ASSERT_TRUE(elf) << row.what;
+    EXPECT_FALSE(elf->exports) << row.what;
+  }
+  EXPECT_TRUE(parseElfFile(sound)->exports);
+}
+
+}  // namespace

@@ -1,0 +1,204 @@
+#include <filesystem>
+
+#include <gtest/gtest.h>
+
+#include "kvf/cds/ClassDataArchive.h"
+#include "kvf/cds/ClassDataEntry.h"
+#include "kvf/cds/ClassDataSharing.h"
+#include "kvf/text/FileText.h"
+#include "support/Sandbox.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+TEST(ClassDataEntry, OnlyTheEntryChanges) {
+  const std::string added = "-XX:SharedArchiveFile=\"%kvf.file.dir%/a.jsa\" -Xlog:cds*=off";
+  const std::string entry = "java.extended.properties=";
+  struct Case {
+    std::string text;
+    std::string changed;
+  };
+  const Case cases[] = {
+      {"", entry + added + "\n"},
+      {"a=1\n", "a=1\n" + entry + added + "\n"},
+      // A line end would let the launcher export the variable.
+      {"a=1\nvelox.env.X=\\\n2", "a=1\n" + entry + added + "\nvelox.env.X=\\\n2"},
+      {entry + "-Xint\nb=2", entry + "-Xint " + added + "\nb=2"},
+      {entry + "-Xint  \r\nb=2", entry + "-Xint " + added + "\r\nb=2"},
+      {entry + "\n", entry + added + "\n"},
+      {"java.extended.properties = -Da= \\\n-Db", entry + "-Da= \\\n-Db " + added},
+      {entry + "-Da\n" + entry + "-Db\n", entry + "-Da\n" + entry + "-Db " + added + "\n"},
+      {entry + added + "\n", entry + added + "\n"},
+      {entry + "-Xlog:cds*=off -Da -XX:SharedArchiveFile=\"/o p/x\" -Db\n",
+       entry + "-Da -Db " + added + "\n"},
+  };
+  for (const Case& row : cases) {
+    EXPECT_EQ(withClassDataArchive(row.text, "a.jsa", std::nullopt).text, row.changed) << row.text;
+    EXPECT_EQ(withClassDataArchive(row.changed, "a.jsa", std::nullopt).text, row.changed);
+  }
+  EXPECT_EQ(withClassDataArchive("", "50%.jsa", "-Xint").line,
+            entry + R"(-Xint -XX:SharedArchiveFile="%kvf.file.dir%/50\\%.jsa" -Xlog:cds*=off)");
+}
+
+TEST(ClassDataSharing, ComplaintsOfTheJvm) {
+  EXPECT_EQ(complaintInLog("[1s][info][cds] fine\n[1s][warning][cds] Skipping X: Not linked\n"),
+            "");
+  EXPECT_EQ(complaintInLog("[0.1s][error  ][cds] Unheard of\n[0.1s][info][cds] x\n"), "Unheard of");
+  EXPECT_EQ(complaintInLog("[2s][error][cds       ] Error: non-empty directory 'dd'\n"),
+            "a folder in the class path is not empty; name the archives in it instead");
+}
+
+TEST(ClassDataSharing, OptionsForTheEnvironment) {
+  EXPECT_EQ(archiveWritingOptions("/a b/it's.jsa", "/l"),
+            "-XX:SharedArchiveFile= -XX:ArchiveClassesAtExit=\"/a b/it's.jsa\" -Xlog:cds*=off "
+            "-Xlog:cds*=info:file=/l");
+  EXPECT_EQ(archiveWritingOptions("/'\"", "/l"), std::nullopt);
+}
+
+TEST(ClassDataArchive, TheLastOptionCounts) {
+  EXPECT_EQ(
+      sharedArchiveFiles({"-XX:SharedArchiveFile=/a", "-Xint", "-XX:SharedArchiveFile=/b:/c"}),
+      (Texts{"/b", "/c"}));
+  EXPECT_EQ(sharedArchiveFiles({"-Xint"}), Texts());
+}
+
+TEST(ClassDataArchive, JarsMayMoveTogetherSinceJava20) {
+  Sandbox sandbox;
+  const auto misfits = [&](const std::string& version) {
+    const std::string header("\xa8\xab\x0b\xf0\0", 5);
+    const std::string bytes =
+        header + "Server VM (" + version + ")" + std::string("\0/old/x.jar\0", 12);
+    return classDataMisfits(sandbox.write("x.jsa", bytes), "/gone", {"/classes", "/new/x.jar"});
+  };
+  EXPECT_EQ(misfits("20.0.1+1"), Texts());
+  EXPECT_EQ(misfits("19.0.2+1"), (Texts{"it was written for another class path"}));
+  EXPECT_EQ(classDataMisfits("/gone", "/gone", {}), (Texts{"there is no such file"}));
+}
+
+TEST(ClassDataSharing, TheClassPathToWriteHasFoldersOfClassesAtItsEnd) {
+  Sandbox sandbox;
+  sandbox.write("classes/A.class", "");
+  EXPECT_EQ(classPathOfArchives({sandbox.path("classes"), "/x/a.jar"}, sandbox.path()),
+            "/x/a.jar:%kvf.file.dir%/classes");
+}
+
+TEST(ClassDataSharing, OlderJvmsWriteNoArchiveAtTheirEnd) {
+  ClassDataLaunch launch;
+  launch.jvm.release = 12;
+  EXPECT_EQ(classDataObstacles(launch).size(), 1);
+  launch.jvm.release = 13;
+  EXPECT_EQ(classDataObstacles(launch), Texts());
+}
+
+/// The Java fixture with an archive of its own in lib/.
+class Cds : public testing::Test {
+ protected:
+  Cds() {
+    fs::create_directory(sandbox_.path("lib"));
+    fs::copy_file(VELOX_PROBE_JAR, sandbox_.path("lib/probe.jar"));
+    // The JVM compares whole seconds.
+    fs::last_write_time(jar(), fs::file_time_type::clock::now() - std::chrono::hours(1));
+  }
+
+  [[nodiscard]] std::string jar() const { return sandbox_.path("lib/probe.jar"); }
+
+  void kvf(const std::string& classPath, const std::string& more = "") {
+    sandbox_.write("app.kvf", "java.library=" VELOX_JVM_LIBRARY "\njava.start.class=probe.Probe\n" +
+                                  classPath + "\n" + more);
+  }
+
+  [[nodiscard]] Outcome cds(Texts arguments = {}) const {
+    arguments.insert(arguments.begin(), {VELOX_KVF, "cds", "app.kvf"});
+    return sandbox_.run(arguments,
+                        {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"}}});
+  }
+
+  Sandbox sandbox_;
+};
+
+TEST_F(Cds, TheArchiveIsWrittenAcceptedAndNamedInTheFile) {
+  kvf("java.class.path=%kvf.file.dir%/lib/probe.jar", "java.property.probe.do=exit:7\n");
+  const std::string before = sandbox_.read("app.kvf");
+  const Outcome outcome = cds({"--write"});
+  EXPECT_EQ(outcome.status, 0) << outcome.out;
+  EXPECT_TRUE(outcome.has("env[null]\n") && outcome.has("the application ended with status 7"));
+  EXPECT_TRUE(outcome.has(", accepted by Java ")) << outcome.out;
+  EXPECT_EQ(sandbox_.read("app.kvf"),
+            before +
+                "java.extended.properties="
+                "-XX:SharedArchiveFile=\"%kvf.file.dir%/app.jsa\" -Xlog:cds*=off\n");
+
+  EXPECT_EQ(sandbox_.run({VELOX_KVF, "check", "app.kvf"}), (Outcome{0, ""}));
+  EXPECT_TRUE(cds().has("\nthe file uses it already:\n"));
+  sandbox_.write("app.kvf", sandbox_.read("app.kvf") + "java.class.path=/missing.jar\n");
+  EXPECT_TRUE(sandbox_.run({VELOX_KVF, "check", "app.kvf"})
+                  .has("app.kvf:5: warning: the JVM does not use the class-data archive \"" +
+                       sandbox_.path("app.jsa") + "\": it was written for another class path; "));
+
+  const std::string archive = sandbox_.path("app.jsa");
+  const std::string other = sandbox_.write("lib/other.jar", "");
+  EXPECT_EQ(classDataMisfits(archive, VELOX_JVM_LIBRARY, {jar()}), Texts());
+  EXPECT_EQ(classDataMisfits(archive, VELOX_JVM_LIBRARY, {jar(), other}), Texts());
+  EXPECT_EQ(classDataMisfits(archive, VELOX_JVM_LIBRARY, {other, jar()}),
+            (Texts{other + " was not on the class path when it was written"}));
+  EXPECT_EQ(classDataMisfits(archive, VELOX_JVM_LIBRARY, {other}),
+            (Texts{"it was written for another class path"}));
+  EXPECT_EQ(classDataMisfits(jar(), VELOX_JVM_LIBRARY, {jar()}),
+            (Texts{"it is no class-data archive"}));
+  EXPECT_TRUE(
+      classDataMisfits(archive, VELOX_JAVA, {jar()}).at(0).starts_with("another JVM wrote"));
+  fs::last_write_time(jar(), fs::last_write_time(archive) + std::chrono::seconds(2));
+  EXPECT_EQ(classDataMisfits(archive, VELOX_JVM_LIBRARY, {jar()}),
+            (Texts{jar() + " has changed since it was written"}));
+}
+
+TEST_F(Cds, AFolderInFrontOfArchivesIsToldWithTheClassPathToWrite) {
+  kvf("velox.class.path.extended=%kvf.file.dir%/lib");
+  const Outcome outcome = cds();
+  EXPECT_EQ(outcome, (Outcome{1, "kvf: the folder \"" + sandbox_.path("lib") +
+                                     "\" is on the class path and not empty, and archives follow "
+                                     "it\nName the archives themselves, instead of "
+                                     "velox.class.path.extended:\n"
+                                     "java.class.path=%kvf.file.dir%/lib/probe.jar\n"}));
+  EXPECT_FALSE(fs::exists(sandbox_.path("app.jsa")));
+}
+
+TEST_F(Cds, AServerIsEndedAfterTheTime) {
+  kvf("java.class.path=" + jar(), "java.start.method=waiting\n");
+  const Outcome outcome = cds({"--run-for", "5"});
+  EXPECT_EQ(outcome.status, 0) << outcome.out;
+  EXPECT_FALSE(outcome.has("ended with status") || outcome.has("returning"));
+}
+
+TEST_F(Cds, WhatCannotServeLeavesNoArchive) {
+  struct Case {
+    std::string more;
+    Texts arguments;
+    int status;
+    std::string message;
+  };
+  const Case cases[] = {
+      {"java.library=\n", {}, 2, "is not the library of a JVM"},
+      {"velox.include.kvf=/gone\n", {}, 2, "Failed to open properties file : /gone"},
+      {"java.start.class=\n", {}, 2, "it has no java.start.class"},
+      {"java.extended.properties=-Xshare:off\n", {}, 1, "with the option \"-Xshare:off\""},
+      {"", {"--", "/bin/true"}, 1, "the JVM wrote no archive"},
+      {"", {"--", "/no/such"}, 2, "/no/such cannot be started: No such file or directory"},
+      {"java.start.class=probe.Missing\n", {}, 1, "the JVM wrote no archive: it did not end"},
+      {"",
+       {"--", VELOX_JAVA, "-cp", VELOX_PROBE_JAR, "probe.Probe"},
+       1,
+       "and does not use it: it was written for another class path"},
+  };
+  for (const Case& row : cases) {
+    kvf("java.class.path=" + jar(), row.more);
+    const Outcome outcome = cds(row.arguments);
+    EXPECT_EQ(outcome.status, row.status) << row.message;
+    EXPECT_TRUE(outcome.has(row.message)) << outcome.out;
+    EXPECT_FALSE(fs::exists(sandbox_.path("app.jsa"))) << row.message;
+    EXPECT_FALSE(fs::exists(sandbox_.path("app.jsa.new"))) << row.message;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,116 @@
+#include <filesystem>
+#include <fstream>
+
+#include <gtest/gtest.h>
+
+#include "config/PropertiesFile.h"
+#include "kvf/jvm/JvmSearch.h"
+#include "kvf/text/PropertiesText.h"
+#include "support/Sandbox.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// Homes that look like JVMs, below a folder of the sandbox.
+class Homes {
+ public:
+  std::string add(const std::string& home, const std::string& version,
+                  const std::string& library = "lib/server/libjvm.so") {
+    sandbox.write(home + "/" + library, "");
+    sandbox.write(home + "/bin/java", "", true);
+    if (!version.empty()) {
+      sandbox.write(home + "/release", "IMPLEMENTOR=\"Acme\"\nJAVA_VERSION=\"" + version + "\"\n");
+    }
+    return sandbox.path(home);
+  }
+  [[nodiscard]] std::string link(const std::string& name, const std::string& target) const {
+    fs::create_directory_symlink(target, sandbox.path(name));
+    return sandbox.path(name);
+  }
+
+  Sandbox sandbox;
+};
+
+TEST(JvmSearch, OneJvmByManyWaysIsThereOnceByTheNameThatLasts) {
+  Homes homes;
+  const std::string real = homes.add("jvm/java-17.0.2", "17.0.2");
+  const std::string link = homes.link("jvm/default-java", "java-17.0.2");
+  const auto jvms = findJvms({.javaHome = real + "/",
+                              .path = "/nowhere::" + real + "/bin",
+                              .folders = {homes.sandbox.path("jvm")}});
+  ASSERT_EQ(jvms.size(), 1);
+  EXPECT_EQ(jvms[0].home, link);
+  EXPECT_EQ(jvms[0].library, link + "/lib/server/libjvm.so");
+  EXPECT_EQ(jvms[0].java, link + "/bin/java");
+  EXPECT_EQ(jvms[0].version, "17.0.2");
+  EXPECT_EQ(jvms[0].vendor, "Acme");
+  EXPECT_EQ(jvms[0].foundBy, "JAVA_HOME");
+  EXPECT_EQ(jvms[0].homes, (std::vector<fs::path>{link, real}));
+}
+
+TEST(JvmSearch, ByALinkAmongPrograms) {
+  Homes homes;
+  const std::string real = homes.add("opt/jdk", "21");
+  fs::create_directories(homes.sandbox.path("bin"));
+  fs::create_symlink(real + "/bin/java", homes.sandbox.path("bin/java"));
+  const auto jvms = findJvms({.javaHome = "", .path = homes.sandbox.path("bin"), .folders = {}});
+  ASSERT_EQ(jvms.size(), 1);
+  EXPECT_EQ(jvms[0].home, fs::canonical(real));
+}
+
+TEST(JvmSearch, NewestFirst) {
+  Homes homes;
+  homes.add("jvm/a", "9.0.4");
+  homes.add("jvm/b", "17.0.10");
+  homes.add("jvm/c", "1.8.0_392", "jre/lib/amd64/server/libjvm.so");
+  homes.add("jvm/d", "17.0.9+9-Debian");
+  homes.add("jvm/e", "");
+  homes.sandbox.write("jvm/f/release", "JAVA_VERSION=\"30\"\n");
+  const auto jvms = findJvms({.javaHome = "", .path = "", .folders = {homes.sandbox.path("jvm")}});
+  std::string found;
+  for (const Jvm& jvm : jvms) found += jvm.home.filename();
+  EXPECT_EQ(found, "bdace");
+  EXPECT_EQ(newestJvm(jvms, 17)->version, "17.0.10");
+  EXPECT_EQ(newestJvm(jvms, 18), nullptr);
+}
+
+TEST(JvmSearch, TheJvmOfALibrary) {
+  Homes homes;
+  const fs::path jdk = homes.add("jdk8", "1.8.0_392", "jre/lib/amd64/server/libjvm.so");
+  const auto jvm = jvmOfLibrary(jdk / "jre/lib/amd64/server/libjvm.so");
+  ASSERT_TRUE(jvm);
+  EXPECT_EQ(jvm->release, 8);
+  EXPECT_EQ(jvm->home, jdk);
+  EXPECT_FALSE(jvmOfLibrary(jdk / "release"));
+}
+
+TEST(JvmCommand, Lines) {
+  Homes homes;
+  const std::string home = homes.add("100% j\\vm", "99.1");
+  const Start start = {.environment = {{"JAVA_HOME", home}, {"PATH", ""}}};
+  const std::string line =
+      "java.library=" + spelledInPropertiesFile(home + "/lib/server/libjvm.so") + "\n";
+  EXPECT_EQ(homes.sandbox.run({VELOX_KVF, "jvm", "--line", "99"}, start), (Outcome{0, line}));
+  EXPECT_EQ(homes.sandbox.run({VELOX_KVF, "jvm", "--line", "100"}, start).status, 1);
+  EXPECT_TRUE(homes.sandbox.run({VELOX_KVF, "jvm", "--line", "100"}, start)
+                  .has("no JVM of Java 100 or newer found; the newest is 99.1 in " + home));
+  EXPECT_TRUE(homes.sandbox.run({VELOX_KVF, "jvm", "--json"}, start).has("\"version\": \"99.1\""));
+  EXPECT_TRUE(
+      homes.sandbox.run({VELOX_KVF, "jvm", "--line", "--json"}, start).out.starts_with("{"));
+  EXPECT_TRUE(homes.sandbox.run({VELOX_KVF, "jvm"}, start)
+                  .out.starts_with("99.1  Acme  (found by JAVA_HOME)\n    " + line));
+}
+
+TEST(PropertiesText, TheLauncherReadsWhatWasMeant) {
+  for (const std::string value : {"plain", "a b ", " blank", "=equals", "==", "50% of 100%",
+                                  "\\%x\\", "tab\tline\nend\r", "#x!", "%HOME%"}) {
+    Sandbox sandbox;
+    const std::string file = sandbox.write("x.kvf", "key=" + spelledInPropertiesFile(value) + "\n");
+    const SimpleProperties none;
+    const auto properties = ParsePropertiesFile(file.c_str(), none, none, none, true);
+    EXPECT_EQ(properties.valueOf("key"), value.c_str());
+  }
+}
+
+}  // namespace

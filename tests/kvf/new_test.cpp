@@ -1,0 +1,203 @@
+#include <filesystem>
+
+#include <gtest/gtest.h>
+#include <zip.h>
+
+#include "kvf/formats/Archive.h"
+#include "kvf/formats/Manifest.h"
+#include "kvf/package/ApplicationTexts.h"
+#include "kvf/package/NewApplication.h"
+#include "support/Sandbox.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+const Start withJvm = {
+    .environment = {
+        {"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"},
+        {"JAVA_HOME", fs::path(VELOX_JVM_LIBRARY).parent_path().parent_path().parent_path()}}};
+
+class New : public testing::Test {
+ protected:
+  /// An archive of the Java fixture, if wanted, with this manifest.
+  std::string jar(const std::string& name, const std::string& manifest, bool withProbe = true) {
+    const std::string probe = Archive(VELOX_PROBE_JAR).read("probe/Probe.class").value();
+    std::string file = sandbox_.path(name);
+    fs::create_directories(fs::path(file).parent_path());
+    zip_t* zip = zip_open(file.c_str(), ZIP_CREATE, nullptr);
+    add(zip, manifestEntry, manifest);
+    if (withProbe) add(zip, "probe/Probe.class", probe);
+    EXPECT_EQ(zip_close(zip), 0);
+    return file;
+  }
+
+  [[nodiscard]] Outcome kvfNew(Texts arguments) const {
+    arguments.insert(arguments.begin(), {VELOX_KVF, "new"});
+    return sandbox_.run(arguments, withJvm);
+  }
+
+  Sandbox sandbox_;
+
+ private:
+  static void add(zip_t* zip, const char* name, const std::string& text) {
+    zip_file_add(zip, name, zip_source_buffer(zip, text.data(), text.size(), 0), 0);
+  }
+};
+
+/// What the fixture prints for these arguments.
+std::string printed(const Texts& arguments) {
+  std::string text;
+  for (const std::string& argument : arguments) text += "arg[" + argument + "]\n";
+  return text + "property[";
+}
+
+TEST_F(New, TheScriptHandsOverArgumentsAndStatusFromAnywhere) {
+  jar("probe-1.0.jar", "Main-Class: probe.Probe\n");
+  ASSERT_EQ(kvfNew({"a b/100% x", "--jar", "probe-1.0.jar"}).status, 0);
+  fs::create_symlink(sandbox_.path("a b/100% x/bin/probe"), sandbox_.path("link"));
+  const std::string script = sandbox_.path("a b/100% x/bin/probe");
+  const std::string tooLong(131072 - 13, 'x');
+
+  const Texts rows[] = {
+      {},
+      {"plain", "", " ", "a  b", "tab\tline\nend\r", "--", "--run", "--propVar", "-x", ""},
+      {"%HOME%", "100%", "\\%", "a\\", "it's", "$HOME `id` *", "naïve", "#!", "a=b"},
+      {"--first", "say \"hi\"", "\"", "\"\"", "@@#@@", "-last", ""},
+      {"--a=" + std::string(100000, 'x'), std::string(100000, 'y'), "z"},
+      {"--" + tooLong.substr(3)},
+      {tooLong, "-after"},
+  };
+  for (const Texts& row : rows) {
+    Texts line = row;
+    line.insert(line.begin(), sandbox_.path("link"));
+    const Outcome outcome = sandbox_.run(line, withJvm);
+    EXPECT_TRUE(outcome.out.starts_with(printed(row))) << outcome.out.substr(0, 500);
+    EXPECT_EQ(outcome.status, 0);
+  }
+  const Texts refused[] = {{"--say=\"hi\""}, {"@@#@@", "--x"}, {"--" + tooLong}, {"\"", "a", "--"}};
+  for (const Texts& row : refused) {
+    Texts line = row;
+    line.insert(line.begin(), script);
+    const Outcome outcome = sandbox_.run(line, withJvm);
+    EXPECT_EQ(outcome.status, 64) << row[0].substr(0, 80);
+    EXPECT_TRUE(outcome.has("cannot hand over argument " + std::to_string(row.size()))) << row[0];
+  }
+
+  sandbox_.write("a b/100% x/probe.kvf",
+                 sandbox_.read("a b/100% x/probe.kvf") + "java.property.probe.do=exit:7\n");
+  EXPECT_EQ(sandbox_.run({script}, withJvm).status, 7);
+}
+
+TEST_F(New, TheClassPathOfTheManifestComesAlongOnce) {
+  jar("elsewhere/probe.jar", "Class-Path: ../app.jar\n");
+  jar("lib/abs.jar", "Class-Path: ../app.jar\n", false);
+  jar("lib/x.jar", "Manifest-Version: 1.0\n", false);
+  jar("lib/sub dir/x.jar", "Manifest-Version: 1.0\n", false);
+  jar("app.jar",
+      "Main-Class: probe.Probe\r\nClass-Path: elsewhere/pro\r\n be.jar lib/sub%20dir/x.jar "
+      "missing.jar lib/ file://" +
+          sandbox_.path("lib/abs.jar") +
+          "\r\nAdd-Opens: java.base/java.lang java.base/java.util\r\n"
+          "Launcher-Agent-Class: Agent\r\n\r\nName: x\r\nMain-Class: other\r\n",
+      false);
+  const Outcome outcome = kvfNew({"made", "--jar", "app.jar", "--lib", "lib"});
+  EXPECT_TRUE(outcome.has("the Class-Path of app.jar names missing.jar, which is not there"));
+  EXPECT_TRUE(outcome.has("the Class-Path of app.jar names lib/, which is no archive"));
+  EXPECT_TRUE(outcome.has("not carried along: Launcher-Agent-Class"));
+  EXPECT_TRUE(outcome.status == 0) << outcome.out;
+
+  const std::string lib = sandbox_.path("made/lib/");
+  EXPECT_TRUE(sandbox_.run({"made/bin/app"}, withJvm)
+                  .has("path[" + lib + "abs.jar:" + lib + "app.jar:" + lib + "probe.jar:" + lib +
+                       "x.jar:" + lib + "x-2.jar]\n"));
+  EXPECT_NE(sandbox_.read("made/app.kvf")
+                .find("\njava.extended.properties=--add-opens=java.base/java.lang=ALL-UNNAMED "
+                      "--add-opens=java.base/java.util=ALL-UNNAMED\n"),
+            std::string::npos);
+}
+
+TEST_F(New, ARuntimeComesAlongWithItsLinks) {
+  const fs::path home = withJvm.environment.at("JAVA_HOME");
+  // Of the runtime only what a start needs, by links that lead out and one that stays inside.
+  fs::create_directories(sandbox_.path("jre/bin"));
+  fs::create_directory_symlink(home / "lib", sandbox_.path("jre/lib"));
+  fs::create_directory_symlink(home / "conf", sandbox_.path("jre/conf"));
+  fs::create_symlink(home / "bin/java", sandbox_.path("jre/bin/java"));
+  sandbox_.write("jre/LICENSE", "");
+  fs::create_symlink("LICENSE", sandbox_.path("jre/COPYING"));
+  jar("probe.jar", "Main-Class: probe.Probe\n");
+  ASSERT_EQ(kvfNew({"made", "--jar", "probe.jar", "--jre", "jre"}).status, 0);
+  fs::rename(sandbox_.path("made"), sandbox_.path("moved"));
+  fs::remove_all(sandbox_.path("jre"));
+  EXPECT_EQ(sandbox_.run({"moved/bin/probe"}, withJvm).status, 0);
+  EXPECT_EQ(fs::read_symlink(sandbox_.path("moved/runtime/COPYING")), "LICENSE");
+  EXPECT_FALSE(fs::is_symlink(sandbox_.path("moved/runtime/bin/java")));
+}
+
+TEST_F(New, WhatCannotBeMadeLeavesNothingBehind) {
+  jar("probe.jar", "Main-Class: probe.Probe\n");
+  jar("none.jar", "Manifest-Version: 1.0\n");
+  jar("wrong.jar", "Main-Class: probe.Prob\n");
+  jar("wrapper.jar", "Main-Class: probe.Probe\n");
+  sandbox_.write("text.jar", "text");
+  sandbox_.write("there/file", "mine");
+  sandbox_.write("old/lib/server/libjvm.so", "");
+  sandbox_.write("old/release", "JAVA_VERSION=\"1.8.0_392\"\n");
+  struct Case {
+    Texts arguments;
+    std::string message;
+  };
+  const Case cases[] = {
+      {{"new", "--jar", "missing.jar"}, "missing.jar is no archive that can be read"},
+      {{"new", "--jar", "text.jar"}, "text.jar is no archive that can be read"},
+      {{"new", "--jar", "none.jar"}, "none.jar names no start class in its manifest; give --main"},
+      {{"new", "--jar", "wrong.jar"}, "the start class probe.Prob is in none of the archives"},
+      {{"new", "--jar", "wrapper.jar"}, "\"wrapper\" cannot be the name"},
+      {{"new", "--jar", "probe.jar", "--jre", "there"}, "there is no JVM in there"},
+      {{"new", "--jar", "probe.jar", "--jre", "old"}, ", and old is Java 8"},
+      {{"new", "--jar", VELOX_PROBE_JAR, "--main", "probe.Probe$Failing"},
+       "the start class probe.Probe$Failing has no static method main(String[])"},
+      {{"new:1", "--jar", "probe.jar"}, "cannot hold a folder with a colon in its name"},
+      {{"new", "--jar", "probe.jar", "--wrapper", "missing"}, "missing"},
+      {{"there", "--jar", "probe.jar"}, "there is there already; --force writes into it"},
+  };
+  for (const Case& row : cases) {
+    const Outcome outcome = kvfNew(row.arguments);
+    EXPECT_EQ(outcome.status, 2) << row.message;
+    EXPECT_TRUE(outcome.has("kvf: ") && outcome.has(row.message)) << outcome.out;
+    EXPECT_FALSE(fs::exists(sandbox_.path("new"))) << row.message;
+  }
+  EXPECT_EQ(
+      kvfNew({"heir", "--jar", VELOX_PROBE_JAR, "--main", "probe.Heir", "--name", "x"}).status, 0);
+  EXPECT_EQ(kvfNew({"there", "--jar", "probe.jar", "--force"}).status, 0);
+  EXPECT_EQ(kvfNew({"there", "--jar", "probe.jar", "--force"}).status, 0);
+  EXPECT_EQ(sandbox_.read("there/file"), "mine");
+}
+
+TEST_F(New, MoreArchivesThanOneValueMayReferTo) {
+  jar("app.jar", "Main-Class: probe.Probe\n");
+  for (int number = 0; number < 250; ++number)
+    jar("lib/" + std::to_string(number) + ".jar", "", false);
+  ASSERT_EQ(kvfNew({"made", "--jar", "app.jar", "--lib", "lib"}).status, 0);
+  const Outcome outcome = sandbox_.run({"made/bin/app"}, withJvm);
+  EXPECT_TRUE(outcome.has(":" + sandbox_.path("made/lib/99.jar") + "]\n")) << outcome.out;
+}
+
+TEST(NewApplication, NamesOfArchives) {
+  EXPECT_EQ(nameForArchive("/x/acme.jar"), "acme");
+  EXPECT_EQ(nameForArchive("acme-tool-1.2-SNAPSHOT.jar"), "acme-tool");
+  EXPECT_EQ(nameForArchive("-1.jar"), "-1");
+  EXPECT_TRUE(isApplicationName("acme_2.x-y"));
+  for (const char* name : {"", ".x", "-x", "a b", "a/b", "wrapper"})
+    EXPECT_FALSE(isApplicationName(name)) << name;
+}
+
+TEST(NewApplication, TheUnitQuotesItsPath) {
+  ApplicationFolder folder;
+  folder.name = "acme";
+  const std::string unit = serviceUnit(folder, "/a b/50%\"");
+  EXPECT_NE(unit.find("ExecStart=\"/a b/50%%\\\"/bin/acme\"\n"), std::string::npos) << unit;
+}
+
+}  // namespace

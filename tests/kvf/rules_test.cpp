@@ -1,0 +1,403 @@
+#include <filesystem>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "kvf/formats/Archive.h"
+#include "kvf/launch/Assembler.h"
+#include "kvf/rules/Findings.h"
+#include "support/Sandbox.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* jvm = VELOX_JVM_LIBRARY;
+constexpr const char* probeJar = VELOX_PROBE_JAR;
+
+/// A properties file in three lines, sound as it is.
+std::string launch(const std::string& library = jvm, const std::string& classPath = probeJar,
+                   const std::string& startClass = "probe.Probe") {
+  return "java.library=" + library + "\nvelox.class.path.extended=" + classPath +
+         "\njava.start.class=" + startClass + "\n";
+}
+
+/// "LINE RULE" for each finding.
+Texts placesOf(const std::vector<Finding>& findings) {
+  Texts places;
+  for (const Finding& finding : findings) {
+    places.push_back(std::to_string(finding.line) + " " + finding.rule->id);
+  }
+  return places;
+}
+
+std::string textOf(const std::vector<Finding>& findings) {
+  return findings.empty() ? "" : findings.front().text;
+}
+
+std::string many(const std::string& text, int count) {
+  std::string result;
+  for (int i = 0; i < count; ++i) result += text;
+  return result;
+}
+
+/// Four lines, of which the last adds to a class path that nothing expands.
+std::string withPlainClassPath(const std::string& element) {
+  return std::string("java.library=") + jvm +
+         "\njava.start.class=probe.Probe\n#\njava.class.path=" + probeJar + ":" + element + "\n";
+}
+
+struct Row {
+  const char* rule;
+  std::size_t line;  ///< of the only finding
+  std::string text;  ///< is in it
+  std::string file;
+};
+
+const Row rows[] = {
+    {"unknown-key", 4, "did you mean java.heap.size.max?", launch() + "java.heap.size.mx=1g\n"},
+    {"unknown-key", 4, "the launcher sets", launch() + "wrapper.kvf.file=x\n"},
+    {"no-separator", 4, "write key=value", launch() + "word\n"},
+    {"empty-value", 4, "gives an empty path", launch() + "java.library.path=\n"},
+    {"blank-before-value", 4, "the value is \" b\"", launch() + "java.property.a = b\n"},
+    {"blank-before-value", 4, "\": b\" with the colon", launch() + "java.property.a : b\n"},
+    {"trailing-blank", 4, "ends with 2 blanks,", launch() + "java.property.a=b  \n"},
+    {"control-escape", 4, "write \\\\ for a backslash", launch() + "java.property.a=C:\\temp\n"},
+    {"not-exported", 4, "end the line", launch() + "velox.env.A=1"},
+    {"carriage-return", 4, "use bare line feeds", launch() + "java.property.a=b\r\n"},
+    {"carriage-return", 4, "continues nothing", launch() + "java.property.a=b\\\r\n"},
+    {"byte-order-mark", 1, "save it without", "\xEF\xBB\xBF# note=x\n" + launch()},
+    {"nul-byte", 5, "the rest is not read", launch() + "#\n" + std::string("\0x=1\n", 5)},
+    {"short-include", 4, "includes nothing", launch() + "velox.include=empty.kvf\n"},
+    {"short-include", 4, "last line", launch() + "velox.include=%kvf.file.dir%/empty.kvf"},
+    {"missing-include", 4, "open properties file : /gone.kvf",
+     launch() + "velox.include.kvf=/gone.kvf\njava.start.method=main\n"},
+    {"include-cycle", 4, "leads back", launch() + "velox.include.kvf=%kvf.file.dir%/app.kvf\n"},
+    {"include-depth", 1, "too deeply", launch() + "velox.include.kvf=%kvf.file.dir%/d0.kvf\n"},
+    {"include-depth", 1, "more than 32 MiB of text",
+     launch() + many("velox.include.kvf=%kvf.file.dir%/wide.kvf\n", 33)},
+    {"file-too-large", 4, "1 MiB", launch() + "velox.include.kvf=%kvf.file.dir%/large.kvf\n"},
+    {"not-a-regular-file", 4, "is a folder", launch() + "velox.include.kvf=/usr\n"},
+    {"not-a-regular-file", 4, "no regular file", launch() + "velox.include.kvf=/dev/null\n"},
+    {"duplicate-key", 5, "in line 4 already", launch() + "java.property.a=1\njava.property.a=2\n"},
+    {"overridden-key", 1, "replaces the value \"0\"",
+     launch() + "java.property.a=0\nvelox.include.kvf=%kvf.file.dir%/a.kvf\n"},
+
+    {"unresolved-reference", 5, "did you mean acme.home?",
+     launch() + "acme.home=1\njava.property.a=%acme.hom%%acme.home%\n"},
+    {"unset-variable", 4, "--propVar NOT_SET=VALUE", launch() + "java.property.a=%NOT_SET%\n"},
+    {"percent-pair", 4, "\"% sure 5%\"", launch() + "application.args=100% sure 5%\n"},
+    {"too-many-references", 4, "More than 100 variable references",
+     launch() + "java.property.a=" + many("%PATH%", 101) + "\n"},
+    {"too-much-text", 7, "\"d\" was not looked at",
+     launch() + "a=" + many("x", 1000) + "\nb=" + many("%a%", 90) + "\nc=" + many("%b%", 90) +
+         "\nd=" + many("%c%", 90) + "\njava.property.a=%d%\n"},
+    {"reference-again", 6, "%b% is found inside",
+     launch() + "a=\\\\%b\nb=1\njava.property.a=%a%%b%\n"},
+    {"reference-again", 4, "a second time", launch() + "velox.env.A=\\\\%PATH\\\\%\n"},
+    {"environment-wins", 5, "not \"/x\"", launch() + "PATH=/x\njava.property.a=%PATH%\n"},
+
+    {"no-library", 1, "nothing to run", "java.start.class=probe.Probe\n"},
+    {"jvm-library", 1, "whatever libjvm.so the loader finds", launch("/gone/libjvm.so")},
+    {"jvm-library", 1, ", here " VELOX_JVM_LIBRARY ":",
+     launch("/gone/libjvm.so") +
+         "velox.env.LD_LIBRARY_PATH=/gone:" + fs::path(jvm).parent_path().string() + "\n"},
+    {"jvm-library", 1, "is no shared library", launch(probeJar)},
+    {"jvm-library", 1, "is for RISC-V with 64 bits", launch("%kvf.file.dir%/riscv.so")},
+    {"jvm-library", 1, "is a folder", launch("/usr/bin")},
+    {"jvm-library", 1, "is a program, not a library", launch(VELOX_JAVA)},
+    {"jvm-library", 1, "lacks JNI_CreateJavaVM", launch(VELOX_NATIVE_DIRECTORY "/libentry3.so")},
+    {"java-program", 4, "no program \"/usr\"",
+     launch() + "java.path=/usr\nwrapper.command=--cmdlineJava\n"},
+    {"start-class", 1, "is not set", std::string("java.library=") + jvm + "\n"},
+    {"start-class-not-found", 3, "did you mean probe.Probe?", launch(jvm, probeJar, "probe.Prob")},
+    {"start-class-not-found", 3, "is probe.Probe, and",
+     launch(jvm, "%kvf.file.dir%/classes/probe", "Probe")},
+    {"start-class-not-found", 3, "too deep there, as in.probe.Probe",
+     launch(jvm, "%kvf.file.dir%/folded")},
+    {"class-version", 3, "needs Java 60", launch(jvm, "%kvf.file.dir%/newer")},
+    {"start-method", 4, "did you mean main?", launch() + "java.start.method=mian\n"},
+    {"start-method", 4, "void notStatic(", launch() + "java.start.method=notStatic\n"},
+    {"start-method", 3, "void main(String[])\", and", launch(jvm, probeJar, "probe.Probe$Failing")},
+    {"start-method", 4, "void gone(",
+     launch(jvm, probeJar, "probe.Heir") + "java.start.method=gone\n"},
+    {"start-method", 3, "is damaged", launch(jvm, "%kvf.file.dir%/damaged")},
+    {"stop-method", 5, "did you mean halt?",
+     launch() + "application.stop.signals=TERM\njava.stop.method=stop\n"},
+    {"native-library", 1, "\"/gone.so\" is not there", "application.library=/gone.so\n"},
+    {"native-library", 1, "for another architecture",
+     "application.library=%kvf.file.dir%/riscv.so\n"},
+    {"native-library", 1, "is no shared library", "application.library=" VELOX_PROBE_JAR "\n"},
+    {"native-library", 1, "export no AppStop, RegisterWrapperEntryPoints",
+     "application.library=" VELOX_NATIVE_DIRECTORY "/libentry1.so\n"},
+
+    {"class-path-missing", 2, "there is no \"/gone\"",
+     launch(jvm, std::string(probeJar) + ":/gone:")},
+    {"class-path-star", 2, "the * of",
+     launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/lib/*")},
+    {"class-path-star", 4, "write velox.class.path.extended=FOLDER",
+     withPlainClassPath("%kvf.file.dir%/lib/*")},
+    {"class-path-link", 2, "passes over the link",
+     launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/links")},
+    {"class-path-link", 2, "and 1 more",
+     launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/links/**")},
+    {"class-path-limit", 2, "holds 2 archives, of which 1",
+     launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/lib") +
+         "velox.class.path.extended.max.lib.number=1\n"},
+    {"class-path-limit", 2, "goes lie 1 archive: raise",
+     launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/deep/**") +
+         "velox.class.path.extended.search.level=1\n"},
+    {"class-path-limits", 4, "from 1 to 12",
+     launch() + "velox.class.path.extended.search.level=13\n"},
+    {"class-path-limits", 4, "from 1 to 8192",
+     launch() + "velox.class.path.extended.max.lib.number=none\n"},
+    {"class-path-archive", 2, "is no archive",
+     launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/broken.jar")},
+    {"class-path-archive", 2, "more than any sound archive",
+     launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/vast.jar")},
+    {"class-path-archive", 4, "is no file", withPlainClassPath("/dev/null")},
+
+    {"heap-size", 4, R"("512 MB" in "-Xmx512 MB" is no size)",
+     launch() + "java.heap.size.max=512 MB\n"},
+    {"heap-size", 4, "write 256m", launch() + "java.heap.size.max=256\n"},
+    {"heap-order", 5, "lower it",
+     launch() + "java.heap.size.max=1g\njava.heap.size.initial=2048m\n"},
+    {"heap-size", 4, "\"12q\"", launch() + "java.extended.properties=-Xrs -Xss12q\n"},
+    {"heap-size", 4, "\"=1g\"", launch() + "java.extended.properties=-Xmx=1g\n"},
+    {"heap-order", 4, "above the maximum of 1g,",
+     launch() + "java.extended.properties=-Xmx1g -Xms2g\n"},
+    {"heap-order", 4, "above the maximum of 1g (",
+     launch() + "java.extended.properties=-Xms2g\njava.heap.size.max=1g\n"},
+    {"stack-size", 4, "1g at most", launch() + "java.thread.stack.size=1025m\n"},
+    {"young-generation", 4, "-Xmn8m", launch() + "java.heap.size.min=8m\n"},
+    {"option-blank", 4, "\"-Xint=\"", launch() + "java.extended.properties=-Xint  -Xrs\n"},
+    {"option-blank", 4, "\"-Xint=\"", launch() + "java.extended.properties=-Xint \\\n -Xrs\n"},
+    {"option-blank", 4, "a tab", launch() + "java.extended.properties=-Xint\t-Xrs\n"},
+    {"option-word", 4, "\"-Xmx=512m\"", launch() + "java.extended.properties=-Xmx 512m\n"},
+    {"option-word", 4, "of the program java", launch() + "java.extended.properties=-cp x.jar\n"},
+    {"option-word", 4, "reads \"-Xrs=-Da=b c\"",
+     launch() + "java.extended.properties=-Xrs \"-Da=b c\"\n"},
+    {"option-word", 4, R"(reads nothing of "c")", launch() + "java.extended.properties=-Da b c\n"},
+    {"option-word", 4, "reads \"-Da=b\" here", launch() + "java.extended.properties=-Da=\"b\"c\n"},
+    {"option-word", 4, "is dropped: \"512m\"", launch() + "java.extended.properties=512m -Xrs\n"},
+    {"option-percent", 4, "alone", launch() + "java.extended.properties=-XX:ErrorFile=hs%p.log\n"},
+    {"class-data-archive", 4, "kvf cds",
+     launch() + "java.extended.properties=-XX:SharedArchiveFile=%kvf.file.dir%/broken.jar\n"},
+
+    {"unknown-command", 4, "\"--cleanInstall\" is no command",
+     launch() + "wrapper.command=--cleanInstall\n"},
+    {"unknown-command", 4, "did you mean --run?", launch() + "wrapper.command=run\n"},
+    {"windows-command", 4, "on Windows only", launch() + "wrapper.command=--start\n"},
+
+    {"stop-signals", 4, "\"KILL\" cannot be used", launch() + "application.stop.signals=KILL\n"},
+
+    {"start-directory", 4, "there is no folder", launch() + "application.start.dir=/gone\n"},
+    {"start-directory", 4, "is relative", launch() + "application.start.dir=tests\n"},
+    {"process-id-file", 4, "no folder \"/gone\"", launch() + "processID.file.name=/gone/a.pid\n"},
+    {"process-id-file", 4, "everyone may write", launch() + "processID.file.name=/tmp/a.pid\n"},
+    {"process-id-file", 4, "is relative", launch() + "processID.file.name=a.pid\n"},
+    {"environment-name", 4, "no name that a shell takes", launch() + "velox.env.my-var=1\n"},
+    {"environment-name", 4, "no name that a shell takes", launch() + "velox.env.1A=1\n"},
+    {"adjuster-library", 2, "needs java.library",
+     "application.library=" VELOX_NATIVE_DIRECTORY
+     "/libentry3.so\nvelox.adjuster.class.path=a.jar\n"},
+};
+
+void writeArchive(const std::string& path, const std::string& entry, const std::string& text) {
+  zip_t* zip = zip_open(path.c_str(), ZIP_CREATE, nullptr);
+  zip_source_t* source = zip_source_buffer(zip, text.data(), text.size(), 0);
+  zip_file_add(zip, entry.c_str(), source, ZIP_FL_ENC_UTF_8);
+  EXPECT_EQ(zip_close(zip), 0);
+}
+
+/// What the rows refer to.
+void writeSurroundings(Sandbox& sandbox) {
+  sandbox.write("empty.kvf", "");
+  sandbox.write("a.kvf", "java.property.a=1\n");
+  sandbox.write("large.kvf", std::string(std::size_t{1} << 20U, '#'));
+  sandbox.write("wide.kvf", std::string((std::size_t{1} << 20U) - 1, '#'));
+  for (int i = 0; i <= 1025; ++i) {
+    sandbox.write("d" + std::to_string(i) + ".kvf",
+                  "velox.include.kvf=%kvf.file.dir%/d" + std::to_string(i + 1) + ".kvf\n");
+  }
+  const std::string jar = probeJar;
+  for (const char* copy : {"lib/a.jar", "lib/b.jar", "deep/below/a.jar"}) {
+    sandbox.write(copy, "");
+    fs::copy_file(jar, sandbox.path(copy), fs::copy_options::overwrite_existing);
+  }
+  sandbox.write("broken.jar", "PK");
+  sandbox.write("vast.jar", "PK\5\6" + std::string(11, '\0') + '\x40' + std::string(6, '\0'));
+  writeArchive(sandbox.path("manifest.jar"), "META-INF/MANIFEST.MF",
+               "Manifest-Version: 1.0\nClass-Path: gone.jar lib/\n a.jar\n");
+  sandbox.write("links/note", "");
+  fs::create_symlink(jar, sandbox.path("links/a.jar"));
+  fs::create_symlink(sandbox.path("links/note"), sandbox.path("links/other"));
+  fs::create_directory_symlink(sandbox.path("lib"), sandbox.path("links/lib"));
+
+  // The header of a 64-bit library for RISC-V, of which nothing else is read.
+  std::string header = std::string(
+                           "\x7F"
+                           "ELF\x02\x01\x01",
+                           7) +
+                       std::string(57, '\0');
+  header[16] = 3;
+  header[18] = '\xF3';
+  header[20] = 1;
+  sandbox.write("riscv.so", header);
+
+  sandbox.write("classes/probe/Probe.class", Archive(jar).read("probe/Probe.class").value());
+  sandbox.write("damaged/probe/Probe.class", "\xCA\xFE\xBA\xBE");
+  sandbox.write("folded/in/probe/Probe.class", Archive(jar).read("probe/Probe.class").value());
+  std::string newer = Archive(jar).read("probe/Probe.class").value();
+  newer[7] = 44 + 60;
+  sandbox.write("newer/probe/Probe.class", newer);
+}
+
+TEST(Rules, EachTellsItsMistakeAndNothingElse) {
+  Sandbox sandbox;
+  writeSurroundings(sandbox);
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.file);
+    const auto findings = check(inspectFile(sandbox.write("app.kvf", row.file)), {});
+    EXPECT_EQ(placesOf(findings), (Texts{std::to_string(row.line) + " " + row.rule}));
+    EXPECT_NE(textOf(findings).find(row.text), std::string::npos) << textOf(findings);
+  }
+}
+
+/// What looks odd and is right: a finding would waste its reader's time.
+const std::string soundFiles[] = {
+    launch(),
+    launch(jvm, probeJar, "probe/Probe"),
+    launch(jvm, probeJar, "probe.Heir"),
+    launch() + "java.start.method=other\n",
+    launch() + "java.path=" VELOX_JAVA "\nwrapper.command=--cmdlineJava\n",
+    launch() + "java.property.a=1 # no comment\n! a comment = here\n",
+    launch() + "java.property.a==b\njava.property.b:=c\n\tjava.property.c \t d\n",
+    launch() + "java.property.a=\\ b\\ \n",
+    launch() + "java.property.a=C:\\\\temp\\\\new\n# C:\\temp\n",
+    launch() + "java.property.a=one\\\ntwo\n",
+    launch() + "java.property.empty=\n",
+    launch() + "java.property.last=line",
+    launch() + "acme.home=/opt\njava.property.a=%acme.home%/x\n",
+    launch() + "java.property.a=100\\\\% sure, 5\\\\% unsure, 50%\n",
+    launch() + "velox.env.FORMAT=\\\\\\\\%d\\\\\\\\%\n",
+    launch() + "velox.env.MODE=fast\njava.property.a=%MODE%\n",
+    launch() + "velox.env.PATH=/opt/bin:%PATH%\n",
+    launch() + "velox.include.kvf.more=%kvf.file.dir%/empty.kvf\n",
+    launch() +
+        "velox.include.kvf=%kvf.file.dir%/a.kvf\n"
+        "velox.include.kvf=%kvf.file.dir%/a.kvf\n",
+    launch() + "java.property.a=%kvf.file.dir%%path.separator%/x\n",
+    launch() + "java.heap.size.max=1g\njava.heap.size.initial=1024m\njava.thread.stack.size=512k\n",
+    launch() + "java.extended.properties=-Xint -Dgreeting=\"hello world\" -Dempty=\"\"\n",
+    launch() + "java.extended.properties=-Xms2g -Xmx1g -Xmx3g\njava.heap.size.max=2g\n",
+    launch() + "application.args = a \"b c\"  \njava.extended.properties = -Xrs -Da=\" \" \n",
+    launch() + "java.extended.properties=--add-modules java.sql -Da b -Xrs \\\n-XX:+UseSerialGC\n",
+    launch() + "java.extended.properties=-XX:ErrorFile=hs\\\\%p.log -Xlog:gc:gc\\\\%p.log\n",
+    launch() + "application.start.dir=%kvf.file.dir%/lib\n",
+    launch() + "application.stop.signals=TERM, SIGINT\n",
+    launch() + "ntservice.name=acme\nwrapper.command=--run\n",
+    launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/lib;%kvf.file.dir%/deep/**;"),
+    launch(jvm, "%kvf.file.dir%/classes"),
+    launch(jvm, "%kvf.file.dir%/manifest.jar"),
+    launch(jvm, "%kvf.file.dir%/lib", "com.sun.tools.javac.Main"),
+    launch(jvm, probeJar, "acme.Main") + "java.extended.properties=-Xbootclasspath/a:/opt/a.jar\n",
+    launch(jvm, probeJar, "acme.Main") +
+        "java.extended.properties=--patch-module=acme=/opt/a.jar\n",
+    launch(jvm, probeJar, "acme.Main") + "java.extended.properties=-javaagent:/opt/a.jar\n",
+    launch(jvm, probeJar, "acme.Main") + "java.extended.properties=-Djava.system.class.loader=A\n",
+    std::string("java.library=") + jvm + "\njava.class.path=" + probeJar +
+        "\njava.start.class=probe.Probe\n",
+    std::string("application.library=") + VELOX_NATIVE_DIRECTORY +
+        "/libentry1.so:" + VELOX_NATIVE_DIRECTORY + "/libentry2.so\n",
+    "# A file for one platform. kvf: allow no-library\napplication.args=x\n",
+    std::string("application.library=libacme.so:") + VELOX_NATIVE_DIRECTORY + "/libentry1.so\n",
+};
+
+TEST(Rules, AMissingIncludeIsNotToldAgainByWhatItWouldHold) {
+  Sandbox sandbox;
+  const std::string file = sandbox.write(
+      "app.kvf",
+      "velox.include.kvf=/gone\njava.property.a=%home%\nvelox.adjuster.class.path=a.jar\n"
+      "home=/opt\n");
+  EXPECT_EQ(placesOf(check(inspectFile(file), {})), (Texts{"1 missing-include"}));
+}
+
+TEST(Rules, BehindTooManyMistakesNothingCountsAsAbsent) {
+  Sandbox sandbox;
+  const std::string file = sandbox.write("app.kvf", many("velox.include.kvf=/gone\n", 30));
+  for (const Finding& finding : check(inspectFile(file), {})) {
+    EXPECT_STREQ(finding.rule->id, "missing-include");
+  }
+}
+
+TEST(Rules, SoundFilesHaveNoFinding) {
+  Sandbox sandbox;
+  writeSurroundings(sandbox);
+  for (const std::string& text : soundFiles) {
+    const auto findings = check(inspectFile(sandbox.write("app.kvf", text)), {});
+    EXPECT_EQ(placesOf(findings), Texts{}) << text << textOf(findings);
+  }
+}
+
+struct LaunchRow {
+  const char* rule;
+  std::size_t argument;  ///< of the only finding; 0 is the program
+  std::string text;      ///< is in it
+  Texts arguments;
+};
+
+TEST(Rules, EachTellsItsMistakeOnTheCommandLine) {
+  Sandbox sandbox;
+  const std::string app = sandbox.write("app.kvf", launch() + "velox.env.PROBE=1\n");
+  const std::string recorded =
+      sandbox.write("recorded.kvf", launch() + "processID.file.name=/run/acme.pid\n");
+  Texts full = {"wrapper", "--propFile", app};
+  full.resize(1023, "argument");
+  const LaunchRow launchRows[] = {
+      {"missing-file", 2, "open properties file : /gone.kvf", {"w", "--propFile", "/gone.kvf"}},
+      {"unknown-switch", 1, "did you mean --propFile?", {"w", "--propfile", app}},
+      {"unknown-switch", 3, "write --propVar a=b", {"w", "--propFile", app, "--propvar=a=b"}},
+      {"dashed-argument", 3, "\"--cleanInstall\"", {"w", "--propFile", app, "--cleanInstall"}},
+      {"dashed-argument", 3, "application.args", {"w", "--propFile", app, "--port=80"}},
+      {"switch-value", 3, "the switch that is appended", {"w", "--propFile", app, "--propVar"}},
+      {"switch-value", 3, "takes \"--run\"", {"w", "--propFile", app, "--propVar", "--run"}},
+      {"definition", 4, "write NAME=VALUE", {"w", "--propFile", app, "--propVar", "WHO"}},
+      {"kill-command", 3, "needs processID.file.name", {"w", "--propFile", app, "--kill", "Abort"}},
+      {"windows-command", 3, "on Windows only", {"w", "--propFile", app, "--install"}},
+      {"too-many-arguments", 1022, "1023 arguments", full},
+      {"start-delay", 4, "whole number of seconds", {"w", "--propFile", app, "--delayStart", "99"}},
+      {"start-delay", 4, "is negative", {"w", "--propFile", app, "--delayStart", "-1"}},
+      {"start-delay", 4, "is no number", {"w", "--propFile", app, "--delayStart", "soon"}},
+      {"kill-command", 3, "not \"Term\"", {"w", "--propFile", recorded, "--kill", "Term"}},
+  };
+  for (const LaunchRow& row : launchRows) {
+    SCOPED_TRACE(row.text);
+    const auto findings = check(inspectCommandLine(row.arguments), {});
+    EXPECT_EQ(placesOf(findings), (Texts{std::to_string(row.argument) + " " + row.rule}));
+    EXPECT_NE(textOf(findings).find(row.text), std::string::npos) << textOf(findings);
+  }
+}
+
+TEST(Rules, SoundCommandLinesHaveNoFinding) {
+  Sandbox sandbox;
+  const std::string app =
+      sandbox.write("app.kvf", launch() + "velox.env.PROBE=1\nprocessID.file.name=/run/acme.pid\n");
+  Texts full = {"wrapper", "--propFile", app};
+  full.resize(1022, "argument");
+  const Texts lines[] = {
+      full,
+      {"w", "--propFile", app, "--propVar", "WHO=a=b", "--delayStart", "2000", "-x", "y"},
+      {"w", "--propFile", app, "--kill", "abort"},
+      {"w", "--propFile", app, "--cmdlineJava"},
+      {"w", "--debug", "--silent", "--pid", "--run", "--propFile", app},
+      {"w", "--version"},
+      {"w", "--help"},
+  };
+  for (const Texts& line : lines) {
+    const auto findings = check(inspectCommandLine(line), {});
+    EXPECT_EQ(placesOf(findings), Texts{}) << line.back() << textOf(findings);
+  }
+}
+
+}  // namespace
