@@ -4,8 +4,8 @@
 #include <fcntl.h>
 
 #include "Fuzzing.h"
+#include "javarun/ClassPath.h"
 #include "javarun/CommonTool.h"
-#include "javarun/JavaParameterParser.h"
 
 namespace {
 
@@ -36,7 +36,7 @@ std::string modelOfExpansion(std::string classPath, Texts& directories) {
     if (piece.back() == '/' || piece.back() == '\\') piece.pop_back();
     const bool archive =
         contains(piece, ".zip") || contains(piece, ".jar") || contains(piece, ".class");
-    if (!archive) {
+    if (!archive && !piece.empty()) {
       const bool recursive = piece.ends_with("**");
       directories.push_back(recursive ? piece.substr(0, piece.size() < 3 ? 0 : piece.size() - 3)
                                       : piece);
@@ -60,11 +60,9 @@ Texts modelOfSplit(std::string text, const std::string& separator) {
 
 void fuzz(std::string_view input) {
   const std::string text = upToNul(input);
-  const SimpleProperties none;
-  const javaparser::JavaParameterParser parser(none);
   opened.clear();
   expanding = true;
-  const std::string expanded = textOf(parser.expandClassPath(text.c_str()));
+  const std::string expanded = textOf(joinedClassPath(expandedClassPath(text)));
   expanding = false;
   Texts directories;
   requireSame("expanded class path", modelOfExpansion(text, directories), expanded);

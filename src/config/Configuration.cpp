@@ -8,7 +8,6 @@
 #include "config/PropertiesLocation.h"
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
-#include "javarun/CommonTool.h"
 #include "logging/Logging.h"
 #include "platform/OS_Abstractions.h"
 
@@ -50,7 +49,6 @@ SimpleProperties ParseCommandLine(int argc, char** argv) {
   UpdateProcessType(merged);
   if (line.adjustmentChild) configureAdjuster(location.fullPath, merged);
   recordProcess(line, merged);
-  CommonConfig::initConfig(merged);
   return merged;
 }
 

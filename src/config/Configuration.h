@@ -16,9 +16,9 @@ extern bool g_isJavaWrapper;
 inline constexpr std::size_t maxArgumentsToStartAgain = 1022;
 
 /// Assembles the one property set that everything later reads: the command line over the
-/// properties file with its includes over global.kvf. Writes the process-ID file, exports the
-/// file's environment entries and reads the class-path limits on the way. A properties adjuster
-/// may run first. Ends the process when the configuration cannot be assembled.
+/// properties file with its includes over global.kvf. Writes the process-ID file and exports the
+/// file's environment entries on the way. A properties adjuster may run first. Ends the process
+/// when the configuration cannot be assembled.
 SimpleProperties ParseCommandLine(int argc, char** argv);
 
 /// The part of it that only reads: parses the located file and global.kvf, exporting their

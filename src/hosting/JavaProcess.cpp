@@ -9,6 +9,7 @@
 #include "hosting/JvmLibrary.h"
 #include "hosting/ModifiedUtf8.h"
 #include "javarun/ArgumentSplitter.h"
+#include "javarun/ClassPath.h"
 #include "javarun/CommonTool.h"
 #include "javarun/JavaParameterParserUtil.h"
 #include "logging/Console.h"
@@ -156,9 +157,9 @@ bool JavaProcess::SetOption(std::vector<WString>& options, const WString& prefix
 }
 
 bool JavaProcess::SetClassPathOption(std::vector<WString>& options) const {
-  WString classPath;
-  if (!javaparser::JavaParameterParser(properties_).findClassPath(classPath)) return false;
-  options.push_back("-Djava.class.path=" + classPath);
+  const ClassPath classPath = ClassPath::of(properties_);
+  if (classPath.source == ClassPathSource::none) return false;
+  options.push_back("-Djava.class.path=" + classPath.text);
   return true;
 }
 

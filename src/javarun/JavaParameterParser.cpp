@@ -1,12 +1,11 @@
 #include "javarun/JavaParameterParser.h"
 
-#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <utility>
 
-#include "foundation/PathList.h"
 #include "javarun/ArgumentSplitter.h"
+#include "javarun/ClassPath.h"
 #include "javarun/CommonTool.h"
 #include "javarun/ExtendedOptions.h"
 #include "platform/OS_Abstractions.h"
@@ -28,10 +27,6 @@ std::vector<WString> assignments(const Properties& properties, std::string_view 
     list.push_back(std::move(assignment));
   });
   return list;
-}
-
-bool namesArchive(const WString& element) {
-  return element.contains(".zip") || element.contains(".jar") || element.contains(".class");
 }
 
 }  // namespace
@@ -62,21 +57,7 @@ WString JavaParameterParser::getProcessIDOption() const {
 }
 
 WString JavaParameterParser::getJavaDotClassDotPathOption() const {
-  WString classPath = ".";
-  findClassPath(classPath);
-  return "-Djava.class.path=" + classPath;
-}
-
-bool JavaParameterParser::findClassPath(WString& classPath) const {
-  if (properties_.get(keys::classPathExtended, classPath)) {
-    classPath = expandClassPath(classPath);
-    return true;
-  }
-  if (properties_.get(keys::classPath, classPath)) return true;
-  const char* inherited = std::getenv("CLASSPATH");
-  if (inherited == nullptr) return false;
-  classPath = inherited;
-  return true;
+  return "-Djava.class.path=" + ClassPath::of(properties_).text;
 }
 
 std::vector<WString> JavaParameterParser::getNativeLibraryPathOptions() const {
@@ -101,13 +82,7 @@ std::vector<WString> JavaParameterParser::getJavaDotPropertyOptions() const {
 }
 
 WString JavaParameterParser::expandClassPath(const WString& classPath) const {
-  WString expanded;
-  for (const std::string_view element : pathElements(classPath.view())) {
-    WString piece(withoutTrailingSlash(element));
-    if (!namesArchive(piece)) piece = expandDirToClassPath(piece);
-    if (!piece.empty()) expanded += piece + ':';
-  }
-  return expanded;
+  return joinedClassPath(expandedClassPath(classPath.view()));
 }
 
 WString JavaParameterParser::expandDirToClassPath(const WString& dir) const {

@@ -59,11 +59,8 @@ class JavaParameterParser {
 
   /// Never empty: names the launcher's own process.
   [[nodiscard]] WString getProcessIDOption() const;
-  /// Never empty: the extended class path expanded, else the plain one, else CLASSPATH, else ".".
+  /// Never empty: see ClassPath::of.
   [[nodiscard]] WString getJavaDotClassDotPathOption() const;
-  /// The same class path without the "." fallback; false, with `classPath` untouched, when there is
-  /// none.
-  bool findClassPath(WString& classPath) const;
   /// Zero or one option. Nothing in the launcher calls it.
   [[nodiscard]] std::vector<WString> getNativeLibraryPathOptions() const;
   /// The application's arguments.
@@ -74,10 +71,9 @@ class JavaParameterParser {
   /// -Dname=value for every "java.property." property.
   [[nodiscard]] std::vector<WString> getJavaDotPropertyOptions() const;
 
-  /// Archives stay, directories are replaced by themselves and the archives in them. ":" and ";"
-  /// both separate; the result ends with ":" unless it is empty.
+  /// The text of an extended class path. Nothing in the launcher calls it.
   [[nodiscard]] WString expandClassPath(const WString& classPath) const;
-  /// See CommonTool::expandDirToClassPath.
+  /// See CommonTool::expandDirToClassPath. Nothing in the launcher calls it.
   [[nodiscard]] WString expandDirToClassPath(const WString& dir) const;
 
  private:

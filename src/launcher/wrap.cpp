@@ -9,6 +9,7 @@
 #include "hosting/JavaProcess.h"
 #include "hosting/ServiceWrapper.h"
 #include "hosting/StopSignals.h"
+#include "javarun/ClassPath.h"
 #include "javarun/JavaCmdLineRunUtil.h"
 #include "launcher/Displays.h"
 #include "launcher/ExceptionEnd.h"
@@ -141,6 +142,7 @@ int UnixWrapperMain(int argc, char** argv, int (*applicationMain)(int, char**),
   }
   if (argc < 1 || argv[0] == nullptr) Logging::FatalError("The program name is missing");
   const SimpleProperties properties = ParseCommandLine(argc, argv);
+  CommonConfig::initConfig(properties);
   EventLogging::Initialize(properties);
   Logging::Debug("WrapperMain()");
   setupSystemEnvironment(argv, properties, false);

@@ -48,19 +48,18 @@ const char* Directory::next() {
   return entry_ == nullptr ? nullptr : entry_->d_name;
 }
 
-EntryType Directory::type() {
-  // A directory may be readable although nothing in it can be reached.
-  if (!canLookUp_) canLookUp_ = lookUpType(".") == DT_DIR;
-  if (!*canLookUp_) return EntryType::other;
+bool Directory::isDirectory() const {
   // Not every file system tells the type in the listing.
-  const bool isTold = entry_->d_type != DT_UNKNOWN;
-  const unsigned char type = isTold ? entry_->d_type : lookUpType(entry_->d_name);
-  if (type == DT_DIR) return EntryType::directory;
-  return type == DT_REG ? EntryType::regularFile : EntryType::other;
+  if (entry_->d_type != DT_UNKNOWN) return entry_->d_type == DT_DIR;
+  return S_ISDIR(lookUpMode());
 }
 
-unsigned char Directory::lookUpType(const char* name) const {
+bool Directory::isRegularFile() const {
+  return S_ISREG(lookUpMode());
+}
+
+mode_t Directory::lookUpMode() const {
   struct stat status = {};
-  if (::fstatat(::dirfd(stream_), name, &status, AT_SYMLINK_NOFOLLOW) != 0) return DT_UNKNOWN;
-  return static_cast<unsigned char>(IFTODT(status.st_mode));
+  const int result = ::fstatat(::dirfd(stream_), entry_->d_name, &status, AT_SYMLINK_NOFOLLOW);
+  return result == 0 ? status.st_mode : 0;
 }

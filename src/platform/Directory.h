@@ -1,12 +1,8 @@
 #ifndef VELOX_PLATFORM_DIRECTORY_H
 #define VELOX_PLATFORM_DIRECTORY_H
 
-#include <optional>
-
 #include <dirent.h>
-
-/// What a listing tells apart; links, devices and what has gone meanwhile are other.
-enum class EntryType { directory, regularFile, other };
+#include <sys/types.h>
 
 /// Owns an open directory. Move-only. Every call but operator bool REQUIRES a valid directory.
 /// Exhausted memory throws the default memory exception.
@@ -27,18 +23,20 @@ class Directory {
   [[nodiscard]] Directory openChild(const char* name) const;
   /// The name of the next entry in reading order, valid until the next call; null at the end.
   const char* next();
-  /// The type of the entry that next() gave last. Links are not followed.
-  EntryType type();
+  /// True when the entry that next() gave last is a directory, no link to one.
+  [[nodiscard]] bool isDirectory() const;
+  /// True when it is a regular file, no link to one. The file itself is looked at: a listing does
+  /// not show what is mounted over it. False where nothing in the directory can be reached.
+  [[nodiscard]] bool isRegularFile() const;
 
  private:
   explicit Directory(DIR* stream) : stream_(stream) {}
 
-  /// lstat of an entry as a type of readdir's.
-  [[nodiscard]] unsigned char lookUpType(const char* name) const;
+  /// The mode of the latest entry, of a link itself; 0 when it cannot be reached.
+  [[nodiscard]] mode_t lookUpMode() const;
 
   DIR* stream_;
   const dirent* entry_ = nullptr;
-  std::optional<bool> canLookUp_;  ///< found out with the first type
 };
 
 #endif

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdint>
 #include <cstring>
-#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,82 +16,21 @@
 #include "foundation/WException.h"
 #include "foundation/WString.h"
 #include "logging/Logging.h"
+#include "platform/ArchiveListing.h"
 #include "platform/ChildProcess.h"
 #include "platform/Directory.h"
 
 namespace {
 
-bool isArchiveName(std::string_view name) {
-  return name.find(".jar") != std::string_view::npos || name.find(".zip") != std::string_view::npos;
-}
-
-char* newEntry(std::initializer_list<std::string_view> pieces) {
-  std::size_t length = 0;
-  for (const std::string_view piece : pieces) length += piece.size();
-  char* const entry = withMemoryException([&] { return new char[length + 1]; });
-  char* end = entry;
-  for (const std::string_view piece : pieces) end = std::copy(piece.begin(), piece.end(), end);
-  *end = '\0';
-  return entry;
-}
-
-std::vector<WString> archivesIn(const char* directory) {
-  std::vector<WString> names;
-  Directory listing(directory);
-  if (!listing) return names;
-  while (const char* name = listing.next()) {
-    if (isArchiveName(name) && listing.type() == EntryType::regularFile) {
-      names.emplace_back(name);
-    }
+/// Copies of the texts, each from an offset on, for sii_DestroyDirectoryList to free.
+void storeCopies(const std::vector<WString>& texts, std::size_t from, char** slot) {
+  for (const WString& text : texts) {
+    const std::string_view kept = text.view().substr(from);
+    *slot = withMemoryException([&] { return new char[kept.size() + 1]; });
+    (*slot)[kept.copy(*slot, kept.size())] = '\0';
+    ++slot;
   }
-  return names;
 }
-
-/// One recursive listing: the limits and the list, with the path of the directory being read.
-class ArchiveWalk {
- public:
-  ArchiveWalk(const char* directory, char** list, int index, int maxCount, int maxDepth)
-      : path_(directory), list_(list), index_(index), maxCount_(maxCount), maxDepth_(maxDepth) {}
-
-  void enter(Directory directory, int level) {
-    if (!directory) {
-      list_[index_] = nullptr;
-      return;
-    }
-    while (const char* name = directory.next()) {
-      if (!visit(directory, name, level)) return;
-    }
-  }
-
-  [[nodiscard]] int index() const { return index_; }
-
- private:
-  /// False when the list is full, which ends the reading of this directory.
-  bool visit(Directory& directory, const char* name, int level) {
-    const EntryType type = directory.type();
-    if (type == EntryType::directory) {
-      const std::string_view text = name;
-      if (text != "." && text != ".." && level < maxDepth_) {
-        const unsigned int length = path_.length();
-        path_ += '/';
-        path_ += name;
-        enter(directory.openChild(name), level + 1);
-        path_.erase(length);
-      }
-      return true;
-    }
-    if (type != EntryType::regularFile || !isArchiveName(name)) return true;
-    if (index_ >= maxCount_) return false;
-    list_[index_++] = newEntry({path_.view(), "/", name});
-    return true;
-  }
-
-  WString path_;
-  char** list_;
-  int index_;
-  int maxCount_;
-  int maxDepth_;
-};
 
 }  // namespace
 
@@ -166,18 +105,16 @@ int sii_fileExists(const char* directory, const char* name) {
 int sii_CreateClassPathDirectoryListRecursive(const char* directory, char**& list, int index,
                                               int level, int maxCount, int maxDepth) {
   if (list == nullptr) throw WException(WException::getDefaultMemoryException());
-  ArchiveWalk walk(directory, list, index, maxCount, maxDepth);
-  walk.enter(Directory(directory), level);
-  return walk.index();
+  const auto room = static_cast<std::size_t>(std::max(maxCount - index, 0));
+  const std::vector<WString> archives = listArchives(directory, room, maxDepth - level + 1);
+  storeCopies(archives, 0, list + index);
+  return index + static_cast<int>(archives.size());
 }
 
 void sii_CreateClassPathDirectoryList(const char* directory, char**& list) {
-  list = withMemoryException([&] {
-    const std::vector<WString> names = archivesIn(directory);
-    char** entries = new char* [names.size() + 1] {};
-    for (std::size_t i = 0; i < names.size(); ++i) entries[i] = newEntry({names[i].view()});
-    return entries;
-  });
+  const std::vector<WString> archives = listArchives(directory, SIZE_MAX, 1);
+  list = withMemoryException([&] { return new char* [archives.size() + 1] {}; });
+  storeCopies(archives, std::strlen(directory) + 1, list);
 }
 
 void sii_DestroyDirectoryList(char**& list, int count) {

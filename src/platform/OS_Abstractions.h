@@ -27,20 +27,16 @@ int sii_chmodFile(const char* path, unsigned short mode);
 /// with a "/" is in no listing.
 int sii_fileExists(const char* directory, const char* name);
 
-/// Lists the archives below a directory: regular files whose name contains ".jar" or ".zip", as
-/// full paths in reading order. Links are not followed.
-///
-/// `list` has room for maxCount + 1 pointers, all null, and receives texts that
-/// sii_DestroyDirectoryList frees. `index` is its next free slot (0 at the top), `level` the depth
-/// of the directory (1 at the top); deeper than `maxDepth` is not entered. Returns the new index.
-/// A directory that cannot be opened contributes nothing. Throws the default memory exception for
-/// a null list and for exhausted memory.
+/// listArchives into a list of `maxCount` null pointers: stores copies from slot `index` on and
+/// returns the index after the last. `level` is the depth of the directory, at most `maxDepth`. A
+/// null list throws the default memory exception. Nothing in the launcher calls it.
 int sii_CreateClassPathDirectoryListRecursive(const char* directory, char**& list, int index,
                                               int level, int maxCount, int maxDepth);
-/// Lists the bare names of the archives in one directory into a new list that ends with a null.
-/// Exhausted memory throws the default memory exception. Nothing in the launcher calls it.
+/// The bare names of the archives in one directory, in a new list that ends with a null. Nothing in
+/// the launcher calls it.
 void sii_CreateClassPathDirectoryList(const char* directory, char**& list);
 /// Frees the texts up to the first null or `count`, and the list; the pointer is left dangling.
+/// Nothing in the launcher calls it.
 void sii_DestroyDirectoryList(char**& list, int count);
 
 /// Runs argv[0] along PATH as a child and waits for it; returns the raw wait status. `nullIndex` is

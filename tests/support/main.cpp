@@ -7,7 +7,7 @@
 
 #include "config/Configuration.h"
 #include "config/PropertiesFile.h"
-#include "javarun/CommonTool.h"
+#include "javarun/ClassPath.h"
 #include "logging/ServiceUtils.h"
 
 namespace {

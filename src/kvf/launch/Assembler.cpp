@@ -11,9 +11,10 @@
 #include "config/Configuration.h"
 #include "config/PropertiesFile.h"
 #include "config/Switches.h"
+#include "foundation/PathList.h"
 #include "foundation/PropertyKeys.h"
 #include "javarun/ArgumentSplitter.h"
-#include "javarun/CommonTool.h"
+#include "javarun/ClassPath.h"
 #include "javarun/JavaCmdLineRunUtil.h"
 #include "javarun/JavaParameterParserUtil.h"
 #include "kvf/launch/AssemblyRecorder.h"
@@ -126,16 +127,15 @@ void assemble(const CommandLine& line, const EnvironmentGuard& environment, Asse
   run.failures = std::move(failures);
 }
 
+/// The first limit that is out of range ends the launch; none counts then.
 void readLimits(AssemblyRun& run, const Inspection& inspection) {
-  try {
-    CommonConfig::initConfig(run.merged);
-  } catch (const LaunchEnds& end) {
-    const bool level = end.message.find("level") != std::string::npos;
-    const Position at =
-        inspection.positionOf(level ? keys::classPathSearchLevel : keys::classPathMaxLibNumber);
-    run.failures.push_back({Failure::Stage::limits, at, end.message});
-    CommonConfig::initConfig(SimpleProperties());
+  for (const ArchiveLimit& limit : archiveLimits) {
+    if (limit.in(run.merged)) continue;
+    run.failures.push_back(
+        {Failure::Stage::limits, inspection.positionOf(limit.key), limit.complaint});
+    return;
   }
+  CommonConfig::initConfig(run.merged);
 }
 
 std::vector<std::string> toStrings(const std::vector<WString>& texts) {
@@ -169,31 +169,27 @@ std::vector<std::string> elementsOf(std::string_view list, std::string_view sepa
   return elements;
 }
 
-std::vector<ClassPathElement> expandedClassPath(const javaparser::JavaParameterParser& parser,
-                                                const std::string& written) {
+std::vector<ClassPathElement> searchedClassPath(const std::string& written) {
   std::vector<ClassPathElement> elements;
-  for (const std::string& element : elementsOf(written, ":;")) {
-    const std::string expanded = toString(parser.expandClassPath(element.c_str()));
-    const std::vector<std::string> pieces = elementsOf(expanded, ":");
-    const bool searched = element.find(".jar") == std::string::npos &&
-                          element.find(".zip") == std::string::npos &&
-                          element.find(".class") == std::string::npos;
-    elements.push_back({element, searched, pieces});
+  for (const std::string_view element : pathElements(written)) {
+    const std::vector<ClassPathEntry> entries = expandedClassPath(element);
+    const bool searched = entries.empty() || entries.front().isSearched;
+    // A JVM takes the text apart once more.
+    elements.push_back(
+        {std::string(element), searched, elementsOf(toString(joinedClassPath(entries)), ":")});
   }
   return elements;
 }
 
-void planClassPath(const javaparser::JavaParameterParser& parser, const Inspection& inspection,
-                   LaunchPlan& plan) {
+void planClassPath(const Inspection& inspection, LaunchPlan& plan) {
   if (const auto extended = inspection.value(keys::classPathExtended)) {
     plan.classPathKey = keys::classPathExtended;
-    plan.classPath = expandedClassPath(parser, *extended);
+    plan.classPath = searchedClassPath(*extended);
     return;
   }
   if (inspection.value(keys::classPath)) plan.classPathKey = keys::classPath;
-  WString classPath = ".";
-  parser.findClassPath(classPath);
-  for (const std::string& element : elementsOf(toString(classPath), ":")) {
+  const ClassPath classPath = ClassPath::of(inspection.run().merged);
+  for (const std::string& element : elementsOf(toString(classPath.text), ":")) {
     plan.classPath.push_back({element, false, {element}});
   }
 }
@@ -221,7 +217,7 @@ void planLaunch(Inspection& inspection) {
 
   const SimpleProperties& merged = inspection.run().merged;
   const javaparser::JavaParameterParser parser(merged);
-  planClassPath(parser, inspection, plan);
+  planClassPath(inspection, plan);
   // The host of a Java application has a copy, which is in another order.
   const SimpleProperties copy = merged;
   const bool isHosted = launchWay(inspection) == LaunchWay::hostedJava;

@@ -6,9 +6,10 @@
 
 #include "foundation/PathList.h"
 #include "foundation/PropertyKeys.h"
-#include "javarun/CommonTool.h"
+#include "javarun/ClassPath.h"
 #include "kvf/rules/Rules.h"
 #include "kvf/text/Text.h"
+#include "platform/ArchiveListing.h"
 
 namespace {
 
@@ -79,10 +80,6 @@ struct FolderContents {
   std::size_t deeper = 0;          ///< below it
 };
 
-bool isArchiveName(const std::string& name) {
-  return name.find(".jar") != std::string::npos || name.find(".zip") != std::string::npos;
-}
-
 FolderContents contentsOf(const std::string& folder, bool recursive, int level) {
   FolderContents contents;
   std::error_code error;
@@ -97,26 +94,24 @@ FolderContents contentsOf(const std::string& folder, bool recursive, int level) 
     if (fs::is_directory(status) && !recursive) entry.disable_recursion_pending();
     if (fs::is_symlink(status)) {
       const bool leadsToFolder = recursive && fs::is_directory(entry->path(), failed);
-      if (isArchiveName(name) || leadsToFolder) contents.links.push_back(entry->path().string());
-    } else if (fs::is_regular_file(status) && isArchiveName(name)) {
+      if (isArchiveFileName(name) || leadsToFolder)
+        contents.links.push_back(entry->path().string());
+    } else if (fs::is_regular_file(status) && isArchiveFileName(name)) {
       ++(entry.depth() < level ? contents.archives : contents.deeper);
     }
   }
   return contents;
 }
 
-/// The number that the key has, or the launcher's own when it is no valid one.
-int limitOf(const Inspection& inspection, const char* key, int fallback, int most) {
-  int number = 0;
-  const auto value = inspection.value(key);
-  if (!value || !WString::StringToInteger(value->c_str(), number)) return fallback;
-  return number < 1 || number > most ? fallback : number;
+/// The launcher's own when it is out of range, which is a finding of its own.
+int limitOf(const Inspection& inspection, const ArchiveLimit& limit) {
+  return limit.in(inspection.run().merged).value_or(limit.standard);
 }
 
 /// Calls visit(element, contents, at) for every folder that is searched and is there.
 template <class Visit>
 void forEachFolder(const Inspection& inspection, Visit&& visit) {
-  const int level = limitOf(inspection, keys::classPathSearchLevel, 4, 12);
+  const int level = limitOf(inspection, searchLevelLimit);
   forEachElement(inspection,
                  [&](const ClassPathElement& element, const std::string& path, const Position& at) {
                    if (!element.searched || hasUnexpandedStar(element)) return;
@@ -140,8 +135,7 @@ void classPathLink(const Inspection& inspection, const Report& report) {
 }
 
 void classPathLimit(const Inspection& inspection, const Report& report) {
-  const auto most =
-      static_cast<std::size_t>(limitOf(inspection, keys::classPathMaxLibNumber, 4096, 8192));
+  const auto most = static_cast<std::size_t>(limitOf(inspection, archiveCountLimit));
   forEachFolder(inspection, [&](const ClassPathElement& element, const FolderContents& contents,
                                 const Position& at) {
     if (contents.archives > most) {

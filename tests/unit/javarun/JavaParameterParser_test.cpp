@@ -11,13 +11,6 @@ namespace {
 using javaparser::getAllJavaRunOption;
 using javaparser::JavaParameterParser;
 
-// Any class path meets a model of the rules: fuzz/class_path.cpp.
-TEST(ExpandClassPath, TakesBothSeparatorsWithoutOneTrailingSlash) {
-  const SimpleProperties none;
-  const JavaParameterParser parser(none);
-  EXPECT_EQ(parser.expandClassPath("lib/a.jar;;a.class/:nowhere//"), "lib/a.jar:a.class:nowhere/:");
-}
-
 class JavaRunOptions : public testing::Test {
  protected:
   const std::string pid_ = "-Dapplication.processid=" + std::to_string(::getpid());

@@ -29,75 +29,24 @@ std::string enterDeepDirectory(const std::string& root) {
   return path;
 }
 
-class ArchiveListing : public testing::Test {
- protected:
-  ArchiveListing() {
-    for (const char* file :
-         {"lib.jar", "n.txt", "a.jar.old", "b.zipper", "LIB.JAR", "sub/x.zip", "sub/in/y.jar"}) {
-      sandbox_.write(file, "");
-    }
-    fs::create_symlink("lib.jar", sandbox_.path("link.jar"));
-    fs::create_symlink("..", sandbox_.path("sub/up"));
-    fs::create_directory(sandbox_.path("dir.jar"));
-  }
-
-  /// The archives below a directory of the sandbox, relative to it and sorted.
-  [[nodiscard]] Texts archives(const std::string& directory, int maxCount, int maxDepth) const {
-    const std::string root = sandbox_.path(directory);
-    char** list = new char* [static_cast<std::size_t>(maxCount) + 1] {};
-    const int count =
-        sii_CreateClassPathDirectoryListRecursive(root.c_str(), list, 0, 1, maxCount, maxDepth);
-    Texts found;
-    for (int i = 0; i < count; ++i) found.emplace_back(list[i] + root.size() + 1);
-    EXPECT_EQ(list[count], nullptr);
-    std::sort(found.begin(), found.end());
-    sii_DestroyDirectoryList(list, maxCount);
-    return found;
-  }
-
-  Sandbox sandbox_;
-};
-
-TEST_F(ArchiveListing, GoesAsDeepAsAllowed) {
-  EXPECT_EQ(archives("", 10, 1), (Texts{"a.jar.old", "b.zipper", "lib.jar"}));
-  EXPECT_EQ(archives("", 10, 2), (Texts{"a.jar.old", "b.zipper", "lib.jar", "sub/x.zip"}));
-  EXPECT_EQ(archives("none", 10, 9), Texts());
-}
-
-TEST_F(ArchiveListing, StopsWhenTheListIsFull) {
-  EXPECT_EQ(archives("", 2, 9).size(), 2U);
-  EXPECT_EQ(archives("", 5, 9).size(), 5U);
-}
-
-TEST_F(ArchiveListing, ReachesPathsLongerThanTheSystemTakes) {
-  const std::string deep = enterDeepDirectory(sandbox_.path("dir.jar"));
-  std::fclose(std::fopen("deep.jar", "w"));
-  const std::string found = deep.substr(sandbox_.path("dir.jar/").size()) + "/deep.jar";
-  EXPECT_EQ(archives("dir.jar", 10, 30), (Texts{found}));
-}
-
-TEST_F(ArchiveListing, ADirectoryThatCannotBeEnteredGivesNothing) {
-  fs::permissions(sandbox_.path("sub"), fs::perms(0444));
-  const uid_t user = ::geteuid();
-  ASSERT_EQ(::seteuid(user == 0 ? 65534 : user), 0);
-  const Texts found = archives("sub", 10, 1);
-  ASSERT_EQ(::seteuid(user), 0);
-  fs::permissions(sandbox_.path("sub"), fs::perms::all);
-  EXPECT_EQ(found, Texts());
-}
-
-TEST_F(ArchiveListing, NeedsAList) {
-  char** list = nullptr;
+TEST(ArchiveList, HasCopiesFromASlotOnOrBareNames) {
+  Sandbox sandbox;
+  const std::string archive = sandbox.write("in/a.jar", "");
+  char** list = new char* [3] {};
+  list[0] = new char[1]{};
+  const std::string root = sandbox.path();
+  EXPECT_EQ(sii_CreateClassPathDirectoryListRecursive(root.c_str(), list, 1, 1, 2, 1), 1);
+  EXPECT_EQ(sii_CreateClassPathDirectoryListRecursive(root.c_str(), list, 1, 1, 1, 2), 1);
+  EXPECT_EQ(sii_CreateClassPathDirectoryListRecursive(root.c_str(), list, 1, 2, 2, 3), 2);
+  EXPECT_EQ(list[1], archive);
+  EXPECT_EQ(list[2], nullptr);
+  sii_DestroyDirectoryList(list, 3);
+  sii_CreateClassPathDirectoryList(sandbox.path("in").c_str(), list);
+  EXPECT_STREQ(list[0], "a.jar");
+  EXPECT_EQ(list[1], nullptr);
+  sii_DestroyDirectoryList(list, 4096);
+  list = nullptr;
   EXPECT_THROW(sii_CreateClassPathDirectoryListRecursive("/", list, 0, 1, 1, 1), WException);
-}
-
-TEST_F(ArchiveListing, OfOneDirectoryHasBareNames) {
-  char** list = nullptr;
-  sii_CreateClassPathDirectoryList(sandbox_.path().c_str(), list);
-  Texts names(list, std::find(list, list + 4, nullptr));
-  std::sort(names.begin(), names.end());
-  EXPECT_EQ(names, (Texts{"a.jar.old", "b.zipper", "lib.jar"}));
-  sii_DestroyDirectoryList(list, 4);
 }
 
 TEST(FileExists, AnEntryOfTheListingIsThere) {
