@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <string_view>
 
+#include "config/PropertiesText.h"
 #include "foundation/WString.h"
 
 struct PropertiesEntry;
@@ -45,6 +46,8 @@ class AssemblyObserver {
 
   virtual void argumentScanned(const ScannedArgument& /*argument*/) {}
 
+  /// Yields a properties file, for observers that have its text from elsewhere.
+  virtual PropertiesText readFile(const char* name) { return readPropertiesText(name); }
   /// A properties file was read; it is parsed now, unless this refuses. Offsets of what follows,
   /// up to fileLeft, refer to the text, in which a NUL ends the part that is parsed.
   virtual bool fileEntered(const WString& /*name*/, std::string_view /*text*/) { return true; }

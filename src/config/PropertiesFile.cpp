@@ -1,6 +1,5 @@
 #include "config/PropertiesFile.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <deque>
 #include <memory>
@@ -9,28 +8,24 @@
 #include <string_view>
 #include <utility>
 
-#include <sys/stat.h>
-
 #include "config/Commands.h"
 #include "config/PropertiesScanner.h"
+#include "config/PropertiesText.h"
 #include "config/VariableSubstitution.h"
 #include "foundation/PropertyKeys.h"
 #include "foundation/WException.h"
 #include "logging/Logging.h"
 #include "platform/OS_Abstractions.h"
-#include "platform/Stream.h"
 
 SimpleProperties gProps;
 
 namespace {
 
-constexpr std::size_t firstRead = 1024;
-constexpr std::size_t fileSizeLimit = 1048576;
 // Far beyond any real use. Depth and what is open bound memory; the others bound the time that
 // files can take which include each other, or large ones, again and again.
 constexpr std::size_t maxIncludeDepth = 1024;
 constexpr std::size_t maxIncludedFiles = 10000;
-constexpr std::size_t maxOpenText = 64 * fileSizeLimit;
+constexpr std::size_t maxOpenText = 64 * propertiesSizeLimit;
 constexpr int maxOpenEntries = 250000;
 constexpr std::size_t maxReadText = 4 * maxOpenText;
 constexpr int maxStoredEntries = 1000000;
@@ -39,31 +34,6 @@ constexpr char includePrefix[] = "velox.include.kvf";
 // In a last line without a line end this shorter prefix makes an include; nothing there is
 // exported.
 constexpr char includePrefixAtEndOfText[] = "velox.include";
-
-/// A buffer of that size takes the whole file, as far as can be told before it is read.
-std::size_t roomFor(std::FILE* file) {
-  struct stat status = {};
-  if (::fstat(::fileno(file), &status) != 0 || !S_ISREG(status.st_mode)) return firstRead;
-  // One more than the file has: only then a short read shows its end.
-  return std::clamp(static_cast<std::size_t>(status.st_size) + 1, firstRead, fileSizeLimit);
-}
-
-/// The text of a file. Nothing when it cannot be read to its end or reaches the size limit.
-std::optional<std::string> readText(std::FILE* file) {
-  std::string text(roomFor(file), '\0');
-  std::size_t length = 0;
-  for (;;) {
-    length += std::fread(text.data() + length, 1, text.size() - length, file);
-    if (length < text.size()) break;
-    if (text.size() == fileSizeLimit) return std::nullopt;
-    text.resize(fileSizeLimit);
-  }
-  if (std::ferror(file) != 0) return std::nullopt;
-  text.resize(length);
-  // Nested includes keep the texts of all levels.
-  text.shrink_to_fit();
-  return text;
-}
 
 WString directoryOf(const WString& fileName) {
   const std::string_view name = fileName.view();
@@ -205,14 +175,18 @@ class PropertiesParser {
       if (!toleratesMissingFile(options_)) Logging::FatalError("Failed to find properties file : ");
       return std::nullopt;
     }
-    const Stream file = openStream(fileName, "rb");
-    if (!file) {
-      if (!toleratesMissingFile(options_)) end("Failed to open", name);
-      return std::nullopt;
+    PropertiesText read = observer_.readFile(fileName);
+    switch (read.state) {
+      case PropertiesText::State::missing:
+        if (!toleratesMissingFile(options_)) end("Failed to open", name);
+        return std::nullopt;
+      case PropertiesText::State::unread:
+        observer_.fileUnread(name);
+        return std::nullopt;
+      case PropertiesText::State::read:
+        break;
     }
-    std::optional<std::string> text = readText(file.get());
-    if (!text) observer_.fileUnread(name);
-    return text;
+    return std::move(read.text);
   }
 
   [[noreturn]] static void end(std::string_view complaint, const WString& name) {

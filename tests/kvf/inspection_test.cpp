@@ -3,6 +3,7 @@
 #include <string>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "kvf/explain/Explanation.h"
 #include "kvf/launch/Assembler.h"
@@ -87,6 +88,32 @@ TEST(Inspection, GoesOnBehindWhatWouldEndTheLaunch) {
   EXPECT_EQ(inspection.failures()[1].at.line, 3);
   EXPECT_EQ(inspection.failures()[1].message, "Failed to open properties file : /gone/2");
   EXPECT_EQ(inspection.valueOf("b"), "2");
+}
+
+TEST(Inspection, ReadsEachFileOnceAndGivenTextsNotAtAll) {
+  Sandbox sandbox;
+  sandbox.write("part.kvf", "a=old\n");
+  const std::string file = sandbox.path("unsaved.kvf");
+  const GivenTexts given = {
+      {file, "velox.env.X=%a%\nvelox.include.kvf=%kvf.file.dir%/./part.kvf\nb=%X%%a%\n"},
+      {sandbox.path("part.kvf"), "a=new\n"}};
+  EXPECT_EQ(inspectFile(file, {}, given).valueOf("b"), "new");
+  // The second of the two assemblies would find the pipe empty.
+  const std::string pipe =
+      "printf 'velox.env.X=1\nb=%%X%%\n' | exec " VELOX_KVF " explain --key b /dev/stdin";
+  EXPECT_TRUE(sandbox.run({"sh", "-c", pipe}).has("b = \"1\"\n"));
+  ASSERT_EQ(::mkfifo(sandbox.path("open.kvf").c_str(), 0600), 0);
+  EXPECT_EQ(sandbox.run({VELOX_KVF, "check", "open.kvf"}),
+            (Outcome{2, "kvf: \"" + sandbox.path("open.kvf") +
+                            "\" cannot be looked at: no end of it came within 2 seconds\n"}));
+}
+
+TEST(Inspection, HasThePositionsOfTheRunThatWouldEnd) {
+  Sandbox sandbox;
+  sandbox.write("part.kvf", "velox.include.kvf=/gone\n");
+  const Inspection inspection = inspectFile(sandbox.write(
+      "app.kvf", "velox.include.kvf=%kvf.file.dir%/%X%part.kvf\nvelox.env.X=other\n"));
+  EXPECT_EQ(inspection.nameOf(inspection.failures().at(0).at), sandbox.path("part.kvf") + ":1");
 }
 
 TEST(Inspection, TooManyEntriesEndTheLaunchAtAnInclude) {

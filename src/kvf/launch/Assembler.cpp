@@ -100,7 +100,8 @@ constexpr std::size_t mostFailures = 20;
 constexpr std::size_t mostExpansions = 3;
 
 /// Assembles, again and again until nothing ends it any more.
-void assemble(const CommandLine& line, const EnvironmentGuard& environment, AssemblyRun& run) {
+void assemble(const CommandLine& line, const EnvironmentGuard& environment, SourceTexts& sources,
+              AssemblyRun& run) {
   const AssemblyRun start = run;
   Refusals refusals;
   std::vector<Failure> failures;
@@ -110,7 +111,7 @@ void assemble(const CommandLine& line, const EnvironmentGuard& environment, Asse
     resetLauncherState();
     run = start;
     run.line = line;
-    AssemblyRecorder recorder(refusals, run);
+    AssemblyRecorder recorder(refusals, sources, run);
     const std::size_t before = failures.size();
     try {
       run.merged = assembleProperties(run.line, run.location, recorder);
@@ -239,9 +240,16 @@ bool startsItselfAgain(const AssemblyRun& run) {
          exportsEnvironment(run.merged);
 }
 
+/// Positions in one are positions in the other.
+bool readsSameFiles(const AssemblyRun& left, const AssemblyRun& right) {
+  return std::equal(left.files.begin(), left.files.end(), right.files.begin(), right.files.end(),
+                    [](const SourceFile& a, const SourceFile& b) { return a.name == b.name; });
+}
+
 }  // namespace
 
-Inspection inspectCommandLine(const std::vector<std::string>& commandLine) {
+Inspection inspectCommandLine(const std::vector<std::string>& commandLine,
+                              const GivenTexts& given) {
   const ThrowingSink sink;
   const EnvironmentGuard environment;
   const DirectoryGuard directory;
@@ -249,15 +257,16 @@ Inspection inspectCommandLine(const std::vector<std::string>& commandLine) {
   Inspection inspection;
   inspection.commandLine = commandLine;
   AssemblyRun& outer = inspection.outer;
+  SourceTexts sources(given);
   const Refusals none;
-  AssemblyRecorder arguments(none, outer);
+  AssemblyRecorder arguments(none, sources, outer);
   std::vector<std::string> texts = commandLine;
   std::vector<char*> vector = nullTerminated(texts);
   CommandLine line =
       scanCommandLine(static_cast<int>(commandLine.size()), vector.data(), arguments);
   completeArguments(commandLine, outer);
   outer.location = locatePropertiesFile(line.options, vector[0]);
-  assemble(line, environment, outer);
+  assemble(line, environment, sources, outer);
   // What follows sees the exported variables.
   const EnvironmentGuard exported;
   if (startsItselfAgain(outer)) {
@@ -265,7 +274,8 @@ Inspection inspectCommandLine(const std::vector<std::string>& commandLine) {
     inner.location = outer.location;
     line.innerProcess = true;
     line.options.set(keys::innerProcess, "true");
-    assemble(line, exported, inner);
+    assemble(line, exported, sources, inner);
+    if (!outer.failures.empty() && !readsSameFiles(outer, inner)) inspection.inner.reset();
   }
   readLimits(outer, inspection);
   planLaunch(inspection);
@@ -273,13 +283,14 @@ Inspection inspectCommandLine(const std::vector<std::string>& commandLine) {
   return inspection;
 }
 
-Inspection inspectFile(const std::string& file, const std::vector<std::string>& arguments) {
-  const fs::path given = file;
-  const fs::path absolute = fs::absolute(given);
+Inspection inspectFile(const std::string& file, const std::vector<std::string>& arguments,
+                       const GivenTexts& given) {
+  const fs::path name = file;
+  const fs::path absolute = fs::absolute(name);
   std::vector<std::string> commandLine = {"wrapper", switches::propFile, absolute.string()};
   commandLine.insert(commandLine.end(), arguments.begin(), arguments.end());
-  Inspection inspection = inspectCommandLine(commandLine);
-  inspection.shownFolder = given.parent_path().string();
+  Inspection inspection = inspectCommandLine(commandLine, given);
+  inspection.shownFolder = name.parent_path().string();
   inspection.absoluteFolder = absolute.parent_path().string();
   return inspection;
 }

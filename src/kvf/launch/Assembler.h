@@ -5,18 +5,23 @@
 #include <vector>
 
 #include "kvf/launch/Inspection.h"
+#include "kvf/launch/SourceTexts.h"
 
 /// Puts a command line, from the program's name on, through the launcher's own assembly, twice
 /// where a launch would start itself again. The environment is exported within this process and
 /// restored afterwards, as are the working directory and the launcher's process-wide state; nothing
 /// is started, loaded or written. Where a launch would end with a message, that becomes a failure,
-/// and the assembly goes on without what caused it.
+/// and the assembly goes on without what caused it. Each file is read once; those in `given` are
+/// not read at all.
 ///
+/// Throws EndlessSource where reading a file does not come to an end.
 /// Not for use from several threads.
-Inspection inspectCommandLine(const std::vector<std::string>& commandLine);
+Inspection inspectCommandLine(const std::vector<std::string>& commandLine,
+                              const GivenTexts& given = {});
 
 /// The same for a file that is looked at by itself, as if a launcher got its absolute path and the
 /// further arguments. Places in it, and in files below its folder, are named as the file was.
-Inspection inspectFile(const std::string& file, const std::vector<std::string>& arguments = {});
+Inspection inspectFile(const std::string& file, const std::vector<std::string>& arguments = {},
+                       const GivenTexts& given = {});
 
 #endif

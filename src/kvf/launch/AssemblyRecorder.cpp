@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include <sys/stat.h>
-
 #include "config/PropertiesScanner.h"
 #include "kvf/text/Text.h"
 
@@ -48,12 +46,15 @@ SourceFile& AssemblyRecorder::addFile(const WString& name) {
   return file;
 }
 
+PropertiesText AssemblyRecorder::readFile(const char* name) {
+  // Nobody wants more: it would be refused as a whole.
+  if (recordedBytes_ > mostRecordedBytes) return {PropertiesText::State::read, {}};
+  return texts_.read(name).content;
+}
+
 bool AssemblyRecorder::fileEntered(const WString& name, std::string_view text) {
-  struct stat status = {};
-  const bool known = ::stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode);
-  const auto same = [&](const Open& open) {
-    return known && open.device == status.st_dev && open.inode == status.st_ino;
-  };
+  const SourceTexts::Source& source = texts_.read(toString(name));
+  const auto same = [&](const Open& open) { return open.source.isSameFileAs(source); };
   if (std::any_of(open_.begin(), open_.end(), same)) {
     run_.includeCycles.push_back(run_.definitions.back().at);
     includePending_ = false;
@@ -68,7 +69,7 @@ bool AssemblyRecorder::fileEntered(const WString& name, std::string_view text) {
   SourceFile& file = addFile(name);
   file.text = text;
   file.lineStarts = lineStartsOf(text);
-  open_.push_back({static_cast<int>(run_.files.size()) - 1, status.st_dev, status.st_ino});
+  open_.push_back({static_cast<int>(run_.files.size()) - 1, source});
   return true;
 }
 

@@ -6,10 +6,9 @@
 #include <utility>
 #include <vector>
 
-#include <sys/types.h>
-
 #include "config/AssemblyObserver.h"
 #include "kvf/launch/Inspection.h"
+#include "kvf/launch/SourceTexts.h"
 
 /// What an assembly passes over, as the launch would end there. Files are numbered in the order of
 /// reading, which the passing over does not change.
@@ -26,10 +25,12 @@ struct TooMuchText {};
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): it has no derived classes
 class AssemblyRecorder final : public AssemblyObserver {
  public:
-  /// REQUIRES: both outlive the recorder.
-  AssemblyRecorder(const Refusals& refusals, AssemblyRun& run) : refusals_(refusals), run_(run) {}
+  /// REQUIRES: all outlive the recorder.
+  AssemblyRecorder(const Refusals& refusals, SourceTexts& texts, AssemblyRun& run)
+      : refusals_(refusals), texts_(texts), run_(run) {}
 
   void argumentScanned(const ScannedArgument& argument) override;
+  PropertiesText readFile(const char* name) override;
   bool fileEntered(const WString& name, std::string_view text) override;
   void fileUnread(const WString& name) override;
   void fileLeft() override;
@@ -55,8 +56,7 @@ class AssemblyRecorder final : public AssemblyObserver {
   /// A file that is being read.
   struct Open {
     int file;
-    dev_t device;
-    ino_t inode;
+    const SourceTexts::Source& source;
   };
   struct Range {
     std::size_t start, end;
@@ -67,6 +67,7 @@ class AssemblyRecorder final : public AssemblyObserver {
   SourceFile& addFile(const WString& name);
 
   const Refusals& refusals_;
+  SourceTexts& texts_;
   AssemblyRun& run_;
   std::vector<Open> open_;
   std::vector<Range> replacements_;  ///< within the value that is being substituted
