@@ -5,7 +5,6 @@
 
 #include "Fuzzing.h"
 #include "javarun/ClassPath.h"
-#include "javarun/CommonTool.h"
 
 namespace {
 

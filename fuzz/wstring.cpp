@@ -1,10 +1,11 @@
 // WString: sequences of operations on two strings, each beside the same on two std::strings.
 
+#include "foundation/WString.h"
+
 #include <algorithm>
 #include <iterator>
 
 #include "Fuzzing.h"
-#include "foundation/WException.h"
 
 namespace {
 

@@ -33,6 +33,15 @@ struct ReplacedReference {
   std::size_t at;  ///< where it stood in the value as it was at that moment
 };
 
+/// Why a properties file ends the assembly.
+enum class FileFailure {
+  notOpened,
+  tooDeep,         ///< too many levels of includes
+  tooMany,         ///< too many included files
+  tooManyEntries,  ///< in the files that are open
+  tooLarge         ///< too much text, or too many entries in all
+};
+
 /// Watches how the property set comes about, for programs that explain it. As it is, it watches
 /// nothing and refuses nothing.
 ///
@@ -54,6 +63,8 @@ class AssemblyObserver {
   /// A file was opened and yields nothing: it cannot be read to its end or is too large.
   virtual void fileUnread(const WString& /*name*/) {}
   virtual void fileLeft() {}
+  /// A fatal message of this reason follows.
+  virtual void fileFails(FileFailure /*why*/) {}
 
   /// A line without a separator is dropped.
   virtual void lineDropped(std::size_t /*offset*/) {}

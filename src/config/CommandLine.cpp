@@ -1,13 +1,15 @@
 #include "config/CommandLine.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <string>
 
 #include "config/Commands.h"
 #include "foundation/PropertyKeys.h"
 #include "foundation/TextPieces.h"
 #include "logging/Logging.h"
-#include "platform/Sleep.h"
+#include "platform/ThisProcess.h"
 
 namespace {
 
@@ -163,6 +165,12 @@ std::vector<std::string_view> switchNames() {
   for (const Switch& known : knownSwitches) names.emplace_back(known.name);
   for (const Command& command : commands) names.emplace_back(command.name);
   return names;
+}
+
+bool takesValue(std::string_view switchName) {
+  return std::any_of(std::begin(knownSwitches), std::end(knownSwitches), [&](const Switch& known) {
+    return known.name == switchName && known.value != Value::none;
+  });
 }
 
 SimpleProperties ParseCommandLineOnly(int argc, char** argv) {

@@ -27,6 +27,8 @@ void applyCommandLine(const CommandLine& line);
 
 /// Every switch and command of the scan.
 std::vector<std::string_view> switchNames();
+/// True for a switch that takes the argument after it as its value; a command never does.
+bool takesValue(std::string_view switchName);
 
 /// The scan for callers that want the options alone: it also takes "--cleanInstall", does not know
 /// "--adjust", and "--kill" records no signal. Nothing in the launcher calls it.

@@ -5,7 +5,10 @@
 #include <iterator>
 #include <string_view>
 
+#include <strings.h>
+
 #include "config/Switches.h"
+#include "foundation/Properties.h"
 #include "foundation/PropertyKeys.h"
 
 /// What a run does. The numbers are shared with the Windows launcher.
@@ -99,6 +102,31 @@ constexpr const Command& commandOf(WrapperState state) {
   const Command* row = std::begin(commands);
   while (row->state != state) ++row;
   return *row;
+}
+
+/// The command that wrapper.command chooses: to run without one, the usage for one that does not
+/// exist.
+inline const Command& commandIn(const Properties& properties) {
+  WString name;
+  if (!properties.get(keys::command, name)) return commandOf(WrapperState::run);
+  const Command* command = findCommand(name.view());
+  return command == nullptr ? commandOf(WrapperState::help) : *command;
+}
+
+/// What --kill may be told to do.
+struct KillType {
+  const char* name;  ///< in any case of letters
+  bool isAbrupt;     ///< SIGKILL, else SIGINT
+};
+
+inline constexpr KillType killTypes[] = {{"Abort", true}, {"normal", false}};
+
+/// The kind of that name, or null.
+inline const KillType* findKillType(const char* name) {
+  for (const KillType& type : killTypes) {
+    if (::strcasecmp(name, type.name) == 0) return &type;
+  }
+  return nullptr;
 }
 
 static_assert(

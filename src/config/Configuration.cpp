@@ -2,11 +2,11 @@
 
 #include <utility>
 
+#include "config/Commands.h"
 #include "config/ProcessIdFile.h"
 #include "config/PropertiesAdjustment.h"
 #include "config/PropertiesFile.h"
 #include "config/PropertiesLocation.h"
-#include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
 #include "logging/Logging.h"
 #include "platform/OS_Abstractions.h"
@@ -21,7 +21,7 @@ constexpr char globalFileName[] = "global.kvf";
 /// outer run of a re-executed launch has already written the same ID.
 void recordProcess(const CommandLine& line, const SimpleProperties& merged) {
   WString fileName;
-  if (line.innerProcess || line.options.valueOf(keys::command) == switches::kill) return;
+  if (line.innerProcess || commandIn(line.options).state == WrapperState::kill) return;
   if (merged.get(keys::processIdFile, fileName)) writeProcessIdFile(fileName.c_str());
 }
 
@@ -95,6 +95,15 @@ bool exportsEnvironment(const SimpleProperties& merged) {
   return false;
 }
 
+bool hostsJvm(const Properties& merged) {
+  return merged.contains(keys::javaLibrary);
+}
+
 void UpdateProcessType(const SimpleProperties& merged) {
-  if (merged.contains(keys::javaLibrary)) g_isJavaWrapper = true;
+  if (hostsJvm(merged)) g_isJavaWrapper = true;
+}
+
+void enterStartDirectory(const Properties& merged) {
+  WString directory;
+  if (merged.get(keys::startDirectory, directory)) sii_ChangeDirectory(directory.c_str());
 }

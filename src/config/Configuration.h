@@ -8,7 +8,7 @@
 #include "config/PropertiesLocation.h"
 #include "foundation/Properties.h"
 
-/// True once the merged set holds java.library: a run then hosts a JVM, not a native application.
+/// True once a merged set hosted a JVM. Interface only.
 extern bool g_isJavaWrapper;
 
 /// Most arguments of a launch that starts itself again, with the program name and the launcher's
@@ -43,7 +43,13 @@ SimpleProperties MergeProperties(const SimpleProperties& options, SimpleProperti
 /// be loaded under them.
 bool exportsEnvironment(const SimpleProperties& merged);
 
-/// Sets g_isJavaWrapper when java.library is present, even when empty.
+/// True when the set holds java.library, even when empty: a run then hosts a JVM, not a native
+/// application.
+bool hostsJvm(const Properties& merged);
+/// Sets g_isJavaWrapper when the set hosts a JVM.
 void UpdateProcessType(const SimpleProperties& merged);
+
+/// Changes to application.start.dir, where there is one; a failure changes nothing.
+void enterStartDirectory(const Properties& merged);
 
 #endif

@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include "foundation/WriteSignalGuard.h"
-#include "logging/Console.h"
+#include "logging/Logging.h"
 #include "platform/OS_Abstractions.h"
 #include "platform/Stream.h"
 

@@ -19,10 +19,7 @@ constexpr char adjustedSuffix[] = ".adj";
 }  // namespace
 
 bool isAdjustable(const SimpleProperties& options) {
-  WString name;
-  if (!options.get(keys::command, name)) return true;
-  const Command* command = findCommand(name.view());
-  return command != nullptr && command->isAdjustable;
+  return commandIn(options).isAdjustable;
 }
 
 void runAdjustmentChild(int argc, char** argv, PropertiesLocation& location) {

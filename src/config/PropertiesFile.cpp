@@ -13,7 +13,7 @@
 #include "config/PropertiesText.h"
 #include "config/VariableSubstitution.h"
 #include "foundation/PropertyKeys.h"
-#include "foundation/WException.h"
+#include "foundation/WString.h"
 #include "logging/Logging.h"
 #include "platform/OS_Abstractions.h"
 
@@ -30,10 +30,10 @@ constexpr int maxOpenEntries = 250000;
 constexpr std::size_t maxReadText = 4 * maxOpenText;
 constexpr int maxStoredEntries = 1000000;
 
-constexpr char includePrefix[] = "velox.include.kvf";
-// In a last line without a line end this shorter prefix makes an include; nothing there is
-// exported.
-constexpr char includePrefixAtEndOfText[] = "velox.include";
+/// By FileFailure.
+constexpr std::string_view complaints[] = {
+    "Failed to open", "Include files nest too deeply at", "Too many include files at",
+    "Too many entries in front of includes at", "Include files are too large at"};
 
 WString directoryOf(const WString& fileName) {
   const std::string_view name = fileName.view();
@@ -112,7 +112,8 @@ class PropertiesParser {
     PropertiesEntry& entry = file.entry;
     if (!observer_.entryScanned(entry)) return;
     ReplaceVariables(entry.value, lookupFirst_, file.entries, includer, observer_);
-    if (entry.key.startsWith(entry.endedByLineEnd ? includePrefix : includePrefixAtEndOfText)) {
+    if (entry.key.startsWith(entry.endedByLineEnd ? keys::includePrefix
+                                                  : keys::includePrefixAtEndOfText)) {
       observer_.includeFound(entry.value);
       outerEntries_ += file.entries.size();
       return open(entry.value.c_str());
@@ -131,7 +132,7 @@ class PropertiesParser {
     OpenFile& file = files_.back();
     outerEntries_ -= file.entries.size();
     storedEntries_ += included.size();
-    if (isTooMuch()) end("Include files are too large at", file.entry.value);
+    if (isTooMuch()) end(FileFailure::tooLarge, file.entry.value);
     included.forEach(
         [&](const WString& key, const WString& value) { file.entries.set(key, value); });
     exportEntry(file);
@@ -151,9 +152,9 @@ class PropertiesParser {
   void open(const char* fileName) {
     const WString name = fileName;
     Logging::Debug({name.view()});
-    if (files_.size() > maxIncludeDepth) end("Include files nest too deeply at", name);
-    if (opened_++ > maxIncludedFiles) end("Too many include files at", name);
-    if (outerEntries_ > maxOpenEntries) end("Too many entries in front of includes at", name);
+    if (files_.size() > maxIncludeDepth) end(FileFailure::tooDeep, name);
+    if (opened_++ > maxIncludedFiles) end(FileFailure::tooMany, name);
+    if (outerEntries_ > maxOpenEntries) end(FileFailure::tooManyEntries, name);
 
     std::optional<std::string> text = textOf(fileName, name);
     if (text && !observer_.fileEntered(name, *text)) text.reset();
@@ -162,7 +163,7 @@ class PropertiesParser {
     file.isEntered = isEntered;
     openText_ += file.text.size();
     readText_ += file.text.size();
-    if (isTooMuch()) end("Include files are too large at", name);
+    if (isTooMuch()) end(FileFailure::tooLarge, name);
     if (uninstallsNamedService(options_)) {
       file.entries.set(keys::serviceName, options_.valueOf(keys::serviceName));
     }
@@ -178,7 +179,7 @@ class PropertiesParser {
     PropertiesText read = observer_.readFile(fileName);
     switch (read.state) {
       case PropertiesText::State::missing:
-        if (!toleratesMissingFile(options_)) end("Failed to open", name);
+        if (!toleratesMissingFile(options_)) end(FileFailure::notOpened, name);
         return std::nullopt;
       case PropertiesText::State::unread:
         observer_.fileUnread(name);
@@ -189,8 +190,10 @@ class PropertiesParser {
     return std::move(read.text);
   }
 
-  [[noreturn]] static void end(std::string_view complaint, const WString& name) {
-    Logging::FatalError({complaint, " properties file : ", name.view()});
+  [[noreturn]] void end(FileFailure why, const WString& name) const {
+    observer_.fileFails(why);
+    Logging::FatalError(
+        {complaints[static_cast<std::size_t>(why)], " properties file : ", name.view()});
   }
 
   const SimpleProperties& options_;

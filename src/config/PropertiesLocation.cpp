@@ -2,8 +2,8 @@
 
 #include <cstdlib>
 
-#include "foundation/PathList.h"
 #include "foundation/PropertyKeys.h"
+#include "foundation/TextPieces.h"
 #include "platform/OS_Abstractions.h"
 
 namespace {

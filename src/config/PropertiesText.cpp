@@ -22,7 +22,7 @@ std::size_t roomFor(std::FILE* file) {
 }  // namespace
 
 PropertiesText readPropertiesText(const char* fileName) {
-  const Stream file = openStream(fileName, "rb");
+  const Stream file = openStream(fileName, "rb", PipeOpening::waits);
   if (!file) return {};
   return readPropertiesText(file.get());
 }

@@ -20,7 +20,7 @@ struct PropertiesText {
 /// A file of so many bytes yields no entries.
 inline constexpr std::size_t propertiesSizeLimit = 1048576;
 
-/// Opens the file and reads it whole.
+/// Opens the file and reads it whole. A named pipe is waited for until somebody writes to it.
 PropertiesText readPropertiesText(const char* fileName);
 /// The same for one that is open.
 PropertiesText readPropertiesText(std::FILE* file);

@@ -42,6 +42,10 @@ inline constexpr char startMethod[] = "java.start.method";
 inline constexpr char stopMethod[] = "java.stop.method";
 inline constexpr char threadStackSize[] = "java.thread.stack.size";
 
+/// A key that begins so includes the file that its value names.
+inline constexpr char includePrefix[] = "velox.include.kvf";
+/// The shorter prefix that does in a last line without a line end.
+inline constexpr char includePrefixAtEndOfText[] = "velox.include";
 inline constexpr char commandLineArgumentPrefix[] = "commandline.argv.";
 inline constexpr char environmentPrefix[] = "velox.env.";
 inline constexpr char javaPropertyPrefix[] = "java.property.";

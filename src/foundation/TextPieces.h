@@ -2,6 +2,9 @@
 #define VELOX_FOUNDATION_TEXTPIECES_H
 
 #include <string_view>
+#include <vector>
+
+#include "foundation/WString.h"
 
 /// What stands before and after a character. The pieces are views of the divided text.
 struct Halves {
@@ -21,5 +24,17 @@ constexpr std::string_view afterLast(std::string_view text, char c) {
   const std::size_t at = text.rfind(c);
   return at == std::string_view::npos ? text : text.substr(at + 1);
 }
+
+/// True for the two characters that separate the elements of a path list, ":" and ";".
+bool isPathSeparator(char c);
+
+/// The elements of a path list in order, as views of it. Empty ones are passed over.
+std::vector<std::string_view> pathElements(std::string_view list);
+
+/// The path without its last character when that is a "/" or a "\".
+std::string_view withoutTrailingSlash(std::string_view path);
+
+/// The name that a program was started by: the text after the last "/", without the first ".exe".
+WString GetBinaryNameFromPath(const WString& path);
 
 #endif

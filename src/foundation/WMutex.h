@@ -1,6 +1,8 @@
 #ifndef VELOX_FOUNDATION_WMUTEX_H
 #define VELOX_FOUNDATION_WMUTEX_H
 
+#include <variant>
+
 #include <pthread.h>
 
 /// What a WMutex stands on. Both operations return 1 for success and 0 for failure.
@@ -36,9 +38,9 @@ class NullMutexImpl : public Lockable {
   unsigned int Unlock() override { return 1; }
 };
 
-/// A mutex whose implementation is chosen at construction: kind 0 is the one that never blocks,
-/// every other kind a real one. It needs no memory of its own, so one may be constructed before
-/// `main`, where nobody could tell that there is none.
+/// A mutex of one of two kinds: 0 never blocks, every other number is a real one. It needs no
+/// memory of its own, so one may be constructed before `main`, where nobody could tell that there
+/// is none.
 class WMutex {
  public:
   explicit WMutex(unsigned int kind) { WMutex::InitializeLockable(kind); }
@@ -46,14 +48,23 @@ class WMutex {
   WMutex& operator=(const WMutex&) = delete;
   virtual ~WMutex() = default;
 
-  virtual void InitializeLockable(unsigned int kind);
-  unsigned int Lock() { return lockable_->Lock(); }
-  unsigned int Unlock() { return lockable_->Unlock(); }
+  /// Installs a fresh lock of that kind. REQUIRES that nobody holds the one that goes.
+  virtual void InitializeLockable(unsigned int kind) {
+    if (kind == 0) {
+      lock_.emplace<NullMutexImpl>();
+    } else {
+      lock_.emplace<SimpleMutexImpl_POSIX>();
+    }
+  }
+  unsigned int Lock() { return lockable().Lock(); }
+  unsigned int Unlock() { return lockable().Unlock(); }
 
  private:
-  SimpleMutexImpl_POSIX posix_;
-  NullMutexImpl null_;
-  Lockable* lockable_ = nullptr;
+  Lockable& lockable() {
+    return std::visit([](Lockable& lock) -> Lockable& { return lock; }, lock_);
+  }
+
+  std::variant<NullMutexImpl, SimpleMutexImpl_POSIX> lock_;
 };
 
 /// Locks for its own lifetime. It also unlocks after a failed lock.

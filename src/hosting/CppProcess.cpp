@@ -4,33 +4,17 @@
 #include <array>
 #include <utility>
 
-#include "foundation/WException.h"
-#include "hosting/LibraryLoading.h"
-#include "javarun/CommonTool.h"
+#include "foundation/WString.h"
+#include "hosting/ServiceWrapper.h"
+#include "javarun/ClassPath.h"
 #include "logging/EventLogging.h"
 #include "logging/Logging.h"
-#include "platform/ServiceStatus.h"
 
 std::unique_ptr<CppProcess> CppProcess::s_pCppProcess;
 
 namespace {
 
 using RegisterFunction = void (*)(void (*)(SERVICE_STATE));
-
-/// What a native application exports, in the order of lookup and complaint. The first library that
-/// exports a name supplies it.
-struct EntryPoint {
-  const char* symbol;
-  const char* nameInComplaint;
-};
-
-enum EntryIndex : std::size_t { mainEntry, stopEntry, registrationEntry, entryCount };
-
-constexpr EntryPoint entryPoints[entryCount] = {
-    {"AppMain", "AppMain"},
-    {"AppStop", "pAppStop"},
-    {"RegisterWrapperEntryPoints", "RegisterWrapperEntryPoints"},
-};
 
 using EntryAddresses = std::array<void*, entryCount>;
 
@@ -59,28 +43,22 @@ void requireAll(const EntryAddresses& addresses) {
 
 }  // namespace
 
-CppProcess::CppProcess(const std::vector<void*>& handles, MainFunction applicationMain,
-                       StopFunction applicationStop)
-    : libraries_(handles.begin(), handles.end()),
-      applicationMain_(applicationMain),
-      applicationStop_(applicationStop) {}
-
-CppProcess::~CppProcess() {
-  for (SharedLibrary& library : libraries_) library.stayOpen();
+void CppProcess::create(std::vector<SharedLibrary> libraries, MainFunction applicationMain,
+                        StopFunction applicationStop) {
+  if (s_pCppProcess) return;
+  s_pCppProcess = withMemoryException([&] {
+    return std::make_unique<CppProcess>(std::move(libraries), applicationMain, applicationStop);
+  });
 }
 
 void CppProcess::CreateSharedProcess(void* handle, MainFunction applicationMain,
                                      StopFunction applicationStop) {
-  std::vector<void*> handles;
-  if (handle != nullptr) handles.push_back(handle);
-  CreateSharedProcess(handles, applicationMain, applicationStop);
+  create({SharedLibrary(handle)}, applicationMain, applicationStop);
 }
 
 void CppProcess::CreateSharedProcess(const std::vector<void*>& handles,
                                      MainFunction applicationMain, StopFunction applicationStop) {
-  if (s_pCppProcess) return;
-  s_pCppProcess = withMemoryException(
-      [&] { return std::make_unique<CppProcess>(handles, applicationMain, applicationStop); });
+  create({handles.begin(), handles.end()}, applicationMain, applicationStop);
 }
 
 void CppProcess::DestroySharedProcess() {
@@ -90,27 +68,25 @@ void CppProcess::DestroySharedProcess() {
 
 void CppProcess::UnloadLibrary() {
   if (!s_pCppProcess) return;
-  for (SharedLibrary& library : std::exchange(s_pCppProcess->libraries_, {})) {
-    unloadLibrary(library);
+  for (const SharedLibrary& library : std::exchange(s_pCppProcess->libraries_, {})) {
+    library.close();
   }
 }
 
 bool CppProcess::LoadSharedLibrary(const WString& libraries) {
   if (s_pCppProcess) return false;
   EntryAddresses entries = {};
-  std::vector<void*> handles;
+  std::vector<SharedLibrary> suppliers;
   for (const WString& path : CommonTool::splitEx(libraries, ":")) {
     if (isComplete(entries)) break;
-    SharedLibrary library = loadLibrary(path, libraries);
-    const bool supplies = takeEntryPoints(library, entries);
     // One that supplies nothing stays open all the same: others may need its symbols.
-    void* handle = library.stayOpen();
-    if (supplies) handles.push_back(handle);
+    const SharedLibrary library = SharedLibrary::load(path, libraries);
+    if (takeEntryPoints(library, entries)) suppliers.push_back(library);
   }
   requireAll(entries);
   reinterpret_cast<RegisterFunction>(entries[registrationEntry])(SetServiceState);
-  CreateSharedProcess(handles, reinterpret_cast<MainFunction>(entries[mainEntry]),
-                      reinterpret_cast<StopFunction>(entries[stopEntry]));
+  create(std::move(suppliers), reinterpret_cast<MainFunction>(entries[mainEntry]),
+         reinterpret_cast<StopFunction>(entries[stopEntry]));
   return true;
 }
 

@@ -1,11 +1,28 @@
 #ifndef VELOX_HOSTING_CPPPROCESS_H
 #define VELOX_HOSTING_CPPPROCESS_H
 
+#include <cstddef>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "foundation/WString.h"
 #include "platform/SharedLibrary.h"
+
+/// A function that the libraries of a native application export together.
+struct EntryPoint {
+  const char* symbol;
+  const char* nameInComplaint;
+};
+
+enum EntryIndex : std::size_t { mainEntry, stopEntry, registrationEntry, entryCount };
+
+/// In the order of lookup and complaint. The first library that exports a name supplies it.
+inline constexpr EntryPoint entryPoints[entryCount] = {
+    {"AppMain", "AppMain"},
+    {"AppStop", "pAppStop"},
+    {"RegisterWrapperEntryPoints", "RegisterWrapperEntryPoints"},
+};
 
 /// A native application in this process: entry points that come from shared libraries or from a
 /// host program. There is at most one; the first that is created wins.
@@ -14,12 +31,14 @@ class CppProcess {
   using MainFunction = int (*)(int, char**);
   using StopFunction = void (*)();
 
-  CppProcess(const std::vector<void*>& handles, MainFunction applicationMain,
-             StopFunction applicationStop);
+  CppProcess(std::vector<SharedLibrary> libraries, MainFunction applicationMain,
+             StopFunction applicationStop)
+      : libraries_(std::move(libraries)),
+        applicationMain_(applicationMain),
+        applicationStop_(applicationStop) {}
   CppProcess(const CppProcess&) = delete;
   CppProcess& operator=(const CppProcess&) = delete;
-  /// Libraries that were not unloaded stay open: at exit, code of theirs may still run.
-  virtual ~CppProcess();
+  virtual ~CppProcess() = default;
 
   /// Creates the shared instance unless there is one. It takes the handles over; handle and
   /// functions may be null. Exhausted memory throws the default memory exception.
@@ -47,6 +66,9 @@ class CppProcess {
   [[nodiscard]] bool canStop() const { return applicationStop_ != nullptr; }
 
  private:
+  static void create(std::vector<SharedLibrary> libraries, MainFunction applicationMain,
+                     StopFunction applicationStop);
+
   static std::unique_ptr<CppProcess> s_pCppProcess;
 
   std::vector<SharedLibrary> libraries_;

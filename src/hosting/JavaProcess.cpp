@@ -3,21 +3,18 @@
 #include <cstdlib>
 #include <string>
 
+#include "config/Configuration.h"
 #include "foundation/MemorySize.h"
 #include "foundation/PropertyKeys.h"
-#include "hosting/JVM_SharedLibMgr.h"
 #include "hosting/JvmLibrary.h"
 #include "hosting/ModifiedUtf8.h"
+#include "hosting/ServiceWrapper.h"
 #include "javarun/ArgumentSplitter.h"
 #include "javarun/ClassPath.h"
-#include "javarun/CommonTool.h"
-#include "javarun/JavaParameterParserUtil.h"
-#include "logging/Console.h"
+#include "javarun/JavaParameterParser.h"
 #include "logging/EventLogging.h"
 #include "logging/Logging.h"
-#include "logging/ServiceUtils.h"
 #include "platform/OS_Abstractions.h"
-#include "platform/ServiceStatus.h"
 #include "platform/StackLimit.h"
 
 namespace {
@@ -83,8 +80,7 @@ bool callStopMethod(JavaVM* jvm, jclass startClass, jmethodID stopMethod, const 
 
 JavaProcess::JavaProcess(const SimpleProperties& properties, bool /*flag*/)
     : properties_(properties) {
-  WString directory;
-  if (properties_.get(keys::startDirectory, directory)) sii_ChangeDirectory(directory.c_str());
+  enterStartDirectory(properties_);
   LoadJvmLibrary();
   CreateJvmArgs();
   Debug_PrintVmInfo();
@@ -173,8 +169,7 @@ WString JavaProcess::ExpandClassPath(const WString& classPath) const {
 }
 
 void JavaProcess::LoadJvmLibrary() {
-  const JvmLibrary library =
-      JvmLibrary::choose(properties_.valueOf(keys::javaLibrary), fileIsThere);
+  const JvmLibrary library = JvmLibrary::choose(properties_.valueOf(keys::javaLibrary));
   if (library.source == JvmLibrary::Source::none) {
     printConsole("The property java.library can not be empty !\n");
     EventLogging::FatalError(message::failedToLoadLibrary, 1, library.path.c_str());

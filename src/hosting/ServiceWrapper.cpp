@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "foundation/PropertyKeys.h"
-#include "foundation/WException.h"
+#include "foundation/WString.h"
 #include "javarun/ArgumentSplitter.h"
 
 void CreateArgs(const SimpleProperties& properties, int& argc, char**& argv) {
@@ -31,3 +31,5 @@ char* NewArgCopy(const char* text, unsigned long length) {
   copy[length] = '\0';
   return copy;
 }
+
+void SetServiceState(SERVICE_STATE /*state*/) {}

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 
-#include "foundation/PathList.h"
-#include "javarun/CommonTool.h"
+#include "foundation/TextPieces.h"
 #include "logging/Logging.h"
 #include "platform/ArchiveListing.h"
 
@@ -110,4 +110,21 @@ WString CommonTool::expandDirToClassPath(const WString& dir) {
   search(entry);
   WString classPath = joinedClassPath({std::move(entry)});
   return classPath.erase(classPath.length() - 1);
+}
+
+std::vector<WString> CommonTool::splitEx(const WString& text, const WString& separator) {
+  std::vector<WString> pieces;
+  unsigned int start = 0;
+  if (!separator.empty()) {
+    for (unsigned int end = 0; (end = text.find(separator, start)) != WString::npos;) {
+      pieces.push_back(text.substr(start, end - start));
+      start = end + separator.length();
+    }
+  }
+  if (start < text.length()) pieces.push_back(text.substr(start));
+  return pieces;
+}
+
+bool CommonTool::isContainsSpace(const char* text) {
+  return std::strchr(text, ' ') != nullptr;
 }

@@ -5,8 +5,8 @@
 
 #include "foundation/TextPieces.h"
 #include "foundation/WriteSignalGuard.h"
-#include "javarun/CommonTool.h"
-#include "javarun/JavaParameterParserUtil.h"
+#include "javarun/ClassPath.h"
+#include "javarun/JavaParameterParser.h"
 #include "logging/Logging.h"
 #include "platform/OS_Abstractions.h"
 #include "platform/Stream.h"

@@ -1,7 +1,7 @@
 #include "launcher/Displays.h"
 
 #include "foundation/WVersion.h"
-#include "logging/Console.h"
+#include "logging/Logging.h"
 #include "platform/OS_Abstractions.h"
 
 namespace {

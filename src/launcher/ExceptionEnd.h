@@ -1,7 +1,7 @@
 #ifndef VELOX_LAUNCHER_EXCEPTIONEND_H
 #define VELOX_LAUNCHER_EXCEPTIONEND_H
 
-#include "foundation/WException.h"
+#include "foundation/WString.h"
 
 /// Tells the exception like a fatal message and ends the process with Logging::fatalStatus.
 [[noreturn]] void endWith(const WException& exception);

@@ -8,29 +8,14 @@
 #include <optional>
 #include <string_view>
 
-#include <strings.h>
-
+#include "config/Commands.h"
 #include "foundation/PropertyKeys.h"
-#include "logging/Console.h"
+#include "logging/Logging.h"
 #include "platform/Stream.h"
 
 namespace {
 
 constexpr char validCharacters[] = "-.0123456789";
-
-struct KillType {
-  const char* name;
-  int signal;
-};
-
-constexpr KillType killTypes[] = {{"Abort", SIGKILL}, {"normal", SIGINT}};
-
-const KillType* findKillType(const WString& name) {
-  for (const KillType& known : killTypes) {
-    if (::strcasecmp(name.c_str(), known.name) == 0) return &known;
-  }
-  return nullptr;
-}
 
 /// The first line of the file as far as it fits into nine characters; empty when nothing can be
 /// read. Nothing when the file cannot be opened.
@@ -107,13 +92,13 @@ bool killRecordedProcess(const SimpleProperties& properties) {
 
   WString name;
   if (!properties.get(keys::signal, name)) return true;
-  const KillType* killType = findKillType(name);
+  const KillType* killType = findKillType(name.c_str());
   if (killType == nullptr) {
     printConsole("Invalid kill type \"%s\".  Valid types are \"abort\" and \"normal\". \n",
                  name.c_str());
     return false;
   }
-  sendSignal(killType->signal, fileName, *processId);
+  sendSignal(killType->isAbrupt ? SIGKILL : SIGINT, fileName, *processId);
   return true;
 }
 

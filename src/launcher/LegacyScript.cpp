@@ -8,7 +8,7 @@
 #include "config/VariableSubstitution.h"
 #include "foundation/PropertyKeys.h"
 #include "foundation/WriteSignalGuard.h"
-#include "javarun/CommonTool.h"
+#include "javarun/ClassPath.h"
 #include "platform/Stream.h"
 
 namespace {

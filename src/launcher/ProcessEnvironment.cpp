@@ -10,7 +10,7 @@
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
 #include "hosting/CppProcess.h"
-#include "javarun/CommonTool.h"
+#include "javarun/ClassPath.h"
 #include "launcher/Displays.h"
 #include "logging/Logging.h"
 #include "platform/OS_Abstractions.h"

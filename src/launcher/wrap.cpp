@@ -4,7 +4,7 @@
 
 #include "config/Configuration.h"
 #include "foundation/PropertyKeys.h"
-#include "foundation/WException.h"
+#include "foundation/WString.h"
 #include "hosting/CppProcess.h"
 #include "hosting/JavaProcess.h"
 #include "hosting/ServiceWrapper.h"
@@ -16,12 +16,10 @@
 #include "launcher/KillCommand.h"
 #include "launcher/LegacyScript.h"
 #include "launcher/ProcessEnvironment.h"
-#include "logging/Console.h"
 #include "logging/EventLogging.h"
 #include "logging/Logging.h"
 #include "platform/OS_Abstractions.h"
-#include "platform/RaisedPrivileges.h"
-#include "platform/StandardStreams.h"
+#include "platform/ThisProcess.h"
 
 namespace {
 
@@ -67,7 +65,7 @@ int runNative(const Launch& launch) {
 }
 
 int run(const Launch& launch) {
-  return g_isJavaWrapper ? runJava(launch.properties) : runNative(launch);
+  return hostsJvm(launch.properties) ? runJava(launch.properties) : runNative(launch);
 }
 
 int showVersion(const Launch& /*launch*/) {
@@ -110,14 +108,13 @@ constexpr StateAction actions[] = {
     {WrapperState::kill, killProcess},
 };
 
-int dispatch(WrapperState state, const Launch& launch) {
-  const Command& command = commandOf(state);
+int dispatch(const Command& command, const Launch& launch) {
   if (command.isForWindows) {
     printConsole("    %s is only for windows\n", command.name);
     return 0;
   }
   for (const StateAction& known : actions) {
-    if (known.state == state) return known.action(launch);
+    if (known.state == command.state) return known.action(launch);
   }
   DisplayUsage(launch.programName);
   return 0;
@@ -126,10 +123,7 @@ int dispatch(WrapperState state, const Launch& launch) {
 }  // namespace
 
 WrapperState DetermineWrapperState(const SimpleProperties& properties) {
-  WString name;
-  if (!properties.get(keys::command, name)) return WrapperState::run;
-  const Command* command = findCommand(name.view());
-  return command == nullptr ? WrapperState::help : command->state;
+  return commandIn(properties).state;
 }
 
 int UnixWrapperMain(int argc, char** argv, int (*applicationMain)(int, char**),
@@ -146,10 +140,8 @@ int UnixWrapperMain(int argc, char** argv, int (*applicationMain)(int, char**),
   EventLogging::Initialize(properties);
   Logging::Debug("WrapperMain()");
   setupSystemEnvironment(argv, properties, false);
-  WString directory;
-  if (properties.get(keys::startDirectory, directory)) sii_ChangeDirectory(directory.c_str());
-  return dispatch(DetermineWrapperState(properties),
-                  {argv[0], properties, applicationMain, applicationStop});
+  enterStartDirectory(properties);
+  return dispatch(commandIn(properties), {argv[0], properties, applicationMain, applicationStop});
 }
 
 int WrapperMain(int argc, char** argv, int (*applicationMain)(int, char**),

@@ -5,7 +5,7 @@
 #include "foundation/Properties.h"
 #include "velox/launch_wrapper.h"
 
-/// The state for wrapper.command: run when it is absent, help when it is not known.
+/// The state of commandIn. Interface only.
 WrapperState DetermineWrapperState(const SimpleProperties& properties);
 
 /// Takes, returns and ends like LaunchWrapper.

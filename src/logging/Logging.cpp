@@ -1,5 +1,6 @@
 #include "logging/Logging.h"
 
+#include <cstdarg>
 #include <cstdlib>
 
 #include <fcntl.h>
@@ -31,7 +32,8 @@ std::string_view reasonToRefuse(const struct stat& file) {
 }
 
 /// The descriptor of the log file, not yet truncated, or -1 with the reason when it is there but
-/// not to be used. That it cannot be opened for any other cause is nobody's concern.
+/// not to be used. That it cannot be opened for any other cause, such as a directory in its place,
+/// is not reported.
 int openLog(const char* path, std::string_view& refusal) {
   // Every write goes to the end of the file, so that a parent and its child that both hold it never
   // overwrite each other's lines. A link is not followed and a pipe does not stop the start.
@@ -39,7 +41,9 @@ int openLog(const char* path, std::string_view& refusal) {
   const int descriptor = ::open(path, flags, 0666);
   struct stat file = {};
   if (descriptor < 0) {
-    if (::lstat(path, &file) == 0) refusal = reasonToRefuse(file);
+    const bool isThere = ::lstat(path, &file) == 0;
+    if (isThere && !S_ISDIR(file.st_mode) && !S_ISSOCK(file.st_mode))
+      refusal = reasonToRefuse(file);
     return -1;
   }
   if (::fstat(descriptor, &file) == 0) refusal = reasonToRefuse(file);
@@ -116,4 +120,12 @@ void Logging::CloseHandle() {
   FlushFiles();
   std::fclose(m_hLogFile);
   m_hLogFile = nullptr;
+}
+
+void printConsole(const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  std::vprintf(format, arguments);
+  va_end(arguments);
+  std::fflush(stdout);
 }

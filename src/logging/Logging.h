@@ -76,4 +76,8 @@ class Logging {
   static Sink* s_sink;
 };
 
+/// Prints formatted text on standard output only, never to the log. It is flushed, so that it
+/// appears before what the application prints by itself.
+[[gnu::format(printf, 1, 2)]] void printConsole(const char* format, ...);
+
 #endif

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "foundation/WException.h"
+#include "foundation/WString.h"
 #include "platform/Directory.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "foundation/WException.h"
+#include "foundation/WString.h"
 
 namespace {
 

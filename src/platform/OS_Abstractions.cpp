@@ -13,7 +13,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "foundation/WException.h"
 #include "foundation/WString.h"
 #include "logging/Logging.h"
 #include "platform/ArchiveListing.h"

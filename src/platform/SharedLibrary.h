@@ -1,37 +1,32 @@
 #ifndef VELOX_PLATFORM_SHAREDLIBRARY_H
 #define VELOX_PLATFORM_SHAREDLIBRARY_H
 
-/// Owns a loaded shared library: it is closed with its owner, unless it is told to stay open.
-/// It can be moved, not assigned.
+#include "foundation/WString.h"
+
+/// A shared library in this process. It stays open to the end of the process unless it is closed:
+/// at exit, code of it may still run.
 class SharedLibrary {
  public:
-  /// Loads the library, lazily bound and with global symbols. On failure it is invalid, and
-  /// lastError() gives the reason.
-  explicit SharedLibrary(const char* path);
-  /// Takes over a handle of the loader, which may be null.
+  SharedLibrary() = default;
+  /// A handle of the loader; null is no library.
   explicit SharedLibrary(void* handle) : handle_(handle) {}
-  SharedLibrary(const SharedLibrary&) = delete;
-  SharedLibrary(SharedLibrary&& other) noexcept : handle_(other.stayOpen()) {}
-  SharedLibrary& operator=(const SharedLibrary&) = delete;
-  SharedLibrary& operator=(SharedLibrary&&) = delete;
-  ~SharedLibrary() { close(); }
+
+  /// Loads a library of the application, lazily bound and with global symbols. Ends the process
+  /// when that fails: the loader's reason as a debug line, a line that shows `configured`, the
+  /// setting that the path comes from, and the catalogue message with the path.
+  static SharedLibrary load(const WString& path, const WString& configured);
 
   explicit operator bool() const { return handle_ != nullptr; }
 
-  /// The address of a symbol, or null. REQUIRES a valid library.
+  /// The address of a symbol, or null. REQUIRES a library.
   [[nodiscard]] void* symbol(const char* name) const;
 
-  /// Closes the library now; nothing of it may be touched afterwards. False when the loader
-  /// refuses; either way it is owned no more. An invalid library counts as closed.
-  bool close();
-  /// Gives the handle up, so that the library stays open to the end of the process.
-  void* stayOpen();
-
-  /// The loader's reason for the latest failure, or null; asking clears it.
-  static const char* lastError();
+  /// Closes the library, if there is one; nothing of it may be touched afterwards. A refusal of the
+  /// loader is only a debug line.
+  void close() const;
 
  private:
-  void* handle_;
+  void* handle_ = nullptr;
 };
 
 #endif

@@ -2,10 +2,10 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 
 #include <sys/wait.h>
-
-#include "platform/Signals.h"
 
 namespace {
 
@@ -31,6 +31,17 @@ void passOn(int signal, siginfo_t* info, void* /*context*/) {
 
 bool asksToEnd(int signal) {
   return signal == SIGTERM || signal == SIGINT || signal == SIGHUP;
+}
+
+/// Sends this process a signal that it withheld, for the action that it has now. Where that is the
+/// default action of a process with the ID 1, which the system does not carry out, the process ends
+/// with status 128 + signal. Returns when a handler does. Output is flushed before.
+void raiseAgain(int signal) {
+  std::fflush(nullptr);
+  struct sigaction action = {};
+  ::sigaction(signal, nullptr, &action);
+  std::raise(signal);
+  if (action.sa_handler == SIG_DFL) std::_Exit(128 + signal);
 }
 
 }  // namespace

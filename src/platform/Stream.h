@@ -11,12 +11,16 @@ struct CloseStream {
 /// Owns a stdio stream.
 using Stream = std::unique_ptr<std::FILE, CloseStream>;
 
+/// What opening a named pipe does that nobody has opened at its other end.
+enum class PipeOpening {
+  isEmpty,  ///< reads nothing; for writing it cannot be opened
+  waits     ///< for the other end
+};
+
 /// Opens a file in a mode of fopen's, "r" or "w" with an optional "b", with a descriptor that
 /// programs started later do not inherit. Null on failure with errno set.
-///
-/// Opening never waits: a named pipe that nobody writes to is empty, and one that nobody reads
-/// cannot be opened for writing.
-[[nodiscard]] Stream openStream(const char* path, const char* mode);
+[[nodiscard]] Stream openStream(const char* path, const char* mode,
+                                PipeOpening pipe = PipeOpening::isEmpty);
 
 /// Closes a stream that was written to; false when any of what was written is lost.
 [[nodiscard]] bool closeWritten(Stream stream);

@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "hosting/JavaProcess.h"
+#include "hosting/ServiceWrapper.h"
 #include "logging/Logging.h"
-#include "logging/ServiceUtils.h"
 #include "support/Sandbox.h"
 
 namespace {

@@ -40,7 +40,6 @@ TEST_F(UntrustedFiles, AreNotUsedAsTheLogFile) {
       {" is a symbolic link", [&] { fs::create_symlink(victim, log); }},
       {" has another link", [&] { fs::create_hard_link(victim, log); }},
       {" is not a regular file", [&] { ASSERT_EQ(::mkfifo(log.c_str(), 0666), 0); }},
-      {" is not a regular file", [&] { fs::create_directory(log); }},
       {" belongs to another user",
        [&] {
          std::ofstream(log) << "kept";
@@ -60,6 +59,9 @@ TEST_F(UntrustedFiles, AreNotUsedAsTheLogFile) {
     EXPECT_TRUE(!fs::is_regular_file(log) || sandbox_.read(log) == "kept") << told;
   }
   fs::remove(log);
+  fs::create_directory(log);
+  EXPECT_TRUE(wrapper({"--debug", "--version"}).out.starts_with("Properties file used is"));
+  fs::remove(log);
   const Start withMask = {.inChild = [] { ::umask(022); }};
   EXPECT_EQ(wrapper({"--debug", "--version"}, withMask).status, 0);
   EXPECT_EQ(fs::status(log).permissions(), fs::perms(0644));
@@ -69,13 +71,17 @@ TEST_F(UntrustedFiles, AreNotUsedAsTheLogFile) {
   fs::remove(log);
 }
 
-TEST_F(UntrustedFiles, NamedPipesNeverStopTheStart) {
-  for (const char* name : {"pipe", "global.kvf"}) {
+TEST_F(UntrustedFiles, NamedPipesAreReadOnceThereIsAWriterButNeverWaitedForByTheProcessId) {
+  for (const char* name : {"pipe", "include"}) {
     ASSERT_EQ(::mkfifo(sandbox_.path(name).c_str(), 0666), 0);
   }
-  kvf("#" + std::string(5000, 'x') + "\n" + java_ +
-      "velox.include.kvf=pipe\nprocessID.file.name=pipe\n");
-  EXPECT_EQ(wrapper({"--cmdlineJava"}), (Outcome{0, "file pipe can not accessran\n"}));
+  sandbox_.write("java.kvf", "#" + std::string(5000, 'x') + "\n" + java_);
+  kvf("velox.include.kvf=include\nprocessID.file.name=pipe\n");
+  EXPECT_EQ(sandbox_.run({"bash", "-c",
+                          "(sleep 0.2; cat java.kvf > include) & exec " VELOX_WRAPPER
+                          " --propFile app.kvf --cmdlineJava"}),
+            (Outcome{0, "file pipe can not accessran\n"}));
+  kvf("processID.file.name=pipe\n" + java_);
   EXPECT_EQ(
       wrapper({"--kill", "Abort"}),
       (Outcome{1, "Process cannot be killed because its process ID file \"pipe\" is empty\n"}));

@@ -7,8 +7,8 @@
 
 #include "config/Configuration.h"
 #include "config/PropertiesFile.h"
+#include "hosting/ServiceWrapper.h"
 #include "javarun/ClassPath.h"
-#include "logging/ServiceUtils.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/WException.h"
+#include "foundation/WString.h"
 #include "foundation/wrapper_vid.h"
 #include "kvf/commands/CdsCommand.h"
 #include "kvf/commands/CheckCommand.h"

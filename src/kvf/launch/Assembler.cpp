@@ -11,12 +11,12 @@
 #include "config/Configuration.h"
 #include "config/PropertiesFile.h"
 #include "config/Switches.h"
-#include "foundation/PathList.h"
 #include "foundation/PropertyKeys.h"
+#include "foundation/TextPieces.h"
 #include "javarun/ArgumentSplitter.h"
 #include "javarun/ClassPath.h"
 #include "javarun/JavaCmdLineRunUtil.h"
-#include "javarun/JavaParameterParserUtil.h"
+#include "javarun/JavaParameterParser.h"
 #include "kvf/launch/AssemblyRecorder.h"
 #include "kvf/process/ProcessTexts.h"
 #include "kvf/text/Text.h"
@@ -150,13 +150,11 @@ std::string workingDirectory() {
   return sii_GetCurrentDirectory();
 }
 
-void enterStartDirectory(const Inspection& inspection) {
-  const std::optional<std::string> directory = inspection.value(keys::startDirectory);
-  if (!directory) return;
-  sii_ChangeDirectory(directory->c_str());
+void enterApplicationDirectory(const Inspection& inspection) {
+  enterStartDirectory(inspection.run().merged);
   // The host of a Java application enters it once more.
   if (inspection.isJava() && inspection.command() == switches::run) {
-    sii_ChangeDirectory(directory->c_str());
+    enterStartDirectory(inspection.run().merged);
   }
 }
 
@@ -213,7 +211,7 @@ void planLaunch(Inspection& inspection) {
   const char* path = std::getenv("PATH");
   plan.path = path == nullptr ? "" : path;
   plan.outerDirectory = workingDirectory();
-  enterStartDirectory(inspection);
+  enterApplicationDirectory(inspection);
   plan.directory = workingDirectory();
 
   const SimpleProperties& merged = inspection.run().merged;

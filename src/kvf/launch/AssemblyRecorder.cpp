@@ -174,7 +174,7 @@ Failure AssemblyRecorder::failure(const std::string& message) const {
   if (globalPending_) return {Stage::globalFile, {}, message};
   if (open_.empty()) return {Stage::mainFile, {}, message};
   if (substituting_) return {Stage::substitution, run_.definitions.back().at, message};
-  return {Stage::include, latestInclude_, message};
+  return {Stage::include, latestInclude_, message, fileFailure_};
 }
 
 Failure AssemblyRecorder::expansionFailure() const {

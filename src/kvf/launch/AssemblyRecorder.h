@@ -34,6 +34,7 @@ class AssemblyRecorder final : public AssemblyObserver {
   bool fileEntered(const WString& name, std::string_view text) override;
   void fileUnread(const WString& name) override;
   void fileLeft() override;
+  void fileFails(FileFailure why) override { fileFailure_ = why; }
   void lineDropped(std::size_t offset) override;
   void controlEscaped(std::size_t offset) override;
   bool entryScanned(const PropertiesEntry& entry) override;
@@ -74,6 +75,7 @@ class AssemblyRecorder final : public AssemblyObserver {
   std::size_t latestKeyAt_ = 0;
   std::size_t recordedBytes_ = 0;
   std::size_t replacedBytes_ = 0;
+  FileFailure fileFailure_ = FileFailure::notOpened;
   Position latestInclude_;  ///< that was begun, or ended
   bool exporting_ = false;
   bool substituting_ = false;

@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "config/Commands.h"
+#include "config/Configuration.h"
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
 #include "kvf/text/Text.h"
@@ -95,7 +96,7 @@ bool Inspection::knowsAllKeys() const {
 }
 
 bool Inspection::isJava() const {
-  return run().merged.contains(keys::javaLibrary);
+  return hostsJvm(run().merged);
 }
 
 std::string Inspection::command() const {

@@ -94,7 +94,8 @@ struct Failure {
 
   Stage stage = Stage::mainFile;
   Position at;
-  std::string message;  ///< the launcher's
+  std::string message;                       ///< the launcher's
+  FileFailure why = FileFailure::notOpened;  ///< of an include
 };
 
 /// One assembly of the property set.

@@ -4,8 +4,8 @@
 
 #include <unistd.h>
 
-#include "foundation/PathList.h"
 #include "foundation/PropertyKeys.h"
+#include "foundation/TextPieces.h"
 #include "javarun/ClassPath.h"
 #include "kvf/rules/Rules.h"
 #include "kvf/text/Text.h"

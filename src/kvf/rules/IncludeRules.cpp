@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "config/Switches.h"
+#include "foundation/PropertyKeys.h"
 #include "kvf/rules/Rules.h"
 #include "kvf/text/Text.h"
 
@@ -32,9 +33,9 @@ void mainFileMissing(const Inspection& inspection, const Report& report) {
 }
 
 void shortInclude(const Inspection& inspection, const Report& report) {
-  constexpr std::string_view complete = "velox.include.kvf";
   for (const Definition& definition : inspection.run().definitions) {
-    if (!definition.key.starts_with("velox.include") || definition.key.starts_with(complete)) {
+    if (!definition.key.starts_with(keys::includePrefixAtEndOfText) ||
+        definition.key.starts_with(keys::includePrefix)) {
       continue;
     }
     report(definition.at,
@@ -49,7 +50,7 @@ void shortInclude(const Inspection& inspection, const Report& report) {
 void includeFailures(const Inspection& inspection, const Report& report, bool deep,
                      std::string_view advice) {
   for (const Failure& failure : inspection.failures(Failure::Stage::include)) {
-    const bool isDeep = failure.message.find("Failed to open") == std::string::npos;
+    const bool isDeep = failure.why != FileFailure::notOpened;
     if (isDeep != deep) continue;
     report.end(failure.at,
                concat({"the launch ends here with ", shown(failure.message), ": ", advice}),

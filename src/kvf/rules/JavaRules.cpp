@@ -7,10 +7,11 @@
 #include <unistd.h>
 
 #include "config/Commands.h"
-#include "foundation/PathList.h"
 #include "foundation/PropertyKeys.h"
+#include "foundation/TextPieces.h"
+#include "hosting/CppProcess.h"
 #include "hosting/StopSignals.h"
-#include "javarun/CommonTool.h"
+#include "javarun/ClassPath.h"
 #include "kvf/formats/ClassFile.h"
 #include "kvf/formats/ElfFile.h"
 #include "kvf/jvm/JvmSearch.h"
@@ -305,7 +306,8 @@ std::string complaintAboutLibrary(const std::string& path, const std::optional<E
 /// The entry points that none of the libraries has; nothing when one of them is not known.
 std::optional<std::set<std::string_view>> missingEntries(
     const std::vector<std::optional<ElfFile>>& libraries) {
-  std::set<std::string_view> missing = {"AppMain", "AppStop", "RegisterWrapperEntryPoints"};
+  std::set<std::string_view> missing;
+  for (const EntryPoint& entry : entryPoints) missing.insert(entry.symbol);
   bool areKnown = true;
   for (const std::optional<ElfFile>& library : libraries) {
     areKnown = areKnown && library && library->exports;

@@ -47,7 +47,8 @@ void unknownKey(const Inspection& inspection, const Report& report) {
   for (const Definition& definition : inspection.run().definitions) {
     const std::string& key = definition.key;
     const bool hasMark = key.starts_with(byteOrderMark);
-    if (definition.isInclude || hasMark || key.starts_with("velox.include")) continue;
+    if (definition.isInclude || hasMark || key.starts_with(keys::includePrefixAtEndOfText))
+      continue;
     if (referenced.contain(key)) continue;
     const KeyInfo* info = findKey(key);
     if (info == nullptr) {

@@ -36,11 +36,6 @@ std::string_view switchLike(const Argument& argument) {
   return nearest == argument.text ? std::string_view() : nearest;
 }
 
-/// Commands can do without the argument behind them; --kill has a rule of its own.
-bool needsValue(std::string_view name) {
-  return name == switches::propFile || name == switches::propVar || name == switches::delayStart;
-}
-
 /// The switch of an argument "--SWITCH=VALUE", in any case of letters; empty when it is no such
 /// one.
 std::string_view switchBeforeEquals(std::string_view text) {
@@ -48,8 +43,7 @@ std::string_view switchBeforeEquals(std::string_view text) {
   if (equals == std::string_view::npos) return {};
   const auto names = switchNames();
   const auto found = std::find_if(names.begin(), names.end(), [&](std::string_view name) {
-    const bool takesValue = needsValue(name) || name == switches::kill;
-    return takesValue && name.size() == equals &&
+    return (takesValue(name) || name == switches::kill) && name.size() == equals &&
            ::strncasecmp(name.data(), text.data(), equals) == 0;
   });
   return found == names.end() ? std::string_view() : *found;
@@ -89,7 +83,7 @@ void dashedArgument(const Inspection& inspection, const Report& report) {
 
 void switchValue(const Inspection& inspection, const Report& report) {
   forEachArgument(inspection, [&](const Argument& argument, std::size_t index) {
-    if (argument.switchName == nullptr || !needsValue(argument.switchName)) return;
+    if (argument.switchName == nullptr || !takesValue(argument.switchName)) return;
     const std::string_view name = argument.switchName;
     if (!argument.hasValue) {
       report(
@@ -134,10 +128,7 @@ void killCommand(const Inspection& inspection, const Report& report) {
                "--kill as a setting of the file finds the launcher's own process ID, which it has "
                "just written: give it on the command line");
   }
-  std::string kind = inspection.valueOf(keys::signal);
-  std::transform(kind.begin(), kind.end(), kind.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  if (kind != "abort" && kind != "normal") {
+  if (findKillType(inspection.valueOf(keys::signal).c_str()) == nullptr) {
     report.end(at, concat({"--kill needs Abort (SIGKILL) or Normal (SIGINT) as its kind, not ",
                            shown(inspection.valueOf(keys::signal))}));
   }

@@ -6,8 +6,8 @@
 #include <unistd.h>
 
 #include "config/Switches.h"
-#include "foundation/PathList.h"
 #include "foundation/PropertyKeys.h"
+#include "foundation/TextPieces.h"
 #include "kvf/rules/Rules.h"
 #include "kvf/text/Text.h"
 

@@ -1,5 +1,3 @@
-#include "foundation/PathList.h"
-
 #include <gtest/gtest.h>
 
 #include "foundation/TextPieces.h"

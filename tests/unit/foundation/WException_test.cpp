@@ -1,7 +1,6 @@
-#include "foundation/WException.h"
-
 #include <gtest/gtest.h>
 
+#include "foundation/WString.h"
 #include "support/Values.h"
 
 namespace {

@@ -12,6 +12,13 @@ TEST(WMutex, KindZeroNeverBlocks) {
   EXPECT_EQ(none.Lock(), 1U);
 }
 
+TEST(WMutex, InitializingInstallsAFreshLock) {
+  WMutex mutex(1);
+  mutex.Lock();
+  mutex.InitializeLockable(1);
+  std::thread([&] { EXPECT_EQ(mutex.Lock(), 1U); }).join();
+}
+
 TEST(WMutex, TheGuardKeepsThreadsApart) {
   constexpr int turns = 100'000;
   WMutex mutex(1);

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "foundation/WException.h"
 #include "support/Values.h"
 
 namespace {

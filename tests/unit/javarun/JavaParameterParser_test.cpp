@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "javarun/JavaParameterParserUtil.h"
 #include "support/Values.h"
 
 namespace {

@@ -10,7 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "foundation/WException.h"
+#include "foundation/WString.h"
 #include "support/Sandbox.h"
 
 namespace fs = std::filesystem;

@@ -1,11 +1,10 @@
-#include "platform/StandardStreams.h"
-
 #include <cstdlib>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "platform/ThisProcess.h"
 #include "support/Child.h"
 
 namespace {

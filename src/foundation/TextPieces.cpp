@@ -1,5 +1,3 @@
-#include "foundation/PathList.h"
-
 #include "foundation/TextPieces.h"
 
 bool isPathSeparator(char c) {

@@ -1,7 +1,10 @@
-#include "platform/RaisedPrivileges.h"
+#include "platform/ThisProcess.h"
 
+#include <cerrno>
 #include <cstdint>
+#include <ctime>
 
+#include <fcntl.h>
 #include <linux/capability.h>
 #include <sys/auxv.h>
 #include <sys/prctl.h>
@@ -26,9 +29,27 @@ bool hasCapabilityOfFile() {
 
 }  // namespace
 
+void openClosedStandardStreams() {
+  for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+    if (::fcntl(descriptor, F_GETFD) < 0) {
+      // The lowest free descriptor is this one. Programs started later inherit it, as they would
+      // any standard stream.
+      (void)::open("/dev/null", O_RDWR);  // NOLINT(android-cloexec-open)
+    }
+  }
+}
+
 bool privilegesAreRaised() {
   // The mark alone says less: a change of the security domain sets it too, without more rights.
   if (::getauxval(AT_SECURE) == 0) return false;
   if (::getuid() != ::geteuid() || ::getgid() != ::getegid()) return true;
   return ::getuid() != 0 && hasCapabilityOfFile();
+}
+
+void sleepSeconds(unsigned int seconds) {
+  // Every start comes by here, and even a sleep of no length gives the processor away.
+  if (seconds == 0) return;
+  // Not sleep(): what it leaves to wait for after a signal is rounded to whole seconds.
+  timespec left = {static_cast<std::time_t>(seconds), 0};
+  while (::nanosleep(&left, &left) != 0 && errno == EINTR) continue;
 }

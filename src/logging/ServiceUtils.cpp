@@ -1,3 +1,0 @@
-#include "logging/ServiceUtils.h"
-
-WString ServiceUtils::s_BinaryPath;

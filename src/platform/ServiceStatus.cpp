@@ -1,3 +1,0 @@
-#include "platform/ServiceStatus.h"
-
-void SetServiceState(SERVICE_STATE /*state*/) {}
