@@ -11,7 +11,8 @@
 #include "Fuzzing.h"
 #include "kvf/explain/Explanation.h"
 #include "kvf/launch/Assembler.h"
-#include "kvf/rules/Findings.h"
+#include "kvf/rules/Check.h"
+#include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
 namespace {
@@ -35,7 +36,7 @@ Texts environment() {
 Texts listed(const std::vector<Finding>& findings) {
   Texts list;
   for (const Finding& finding : findings) {
-    list.push_back(finding.rule->id + (" " + finding.file) + ":" + std::to_string(finding.line) +
+    list.push_back(finding.rule->id + (" " + finding.file) + ":" + std::to_string(finding.line()) +
                    ": " + finding.text);
   }
   return list;
@@ -47,16 +48,17 @@ void fuzz(std::string_view input) {
   const std::string file = fileWith(input);
   const Texts before = environment();
   Inspection inspection = inspectFile(file);
-  const std::vector<Finding> findings = check(inspection, {});
+  const std::vector<Finding> findings = check({&inspection, 1}, {});
   explainProperties(inspection);
-  endingsOf(inspection);
+  fatalFindings(inspection);
   differencesOfJavaCommand(inspection);
   const std::string command = equivalentJavaCommand(inspection, printableShellWord);
   requireSame("command for a terminal", command, printable(command));
   requireSame("environment", before, environment());
-  requireSame("second check", listed(findings), listed(check(inspectFile(file), {})));
+  const Inspection second = inspectFile(file);
+  requireSame("second check", listed(findings), listed(check({&second, 1}, {})));
   inspection.forScript = true;
-  check(inspection, {});
+  check({&inspection, 1}, {});
 
   std::map<std::string, std::size_t> lines;
   for (const SourceFile& source : inspection.outer.files) {
@@ -65,7 +67,7 @@ void fuzz(std::string_view input) {
   for (const Finding& finding : findings) {
     const auto found = lines.find(finding.file);
     if (found == lines.end()) continue;
-    requireSame("line " + std::to_string(finding.line), true,
-                finding.line <= std::max<std::size_t>(found->second, 1));
+    requireSame("line " + std::to_string(finding.line()), true,
+                finding.line() <= std::max<std::size_t>(found->second, 1));
   }
 }

@@ -5,7 +5,8 @@
 
 #include "kvf/formats/Archive.h"
 #include "kvf/launch/Assembler.h"
-#include "kvf/rules/Findings.h"
+#include "kvf/rules/Check.h"
+#include "kvf/rules/Rule.h"
 #include "support/Sandbox.h"
 
 namespace fs = std::filesystem;
@@ -22,11 +23,16 @@ std::string launch(const std::string& library = jvm, const std::string& classPat
          "\njava.start.class=" + startClass + "\n";
 }
 
+/// What is found in one launch, without the inspection.
+std::vector<Finding> checked(const Inspection& inspection) {
+  return check({&inspection, 1}, {});
+}
+
 /// "LINE RULE" for each finding.
 Texts placesOf(const std::vector<Finding>& findings) {
   Texts places;
   for (const Finding& finding : findings) {
-    places.push_back(std::to_string(finding.line) + " " + finding.rule->id);
+    places.push_back(std::to_string(finding.line()) + " " + finding.rule->id);
   }
   return places;
 }
@@ -258,7 +264,7 @@ TEST(Rules, EachTellsItsMistakeAndNothingElse) {
   writeSurroundings(sandbox);
   for (const Row& row : rows) {
     SCOPED_TRACE(row.file);
-    const auto findings = check(inspectFile(sandbox.write("app.kvf", row.file)), {});
+    const auto findings = checked(inspectFile(sandbox.write("app.kvf", row.file)));
     EXPECT_EQ(placesOf(findings), (Texts{std::to_string(row.line) + " " + row.rule}));
     EXPECT_NE(textOf(findings).find(row.text), std::string::npos) << textOf(findings);
   }
@@ -320,13 +326,13 @@ TEST(Rules, AMissingIncludeIsNotToldAgainByWhatItWouldHold) {
       "app.kvf",
       "velox.include.kvf=/gone\njava.property.a=%home%\nvelox.adjuster.class.path=a.jar\n"
       "home=/opt\n");
-  EXPECT_EQ(placesOf(check(inspectFile(file), {})), (Texts{"1 missing-include"}));
+  EXPECT_EQ(placesOf(checked(inspectFile(file))), (Texts{"1 missing-include"}));
 }
 
 TEST(Rules, BehindTooManyMistakesNothingCountsAsAbsent) {
   Sandbox sandbox;
   const std::string file = sandbox.write("app.kvf", many("velox.include.kvf=/gone\n", 30));
-  for (const Finding& finding : check(inspectFile(file), {})) {
+  for (const Finding& finding : checked(inspectFile(file))) {
     EXPECT_STREQ(finding.rule->id, "missing-include");
   }
 }
@@ -335,7 +341,7 @@ TEST(Rules, SoundFilesHaveNoFinding) {
   Sandbox sandbox;
   writeSurroundings(sandbox);
   for (const std::string& text : soundFiles) {
-    const auto findings = check(inspectFile(sandbox.write("app.kvf", text)), {});
+    const auto findings = checked(inspectFile(sandbox.write("app.kvf", text)));
     EXPECT_EQ(placesOf(findings), Texts{}) << text << textOf(findings);
   }
 }
@@ -373,7 +379,7 @@ TEST(Rules, EachTellsItsMistakeOnTheCommandLine) {
   };
   for (const LaunchRow& row : launchRows) {
     SCOPED_TRACE(row.text);
-    const auto findings = check(inspectCommandLine(row.arguments), {});
+    const auto findings = checked(inspectCommandLine(row.arguments));
     EXPECT_EQ(placesOf(findings), (Texts{std::to_string(row.argument) + " " + row.rule}));
     EXPECT_NE(textOf(findings).find(row.text), std::string::npos) << textOf(findings);
   }
@@ -395,7 +401,7 @@ TEST(Rules, SoundCommandLinesHaveNoFinding) {
       {"w", "--help"},
   };
   for (const Texts& line : lines) {
-    const auto findings = check(inspectCommandLine(line), {});
+    const auto findings = checked(inspectCommandLine(line));
     EXPECT_EQ(placesOf(findings), Texts{}) << line.back() << textOf(findings);
   }
 }

@@ -1,5 +1,3 @@
-#include "kvf/commands/CdsCommand.h"
-
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstring>
@@ -13,6 +11,8 @@
 #include "foundation/PropertyKeys.h"
 #include "kvf/cds/ClassDataEntry.h"
 #include "kvf/cds/ClassDataSharing.h"
+#include "kvf/commands/Output.h"
+#include "kvf/commands/Subcommand.h"
 #include "kvf/launch/Assembler.h"
 #include "kvf/process/ProgramRun.h"
 #include "kvf/text/FileText.h"
@@ -23,8 +23,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int cannotServe = 1;
-constexpr int notFoundOut = 2;
+constexpr int cannotServe = negative;
+constexpr int notFoundOut = noAnswer;
 constexpr char optionsVariable[] = "_JAVA_OPTIONS";
 
 struct CdsOptions {
@@ -35,7 +35,7 @@ struct CdsOptions {
 };
 
 int complain(const std::string& text, int status) {
-  std::cerr << "kvf: " << printable(text) << '\n';
+  ::complain(text);
   return status;
 }
 
@@ -200,24 +200,18 @@ int makeArchive(const CdsOptions& options, const std::vector<std::string>& comma
 
 }  // namespace
 
-void addCdsCommand(CLI::App& app, const std::vector<std::string>& behindDashes, int& status) {
-  CLI::App* command = app.add_subcommand(
-      "cds", "Runs an application once to write the archive that makes it start sooner.");
-  command->footer(
-      "-- COMMAND runs that instead of the launcher, say the application's start script with\n"
-      "arguments that make it do something typical and end. A server is ended by --run-for, or by\n"
-      "Ctrl-C.\n"
-      "Exit status: 0 the archive serves, 1 it cannot, 2 that could not be found out.");
+RunSubcommand declareCds(CLI::App& command) {
   const auto options = std::make_shared<CdsOptions>();
   std::error_code error;
   options->launcher = fs::read_symlink("/proc/self/exe", error).parent_path() / "wrapper";
-  command->add_option("FILE", options->file, "The properties file")
+  command.add_option("FILE", options->file, "The properties file")
       ->required()
       ->check(CLI::ExistingFile);
-  command->add_option("--run-for", options->runFor, "End the application after this time")
+  command.add_option("--run-for", options->runFor, "End the application after this time")
       ->type_name("SECONDS");
-  command->add_flag("--write", options->write, "Add the line to the file");
-  command->add_option("--wrapper", options->launcher, "The launcher")->type_name("FILE");
-  command->final_callback(
-      [options, &behindDashes, &status] { status = makeArchive(*options, behindDashes); });
+  command.add_flag("--write", options->write, "Add the line to the file");
+  command.add_option("--wrapper", options->launcher, "The launcher")->type_name("FILE");
+  return [options](const LauncherArguments& commandLine) {
+    return makeArchive(*options, commandLine);
+  };
 }

@@ -1,7 +1,4 @@
-#include "kvf/commands/ExplainCommand.h"
-
 #include <CLI/CLI.hpp>
-#include <cstdio>
 #include <initializer_list>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -11,19 +8,19 @@
 
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
-#include "kvf/commands/Report.h"
+#include "kvf/commands/Output.h"
+#include "kvf/commands/Subcommand.h"
 #include "kvf/explain/Explanation.h"
 #include "kvf/jvm/JvmSearch.h"
 #include "kvf/launch/Assembler.h"
-#include "kvf/rules/Findings.h"
+#include "kvf/rules/Check.h"
 #include "kvf/rules/Keys.h"
+#include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-constexpr int notExplained = 2;
 
 struct ExplainOptions {
   std::string file;
@@ -186,7 +183,7 @@ std::string commandAsText(const Inspection& inspection) {
 
 Json endingsAsJson(const Inspection& inspection) {
   Json list = Json::array();
-  for (const Ending& ending : endingsOf(inspection)) {
+  for (const Finding& ending : fatalFindings(inspection)) {
     list.push_back({{"origin", inspection.nameOf(ending.at)},
                     {"message", ending.message.empty() ? ending.text : ending.message},
                     {"rule", ending.rule->id}});
@@ -196,7 +193,7 @@ Json endingsAsJson(const Inspection& inspection) {
 
 std::string endingsAsText(const Inspection& inspection) {
   std::string text;
-  for (const Ending& ending : endingsOf(inspection)) {
+  for (const Finding& ending : fatalFindings(inspection)) {
     text += line({"The launch ends at ", inspection.nameOf(ending.at), ": ",
                   ending.message.empty() ? ending.text : shownWhole(ending.message)});
   }
@@ -215,8 +212,7 @@ std::string launchAsText(const Inspection& inspection) {
 
 Json launchAsJson(const Inspection& inspection) {
   const LaunchPlan& plan = inspection.plan;
-  return {{"schema", jsonSchema},
-          {"endsWith", endingsAsJson(inspection)},
+  return {{"endsWith", endingsAsJson(inspection)},
           {"properties", propertiesAsJson(inspection)},
           {"directory", plan.directory},
           {"environment", environmentAsJson(inspection)},
@@ -279,15 +275,8 @@ Json keyAsJson(const Inspection& inspection, const std::string& key) {
     one["references"] = std::move(references);
     chain.push_back(std::move(one));
   }
-  return {{"schema", jsonSchema},
-          {"key", key},
-          {"value", value ? Json(*value) : Json(nullptr)},
-          {"chain", std::move(chain)}};
-}
-
-int complain(const std::string& text) {
-  std::fprintf(stderr, "kvf: %s\n", text.c_str());
-  return notExplained;
+  return {
+      {"key", key}, {"value", value ? Json(*value) : Json(nullptr)}, {"chain", std::move(chain)}};
 }
 
 int runExplain(const ExplainOptions& options, const std::vector<std::string>& arguments) {
@@ -295,30 +284,24 @@ int runExplain(const ExplainOptions& options, const std::vector<std::string>& ar
     return complain(shown(options.file) + " cannot be read");
   }
   const Inspection inspection = inspectFile(options.file, arguments);
-  std::string text;
   if (options.key.empty()) {
-    text = options.json ? dump(launchAsJson(inspection)) : launchAsText(inspection);
-  } else if (explainKey(inspection, options.key).empty() && findKey(options.key) == nullptr) {
+    return options.json ? printJson(launchAsJson(inspection)) : print(launchAsText(inspection));
+  }
+  if (explainKey(inspection, options.key).empty() && findKey(options.key) == nullptr) {
     return complain(concat({"there is no key ", shown(options.key),
                             didYouMean(nearestName(options.key, settableKeys()))}));
-  } else {
-    text = options.json ? dump(keyAsJson(inspection, options.key))
-                        : keyAsText(inspection, options.key);
   }
-  const bool written = std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
-  return written ? 0 : complain("standard output cannot be written");
+  return options.json ? printJson(keyAsJson(inspection, options.key))
+                      : print(keyAsText(inspection, options.key));
 }
 
 }  // namespace
 
-void addExplainCommand(CLI::App& app, const std::vector<std::string>& behindDashes, int& status) {
-  CLI::App* command = app.add_subcommand("explain", "Shows what a run would use, and from where.");
-  command->footer("-- ARGUMENTS are further arguments of the launcher.");
+RunSubcommand declareExplain(CLI::App& command) {
   const auto options = std::make_shared<ExplainOptions>();
-  command->add_option("FILE", options->file, "A properties file")->required();
-  command->add_option("--key", options->key, "One key alone, with its chain of definitions")
+  command.add_option("FILE", options->file, "A properties file")->required();
+  command.add_option("--key", options->key, "One key alone, with its chain of definitions")
       ->type_name("KEY");
-  command->add_flag("--json", options->json, "Print JSON");
-  command->final_callback(
-      [options, &behindDashes, &status] { status = runExplain(*options, behindDashes); });
+  command.add_flag("--json", options->json, "Print JSON");
+  return [options](const LauncherArguments& arguments) { return runExplain(*options, arguments); };
 }

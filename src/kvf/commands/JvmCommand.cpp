@@ -1,12 +1,10 @@
-#include "kvf/commands/JvmCommand.h"
-
 #include <CLI/CLI.hpp>
-#include <initializer_list>
-#include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "kvf/commands/Output.h"
+#include "kvf/commands/Subcommand.h"
 #include "kvf/jvm/JvmSearch.h"
 #include "kvf/text/PropertiesText.h"
 #include "kvf/text/Text.h"
@@ -36,72 +34,66 @@ nlohmann::ordered_json asJson(const Jvm& jvm) {
           {"homes", homes}};
 }
 
-void printJson(const nlohmann::ordered_json& json) {
-  // Paths may hold any bytes.
-  std::cout << json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
-}
-
-/// A line for a person, which a terminal takes as text.
-void printLine(std::initializer_list<std::string_view> pieces) {
-  std::cout << printable(concat(pieces)) << '\n';
-}
-
-void printText(const Jvm& jvm) {
-  printLine({jvm.version.empty() ? "unknown version" : jvm.version, jvm.vendor.empty() ? "" : "  ",
-             jvm.vendor, "  (found by ", jvm.foundBy, ")"});
-  printLine({"    java.library=", spelledInPropertiesFile(jvm.library.native())});
+/// For a person: a terminal takes each line as text.
+std::string asText(const Jvm& jvm) {
+  const auto line = [](std::initializer_list<std::string_view> pieces) {
+    return printable(concat(pieces)) + "\n";
+  };
+  std::string text =
+      line({jvm.version.empty() ? "unknown version" : jvm.version, jvm.vendor.empty() ? "" : "  ",
+            jvm.vendor, "  (found by ", jvm.foundBy, ")"});
+  text += line({"    java.library=", spelledInPropertiesFile(jvm.library.native())});
   if (!jvm.java.empty()) {
-    printLine({"    java.path=", spelledInPropertiesFile(jvm.java.native())});
+    text += line({"    java.path=", spelledInPropertiesFile(jvm.java.native())});
   }
   for (const auto& home : jvm.homes) {
-    if (home != jvm.home) printLine({"    also ", home.native()});
+    if (home != jvm.home) text += line({"    also ", home.native()});
   }
+  return text;
 }
 
-int complain(const std::vector<Jvm>& jvms, unsigned minRelease) {
-  std::cerr << "kvf: no JVM";
-  if (minRelease > 0) std::cerr << " of Java " << minRelease << " or newer";
-  std::cerr << " found; ";
+/// Says why no JVM suits.
+int refuse(const std::vector<Jvm>& jvms, unsigned minRelease) {
+  const std::string wanted =
+      minRelease > 0 ? concat({" of Java ", std::to_string(minRelease), " or newer"}) : "";
   if (jvms.empty()) {
-    std::cerr << "install one, or name its folder with JAVA_HOME\n";
+    complain(concat({"no JVM", wanted, " found; install one, or name its folder with JAVA_HOME"}));
   } else {
-    std::cerr << "the newest is "
-              << (jvms.front().version.empty() ? "one" : printable(jvms.front().version)) << " in "
-              << printable(jvms.front().home.native()) << '\n';
+    const Jvm& newest = jvms.front();
+    complain(
+        concat({"no JVM", wanted, " found; the newest is ",
+                newest.version.empty() ? "one" : newest.version, " in ", newest.home.native()}));
   }
-  return 1;
+  return negative;
+}
+
+int printNewest(const std::vector<Jvm>& jvms, const JvmQuestion& question) {
+  const Jvm* newest = newestJvm(jvms, question.minRelease);
+  if (newest == nullptr) return refuse(jvms, question.minRelease);
+  return question.json ? printJson(asJson(*newest)) : print(libraryLine(*newest));
 }
 
 int answer(const JvmQuestion& question) {
   const std::vector<Jvm> jvms = findJvms(usualJvmPlaces());
-  if (question.line) {
-    const Jvm* newest = newestJvm(jvms, question.minRelease);
-    if (newest == nullptr) return complain(jvms, question.minRelease);
-    if (question.json) {
-      printJson(asJson(*newest));
-    } else {
-      std::cout << libraryLine(*newest);
-    }
-    return 0;
-  }
+  if (question.line) return printNewest(jvms, question);
   if (question.json) {
     nlohmann::ordered_json list = nlohmann::ordered_json::array();
     for (const Jvm& jvm : jvms) list.push_back(asJson(jvm));
-    printJson({{"jvms", list}});
-    return jvms.empty() ? 1 : 0;
+    const ExitStatus status = printJson({{"jvms", list}});
+    return status == success && jvms.empty() ? negative : status;
   }
-  if (jvms.empty()) return complain(jvms, 0);
-  for (const Jvm& jvm : jvms) printText(jvm);
-  return 0;
+  if (jvms.empty()) return refuse(jvms, 0);
+  std::string text;
+  for (const Jvm& jvm : jvms) text += asText(jvm);
+  return print(text);
 }
 
 }  // namespace
 
-void addJvmCommand(CLI::App& app, int& status) {
-  auto question = std::make_shared<JvmQuestion>();
-  CLI::App* command = app.add_subcommand("jvm", "Lists the JVMs of this machine");
+RunSubcommand declareJvm(CLI::App& command) {
+  const auto question = std::make_shared<JvmQuestion>();
   command
-      ->add_option_function<unsigned>(
+      .add_option_function<unsigned>(
           "--line",
           [question](unsigned release) {
             question->line = true;
@@ -111,6 +103,6 @@ void addJvmCommand(CLI::App& app, int& status) {
       ->type_name("RELEASE")
       ->expected(0, 1)
       ->default_str("0");
-  command->add_flag("--json", question->json, "Print JSON");
-  command->callback([question, &status] { status = answer(*question); });
+  command.add_flag("--json", question->json, "Print JSON");
+  return [question](const LauncherArguments& /*arguments*/) { return answer(*question); };
 }

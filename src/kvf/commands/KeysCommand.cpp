@@ -1,21 +1,25 @@
-#include "kvf/commands/KeysCommand.h"
-
 #include <CLI/CLI.hpp>
-#include <cstdio>
 #include <memory>
+#include <string>
 
+#include "kvf/commands/Output.h"
+#include "kvf/commands/Subcommand.h"
 #include "kvf/rules/Keys.h"
 
-void addKeysCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("keys", "Lists the keys of a properties file.");
-  command->group("");
+namespace {
+
+std::string listOfKeys() {
+  std::string list;
+  for (const std::string_view name : settableKeys()) list.append(name) += '\n';
+  return list;
+}
+
+}  // namespace
+
+RunSubcommand declareKeys(CLI::App& command) {
   const auto asScdoc = std::make_shared<bool>(false);
-  command->add_flag("--scd", *asScdoc, "Print the table for a manual page");
-  command->final_callback([asScdoc] {
-    if (*asScdoc) {
-      std::fputs(keysAsScdoc().c_str(), stdout);
-      return;
-    }
-    for (const std::string_view name : settableKeys()) std::printf("%s\n", name.data());
-  });
+  command.add_flag("--scd", *asScdoc, "Print the table for a manual page");
+  return [asScdoc](const LauncherArguments& /*arguments*/) {
+    return print(*asScdoc ? keysAsScdoc() : listOfKeys());
+  };
 }

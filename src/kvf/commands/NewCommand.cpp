@@ -1,10 +1,10 @@
-#include "kvf/commands/NewCommand.h"
-
 #include <CLI/CLI.hpp>
 #include <filesystem>
-#include <iostream>
 #include <memory>
+#include <string>
 
+#include "kvf/commands/Output.h"
+#include "kvf/commands/Subcommand.h"
 #include "kvf/package/NewApplication.h"
 #include "kvf/text/Text.h"
 
@@ -17,40 +17,39 @@ std::filesystem::path launcherBesideThis() {
 }
 
 int make(const NewApplicationRequest& request) {
+  std::string text;
   try {
     for (const std::string& note : makeApplication(request))
-      std::cout << printable("note: " + note) << '\n';
+      text += printable("note: " + note) + "\n";
   } catch (const NewApplicationError& error) {
-    std::cerr << "kvf: " << printable(error.what()) << '\n';
-    return 2;
+    return complain(error.what());
   }
   const std::string name = request.name.empty() ? nameForArchive(request.jar) : request.name;
-  std::cout << "made " << printable(request.directory.native()) << ":\n  bin/" << name
-            << "  starts the application, from anywhere\n  " << name
-            << ".kvf  says what it is started with\n  " << name << ".service  is a systemd unit\n";
-  return 0;
+  text += concat({"made ", printable(request.directory.native()), ":\n  bin/", name,
+                  "  starts the application, from anywhere\n  ", name,
+                  ".kvf  says what it is started with\n  ", name, ".service  is a systemd unit\n"});
+  return print(text);
 }
 
 }  // namespace
 
-void addNewCommand(CLI::App& app, int& status) {
-  auto request = std::make_shared<NewApplicationRequest>();
+RunSubcommand declareNew(CLI::App& command) {
+  const auto request = std::make_shared<NewApplicationRequest>();
   request->launcher = launcherBesideThis();
-  CLI::App* command = app.add_subcommand("new", "Makes a folder that can be shipped out of a jar");
-  command->add_option("DIR", request->directory, "The folder to make")->required();
-  command->add_option("--jar", request->jar, "The application's archive")
+  command.add_option("DIR", request->directory, "The folder to make")->required();
+  command.add_option("--jar", request->jar, "The application's archive")
       ->required()
       ->type_name("FILE");
-  command->add_option("--lib", request->libraries, "A folder of more archives")
+  command.add_option("--lib", request->libraries, "A folder of more archives")
       ->type_name("DIR")
       ->check(CLI::ExistingDirectory);
-  command->add_option("--name", request->name, "The application's name")->type_name("NAME");
-  command->add_option("--main", request->startClass, "The start class, if not the manifest's")
+  command.add_option("--name", request->name, "The application's name")->type_name("NAME");
+  command.add_option("--main", request->startClass, "The start class, if not the manifest's")
       ->type_name("CLASS");
-  command->add_option("--jre", request->runtime, "A Java runtime to ship, such as one by jlink")
+  command.add_option("--jre", request->runtime, "A Java runtime to ship, such as one by jlink")
       ->type_name("DIR")
       ->check(CLI::ExistingDirectory);
-  command->add_option("--wrapper", request->launcher, "The launcher to copy")->type_name("FILE");
-  command->add_flag("--force", request->force, "Write into a folder that is there already");
-  command->callback([request, &status] { status = make(*request); });
+  command.add_option("--wrapper", request->launcher, "The launcher to copy")->type_name("FILE");
+  command.add_flag("--force", request->force, "Write into a folder that is there already");
+  return [request](const LauncherArguments& /*arguments*/) { return make(*request); };
 }

@@ -1,16 +1,26 @@
-#include "kvf/commands/RulesCommand.h"
-
 #include <CLI/CLI.hpp>
-#include <cstdio>
+#include <algorithm>
 #include <memory>
 #include <string>
 
-#include "kvf/rules/Rules.h"
+#include "kvf/commands/Output.h"
+#include "kvf/commands/Subcommand.h"
+#include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
 namespace {
 
-constexpr int unknownRule = 2;
+/// Fit for a terminal, in as many lines.
+std::string printableLines(std::string_view text) {
+  if (text.ends_with('\n')) text.remove_suffix(1);
+  std::string result;
+  for (std::size_t start = 0; start <= text.size();) {
+    const std::size_t end = std::min(text.find('\n', start), text.size());
+    result += (start == 0 ? "" : "\n") + printable(text.substr(start, end - start));
+    start = end + 1;
+  }
+  return result;
+}
 
 std::string indented(std::string_view text) {
   std::string result = "    ";
@@ -34,36 +44,45 @@ std::string listOfRules() {
   return list;
 }
 
+/// What a reader needs to try it: the words, the lines and the command, if it is an unusual one.
+std::string shownExample(const Example& example) {
+  constexpr std::size_t longest = 200;
+  std::string text;
+  if (!example.note.empty()) text += indented(example.note);
+  for (const ExampleFile& file : example.files) {
+    const bool isShort = file.times == 1 && file.content.size() < longest;
+    if (file.path == nullptr || file.kind != ExampleFile::Kind::text || !isShort) continue;
+    if (!file.content.empty())
+      text += indented(concat({file.path, ": ", printableLines(file.content)}));
+  }
+  if (!example.lines.empty() && example.lines.size() < 10 * longest) {
+    text += indented(printableLines(example.lines));
+  }
+  const std::string_view command = example.command;
+  if (command != Example().command && command.size() < longest) text += indented(command);
+  return text;
+}
+
 std::string explained(const Rule& rule) {
   return concat({rule.id, " (", nameOf(rule.severity), "): ", rule.summary, "\n\n",
-                 rule.explanation, "\n\nExample:\n", indented(rule.example), "Remedy:\n",
-                 indented(rule.remedy), "Leave it out with --disable ", rule.id,
+                 rule.explanation, "\n\nExample:\n", shownExample(rule.example), "Remedy:\n",
+                 shownExample(rule.remedy), "Leave it out with --disable ", rule.id,
                  ", or in front of an entry with the comment\n",
                  indented(std::string("# kvf: allow ") + rule.id)});
 }
 
 int showRules(const std::string& id) {
-  if (id.empty()) {
-    std::fputs(listOfRules().c_str(), stdout);
-    return 0;
-  }
-  const Rule* rule = findRule(id);
-  if (rule == nullptr) {
-    std::vector<std::string_view> ids;
-    for (const Rule* known : allRules()) ids.emplace_back(known->id);
-    const std::string hint = didYouMean(nearestName(id, ids));
-    std::fprintf(stderr, "kvf: there is no rule %s%s\n", shown(id).c_str(), hint.c_str());
-    return unknownRule;
-  }
-  std::fputs(explained(*rule).c_str(), stdout);
-  return 0;
+  if (id.empty()) return print(listOfRules());
+  if (const Rule* rule = findRule(id)) return print(explained(*rule));
+  std::vector<std::string_view> ids;
+  for (const Rule* known : allRules()) ids.emplace_back(known->id);
+  return complain(concat({"there is no rule ", shown(id), didYouMean(nearestName(id, ids))}));
 }
 
 }  // namespace
 
-void addRulesCommand(CLI::App& app, int& status) {
-  CLI::App* command = app.add_subcommand("rules", "Lists the rules, or explains one.");
+RunSubcommand declareRules(CLI::App& command) {
   const auto id = std::make_shared<std::string>();
-  command->add_option("RULE", *id, "The name of a rule");
-  command->final_callback([id, &status] { status = showRules(*id); });
+  command.add_option("RULE", *id, "The name of a rule");
+  return [id](const LauncherArguments& /*arguments*/) { return showRules(*id); };
 }

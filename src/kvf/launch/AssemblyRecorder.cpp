@@ -98,7 +98,9 @@ bool AssemblyRecorder::entryScanned(const PropertiesEntry& entry) {
   replacements_.clear();
 
   Definition& definition = run_.definitions.emplace_back();
-  definition.at = positionAt(entry.keyAt);
+  const int file = currentFile();
+  definition.at =
+      run_.files[static_cast<std::size_t>(file)].stretch(file, entry.keyAt, entry.endAt);
   definition.key = toString(entry.key);
   definition.written = toString(entry.value);
   definition.rawAt = entry.valueAt;

@@ -28,6 +28,12 @@ std::size_t SourceFile::lineAt(std::size_t offset) const {
   return static_cast<std::size_t>(after - lineStarts.begin());
 }
 
+Position SourceFile::stretch(int file, std::size_t start, std::size_t end) const {
+  const std::size_t first = lineAt(start);
+  const std::size_t last = lineAt(end);
+  return {file, first, start - lineStarts[first - 1] + 1, last, end - lineStarts[last - 1] + 1};
+}
+
 std::string_view SourceFile::line(std::size_t number) const {
   if (number > lineStarts.size()) return {};
   const std::size_t start = lineStarts[number - 1];

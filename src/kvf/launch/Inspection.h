@@ -21,12 +21,16 @@
 /// with the position of everything. Nothing here depends on the environment or the working
 /// directory any more: both were as the launch would have them while the inspection was made.
 
-/// A place in a file, or an argument of the command line.
+/// A stretch of a file, or an argument of the command line. Lines and columns count from 1; columns
+/// are bytes.
 struct Position {
   static constexpr int commandLine = -1;
 
-  int file = commandLine;  ///< index into AssemblyRun::files
-  std::size_t line = 0;    ///< counts from 1, 0 is the file as a whole; of an argument: its index
+  int file = commandLine;   ///< index into AssemblyRun::files
+  std::size_t line = 0;     ///< 0 is the file as a whole; of an argument: its index
+  std::size_t column = 0;   ///< 0: the line as a whole
+  std::size_t endLine = 0;  ///< with a column: of the first byte that does not belong to it
+  std::size_t endColumn = 0;
 
   bool operator==(const Position&) const = default;
 };
@@ -40,6 +44,8 @@ struct SourceFile {
   bool unread = false;                 ///< too large, or not readable to its end
 
   [[nodiscard]] std::size_t lineAt(std::size_t offset) const;
+  /// The stretch between two offsets, where `file` is the index of this one.
+  [[nodiscard]] Position stretch(int file, std::size_t start, std::size_t end) const;
   /// Without its line end. REQUIRES: 1 <= number.
   [[nodiscard]] std::string_view line(std::size_t number) const;
 };

@@ -1,8 +1,8 @@
 #include "kvf/launch/JvmTrial.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 
 #include <dlfcn.h>
@@ -12,9 +12,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "config/Switches.h"
-#include "foundation/PropertyKeys.h"
-#include "kvf/launch/Inspection.h"
 #include "kvf/process/ProcessTexts.h"
 #include "kvf/text/Text.h"
 
@@ -41,11 +38,10 @@ std::string readAll(int descriptor) {
 }
 
 /// Runs the hidden command in a child whose output is read.
-Outcome startChild(const Inspection& inspection, const std::vector<std::string>& options) {
-  std::vector<std::string> arguments = {
-      "kvf", "try-jvm", "--", inspection.atApplication(inspection.valueOf(keys::javaLibrary))};
+Outcome startChild(const JvmStart& start, const std::vector<std::string>& options) {
+  std::vector<std::string> arguments = {"kvf", "try-jvm", "--", start.library};
   arguments.insert(arguments.end(), options.begin(), options.end());
-  std::vector<std::string> environment = environmentWith(inspection.plan.exported);
+  std::vector<std::string> environment = environmentWith(start.environment);
   int pipe[2] = {};
   if (::pipe2(pipe, O_CLOEXEC) != 0) return {false, "no pipe can be made"};
 
@@ -54,7 +50,7 @@ Outcome startChild(const Inspection& inspection, const std::vector<std::string>&
   ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   ::posix_spawn_file_actions_adddup2(&actions, pipe[1], STDOUT_FILENO);
   ::posix_spawn_file_actions_adddup2(&actions, pipe[1], STDERR_FILENO);
-  ::posix_spawn_file_actions_addchdir_np(&actions, inspection.plan.directory.c_str());
+  ::posix_spawn_file_actions_addchdir_np(&actions, start.directory.c_str());
   pid_t child = -1;
   const int failed =
       ::posix_spawn(&child, "/proc/self/exe", &actions, nullptr, nullTerminated(arguments).data(),
@@ -105,7 +101,26 @@ std::vector<std::string>::iterator unknownOption(std::vector<std::string>& optio
   });
 }
 
-int createJvm(const std::vector<std::string>& arguments) {
+}  // namespace
+
+JvmTrial tryJvm(const JvmStart& start) {
+  JvmTrial trial;
+  std::vector<std::string> options = start.options;
+  for (int i = 0; i < mostUnknownOptions; ++i) {
+    const Outcome outcome = startChild(start, options);
+    if (outcome.started) return trial;
+    const auto unknown = unknownOption(options, outcome.text);
+    if (unknown == options.end()) {
+      trial.refusal = inOneLine(outcome.text);
+      return trial;
+    }
+    trial.ignored.push_back(*unknown);
+    options.erase(unknown);
+  }
+  return trial;
+}
+
+int runJvmTrial(const std::vector<std::string>& arguments) {
   using Create = jint (*)(JavaVM**, void**, void*);
   ::alarm(mostSeconds);
   if (arguments.empty()) return 1;
@@ -132,33 +147,4 @@ int createJvm(const std::vector<std::string>& arguments) {
   std::fflush(nullptr);
   // Without the JVM's own end, which may write archives and reports.
   std::_Exit(result < 0 ? 1 : 0);
-}
-
-}  // namespace
-
-std::optional<JvmTrial> tryJvm(const Inspection& inspection) {
-  const std::string library = inspection.valueOf(keys::javaLibrary);
-  if (library.empty() || inspection.command() != switches::run) return std::nullopt;
-  if (::access(inspection.atApplication(library).c_str(), R_OK) != 0) return std::nullopt;
-
-  JvmTrial trial;
-  std::vector<std::string> options = inspection.plan.options;
-  for (int i = 0; i < mostUnknownOptions; ++i) {
-    const Outcome outcome = startChild(inspection, options);
-    if (outcome.started) return trial;
-    const auto unknown = unknownOption(options, outcome.text);
-    if (unknown == options.end()) {
-      trial.refusal = inOneLine(outcome.text);
-      return trial;
-    }
-    trial.ignored.push_back(*unknown);
-    options.erase(unknown);
-  }
-  return trial;
-}
-
-void addTryJvmCommand(CLI::App& app, const std::vector<std::string>& behindDashes, int& status) {
-  CLI::App* command = app.add_subcommand("try-jvm", "Creates a JVM and ends.");
-  command->group("");
-  command->final_callback([&behindDashes, &status] { status = createJvm(behindDashes); });
 }

@@ -1,15 +1,10 @@
 #ifndef VELOX_KVF_LAUNCH_JVMTRIAL_H
 #define VELOX_KVF_LAUNCH_JVMTRIAL_H
 
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
-
-namespace CLI {
-class App;
-}
-
-class Inspection;
 
 /// What the configured JVM said when it was started with the options of a launch.
 struct JvmTrial {
@@ -17,13 +12,19 @@ struct JvmTrial {
   std::optional<std::string> refusal;  ///< why it did not start with the others
 };
 
-/// Starts the JVM of java.library in a child, with the environment, directory and options of the
-/// launch, and ends it at once; again for each option that it does not know. Nothing when the
-/// launch has no such JVM.
-std::optional<JvmTrial> tryJvm(const Inspection& inspection);
+/// A JVM to try, as the launch would start it.
+struct JvmStart {
+  std::string library;
+  std::vector<std::string> options;
+  std::map<std::string, std::string> environment;  ///< on top of this process's own
+  std::string directory;
+};
 
-/// Adds the command that such a child runs, which is not in the help: behind "--" it takes the
-/// library and the options.
-void addTryJvmCommand(CLI::App& app, const std::vector<std::string>& behindDashes, int& status);
+/// Starts the JVM in a child and ends it at once; again for each option that it does not know.
+JvmTrial tryJvm(const JvmStart& start);
+
+/// What such a child does: creates a JVM of the library, the first argument, with the options that
+/// follow. Ends the process.
+int runJvmTrial(const std::vector<std::string>& arguments);
 
 #endif

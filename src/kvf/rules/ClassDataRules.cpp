@@ -1,12 +1,12 @@
 #include "foundation/PropertyKeys.h"
 #include "kvf/cds/ClassDataArchive.h"
 #include "kvf/cds/ClassDataSharing.h"
-#include "kvf/rules/Rules.h"
+#include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
 namespace {
 
-void classDataArchive(const Inspection& inspection, const Report& report) {
+void classDataArchive(const Inspection& inspection, Report& report) {
   const std::vector<std::string> archives = sharedArchiveFiles(inspection.plan.options);
   if (archives.empty() || !inspection.isJava() || !inspection.startsApplication()) return;
   const ClassDataSubject subject = classDataSubject(inspection);
@@ -28,14 +28,18 @@ void classDataArchive(const Inspection& inspection, const Report& report) {
 }
 
 constexpr Rule rules[] = {
-    {"class-data-archive", Severity::warning, "a class-data archive that does not fit",
-     "A JVM uses an archive of -XX:SharedArchiveFile only if it wrote it itself, for the same "
-     "class "
-     "path with the same files in it. Else it starts without, more slowly and by default without a "
-     "word.",
-     "java.extended.properties=-XX:SharedArchiveFile=%kvf.file.dir%/acme.jsa after an update of "
-     "Java or of an archive",
-     "kvf cds acme.kvf", classDataArchive},
+    {.id = "class-data-archive",
+     .severity = Severity::warning,
+     .summary = "a class-data archive that does not fit",
+     .explanation = "A JVM uses an archive of -XX:SharedArchiveFile only if it wrote it itself, "
+                    "for the same class path with the same files in it. Else it starts without, "
+                    "more slowly and by default without a word.",
+     .example = {.note = "acme.jsa is of another JVM.",
+                 .lines = "velox.class.path.extended=%kvf.file.dir%/lib/acme.jar\n"
+                          "java.extended.properties=-XX:SharedArchiveFile=%kvf.file.dir%/acme.jsa",
+                 .files = {{.path = "acme.jsa", .content = "of another JVM\n"}}},
+     .remedy = {.note = "kvf cds acme.kvf writes a new one."},
+     .check = classDataArchive},
 };
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include "foundation/PropertyKeys.h"
 #include "foundation/TextPieces.h"
 #include "javarun/ClassPath.h"
-#include "kvf/rules/Rules.h"
+#include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 #include "platform/ArchiveListing.h"
 
@@ -44,7 +44,7 @@ bool hasUnexpandedStar(const ClassPathElement& element) {
   return element.written.find('*') != std::string::npos && !isRecursive(element);
 }
 
-void classPathStar(const Inspection& inspection, const Report& report) {
+void classPathStar(const Inspection& inspection, Report& report) {
   forEachElement(inspection, [&](const ClassPathElement& element, const std::string& /*path*/,
                                  const Position& at) {
     if (!hasUnexpandedStar(element)) return;
@@ -56,7 +56,7 @@ void classPathStar(const Inspection& inspection, const Report& report) {
   });
 }
 
-void classPathMissing(const Inspection& inspection, const Report& report) {
+void classPathMissing(const Inspection& inspection, Report& report) {
   forEachElement(inspection, [&](const ClassPathElement& element, const std::string& path,
                                  const Position& at) {
     if (hasUnexpandedStar(element)) return;
@@ -120,7 +120,7 @@ void forEachFolder(const Inspection& inspection, Visit&& visit) {
                  });
 }
 
-void classPathLink(const Inspection& inspection, const Report& report) {
+void classPathLink(const Inspection& inspection, Report& report) {
   forEachFolder(inspection, [&](const ClassPathElement& element, const FolderContents& contents,
                                 const Position& at) {
     if (contents.links.empty()) return;
@@ -134,7 +134,7 @@ void classPathLink(const Inspection& inspection, const Report& report) {
   });
 }
 
-void classPathLimit(const Inspection& inspection, const Report& report) {
+void classPathLimit(const Inspection& inspection, Report& report) {
   const auto most = static_cast<std::size_t>(limitOf(inspection, archiveCountLimit));
   forEachFolder(inspection, [&](const ClassPathElement& element, const FolderContents& contents,
                                 const Position& at) {
@@ -152,13 +152,13 @@ void classPathLimit(const Inspection& inspection, const Report& report) {
   });
 }
 
-void classPathLimits(const Inspection& inspection, const Report& report) {
+void classPathLimits(const Inspection& inspection, Report& report) {
   for (const Failure& failure : inspection.failures(Failure::Stage::limits)) {
-    report.end(failure.at,
-               concat({"the launch ends with ", shown(failure.message),
-                       ": the search level is a number from 1 to 12, the number of ",
-                       "archives one from 1 to 8192"}),
-               failure.message);
+    report.fatal(failure.at,
+                 concat({"the launch ends with ", shown(failure.message),
+                         ": the search level is a number from 1 to 12, the number of ",
+                         "archives one from 1 to 8192"}),
+                 failure.message);
   }
 }
 
@@ -179,7 +179,7 @@ const char* complaintAbout(ArchiveState state) {
   return nullptr;
 }
 
-void classPathArchive(const Inspection& inspection, const Report& report) {
+void classPathArchive(const Inspection& inspection, Report& report) {
   if (!inspection.classPath || inspection.plan.classPathKey == nullptr) return;
   const Position at = inspection.positionOf(inspection.plan.classPathKey);
   for (const ScannedElement& element : inspection.classPath->elements()) {
@@ -192,32 +192,68 @@ void classPathArchive(const Inspection& inspection, const Report& report) {
 }
 
 constexpr Rule rules[] = {
-    {"class-path-missing", Severity::warning,
-     "a class path with a folder or archive that is missing",
-     "Nothing tells it: neither the launcher nor a JVM complains about an element that is not "
-     "there or cannot be read.",
-     "velox.class.path.extended=/opt/acme/lbi", "velox.class.path.extended=/opt/acme/lib",
-     classPathMissing},
-    {"class-path-star", Severity::error, "a * that nothing expands",
-     "Only the program java expands FOLDER/*. The launcher takes a folder as it is for its "
-     "archives, and FOLDER/** for those below it too.",
-     "velox.class.path.extended=lib/*", "velox.class.path.extended=lib", classPathStar},
-    {"class-path-link", Severity::warning, "links in a searched folder",
-     "The search for archives passes over symbolic links, to files and to folders.",
-     "velox.class.path.extended=/usr/share/java, which is full of links",
-     "Name each link in the class path: there it is followed.", classPathLink},
-    {"class-path-limit", Severity::warning, "more archives than the limits let in",
-     "One element brings at most 4,096 archives, from at most 4 levels; the rest is left out "
-     "without a word.",
-     "velox.class.path.extended=/, with ** behind it", "velox.class.path.extended.search.level=8",
-     classPathLimit},
-    {"class-path-limits", Severity::error, "limits of the class path that are out of range",
-     "Any other value ends the launch.", "velox.class.path.extended.search.level=0",
-     "velox.class.path.extended.search.level=4", classPathLimits},
-    {"class-path-archive", Severity::error, "an archive that cannot be read",
-     "A JVM passes over such a file, and its classes are then missing. Only the directory of an "
-     "archive is looked at.",
-     "A .jar file that was cut off.", "Replace the file.", classPathArchive},
+    {.id = "class-path-missing",
+     .severity = Severity::warning,
+     .summary = "a class path with a folder or archive that is missing",
+     .explanation = "Nothing tells it: neither the launcher nor a JVM complains about an element "
+                    "that is not there or cannot be read.",
+     .example = {.lines = "velox.class.path.extended=%kvf.file.dir%/lib:%kvf.file.dir%/lbi"},
+     .remedy = {.lines = "velox.class.path.extended=%kvf.file.dir%/lib"},
+     .check = classPathMissing},
+    {.id = "class-path-star",
+     .severity = Severity::error,
+     .summary = "a * that nothing expands",
+     .explanation = "Only the program java expands FOLDER/*. The launcher takes a folder as it is "
+                    "for its archives, and FOLDER/** for those below it too.",
+     .example = {.lines =
+                     "velox.class.path.extended=%kvf.file.dir%/lib/acme.jar:%kvf.file.dir%/lib/*"},
+     .remedy = {.lines = "velox.class.path.extended=%kvf.file.dir%/lib"},
+     .check = classPathStar},
+    {.id = "class-path-link",
+     .severity = Severity::warning,
+     .summary = "links in a searched folder",
+     .explanation = "The search for archives passes over symbolic links, to files and to folders.",
+     .example = {.note = "links/more.jar is a link.",
+                 .lines = "velox.class.path.extended=%kvf.file.dir%/lib:%kvf.file.dir%/links",
+                 .files = {{.path = "links/more.jar",
+                            .content = "../lib/acme.jar",
+                            .kind = ExampleFile::Kind::link}}},
+     .remedy = {.note = "Name the link itself: there it is followed.",
+                .lines =
+                    "velox.class.path.extended=%kvf.file.dir%/lib:%kvf.file.dir%/links/more.jar",
+                .files = {{.path = "links/more.jar",
+                           .content = "../lib/acme.jar",
+                           .kind = ExampleFile::Kind::link}}},
+     .check = classPathLink},
+    {.id = "class-path-limit",
+     .severity = Severity::warning,
+     .summary = "more archives than the limits let in",
+     .explanation = "One element brings at most 4,096 archives, from at most 4 levels; the rest is "
+                    "left out without a word.",
+     .example = {.note = "lib/1/2/3/4 holds an archive.",
+                 .lines = "velox.class.path.extended=%kvf.file.dir%/lib/**",
+                 .files = {{.path = "lib/1/2/3/4/more.jar", .kind = ExampleFile::Kind::archive}}},
+     .remedy = {.lines = "velox.class.path.extended=%kvf.file.dir%/lib/"
+                         "**\nvelox.class.path.extended.search.level=8",
+                .files = {{.path = "lib/1/2/3/4/more.jar", .kind = ExampleFile::Kind::archive}}},
+     .check = classPathLimit},
+    {.id = "class-path-limits",
+     .severity = Severity::error,
+     .summary = "limits of the class path that are out of range",
+     .explanation = "Any other value ends the launch.",
+     .example = {.lines = "velox.class.path.extended.search.level=0"},
+     .remedy = {.lines = "velox.class.path.extended.search.level=4"},
+     .check = classPathLimits},
+    {.id = "class-path-archive",
+     .severity = Severity::error,
+     .summary = "an archive that cannot be read",
+     .explanation = "A JVM passes over such a file, and its classes are then missing. Only the "
+                    "directory of an archive is looked at.",
+     .example = {.note = "lib/broken.jar was cut off.",
+                 .files = {{.path = "lib/broken.jar", .content = "PK"}}},
+     .remedy = {.note = "Replace the file.",
+                .files = {{.path = "lib/broken.jar", .kind = ExampleFile::Kind::archive}}},
+     .check = classPathArchive},
 };
 
 }  // namespace

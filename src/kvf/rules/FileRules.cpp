@@ -6,15 +6,21 @@
 
 #include "foundation/PropertyKeys.h"
 #include "javarun/ArgumentSplitter.h"
-#include "kvf/rules/Rules.h"
+#include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
 namespace {
+
+using namespace std::string_view_literals;
 
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
 Position wholeFile(std::size_t file) {
   return {static_cast<int>(file), 0};
+}
+
+Position stretchOf(const Inspection& inspection, int file, std::size_t start, std::size_t end) {
+  return inspection.run().files[static_cast<std::size_t>(file)].stretch(file, start, end);
 }
 
 template <class Visit>
@@ -29,7 +35,7 @@ std::string_view parsedPart(const SourceFile& file) {
   return text.substr(0, text.find('\0'));
 }
 
-void noSeparator(const Inspection& inspection, const Report& report) {
+void noSeparator(const Inspection& inspection, Report& report) {
   for (const Position& at : inspection.run().droppedLines) {
     report(at,
            "no \"=\", \":\" or blank ends the key, so the launcher drops the line without a "
@@ -55,7 +61,7 @@ bool passesOverBlanks(const Definition& definition) {
   return definition.key == keys::extendedProperties || definition.key == keys::stopSignals;
 }
 
-void blankBeforeValue(const Inspection& inspection, const Report& report) {
+void blankBeforeValue(const Inspection& inspection, Report& report) {
   for (const Definition& definition : inspection.run().definitions) {
     // The blank ended the key, so that what follows it belongs to the value.
     const std::string_view raw = inspection.rawValueOf(definition);
@@ -74,7 +80,7 @@ void blankBeforeValue(const Inspection& inspection, const Report& report) {
   }
 }
 
-void trailingBlank(const Inspection& inspection, const Report& report) {
+void trailingBlank(const Inspection& inspection, Report& report) {
   for (const Definition& definition : inspection.run().definitions) {
     const std::string_view written = definition.written;
     const std::size_t end = written.find_last_not_of(" \t");
@@ -83,16 +89,19 @@ void trailingBlank(const Inspection& inspection, const Report& report) {
     if (passesOverBlanks(definition)) continue;
     const std::size_t rawEnd = raw.find_last_not_of(" \t\r");
     // A backslash in front of the blank says that it is meant.
-    if (rawEnd != std::string_view::npos && raw[rawEnd] == '\\') continue;
-    report(
+    if (rawEnd == std::string_view::npos || raw[rawEnd] == '\\') continue;
+    Finding& finding = report(
         definition.at,
         concat(
             {"the value ends with ", countOf(written.size() - end - 1, "blank"),
              R"(, kept as a part of it: remove what is not meant, or write "\ " for one that is)"}));
+    finding.fix = {{stretchOf(inspection, definition.at.file, definition.rawAt + rawEnd + 1,
+                              definition.rawEnd),
+                    ""}};
   }
 }
 
-void controlEscape(const Inspection& inspection, const Report& report) {
+void controlEscape(const Inspection& inspection, Report& report) {
   for (const Position& at : inspection.run().controlEscapes) {
     report(at,
            "\\t, \\r or \\n makes a tab or a line end here: write \\\\ for a backslash, or / "
@@ -100,15 +109,17 @@ void controlEscape(const Inspection& inspection, const Report& report) {
   }
 }
 
-void notExported(const Inspection& inspection, const Report& report) {
+void notExported(const Inspection& inspection, Report& report) {
   for (const Definition& definition : inspection.run().definitions) {
     if (definition.endedByLineEnd || definition.variable().empty()) continue;
     report(definition.at, concat({"the last line has no line end, so that the variable is not ",
-                                  "exported, only set as a property: end the line"}));
+                                  "exported, only set as a property: end the line"}))
+        .fix = {
+        {stretchOf(inspection, definition.at.file, definition.rawEnd, definition.rawEnd), "\n"}};
   }
 }
 
-void carriageReturn(const Inspection& inspection, const Report& report) {
+void carriageReturn(const Inspection& inspection, Report& report) {
   forEachFile(inspection, [&](const SourceFile& file, std::size_t index) {
     const std::string_view text = parsedPart(file);
     const std::size_t first = text.find('\r');
@@ -125,16 +136,17 @@ void carriageReturn(const Inspection& inspection, const Report& report) {
   });
 }
 
-void byteOrderMarkRule(const Inspection& inspection, const Report& report) {
+void byteOrderMarkRule(const Inspection& inspection, Report& report) {
   forEachFile(inspection, [&](const SourceFile& file, std::size_t index) {
     if (!file.text.starts_with(byteOrderMark)) return;
     report(wholeFile(index),
            "the file begins with a byte order mark, which becomes part of the "
-           "first key, or makes an entry of a comment: save it without");
+           "first key, or makes an entry of a comment: save it without")
+        .fix = {{file.stretch(static_cast<int>(index), 0, byteOrderMark.size()), ""}};
   });
 }
 
-void nulByte(const Inspection& inspection, const Report& report) {
+void nulByte(const Inspection& inspection, Report& report) {
   forEachFile(inspection, [&](const SourceFile& file, std::size_t index) {
     const std::size_t nul = file.text.find('\0');
     if (nul == std::string::npos) return;
@@ -143,7 +155,7 @@ void nulByte(const Inspection& inspection, const Report& report) {
   });
 }
 
-void fileTooLarge(const Inspection& inspection, const Report& report) {
+void fileTooLarge(const Inspection& inspection, Report& report) {
   forEachFile(inspection, [&](const SourceFile& file, std::size_t index) {
     std::error_code error;
     if (!file.unread || std::filesystem::is_directory(file.name, error)) return;
@@ -154,7 +166,7 @@ void fileTooLarge(const Inspection& inspection, const Report& report) {
   });
 }
 
-void notRegular(const Inspection& inspection, const Report& report) {
+void notRegular(const Inspection& inspection, Report& report) {
   forEachFile(inspection, [&](const SourceFile& file, std::size_t index) {
     struct stat status = {};
     if (::stat(file.name.c_str(), &status) != 0 || S_ISREG(status.st_mode)) return;
@@ -168,45 +180,100 @@ void notRegular(const Inspection& inspection, const Report& report) {
 }
 
 constexpr Rule rules[] = {
-    {"no-separator", Severity::error, "a line that is dropped, since nothing ends its key",
-     R"(An entry needs "=", ":" or a blank behind its key. A line without is dropped silently.)",
-     "java.start.class", "java.start.class=com.acme.Main", noSeparator},
-    {"blank-before-value", Severity::error, "a value that begins with a blank or a colon",
-     "A blank ends the key. In \"key = value\" the \"=\" is then taken off the front of the value, "
-     "but the blank behind it stays; in \"key : value\" the colon stays too. "
-     "Words between blanks are not hurt by one in front: application.args, "
-     "java.extended.properties and application.stop.signals.",
-     "java.start.class = com.acme.Main", "java.start.class=com.acme.Main", blankBeforeValue},
-    {"trailing-blank", Severity::warning, "a value that ends with blanks",
-     "Blanks at the end of a line belong to the value: a file name, a class or a size with one is "
-     "another.",
-     "java.start.class=com.acme.Main  ",
-     R"(Remove the blanks; where one is meant, write it as "\ ".)", trailingBlank},
-    {"control-escape", Severity::warning, "an escape that makes a tab or a line end",
-     "A backslash takes the next character as it is, but t, r and n become a tab, a carriage "
-     "return and a line feed.",
-     R"(application.start.dir=C:\temp\new)", R"(application.start.dir=C:\\temp\\new)",
-     controlEscape},
-    {"not-exported", Severity::error, "a variable in a last line without a line end",
-     "The last line sets its property but exports nothing when no line end follows it.",
-     "velox.env.MODE=fast (and the end of the file)", "End the line.", notExported},
-    {"carriage-return", Severity::warning, "carriage returns",
-     "A carriage return ends an entry as a line feed does. A backslash before the pair of both "
-     "drops the first only, so that the entry ends there.",
-     "A file that was saved on Windows.", "Save the file with bare line feeds.", carriageReturn},
-    {"byte-order-mark", Severity::error, "a byte order mark",
-     "The three bytes become part of the first key; a comment in the first line becomes an entry.",
-     "A file that was saved as \"UTF-8 with BOM\".", "Save it as UTF-8 without.",
-     byteOrderMarkRule},
-    {"nul-byte", Severity::error, "a NUL byte", "It ends the text: what follows is not read.",
-     "A file that was saved as UTF-16.", "Save it as UTF-8.", nulByte},
-    {"file-too-large", Severity::error, "a file of 1 MiB or more",
-     "Such a file yields no entries at all, and nothing tells it.", "A file of 1048576 bytes.",
-     "Split it and include the pieces.", fileTooLarge},
-    {"not-a-regular-file", Severity::warning, "a file that is none",
-     "A folder yields no entries. A pipe can be read once, but a launch that exports variables, or "
-     "that asks for an adjuster, reads its file more than once.",
-     "wrapper --propFile /dev/stdin", "Use a file.", notRegular},
+    {.id = "no-separator",
+     .severity = Severity::error,
+     .summary = "a line that is dropped, since nothing ends its key",
+     .explanation =
+         R"(An entry needs "=", ":" or a blank behind its key. A line without is dropped silently.)",
+     .example = {.lines = "java.property.verbose"},
+     .remedy = {.lines = "java.property.verbose=true"},
+     .check = noSeparator},
+    {.id = "blank-before-value",
+     .severity = Severity::error,
+     .summary = "a value that begins with a blank or a colon",
+     .explanation = "A blank ends the key. In \"key = value\" the \"=\" is then taken off the "
+                    "front of the value, but the blank behind it stays; in \"key : value\" the "
+                    "colon stays too. Words between blanks are not hurt by one in front: "
+                    "application.args, java.extended.properties and application.stop.signals.",
+     .example = {.lines = "java.property.mode = fast"},
+     .remedy = {.lines = "java.property.mode=fast"},
+     .check = blankBeforeValue},
+    {.id = "trailing-blank",
+     .severity = Severity::warning,
+     .summary = "a value that ends with blanks",
+     .explanation = "Blanks at the end of a line belong to the value: a file name, a class or a "
+                    "size with one is another.",
+     .example = {.lines = "java.property.data=/srv/acme  "},
+     .remedy = {.note = "Remove the blanks; where one is meant, write it as \"\\ \".",
+                .lines = "java.property.data=/srv/acme"},
+     .check = trailingBlank},
+    {.id = "control-escape",
+     .severity = Severity::warning,
+     .summary = "an escape that makes a tab or a line end",
+     .explanation = "A backslash takes the next character as it is, but t, r and n become a tab, a "
+                    "carriage return and a line feed.",
+     .example = {.lines = R"(java.property.data=C:\temp\new)"},
+     .remedy = {.lines = R"(java.property.data=C:\\temp\\new)"},
+     .check = controlEscape},
+    {.id = "not-exported",
+     .severity = Severity::error,
+     .summary = "a variable in a last line without a line end",
+     .explanation =
+         "The last line sets its property but exports nothing when no line end follows it.",
+     .example = {.note = "The file ends with this line, without a line end.",
+                 .lines = "velox.env.MODE=fast",
+                 .openEnd = true},
+     .remedy = {.note = "End the line.", .lines = "velox.env.MODE=fast"},
+     .check = notExported},
+    {.id = "carriage-return",
+     .severity = Severity::warning,
+     .summary = "carriage returns",
+     .explanation = "A carriage return ends an entry as a line feed does. A backslash before the "
+                    "pair of both drops the first only, so that the entry ends there.",
+     .example = {.note = "A file that was saved on Windows.", .lines = "java.property.a=b\r"},
+     .remedy = {.note = "Save the file with bare line feeds.", .lines = "java.property.a=b"},
+     .check = carriageReturn},
+    {.id = "byte-order-mark",
+     .severity = Severity::error,
+     .summary = "a byte order mark",
+     .explanation = "The three bytes become part of the first key; a comment in the first line "
+                    "becomes an entry.",
+     .example = {.note = "A file that was saved as \"UTF-8 with BOM\".",
+                 .lines = "\xEF\xBB\xBF# The acme "
+                          "service.\njava.library=%JAVA_HOME%/lib/server/"
+                          "libjvm.so\nvelox.class.path.extended=%kvf.file.dir%/"
+                          "lib\njava.start.class=com.acme.Main",
+                 .whole = true},
+     .remedy = {.note = "Save it as UTF-8 without.", .lines = "# The acme service."},
+     .check = byteOrderMarkRule},
+    {.id = "nul-byte",
+     .severity = Severity::error,
+     .summary = "a NUL byte",
+     .explanation = "It ends the text: what follows is not read.",
+     .example = {.note = "A file that was saved as UTF-16.",
+                 .lines = "#\n\0java.heap.size.max=64m"sv},
+     .remedy = {.note = "Save it as UTF-8.", .lines = "java.heap.size.max=64m"},
+     .check = nulByte},
+    {.id = "file-too-large",
+     .severity = Severity::error,
+     .summary = "a file of 1 MiB or more",
+     .explanation = "Such a file yields no entries at all, and nothing tells it.",
+     .example = {.note = "large.kvf has 1048576 bytes.",
+                 .lines = "velox.include.kvf=%kvf.file.dir%/large.kvf",
+                 .files = {{.path = "large.kvf", .content = "# 16 characters\n", .times = 65536}}},
+     .remedy = {.note = "Split it and include the pieces.",
+                .lines = "velox.include.kvf=%kvf.file.dir%/half.kvf",
+                .files = {{.path = "half.kvf", .content = "# 16 characters\n", .times = 32768}}},
+     .check = fileTooLarge},
+    {.id = "not-a-regular-file",
+     .severity = Severity::warning,
+     .summary = "a file that is none",
+     .explanation =
+         "A folder yields no entries. A pipe can be read once, but a launch that exports "
+         "variables, or that asks for an adjuster, reads its file more than once.",
+     .example = {.lines = "velox.include.kvf=/dev/null"},
+     .remedy = {.note = "Use a file."},
+     .check = notRegular},
 };
 
 }  // namespace

@@ -4,7 +4,7 @@
 
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
-#include "kvf/rules/Rules.h"
+#include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
 namespace {
@@ -21,9 +21,9 @@ Position argumentOfMainFile(const Inspection& inspection) {
   return at;
 }
 
-void mainFileMissing(const Inspection& inspection, const Report& report) {
+void mainFileMissing(const Inspection& inspection, Report& report) {
   for (const Failure& failure : inspection.failures(Failure::Stage::mainFile)) {
-    report.end(
+    report.fatal(
         argumentOfMainFile(inspection),
         concat({"the launch ends with ", shown(failure.message),
                 ": name the file with --propFile FILE; without, it is the program's name with ",
@@ -32,7 +32,7 @@ void mainFileMissing(const Inspection& inspection, const Report& report) {
   }
 }
 
-void shortInclude(const Inspection& inspection, const Report& report) {
+void shortInclude(const Inspection& inspection, Report& report) {
   for (const Definition& definition : inspection.run().definitions) {
     if (!definition.key.starts_with(keys::includePrefixAtEndOfText) ||
         definition.key.starts_with(keys::includePrefix)) {
@@ -47,24 +47,24 @@ void shortInclude(const Inspection& inspection, const Report& report) {
   }
 }
 
-void includeFailures(const Inspection& inspection, const Report& report, bool deep,
+void includeFailures(const Inspection& inspection, Report& report, bool deep,
                      std::string_view advice) {
   for (const Failure& failure : inspection.failures(Failure::Stage::include)) {
     const bool isDeep = failure.why != FileFailure::notOpened;
     if (isDeep != deep) continue;
-    report.end(failure.at,
-               concat({"the launch ends here with ", shown(failure.message), ": ", advice}),
-               failure.message);
+    report.fatal(failure.at,
+                 concat({"the launch ends here with ", shown(failure.message), ": ", advice}),
+                 failure.message);
   }
 }
 
-void missingInclude(const Inspection& inspection, const Report& report) {
+void missingInclude(const Inspection& inspection, Report& report) {
   includeFailures(inspection, report, false,
                   "name a file that is there; a relative path counts from the working directory, "
                   "%kvf.file.dir%/ from the main file");
 }
 
-void includeDepth(const Inspection& inspection, const Report& report) {
+void includeDepth(const Inspection& inspection, Report& report) {
   includeFailures(inspection, report, true, "include fewer files");
   if (!inspection.run().tooMuch) return;
   report(
@@ -73,34 +73,65 @@ void includeDepth(const Inspection& inspection, const Report& report) {
       "fewer files");
 }
 
-void includeCycle(const Inspection& inspection, const Report& report) {
+void includeCycle(const Inspection& inspection, Report& report) {
   for (const Position& at : inspection.run().includeCycles) {
-    report.end(at,
-               "this include leads back to a file that is being read, which goes on until the "
-               "launch ends: remove it");
+    report.fatal(at,
+                 "this include leads back to a file that is being read, which goes on until the "
+                 "launch ends: remove it");
   }
 }
 
 constexpr Rule rules[] = {
-    {"missing-file", Severity::error, "a properties file that cannot be opened",
-     "Without --propFile the file goes by the program's name, in the working directory and then "
-     "along PATH; a file that --propFile names is not searched.",
-     "wrapper --propFile gone.kvf", "wrapper --propFile /opt/acme/app.kvf", mainFileMissing},
-    {"short-include", Severity::error, "velox.include where velox.include.kvf is meant",
-     "The shorter name includes a file only in a last line without a line end. Anywhere else it is "
-     "a key that nothing reads.",
-     "velox.include=jvm.kvf", "velox.include.kvf=jvm.kvf", shortInclude},
-    {"missing-include", Severity::error, "an include that cannot be opened",
-     "The launch ends with \"Failed to open properties file\". A relative path counts from the "
-     "working directory, not from the including file.",
-     "velox.include.kvf=gone.kvf", "velox.include.kvf=%kvf.file.dir%/jvm.kvf", missingInclude},
-    {"include-depth", Severity::error, "includes beyond the launcher's limits",
-     "Nesting, the number of files and their size are limited; beyond, the launch ends.",
-     "a.kvf includes b.kvf, which includes c.kvf, 1,025 levels deep.", "Include fewer files.",
-     includeDepth},
-    {"include-cycle", Severity::error, "an include that leads back to its own file",
-     "The launcher reads on until its limits end the launch.",
-     "velox.include.kvf=app.kvf in app.kvf", "Remove the include.", includeCycle},
+    {.id = "missing-file",
+     .severity = Severity::error,
+     .summary = "a properties file that cannot be opened",
+     .explanation = "Without --propFile the file goes by the program's name, in the working "
+                    "directory and then along PATH; a file that --propFile names is not searched.",
+     .example = {.command = "kvf check -- wrapper --propFile gone.kvf"},
+     .remedy = {.command = "kvf check -- wrapper --propFile acme.kvf"},
+     .check = mainFileMissing},
+    {.id = "short-include",
+     .severity = Severity::error,
+     .summary = "velox.include where velox.include.kvf is meant",
+     .explanation = "The shorter name includes a file only in a last line without a line end. "
+                    "Anywhere else it is a key that nothing reads.",
+     .example = {.lines = "velox.include=%kvf.file.dir%/jvm.kvf\njava.property.a=b",
+                 .files = {{.path = "jvm.kvf", .content = "java.heap.size.max=1g\n"}}},
+     .remedy = {.lines = "velox.include.kvf=%kvf.file.dir%/jvm.kvf\njava.property.a=b",
+                .files = {{.path = "jvm.kvf", .content = "java.heap.size.max=1g\n"}}},
+     .check = shortInclude},
+    {.id = "missing-include",
+     .severity = Severity::error,
+     .summary = "an include that cannot be opened",
+     .explanation = "The launch ends with \"Failed to open properties file\". A relative path "
+                    "counts from the working directory, not from the including file.",
+     .example = {.lines = "velox.include.kvf=%kvf.file.dir%/gone.kvf"},
+     .remedy = {.lines = "velox.include.kvf=%kvf.file.dir%/jvm.kvf",
+                .files = {{.path = "jvm.kvf", .content = "java.heap.size.max=1g\n"}}},
+     .check = missingInclude},
+    {.id = "include-depth",
+     .severity = Severity::error,
+     .summary = "includes beyond the launcher's limits",
+     .explanation =
+         "Nesting, the number of files and their size are limited; beyond, the launch ends.",
+     .example = {.note = "hundred.kvf includes ten.kvf 100 times, and that one.kvf 99 times.",
+                 .lines = "velox.include.kvf=%kvf.file.dir%/hundred.kvf",
+                 .files = {{.path = "hundred.kvf",
+                            .content = "velox.include.kvf=%kvf.file.dir%/ten.kvf\n",
+                            .times = 100},
+                           {.path = "ten.kvf",
+                            .content = "velox.include.kvf=%kvf.file.dir%/one.kvf\n",
+                            .times = 99},
+                           {.path = "one.kvf", .content = "# Nothing.\n"}}},
+     .remedy = {.note = "Include fewer files."},
+     .check = includeDepth},
+    {.id = "include-cycle",
+     .severity = Severity::error,
+     .summary = "an include that leads back to its own file",
+     .explanation = "The launcher reads on until its limits end the launch.",
+     .example = {.lines = "velox.include.kvf=%kvf.file.dir%/acme.kvf"},
+     .remedy = {.note = "Remove the include."},
+     .check = includeCycle},
 };
 
 }  // namespace

@@ -15,7 +15,7 @@
 #include "kvf/formats/ClassFile.h"
 #include "kvf/formats/ElfFile.h"
 #include "kvf/jvm/JvmSearch.h"
-#include "kvf/rules/Rules.h"
+#include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
 namespace {
@@ -33,10 +33,10 @@ bool exists(const std::string& path) {
   return ::access(path.c_str(), F_OK) == 0;
 }
 
-void noLibrary(const Inspection& inspection, const Report& report) {
+void noLibrary(const Inspection& inspection, Report& report) {
   if (!inspection.knowsAllKeys() || !inspection.runsInProcess() || inspection.isJava()) return;
   if (!inspection.valueOf(keys::applicationLibrary).empty()) return;
-  report.end(
+  report.fatal(
       inspection.mainFile(),
       concat({"there is neither java.library nor application.library, so that the launcher has ",
               "nothing to run and ends with status 255: ", lineAdvice}));
@@ -88,14 +88,14 @@ std::string complaintAboutJvm(const std::string& path, const std::optional<ElfFi
   return elf->kind == ElfFile::Kind::sharedLibrary ? "" : "is no shared library";
 }
 
-void jvmLibrary(const Inspection& inspection, const Report& report) {
+void jvmLibrary(const Inspection& inspection, Report& report) {
   const auto configured = inspection.value(keys::javaLibrary);
   if (!configured || configured->empty() || !inspection.runsInProcess()) return;
   const Position at = inspection.positionOf(keys::javaLibrary);
   const std::string path = inspection.atApplication(*configured);
   if (!exists(path)) {
     const std::string fallback = fallbackLibrary(inspection);
-    report.endIf(
+    report.fatalIf(
         fallback.empty(), at,
         concat({"there is no ", shown(*configured),
                 "; the launcher then loads whatever libjvm.so the loader finds, ",
@@ -107,9 +107,9 @@ void jvmLibrary(const Inspection& inspection, const Report& report) {
   }
   const std::string complaint = complaintAboutJvm(path, readElfFile(path));
   if (complaint.empty()) return;
-  report.end(at,
-             concat({shown(*configured), " ", complaint,
-                     ", and the launch ends with status 255: ", suggestion(libraryNear(path))}));
+  report.fatal(at,
+               concat({shown(*configured), " ", complaint,
+                       ", and the launch ends with status 255: ", suggestion(libraryNear(path))}));
 }
 
 /// What becomes of a launch whose start class is not usable.
@@ -132,19 +132,20 @@ bool isProgramThere(const Inspection& inspection, const std::string& program) {
   });
 }
 
-void javaProgram(const Inspection& inspection, const Report& report) {
+void javaProgram(const Inspection& inspection, Report& report) {
   if (inspection.command() != switches::cmdlineJava) return;
   const std::string& program = inspection.plan.javaCommand;
   if (isProgramThere(inspection, program)) return;
-  report.end(inspection.positionOf(keys::javaPath),
-             concat({"there is no program ", shown(program), " for --cmdlineJava; the launch ends ",
-                     "with \"Failed to exec\" and status 0: set java.path, or JAVA_HOME"}));
+  report.fatal(
+      inspection.positionOf(keys::javaPath),
+      concat({"there is no program ", shown(program), " for --cmdlineJava; the launch ends ",
+              "with \"Failed to exec\" and status 0: set java.path, or JAVA_HOME"}));
 }
 
-void startClassMissing(const Inspection& inspection, const Report& report) {
+void startClassMissing(const Inspection& inspection, Report& report) {
   if (!inspection.knowsAllKeys() || !startsJava(inspection)) return;
   if (inspection.value(keys::startClass)) return;
-  report.end(
+  report.fatal(
       inspection.mainFile(),
       "java.start.class is not set, and the launch ends with status 255: name the class with the "
       "static start method");
@@ -182,16 +183,16 @@ std::string otherNameOf(const FoundClass& found, const std::string& wanted) {
   return name;
 }
 
-void startClassNotFound(const Inspection& inspection, const Report& report) {
+void startClassNotFound(const Inspection& inspection, Report& report) {
   const std::string name = inspection.valueOf(keys::startClass);
   if (!startsJava(inspection) || name.empty() || !inspection.classPath) return;
   if (const std::optional<FoundClass>& found = inspection.classPath->startClass()) {
     const std::string other = otherNameOf(*found, name);
     if (other.empty()) return;
-    report.endIf(inspection.startsJvm(), inspection.positionOf(keys::startClass),
-                 concat({"the class in ", shown(found->where), " is ", printable(other), ", and ",
-                         endOf(inspection), ": write that name, and the folder above its ",
-                         "outermost package into the class path"}));
+    report.fatalIf(inspection.startsJvm(), inspection.positionOf(keys::startClass),
+                   concat({"the class in ", shown(found->where), " is ", printable(other), ", and ",
+                           endOf(inspection), ": write that name, and the folder above its ",
+                           "outermost package into the class path"}));
     return;
   }
   if (mayComeFromElsewhere(inspection, withSlashes(name))) return;
@@ -201,10 +202,10 @@ void startClassNotFound(const Inspection& inspection, const Report& report) {
   const std::string advice =
       isBelow ? concat({" (it lies too deep there, as ", printable(nearest), ")"})
               : didYouMean(printable(nearest));
-  report.endIf(inspection.startsJvm(), inspection.positionOf(keys::startClass),
-               concat({shown(name), " is not in the class path as it is expanded, of ",
-                       countOf(inspection.classPath->elements().size(), "element"), advice, "; ",
-                       endOf(inspection), ": `kvf explain` shows what each element brings"}));
+  report.fatalIf(inspection.startsJvm(), inspection.positionOf(keys::startClass),
+                 concat({shown(name), " is not in the class path as it is expanded, of ",
+                         countOf(inspection.classPath->elements().size(), "element"), advice, "; ",
+                         endOf(inspection), ": `kvf explain` shows what each element brings"}));
 }
 
 std::optional<Jvm> configuredJvm(const Inspection& inspection) {
@@ -212,7 +213,7 @@ std::optional<Jvm> configuredJvm(const Inspection& inspection) {
   return jvmOfLibrary(inspection.atApplication(inspection.valueOf(keys::javaLibrary)));
 }
 
-void classVersion(const Inspection& inspection, const Report& report) {
+void classVersion(const Inspection& inspection, Report& report) {
   const std::optional<Jvm> jvm = configuredJvm(inspection);
   if (!jvm || jvm->release == 0 || !inspection.classPath) return;
   const std::optional<FoundClass>& found = inspection.classPath->startClass();
@@ -221,11 +222,11 @@ void classVersion(const Inspection& inspection, const Report& report) {
   if (!start) return;
   const unsigned needed = javaReleaseOf(start->majorVersion);
   if (needed <= jvm->release) return;
-  report.end(inspection.positionOf(keys::startClass),
-             concat({"the class in ", shown(found->where), " needs Java ", std::to_string(needed),
-                     ", the JVM is ", jvm->version,
-                     ": compile it for the older one, or name a newer JVM, `kvf jvm --line ",
-                     std::to_string(needed), "`"}));
+  report.fatal(inspection.positionOf(keys::startClass),
+               concat({"the class in ", shown(found->where), " needs Java ", std::to_string(needed),
+                       ", the JVM is ", jvm->version,
+                       ": compile it for the older one, or name a newer JVM, `kvf jvm --line ",
+                       std::to_string(needed), "`"}));
 }
 
 /// Whether the class or one above it has the method; nothing when a class cannot be looked at.
@@ -260,7 +261,7 @@ Position positionOfMethod(const Inspection& inspection, const char* key) {
   return inspection.positionOf(inspection.value(key) ? key : keys::startClass);
 }
 
-void startMethod(const Inspection& inspection, const Report& report) {
+void startMethod(const Inspection& inspection, Report& report) {
   if (!startsJava(inspection) || !inspection.classPath || !inspection.classPath->startClass()) {
     return;
   }
@@ -271,17 +272,17 @@ void startMethod(const Inspection& inspection, const Report& report) {
   constexpr std::string_view descriptor = "([Ljava/lang/String;)V";
   if (method.empty()) return;
   if (!parseClassFile(found.bytes)) {
-    report.endIf(inspection.startsJvm(), inspection.positionOf(keys::startClass),
-                 concat({"the class in ", shown(found.where), " is damaged"}));
+    report.fatalIf(inspection.startsJvm(), inspection.positionOf(keys::startClass),
+                   concat({"the class in ", shown(found.where), " is damaged"}));
     return;
   }
   if (hasStaticMethod(*inspection.classPath, found, method, descriptor).value_or(true)) return;
-  report.endIf(inspection.startsJvm(), positionOfMethod(inspection, keys::startMethod),
-               concat({"the start class has no method \"static void ", method, "(String[])\"",
-                       didYouMean(methodLike(found, descriptor)), ", and ", endOf(inspection)}));
+  report.fatalIf(inspection.startsJvm(), positionOfMethod(inspection, keys::startMethod),
+                 concat({"the start class has no method \"static void ", method, "(String[])\"",
+                         didYouMean(methodLike(found, descriptor)), ", and ", endOf(inspection)}));
 }
 
-void stopMethod(const Inspection& inspection, const Report& report) {
+void stopMethod(const Inspection& inspection, Report& report) {
   const auto signals = inspection.value(keys::stopSignals);
   if (!signals || !inspection.runsInProcess() || !inspection.isJava()) return;
   if (!inspection.classPath || !inspection.classPath->startClass()) return;
@@ -318,7 +319,7 @@ std::optional<std::set<std::string_view>> missingEntries(
   return missing;
 }
 
-void nativeLibrary(const Inspection& inspection, const Report& report) {
+void nativeLibrary(const Inspection& inspection, Report& report) {
   const std::string value = inspection.valueOf(keys::applicationLibrary);
   if (value.empty()) return;
   const Position at = inspection.positionOf(keys::applicationLibrary);
@@ -334,9 +335,9 @@ void nativeLibrary(const Inspection& inspection, const Report& report) {
     library = readElfFile(path);
     const std::string complaint = complaintAboutLibrary(path, library);
     if (complaint.empty()) continue;
-    report.end(at,
-               concat({shown(name), " ", complaint, ", and every command ends with status 255, ",
-                       "--version too: name a library of this machine"}));
+    report.fatal(at,
+                 concat({shown(name), " ", complaint, ", and every command ends with status 255, ",
+                         "--version too: name a library of this machine"}));
     return;
   }
   const auto missing = missingEntries(libraries);
@@ -345,51 +346,98 @@ void nativeLibrary(const Inspection& inspection, const Report& report) {
   for (const std::string_view entry : *missing) {
     names += (names.empty() ? "" : ", ") + std::string(entry);
   }
-  report.end(
+  report.fatal(
       at, concat({"the libraries export no ", names, ", and every command ends with status 255: a ",
                   "native application has AppMain, AppStop and RegisterWrapperEntryPoints"}));
 }
 
 constexpr Rule rules[] = {
-    {"no-library", Severity::error, "neither java.library nor application.library",
-     "The launcher has nothing to run. Only a host program that links it in can do without both.",
-     "java.start.class=com.acme.Main alone",
-     "java.library=/usr/lib/jvm/default-java/lib/server/libjvm.so", noLibrary},
-    {"jvm-library", Severity::error, "java.library is no JVM that can be loaded",
-     "It has to be the path of libjvm.so, for this machine's architecture. One that is not there "
-     "is no error to the launcher: it loads whatever libjvm.so the loader finds.",
-     "java.library=/usr/lib/jvm/default-java/bin/java",
-     "java.library=/usr/lib/jvm/default-java/lib/server/libjvm.so", jvmLibrary},
-    {"java-program", Severity::error, "no program java for --cmdlineJava",
-     "It is java.path, else bin/java in JAVA_HOME, else java along PATH. When it cannot be "
-     "executed, the launch ends with status 0: a service manager takes that for success.",
-     "java.path=/opt/gone/bin/java", "java.path=/usr/bin/java", javaProgram},
-    {"start-class", Severity::error, "no java.start.class",
-     "A Java run needs the class whose static method it calls.", "java.library=... alone",
-     "java.start.class=com.acme.Main", startClassMissing},
-    {"start-class-not-found", Severity::error, "a start class that is not in the class path",
-     "The class is looked for in the class path as the launch would expand it, and in the archives "
-     "that manifests name.",
-     "java.start.class=com.acme.Mian", "java.start.class=com.acme.Main", startClassNotFound},
-    {"class-version", Severity::error, "a start class that is newer than the JVM",
-     "A JVM loads classes that were compiled for its release or an older one.",
-     "A class of Java 21 with a JVM of Java 17.", "javac --release 17", classVersion},
-    {"start-method", Severity::error, "no such static method in the start class",
-     "The start method is static, takes a String[] and returns nothing; it is main unless "
-     "java.start.method says otherwise.",
-     "java.start.method=mian", "java.start.method=main", startMethod},
-    {"stop-method", Severity::error, "no such static method to stop with",
-     "With application.stop.signals the first of these signals calls a static method without "
-     "arguments and result; it is shutdown unless java.stop.method says otherwise. When it is not "
-     "there, the signal acts as it would without the key.",
-     "application.stop.signals=TERM\njava.stop.method=shutdwon",
-     "application.stop.signals=TERM\njava.stop.method=shutdown", stopMethod},
-    {"native-library", Severity::error,
-     "a native library that is missing or lacks its entry points",
-     "The libraries of application.library together export AppMain, AppStop and "
-     "RegisterWrapperEntryPoints. Every command loads them.",
-     "application.library=/opt/acme/libgone.so", "application.library=/opt/acme/libacme.so",
-     nativeLibrary},
+    {.id = "no-library",
+     .severity = Severity::error,
+     .summary = "neither java.library nor application.library",
+     .explanation = "The launcher has nothing to run. Only a host program that links it in can do "
+                    "without both.",
+     .example = {.lines =
+                     "velox.class.path.extended=%kvf.file.dir%/lib\njava.start.class=com.acme.Main",
+                 .whole = true},
+     .remedy = {.lines = "java.library=%JAVA_HOME%/lib/server/"
+                         "libjvm.so\nvelox.class.path.extended=%kvf.file.dir%/"
+                         "lib\njava.start.class=com.acme.Main",
+                .whole = true},
+     .check = noLibrary},
+    {.id = "jvm-library",
+     .severity = Severity::error,
+     .summary = "java.library is no JVM that can be loaded",
+     .explanation =
+         "It has to be the path of libjvm.so, for this machine's architecture. One that is not "
+         "there is no error to the launcher: it loads whatever libjvm.so the loader finds.",
+     .example = {.lines = "java.library=%JAVA_HOME%/bin/java"},
+     .remedy = {.lines = "java.library=%JAVA_HOME%/lib/server/libjvm.so"},
+     .check = jvmLibrary},
+    {.id = "java-program",
+     .severity = Severity::error,
+     .summary = "no program java for --cmdlineJava",
+     .explanation =
+         "It is java.path, else bin/java in JAVA_HOME, else java along PATH. When it cannot be "
+         "executed, the launch ends with status 0: a service manager takes that for success.",
+     .example = {.lines = "java.path=/opt/gone/bin/java",
+                 .command = "kvf check -- wrapper --propFile acme.kvf --cmdlineJava"},
+     .remedy = {.lines = "java.path=%JAVA_HOME%/bin/java",
+                .command = "kvf check -- wrapper --propFile acme.kvf --cmdlineJava"},
+     .check = javaProgram},
+    {.id = "start-class",
+     .severity = Severity::error,
+     .summary = "no java.start.class",
+     .explanation = "A Java run needs the class whose static method it calls.",
+     .example = {.lines = "java.library=%JAVA_HOME%/lib/server/"
+                          "libjvm.so\nvelox.class.path.extended=%kvf.file.dir%/lib",
+                 .whole = true},
+     .remedy = {.lines = "java.start.class=com.acme.Main"},
+     .check = startClassMissing},
+    {.id = "start-class-not-found",
+     .severity = Severity::error,
+     .summary = "a start class that is not in the class path",
+     .explanation = "The class is looked for in the class path as the launch would expand it, and "
+                    "in the archives that manifests name.",
+     .example = {.lines = "java.start.class=com.acme.Mian"},
+     .remedy = {.lines = "java.start.class=com.acme.Main"},
+     .check = startClassNotFound},
+    {.id = "class-version",
+     .severity = Severity::error,
+     .summary = "a start class that is newer than the JVM",
+     .explanation = "A JVM loads classes that were compiled for its release or an older one.",
+     .example = {.note = "A class of a newer Java than the JVM's.",
+                 .lines = "velox.class.path.extended=%kvf.file.dir%/classes",
+                 .files = {{.path = "classes/com/acme/Main.class",
+                            .kind = ExampleFile::Kind::newerClass}}},
+     .remedy = {.note = "Compile with javac --release 17, say, or name a newer JVM."},
+     .check = classVersion},
+    {.id = "start-method",
+     .severity = Severity::error,
+     .summary = "no such static method in the start class",
+     .explanation = "The start method is static, takes a String[] and returns nothing; it is main "
+                    "unless java.start.method says otherwise.",
+     .example = {.lines = "java.start.method=mian"},
+     .remedy = {.lines = "java.start.method=main"},
+     .check = startMethod},
+    {.id = "stop-method",
+     .severity = Severity::error,
+     .summary = "no such static method to stop with",
+     .explanation =
+         "With application.stop.signals the first of these signals calls a static method without "
+         "arguments and result; it is shutdown unless java.stop.method says otherwise. When it is "
+         "not there, the signal acts as it would without the key.",
+     .example = {.lines = "application.stop.signals=TERM\njava.stop.method=shutdwon"},
+     .remedy = {.lines = "application.stop.signals=TERM\njava.stop.method=shutdown"},
+     .check = stopMethod},
+    {.id = "native-library",
+     .severity = Severity::error,
+     .summary = "a native library that is missing or lacks its entry points",
+     .explanation = "The libraries of application.library together export AppMain, AppStop and "
+                    "RegisterWrapperEntryPoints. Every command loads them.",
+     .example = {.lines = "application.library=%kvf.file.dir%/libgone.so", .whole = true},
+     .remedy = {.lines = "application.library=%kvf.file.dir%/libacme.so", .whole = true},
+     .check = nativeLibrary},
 };
 
 }  // namespace

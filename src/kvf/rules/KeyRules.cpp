@@ -6,7 +6,7 @@
 
 #include "foundation/PropertyKeys.h"
 #include "kvf/rules/Keys.h"
-#include "kvf/rules/Rules.h"
+#include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
 namespace {
@@ -39,7 +39,7 @@ class ReferencedNames {
   std::vector<std::string_view> refused_;
 };
 
-void unknownKey(const Inspection& inspection, const Report& report) {
+void unknownKey(const Inspection& inspection, Report& report) {
   if (!inspection.knowsAllKeys()) return;
   const ReferencedNames referenced(inspection);
   const std::vector<std::string_view> candidates = settableKeys();
@@ -64,7 +64,7 @@ void unknownKey(const Inspection& inspection, const Report& report) {
   }
 }
 
-void emptyValue(const Inspection& inspection, const Report& report) {
+void emptyValue(const Inspection& inspection, Report& report) {
   for (const Definition& definition : inspection.run().definitions) {
     if (!definition.value.empty() || definition.refused) continue;
     const KeyInfo* info = findKey(definition.key);
@@ -72,9 +72,9 @@ void emptyValue(const Inspection& inspection, const Report& report) {
     if (!definition.written.empty() || inspection.definitionOf(definition.key) != &definition) {
       continue;
     }
-    report.endIf(info->endsWhenEmpty && inspection.startsJvm(), definition.at,
-                 concat({"an empty value is not the same as none: it ", info->whenEmpty,
-                         "; remove the line, or give a value"}));
+    report.fatalIf(info->endsWhenEmpty && inspection.startsJvm(), definition.at,
+                   concat({"an empty value is not the same as none: it ", info->whenEmpty,
+                           "; remove the line, or give a value"}));
   }
 }
 
@@ -89,7 +89,7 @@ std::map<std::string, std::vector<const Definition*>> definitionsByKey(
   return byKey;
 }
 
-void duplicateKey(const Inspection& inspection, const Report& report) {
+void duplicateKey(const Inspection& inspection, Report& report) {
   for (const auto& [key, definitions] : definitionsByKey(inspection)) {
     for (std::size_t i = 1; i < definitions.size(); ++i) {
       const Definition& earlier = *definitions[i - 1];
@@ -108,7 +108,7 @@ bool isSameLine(const Inspection& inspection, const Definition& a, const Definit
          inspection.fileOf(a.at).name == inspection.fileOf(b.at).name;
 }
 
-void overriddenKey(const Inspection& inspection, const Report& report) {
+void overriddenKey(const Inspection& inspection, Report& report) {
   for (const auto& [key, definitions] : definitionsByKey(inspection)) {
     for (std::size_t i = 1; i < definitions.size(); ++i) {
       const Definition& earlier = *definitions[i - 1];
@@ -134,25 +134,44 @@ void overriddenKey(const Inspection& inspection, const Report& report) {
 }
 
 constexpr Rule rules[] = {
-    {"unknown-key", Severity::warning, "a key that nothing reads",
-     "The launcher takes any key and says nothing about one that it does not know. A key is known "
-     "when the launcher reads it or when a value refers to it as %KEY%.",
-     "java.heap.size.maximum=512m", "java.heap.size.max=512m", unknownKey},
-    {"empty-value", Severity::warning, "an empty value where that hides another source",
-     "Most keys with an empty value count as set: an empty class path hides CLASSPATH, an empty "
-     "heap size gives the bare option -Xmx.",
-     "java.heap.size.max=", "Remove the line.", emptyValue},
-    {"duplicate-key", Severity::warning, "a key that is defined twice in one file",
-     "The later line wins; the earlier one counts for references between the two.",
-     "java.heap.size.max=1g\njava.heap.size.max=2g", "Keep one of them.", duplicateKey},
-    {"overridden-key", Severity::warning, "a key that is defined in two files",
-     "An include stands for its entries at that place: it replaces what was defined before it, and "
-     "is replaced by what follows. global.kvf supplies only what is absent or empty. An exported "
-     "variable is different: the environment gets the value that was read last, be it of "
-     "global.kvf.",
-     "java.heap.size.max=1g\nvelox.include.kvf=defaults.kvf",
-     "Put includes first, and allow the replacement with a comment: # kvf: allow overridden-key",
-     overriddenKey},
+    {.id = "unknown-key",
+     .severity = Severity::warning,
+     .summary = "a key that nothing reads",
+     .explanation =
+         "The launcher takes any key and says nothing about one that it does not know. A key is "
+         "known when the launcher reads it or when a value refers to it as %KEY%.",
+     .example = {.lines = "java.heap.size.maximum=512m"},
+     .remedy = {.lines = "java.heap.size.max=512m"},
+     .check = unknownKey},
+    {.id = "empty-value",
+     .severity = Severity::warning,
+     .summary = "an empty value where that hides another source",
+     .explanation = "Most keys with an empty value count as set: an empty class path hides "
+                    "CLASSPATH, an empty heap size gives the bare option -Xmx.",
+     .example = {.lines = "java.library.path="},
+     .remedy = {.note = "Remove the line."},
+     .check = emptyValue},
+    {.id = "duplicate-key",
+     .severity = Severity::warning,
+     .summary = "a key that is defined twice in one file",
+     .explanation = "The later line wins; the earlier one counts for references between the two.",
+     .example = {.lines = "java.heap.size.max=1g\njava.heap.size.max=2g"},
+     .remedy = {.note = "Keep one of them.", .lines = "java.heap.size.max=2g"},
+     .check = duplicateKey},
+    {.id = "overridden-key",
+     .severity = Severity::warning,
+     .summary = "a key that is defined in two files",
+     .explanation = "An include stands for its entries at that place: it replaces what was defined "
+                    "before it, and is replaced by what follows. global.kvf supplies only what is "
+                    "absent or empty. An exported variable is different: the environment gets the "
+                    "value that was read last, be it of global.kvf.",
+     .example = {.lines = "java.heap.size.max=1g\nvelox.include.kvf=%kvf.file.dir%/defaults.kvf",
+                 .files = {{.path = "defaults.kvf", .content = "java.heap.size.max=2g\n"}}},
+     .remedy = {.note = "Allow the replacement with a comment, where it happens.",
+                .lines = "velox.include.kvf=%kvf.file.dir%/defaults.kvf\n# kvf: allow "
+                         "overridden-key\njava.heap.size.max=1g",
+                .files = {{.path = "defaults.kvf", .content = "java.heap.size.max=2g\n"}}},
+     .check = overriddenKey},
 };
 
 }  // namespace

@@ -18,16 +18,16 @@ enum class KeyUse {
 };
 
 struct KeyInfo {
-  const char* name;      ///< of a family: the prefix, which ends where the caller's part begins
-  const char* rest;      ///< of a family: what follows, for show ("NAME"); null for a single key
-  const char* section;   ///< headline on the reference page
-  const char* type;      ///< what a value looks like
-  const char* fallback;  ///< what counts while the key is absent; empty: nothing
-  const char* becomes;   ///< what the launcher makes of it
-  const char* traps;     ///< in a sentence or two; empty: none
-  /// What an empty value does, where that differs from an absent key; else null.
-  const char* whenEmpty;
-  KeyUse use;
+  const char* name;  ///< of a family: the prefix, which ends where the caller's part begins
+  const char* rest = nullptr;  ///< of a family: what follows, for show ("NAME")
+  const char* section;         ///< headline on the reference page
+  const char* type = "";       ///< what a value looks like
+  const char* fallback = "";   ///< what counts while the key is absent
+  const char* becomes = "";    ///< what the launcher makes of it
+  const char* traps = "";      ///< in a sentence or two
+  /// What an empty value does, where that differs from an absent key.
+  const char* whenEmpty = nullptr;
+  KeyUse use = KeyUse::file;
   bool endsWhenEmpty = false;  ///< an empty value ends the launch
 };
 

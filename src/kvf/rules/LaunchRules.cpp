@@ -8,7 +8,7 @@
 #include "config/Configuration.h"
 #include "foundation/PropertyKeys.h"
 #include "hosting/StopSignals.h"
-#include "kvf/rules/Rules.h"
+#include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
 namespace {
@@ -49,12 +49,12 @@ std::string_view switchBeforeEquals(std::string_view text) {
   return found == names.end() ? std::string_view() : *found;
 }
 
-void unknownSwitch(const Inspection& inspection, const Report& report) {
+void unknownSwitch(const Inspection& inspection, Report& report) {
   forEachArgument(inspection, [&](const Argument& argument, std::size_t index) {
     if (!argument.isUnknownSwitch()) return;
     if (const std::string_view name = switchBeforeEquals(argument.text); !name.empty()) {
       const std::string word = shellWord(std::string_view(argument.text).substr(name.size() + 1));
-      report.end(
+      report.fatal(
           argumentAt(index),
           concat({shown(argument.text), " is no switch, since a value is an argument of its ",
                   "own; the launcher shows its usage, with status 0, and starts nothing: ",
@@ -63,17 +63,17 @@ void unknownSwitch(const Inspection& inspection, const Report& report) {
     }
     const std::string_view nearest = switchLike(argument);
     if (nearest.empty()) return;
-    report.end(argumentAt(index),
-               concat({shown(argument.text), " is no switch", didYouMean(nearest),
-                       "; the launcher shows its usage, with status 0, and starts nothing"}));
+    report.fatal(argumentAt(index),
+                 concat({shown(argument.text), " is no switch", didYouMean(nearest),
+                         "; the launcher shows its usage, with status 0, and starts nothing"}));
   });
 }
 
-void dashedArgument(const Inspection& inspection, const Report& report) {
+void dashedArgument(const Inspection& inspection, Report& report) {
   forEachArgument(inspection, [&](const Argument& argument, std::size_t index) {
     if (!argument.isUnknownSwitch() || !switchLike(argument).empty()) return;
     if (!switchBeforeEquals(argument.text).empty()) return;
-    report.end(
+    report.fatal(
         argumentAt(index),
         concat({shown(argument.text), " begins with two dashes, so that the launcher takes it ",
                 "for a switch of its own, shows its usage, with status 0, and starts nothing: ",
@@ -81,7 +81,7 @@ void dashedArgument(const Inspection& inspection, const Report& report) {
   });
 }
 
-void switchValue(const Inspection& inspection, const Report& report) {
+void switchValue(const Inspection& inspection, Report& report) {
   forEachArgument(inspection, [&](const Argument& argument, std::size_t index) {
     if (argument.switchName == nullptr || !takesValue(argument.switchName)) return;
     const std::string_view name = argument.switchName;
@@ -100,7 +100,7 @@ void switchValue(const Inspection& inspection, const Report& report) {
   });
 }
 
-void definitionWithoutEquals(const Inspection& inspection, const Report& report) {
+void definitionWithoutEquals(const Inspection& inspection, Report& report) {
   forEachArgument(inspection, [&](const Argument& argument, std::size_t index) {
     if (argument.switchName == nullptr || !argument.hasValue) return;
     if (std::string_view(argument.switchName) != switches::propVar) return;
@@ -113,7 +113,7 @@ void definitionWithoutEquals(const Inspection& inspection, const Report& report)
   });
 }
 
-void killCommand(const Inspection& inspection, const Report& report) {
+void killCommand(const Inspection& inspection, Report& report) {
   if (inspection.command() != switches::kill) return;
   const auto& arguments = inspection.outer.arguments;
   const auto kill = std::find_if(arguments.begin(), arguments.end(), [](const Argument& argument) {
@@ -124,20 +124,21 @@ void killCommand(const Inspection& inspection, const Report& report) {
                           ? inspection.positionOf(keys::command)
                           : argumentAt(static_cast<std::size_t>(kill - arguments.begin()));
   if (kill == arguments.end()) {
-    report.end(at,
-               "--kill as a setting of the file finds the launcher's own process ID, which it has "
-               "just written: give it on the command line");
+    report.fatal(
+        at,
+        "--kill as a setting of the file finds the launcher's own process ID, which it has "
+        "just written: give it on the command line");
   }
   if (findKillType(inspection.valueOf(keys::signal).c_str()) == nullptr) {
-    report.end(at, concat({"--kill needs Abort (SIGKILL) or Normal (SIGINT) as its kind, not ",
-                           shown(inspection.valueOf(keys::signal))}));
+    report.fatal(at, concat({"--kill needs Abort (SIGKILL) or Normal (SIGINT) as its kind, not ",
+                             shown(inspection.valueOf(keys::signal))}));
   }
   if (!inspection.value(keys::processIdFile)) {
-    report.end(at, "--kill needs processID.file.name in the file, which tells it the process");
+    report.fatal(at, "--kill needs processID.file.name in the file, which tells it the process");
   }
 }
 
-void windowsCommand(const Inspection& inspection, const Report& report) {
+void windowsCommand(const Inspection& inspection, Report& report) {
   const Command* command = findCommand(inspection.command());
   if (command == nullptr || !command->isForWindows) return;
   Position at = inspection.positionOf(keys::command);
@@ -146,9 +147,9 @@ void windowsCommand(const Inspection& inspection, const Report& report) {
       at = argumentAt(index);
     }
   });
-  report.end(at,
-             concat({command->name, " exists on Windows only; here the launcher says so, with ",
-                     "status 0, and starts nothing: use --run, and a service manager's own unit"}));
+  report.fatal(
+      at, concat({command->name, " exists on Windows only; here the launcher says so, with ",
+                  "status 0, and starts nothing: use --run, and a service manager's own unit"}));
 }
 
 /// True when something is done for it.
@@ -157,7 +158,7 @@ bool isCommand(std::string_view name) {
   return command != nullptr && command->state != WrapperState::cleanInstall;
 }
 
-void unknownCommand(const Inspection& inspection, const Report& report) {
+void unknownCommand(const Inspection& inspection, Report& report) {
   const Definition* definition = inspection.definitionOf(keys::command);
   if (definition == nullptr || isCommand(definition->value)) return;
   std::vector<std::string_view> names;
@@ -166,23 +167,23 @@ void unknownCommand(const Inspection& inspection, const Report& report) {
   }
   const bool lacksDashes = isCommand("--" + definition->value);
   const std::string meant = lacksDashes ? "--" + definition->value : definition->value;
-  report.end(
+  report.fatal(
       definition->at,
       concat({shown(definition->value), " is no command", didYouMean(nearestName(meant, names)),
               "; the launcher shows its usage, with status 0, and starts nothing"}));
 }
 
-void tooManyArguments(const Inspection& inspection, const Report& report) {
+void tooManyArguments(const Inspection& inspection, Report& report) {
   const std::size_t count = inspection.commandLine.size();
   if (!inspection.inner || count <= maxArgumentsToStartAgain) return;
-  report.end(
+  report.fatal(
       argumentAt(maxArgumentsToStartAgain),
       concat({std::to_string(count), " arguments with the program's name; a launch that exports ",
               "variables takes ", std::to_string(maxArgumentsToStartAgain),
               " and ends otherwise: move them to application.args"}));
 }
 
-void startDelay(const Inspection& inspection, const Report& report) {
+void startDelay(const Inspection& inspection, Report& report) {
   forEachArgument(inspection, [&](const Argument& argument, std::size_t index) {
     if (argument.switchName == nullptr || !argument.hasValue) return;
     if (std::string_view(argument.switchName) != switches::delayStart) return;
@@ -203,58 +204,106 @@ void startDelay(const Inspection& inspection, const Report& report) {
   });
 }
 
-void stopSignals(const Inspection& inspection, const Report& report) {
+void stopSignals(const Inspection& inspection, Report& report) {
   const auto value = inspection.value(keys::stopSignals);
   if (!value) return;
   const ApplicationKind kind =
       inspection.isJava() ? ApplicationKind::java : ApplicationKind::native;
   const StopSignalNames names = StopSignalNames::parse(*value, kind);
   if (names.refused.empty()) return;
-  report.endIf(
+  report.fatalIf(
       inspection.runsInProcess(), inspection.positionOf(keys::stopSignals),
       concat({shown(names.refused), " cannot be used as a stop signal, and --run ends with ",
               "status 255; possible are ", StopSignalNames::possible(kind)}));
 }
 
+constexpr auto manyArguments = repeated<1020>("kvf check -- wrapper --propFile acme.kvf", " x");
+
 constexpr Rule rules[] = {
-    {"unknown-switch", Severity::error, "a switch that the launcher does not know",
-     "Any unknown argument with two dashes in front makes the launcher show its usage and end with "
-     "status 0: a service manager takes that for success.",
-     "wrapper --propfile app.kvf", "wrapper --propFile app.kvf", unknownSwitch},
-    {"dashed-argument", Severity::error, "an application argument that begins with two dashes",
-     "The launcher takes every argument with two dashes in front for a switch of its own, wherever "
-     "it stands.",
-     "wrapper --propFile app.kvf --port=80", "application.args=--port=80 in the file",
-     dashedArgument},
-    {"switch-value", Severity::error, "a switch without its value",
-     "A switch takes whatever follows as its value. As the last argument it has an empty one, or "
-     "takes the switch that the launcher appends when it starts itself again.",
-     "wrapper --propFile", "wrapper --propFile app.kvf", switchValue},
-    {"definition", Severity::error, "--propVar without \"=\"",
-     "The whole text becomes both the name and the value.", "wrapper --propVar WHO",
-     "wrapper --propVar WHO=world", definitionWithoutEquals},
-    {"kill-command", Severity::error, "--kill without what it needs",
-     "It needs the kind, Abort or Normal, and processID.file.name in the file.",
-     "wrapper --propFile app.kvf --kill", "wrapper --propFile app.kvf --kill Normal", killCommand},
-    {"windows-command", Severity::error, "a command that exists on Windows only",
-     "The launcher says so and ends with status 0.", "wrapper --install",
-     "A unit of the service manager that runs wrapper --run.", windowsCommand},
-    {"unknown-command", Severity::error, "wrapper.command with an unknown word",
-     "The launcher shows its usage and ends with status 0.", "wrapper.command=run",
-     "wrapper.command=--run", unknownCommand},
-    {"too-many-arguments", Severity::error,
-     "too many arguments for a launch that exports variables",
-     "Such a launch starts itself once more, which takes at most 1,022 arguments.",
-     "wrapper with 1,023 arguments and velox.env.A=1 in the file", "Move them to application.args.",
-     tooManyArguments},
-    {"start-delay", Severity::warning, "a delay that is not what it says",
-     "--delayStart takes milliseconds but waits whole seconds; what is negative or no number does "
-     "not wait.",
-     "wrapper --delayStart 1500", "wrapper --delayStart 2000", startDelay},
-    {"stop-signals", Severity::error, "a stop signal that cannot be used",
-     "application.stop.signals takes names of signals between commas. A JVM and the system keep "
-     "some for themselves.",
-     "application.stop.signals=KILL", "application.stop.signals=TERM,INT", stopSignals},
+    {.id = "unknown-switch",
+     .severity = Severity::error,
+     .summary = "a switch that the launcher does not know",
+     .explanation = "Any unknown argument with two dashes in front makes the launcher show its "
+                    "usage and end with status 0: a service manager takes that for success.",
+     .example = {.command = "kvf check -- wrapper --propfile acme.kvf"},
+     .remedy = {.command = "kvf check -- wrapper --propFile acme.kvf"},
+     .check = unknownSwitch},
+    {.id = "dashed-argument",
+     .severity = Severity::error,
+     .summary = "an application argument that begins with two dashes",
+     .explanation = "The launcher takes every argument with two dashes in front for a switch of "
+                    "its own, wherever it stands.",
+     .example = {.command = "kvf check -- wrapper --propFile acme.kvf --port=80"},
+     .remedy = {.lines = "application.args=--port=80",
+                .command = "kvf check -- wrapper --propFile acme.kvf"},
+     .check = dashedArgument},
+    {.id = "switch-value",
+     .severity = Severity::error,
+     .summary = "a switch without its value",
+     .explanation =
+         "A switch takes whatever follows as its value. As the last argument it has an empty one, "
+         "or takes the switch that the launcher appends when it starts itself again.",
+     .example = {.command = "kvf check -- wrapper --propFile acme.kvf --propVar"},
+     .remedy = {.command = "kvf check -- wrapper --propFile acme.kvf --propVar WHO=world"},
+     .check = switchValue},
+    {.id = "definition",
+     .severity = Severity::error,
+     .summary = "--propVar without \"=\"",
+     .explanation = "The whole text becomes both the name and the value.",
+     .example = {.command = "kvf check -- wrapper --propFile acme.kvf --propVar WHO"},
+     .remedy = {.command = "kvf check -- wrapper --propFile acme.kvf --propVar WHO=world"},
+     .check = definitionWithoutEquals},
+    {.id = "kill-command",
+     .severity = Severity::error,
+     .summary = "--kill without what it needs",
+     .explanation = "It needs the kind, Abort or Normal, and processID.file.name in the file.",
+     .example = {.lines = "processID.file.name=/run/acme.pid",
+                 .command = "kvf check -- wrapper --propFile acme.kvf --kill"},
+     .remedy = {.lines = "processID.file.name=/run/acme.pid",
+                .command = "kvf check -- wrapper --propFile acme.kvf --kill Normal"},
+     .check = killCommand},
+    {.id = "windows-command",
+     .severity = Severity::error,
+     .summary = "a command that exists on Windows only",
+     .explanation = "The launcher says so and ends with status 0.",
+     .example = {.command = "kvf check -- wrapper --propFile acme.kvf --install"},
+     .remedy = {.note = "Let a unit of the service manager run the launcher.",
+                .command = "kvf check -- wrapper --propFile acme.kvf --run"},
+     .check = windowsCommand},
+    {.id = "unknown-command",
+     .severity = Severity::error,
+     .summary = "wrapper.command with an unknown word",
+     .explanation = "The launcher shows its usage and ends with status 0.",
+     .example = {.lines = "wrapper.command=run"},
+     .remedy = {.lines = "wrapper.command=--run"},
+     .check = unknownCommand},
+    {.id = "too-many-arguments",
+     .severity = Severity::error,
+     .summary = "too many arguments for a launch that exports variables",
+     .explanation = "Such a launch starts itself once more, which takes at most 1,022 arguments.",
+     .example = {.note = "wrapper --propFile acme.kvf with 1,020 arguments more",
+                 .lines = "velox.env.MODE=fast",
+                 .command = manyArguments.data()},
+     .remedy = {.note = "Move them to application.args.",
+                .lines = "velox.env.MODE=fast\napplication.args=a b c",
+                .command = "kvf check -- wrapper --propFile acme.kvf"},
+     .check = tooManyArguments},
+    {.id = "start-delay",
+     .severity = Severity::warning,
+     .summary = "a delay that is not what it says",
+     .explanation = "--delayStart takes milliseconds but waits whole seconds; what is negative or "
+                    "no number does not wait.",
+     .example = {.command = "kvf check -- wrapper --propFile acme.kvf --delayStart 1500"},
+     .remedy = {.command = "kvf check -- wrapper --propFile acme.kvf --delayStart 2000"},
+     .check = startDelay},
+    {.id = "stop-signals",
+     .severity = Severity::error,
+     .summary = "a stop signal that cannot be used",
+     .explanation = "application.stop.signals takes names of signals between commas. A JVM and the "
+                    "system keep some for themselves.",
+     .example = {.lines = "application.stop.signals=KILL"},
+     .remedy = {.lines = "application.stop.signals=TERM,INT"},
+     .check = stopSignals},
 };
 
 }  // namespace

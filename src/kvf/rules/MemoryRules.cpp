@@ -9,24 +9,24 @@
 #include "foundation/MemorySize.h"
 #include "foundation/PropertyKeys.h"
 #include "kvf/launch/JvmOptions.h"
-#include "kvf/rules/Rules.h"
+#include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
 namespace {
 
-void heapSize(const Inspection& inspection, const Report& report) {
+void heapSize(const Inspection& inspection, Report& report) {
   constexpr std::size_t smallestHeap = std::size_t{1} << 20U;
   for (const SizeOption& size : sizeOptions(inspection)) {
     // Other rules know those that become an option with "=" here.
     if (size.isJoined) continue;
     const auto bytes = memorySize(size.size);
     if (!bytes) {
-      report.endIf(inspection.startsJvm(), size.at,
-                   concat({shown(size.size), " in ", shown(size.option),
-                           " is no size: a JVM takes digits and one of k, ",
-                           "m, g and t, such as 256m, and refuses to start otherwise"}));
+      report.fatalIf(inspection.startsJvm(), size.at,
+                     concat({shown(size.size), " in ", shown(size.option),
+                             " is no size: a JVM takes digits and one of k, ",
+                             "m, g and t, such as 256m, and refuses to start otherwise"}));
     } else if (*bytes < smallestHeap && size.kind == SizeKind::maximumHeap) {
-      report.endIf(
+      report.fatalIf(
           inspection.startsJvm(), size.at,
           concat({shown(size.size), " in ", shown(size.option), " is ", std::to_string(*bytes),
                   " bytes, too little for a heap, and the JVM refuses to start: write ", size.size,
@@ -43,19 +43,19 @@ std::optional<SizeOption> lastOf(const std::vector<SizeOption>& options, SizeKin
   return *last;
 }
 
-void heapOrder(const Inspection& inspection, const Report& report) {
+void heapOrder(const Inspection& inspection, Report& report) {
   const std::vector<SizeOption> options = sizeOptions(inspection);
   const auto initial = lastOf(options, SizeKind::initialHeap);
   const auto most = lastOf(options, SizeKind::maximumHeap);
   if (!initial || !most || *memorySize(initial->size) <= *memorySize(most->size)) return;
   const std::string elsewhere =
       initial->at == most->at ? "" : concat({" (", inspection.nameOf(most->at), ")"});
-  report.endIf(inspection.startsJvm(), initial->at,
-               concat({"the initial heap of ", initial->size, " is above the maximum of ",
-                       most->size, elsewhere, ", and the JVM refuses to start: lower it"}));
+  report.fatalIf(inspection.startsJvm(), initial->at,
+                 concat({"the initial heap of ", initial->size, " is above the maximum of ",
+                         most->size, elsewhere, ", and the JVM refuses to start: lower it"}));
 }
 
-void youngGeneration(const Inspection& inspection, const Report& report) {
+void youngGeneration(const Inspection& inspection, Report& report) {
   if (!inspection.value(keys::heapSizeMin)) return;
   report(inspection.positionOf(keys::heapSizeMin),
          concat({"this becomes -Xmn", inspection.valueOf(keys::heapSizeMin),
@@ -65,12 +65,12 @@ void youngGeneration(const Inspection& inspection, const Report& report) {
 
 constexpr std::size_t largestStack = std::size_t{1} << 30U;
 
-void stackSize(const Inspection& inspection, const Report& report) {
+void stackSize(const Inspection& inspection, Report& report) {
   const auto wanted = memorySize(inspection.valueOf(keys::threadStackSize));
   if (wanted && *wanted > largestStack) {
-    report.endIf(inspection.startsJvm(), inspection.positionOf(keys::threadStackSize),
-                 concat({"JVMs of today take 1g at most for a stack, and do not start with ",
-                         inspection.valueOf(keys::threadStackSize), ": write less"}));
+    report.fatalIf(inspection.startsJvm(), inspection.positionOf(keys::threadStackSize),
+                   concat({"JVMs of today take 1g at most for a stack, and do not start with ",
+                           inspection.valueOf(keys::threadStackSize), ": write less"}));
     return;
   }
   struct rlimit limit = {};
@@ -83,22 +83,40 @@ void stackSize(const Inspection& inspection, const Report& report) {
 }
 
 constexpr Rule rules[] = {
-    {"heap-size", Severity::error, "a size that a JVM does not take",
-     "The value of a key is put behind -Xmx, -Xms, -Xmn or -Xss as it stands; "
-     "java.extended.properties has such options whole. A bare number is bytes.",
-     "java.heap.size.max=512 MB", "java.heap.size.max=512m", heapSize},
-    {"heap-order", Severity::error, "an initial heap above the maximum",
-     "The JVM ends the process with its own message and status 1. Of several options of one kind "
-     "the last one counts, and those of the keys come behind java.extended.properties.",
-     "java.heap.size.initial=2g\njava.heap.size.max=1g", "java.heap.size.initial=1g", heapOrder},
-    {"young-generation", Severity::warning, "java.heap.size.min, which sets the young generation",
-     "It becomes -Xmn. When that is meant, allow it with a comment.", "java.heap.size.min=256m",
-     "java.heap.size.initial=256m", youngGeneration},
-    {"stack-size", Severity::warning, "a stack above the hard limit, or above 1g",
-     "The main thread runs the application, and the launcher raises its stack limit up to the hard "
-     "one only. The limit of the launch may differ from the one of the check.",
-     "java.thread.stack.size=1g under ulimit -Hs 8192", "LimitSTACK=infinity in the unit",
-     stackSize},
+    {.id = "heap-size",
+     .severity = Severity::error,
+     .summary = "a size that a JVM does not take",
+     .explanation = "The value of a key is put behind -Xmx, -Xms, -Xmn or -Xss as it stands; "
+                    "java.extended.properties has such options whole. A bare number is bytes.",
+     .example = {.lines = "java.heap.size.max=512 MB"},
+     .remedy = {.lines = "java.heap.size.max=512m"},
+     .check = heapSize},
+    {.id = "heap-order",
+     .severity = Severity::error,
+     .summary = "an initial heap above the maximum",
+     .explanation =
+         "The JVM ends the process with its own message and status 1. Of several options of one "
+         "kind the last one counts, and those of the keys come behind java.extended.properties.",
+     .example = {.lines = "java.heap.size.initial=2g\njava.heap.size.max=1g"},
+     .remedy = {.lines = "java.heap.size.initial=1g\njava.heap.size.max=1g"},
+     .check = heapOrder},
+    {.id = "young-generation",
+     .severity = Severity::warning,
+     .summary = "java.heap.size.min, which sets the young generation",
+     .explanation = "It becomes -Xmn. When that is meant, allow it with a comment.",
+     .example = {.lines = "java.heap.size.min=256m"},
+     .remedy = {.lines = "java.heap.size.initial=256m"},
+     .check = youngGeneration},
+    {.id = "stack-size",
+     .severity = Severity::warning,
+     .summary = "a stack above the hard limit, or above 1g",
+     .explanation =
+         "The main thread runs the application, and the launcher raises its stack limit up to the "
+         "hard one only. The limit of the launch may differ from the one of the check.",
+     .example = {.lines = "java.thread.stack.size=2g"},
+     .remedy = {.note = "Write less; below 1g the unit may need LimitSTACK=infinity.",
+                .lines = "java.thread.stack.size=2m"},
+     .check = stackSize},
 };
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include "foundation/PropertyKeys.h"
 #include "javarun/ExtendedOptions.h"
 #include "kvf/launch/JvmOptions.h"
-#include "kvf/rules/Rules.h"
+#include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
 namespace {
@@ -55,7 +55,7 @@ bool refusesJoined(const Inspection& inspection, std::string_view option) {
   return inspection.startsJvm() && setsSize(option);
 }
 
-void optionBlank(const Inspection& inspection, const Report& report) {
+void optionBlank(const Inspection& inspection, Report& report) {
   const std::optional<OptionLine> line = optionLine(inspection);
   if (!line) return;
   if (line->text.find('\t') != std::string::npos) {
@@ -63,10 +63,10 @@ void optionBlank(const Inspection& inspection, const Report& report) {
            "a tab does not separate options, it becomes part of one: write a single blank");
   }
   const auto reportBehind = [&](const Word& word) {
-    report.endIf(refusesJoined(inspection, word.text), line->at,
-                 concat({"two blanks, or a continuation line that is indented, stand behind ",
-                         shown(word.text), ": the empty word between them becomes its value, ",
-                         shown(word.text + "="), "; write a single blank"}));
+    report.fatalIf(refusesJoined(inspection, word.text), line->at,
+                   concat({"two blanks, or a continuation line that is indented, stand behind ",
+                           shown(word.text), ": the empty word between them becomes its value, ",
+                           shown(word.text + "="), "; write a single blank"}));
   };
   for (std::size_t i = 1; i < line->words.size(); ++i) {
     if (line->words[i].blanksBefore > 1) reportBehind(line->words[i - 1]);
@@ -127,7 +127,7 @@ std::string firstDifference(const std::vector<std::string>& intended,
 
 /// Reports what is wrong with a word by itself, or with it as the value of the one before it.
 bool reportWord(const Inspection& inspection, const OptionLine& line, std::size_t index,
-                const Report& report) {
+                Report& report) {
   const std::string& word = line.words[index].text;
   const bool isOption = word.starts_with('-');
   if (isOption && isOfJavaProgram(word)) {
@@ -143,14 +143,15 @@ bool reportWord(const Inspection& inspection, const OptionLine& line, std::size_
   }
   const std::string& option = line.words[index - 1].text;
   if (!option.starts_with('-') || takesValueAsWord(option) || isOfJavaProgram(option)) return false;
-  report.endIf(refusesJoined(inspection, option), line.at,
-               concat({shown(concat({option, " ", word})), " becomes one option, ",
-                       shown(concat({option, "=", word})),
-                       ": write it in one word, with double quotes around a blank that is meant"}));
+  report.fatalIf(
+      refusesJoined(inspection, option), line.at,
+      concat({shown(concat({option, " ", word})), " becomes one option, ",
+              shown(concat({option, "=", word})),
+              ": write it in one word, with double quotes around a blank that is meant"}));
   return true;
 }
 
-void optionWord(const Inspection& inspection, const Report& report) {
+void optionWord(const Inspection& inspection, Report& report) {
   const std::optional<OptionLine> line = optionLine(inspection);
   if (!line) return;
   bool isReported = hasStrayBlanks(*line);
@@ -167,7 +168,7 @@ void optionWord(const Inspection& inspection, const Report& report) {
                            "value alone, as in -Dname=\"two words\""}));
 }
 
-void optionPercent(const Inspection& inspection, const Report& report) {
+void optionPercent(const Inspection& inspection, Report& report) {
   const Definition* definition = inspection.definitionOf(keys::extendedProperties);
   if (definition == nullptr) return;
   std::size_t signs = 0;
@@ -183,7 +184,7 @@ void optionPercent(const Inspection& inspection, const Report& report) {
       "the text between them: write \\\\%");
 }
 
-void jvmIgnores(const Inspection& inspection, const Report& report) {
+void jvmIgnores(const Inspection& inspection, Report& report) {
   if (!inspection.jvmTrial) return;
   for (const std::string& option : inspection.jvmTrial->ignored) {
     report(positionOfOption(inspection, option),
@@ -214,36 +215,56 @@ Position positionOfRefusal(const Inspection& inspection, const std::string& text
   return inspection.positionOf(keys::javaLibrary);
 }
 
-void jvmRefuses(const Inspection& inspection, const Report& report) {
+void jvmRefuses(const Inspection& inspection, Report& report) {
   if (!inspection.jvmTrial || !inspection.jvmTrial->refusal) return;
   const std::string& text = *inspection.jvmTrial->refusal;
-  report.end(positionOfRefusal(inspection, text),
-             concat({"the JVM does not start with these options: ", shown(text)}));
+  report.fatal(positionOfRefusal(inspection, text),
+               concat({"the JVM does not start with these options: ", shown(text)}));
 }
 
 constexpr Rule rules[] = {
-    {"option-blank", Severity::error, "two blanks or a tab between JVM options",
-     "An empty word counts as the value of the option before it, which gets a \"=\" at its end. A "
-     "continuation line keeps its indentation, so that it brings blanks along.",
-     "java.extended.properties=-Xint \\\n  -Xrs", "java.extended.properties=-Xint \\\n-Xrs",
-     optionBlank},
-    {"option-word", Severity::error, "a JVM option of two words",
-     "A word that does not begin with \"-\" is joined to the option before it with \"=\". That is "
-     "right for --add-modules java.sql and -Dname value alone. Double quotes protect blanks only "
-     "behind the \"-\" of their option.",
-     "java.extended.properties=-Xmx 512m", "java.extended.properties=-Xmx512m", optionWord},
-    {"option-percent", Severity::warning, "a lone percent sign in JVM options",
-     "One percent sign stays as it is, two swallow the text between them.",
-     "java.extended.properties=-XX:ErrorFile=/var/log/hs%p.log",
-     "java.extended.properties=-XX:ErrorFile=/var/log/hs\\\\%p.log", optionPercent},
-    {"jvm-ignores", Severity::warning, "an option that the JVM does not know",
-     "The launcher lets the JVM ignore what it does not know. Checked with --jvm, which starts the "
-     "JVM once, and once more for each such option.",
-     "java.extended.properties=-XX:+UseFoo", "java.extended.properties=-XX:+UseSerialGC",
-     jvmIgnores},
-    {"jvm-refuses", Severity::error, "options that the JVM refuses",
-     "The JVM prints its own text and the launch ends. Checked with --jvm.",
-     "java.heap.size.max=1000t", "java.heap.size.max=1g", jvmRefuses},
+    {.id = "option-blank",
+     .severity = Severity::error,
+     .summary = "two blanks or a tab between JVM options",
+     .explanation =
+         "An empty word counts as the value of the option before it, which gets a \"=\" at its "
+         "end. A continuation line keeps its indentation, so that it brings blanks along.",
+     .example = {.lines = "java.extended.properties=-Xint \\\n  -Xrs"},
+     .remedy = {.lines = "java.extended.properties=-Xint \\\n-Xrs"},
+     .check = optionBlank},
+    {.id = "option-word",
+     .severity = Severity::error,
+     .summary = "a JVM option of two words",
+     .explanation = "A word that does not begin with \"-\" is joined to the option before it with "
+                    "\"=\". That is right for --add-modules java.sql and -Dname value alone. "
+                    "Double quotes protect blanks only behind the \"-\" of their option.",
+     .example = {.lines = "java.extended.properties=-Xmx 512m"},
+     .remedy = {.lines = "java.extended.properties=-Xmx512m"},
+     .check = optionWord},
+    {.id = "option-percent",
+     .severity = Severity::warning,
+     .summary = "a lone percent sign in JVM options",
+     .explanation = "One percent sign stays as it is, two swallow the text between them.",
+     .example = {.lines = "java.extended.properties=-XX:ErrorFile=/var/log/hs%p.log"},
+     .remedy = {.lines = R"(java.extended.properties=-XX:ErrorFile=/var/log/hs\\%p.log)"},
+     .check = optionPercent},
+    {.id = "jvm-ignores",
+     .severity = Severity::warning,
+     .summary = "an option that the JVM does not know",
+     .explanation = "The launcher lets the JVM ignore what it does not know. Checked with --jvm, "
+                    "which starts the JVM once, and once more for each such option.",
+     .example = {.lines = "java.extended.properties=-XX:+UseFoo",
+                 .command = "kvf check --jvm acme.kvf"},
+     .remedy = {.lines = "java.extended.properties=-XX:+UseSerialGC",
+                .command = "kvf check --jvm acme.kvf"},
+     .check = jvmIgnores},
+    {.id = "jvm-refuses",
+     .severity = Severity::error,
+     .summary = "options that the JVM refuses",
+     .explanation = "The JVM prints its own text and the launch ends. Checked with --jvm.",
+     .example = {.lines = "java.thread.stack.size=1k", .command = "kvf check --jvm acme.kvf"},
+     .remedy = {.lines = "java.thread.stack.size=1m", .command = "kvf check --jvm acme.kvf"},
+     .check = jvmRefuses},
 };
 
 }  // namespace

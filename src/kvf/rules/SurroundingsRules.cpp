@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <map>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,7 +9,7 @@
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
 #include "foundation/TextPieces.h"
-#include "kvf/rules/Rules.h"
+#include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
 namespace {
@@ -20,7 +21,7 @@ bool isFolder(const std::string& path) {
   return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-void startDirectory(const Inspection& inspection, const Report& report) {
+void startDirectory(const Inspection& inspection, Report& report) {
   const auto directory = inspection.value(keys::startDirectory);
   if (!directory) return;
   const Position at = inspection.positionOf(keys::startDirectory);
@@ -36,7 +37,7 @@ void startDirectory(const Inspection& inspection, const Report& report) {
                      "; the launcher stays in its working directory without a word"}));
 }
 
-void processIdFile(const Inspection& inspection, const Report& report) {
+void processIdFile(const Inspection& inspection, Report& report) {
   const auto name = inspection.value(keys::processIdFile);
   if (!name || name->empty()) return;
   const Position at = inspection.positionOf(keys::processIdFile);
@@ -66,7 +67,7 @@ bool isShellName(std::string_view name) {
   });
 }
 
-void environmentName(const Inspection& inspection, const Report& report) {
+void environmentName(const Inspection& inspection, Report& report) {
   for (const Definition& definition : inspection.run().definitions) {
     if (!definition.key.starts_with(keys::environmentPrefix)) continue;
     if (isShellName(definition.variable())) continue;
@@ -87,14 +88,14 @@ std::string folderOfProgram(const std::string& program, std::string_view path) {
   return {};
 }
 
-void pathHidesLauncher(const Inspection& inspection, const Report& report) {
+void pathHidesLauncher(const Inspection& inspection, Report& report) {
   const auto exported = inspection.plan.exported.find("PATH");
   if (exported == inspection.plan.exported.end() || !inspection.inner) return;
   const char* now = std::getenv("PATH");
   const std::string program = inspection.commandLine[0];
   const std::string folder = folderOfProgram(program, now == nullptr ? "" : now);
   if (folder.empty() || !folderOfProgram(program, exported->second).empty()) return;
-  report.end(
+  report.fatal(
       inspection.positionOf(std::string(keys::environmentPrefix) + "PATH"),
       concat({"the launcher starts itself again as ", shown(program),
               " along this PATH, which lacks its folder ", shown(folder),
@@ -102,7 +103,7 @@ void pathHidesLauncher(const Inspection& inspection, const Report& report) {
               "the launcher by its full path"}));
 }
 
-void adjusterLibrary(const Inspection& inspection, const Report& report) {
+void adjusterLibrary(const Inspection& inspection, Report& report) {
   if (inspection.valueOf(keys::adjusterClassPath).empty() || inspection.isJava()) return;
   if (!inspection.knowsAllKeys()) return;
   report(
@@ -123,7 +124,7 @@ bool writesScript(const Inspection& inspection) {
   return inspection.forScript || inspection.command() == switches::generateScript;
 }
 
-void scriptValue(const Inspection& inspection, const Report& report) {
+void scriptValue(const Inspection& inspection, Report& report) {
   if (!writesScript(inspection)) return;
   const auto broken = [&](const Position& at, std::string_view what, std::string_view text,
                           std::string_view why = "since it quotes nothing but blanks") {
@@ -163,7 +164,7 @@ Position globalFilePosition(const Inspection& inspection) {
   return inspection.mainFile();
 }
 
-void globalFile(const Inspection& inspection, const Report& report) {
+void globalFile(const Inspection& inspection, Report& report) {
   const std::string& name = inspection.run().globalFile;
   const Position at = globalFilePosition(inspection);
   // One that cannot be read is another rule's.
@@ -182,17 +183,17 @@ void globalFile(const Inspection& inspection, const Report& report) {
                  ": if that is meant, say so in its first comment with # kvf: allow global-file"}));
 }
 
-void globalFileUnusable(const Inspection& inspection, const Report& report) {
+void globalFileUnusable(const Inspection& inspection, Report& report) {
   for (const Failure& failure : inspection.failures(Failure::Stage::globalFile)) {
-    report.end(inspection.mainFile(),
-               concat({"the launch ends with ", shown(failure.message), ", as ",
-                       shown(inspection.run().globalFile),
-                       " is there and cannot be opened: remove it, or make it readable"}),
-               failure.message);
+    report.fatal(inspection.mainFile(),
+                 concat({"the launch ends with ", shown(failure.message), ", as ",
+                         shown(inspection.run().globalFile),
+                         " is there and cannot be opened: remove it, or make it readable"}),
+                 failure.message);
   }
 }
 
-void globalFileOptions(const Inspection& inspection, const Report& report) {
+void globalFileOptions(const Inspection& inspection, Report& report) {
   constexpr const char* sensitive[] = {keys::javaLibrary,        keys::applicationLibrary,
                                        keys::extendedProperties, keys::classPathExtended,
                                        keys::classPath,          keys::javaPath,
@@ -210,65 +211,142 @@ void globalFileOptions(const Inspection& inspection, const Report& report) {
   }
 }
 
-constexpr Rule rules[] = {
-    {"start-directory", Severity::error, "a start directory that is missing or relative",
-     "The launcher changes to application.start.dir and ignores a failure. --run enters a relative "
-     "path twice.",
-     "application.start.dir=data", "application.start.dir=/opt/acme/data", startDirectory},
-    {"process-id-file", Severity::warning, "a process-ID file in a doubtful place",
-     "The file is written before the working directory changes. A missing folder is told but ends "
-     "nothing; in a folder that everyone may write to, others can prepare the file.",
-     "processID.file.name=/tmp/app.pid", "processID.file.name=/run/acme/app.pid", processIdFile},
-    {"environment-name", Severity::warning, "a variable's name that no shell takes",
-     "The environment takes any name without \"=\"; a shell only letters, digits and _, and no "
-     "digit in front.",
-     "velox.env.my-var=1", "velox.env.MY_VAR=1", environmentName},
-    {"path-hides-launcher", Severity::error, "a PATH on which the launcher is not found again",
-     "A launch that exports variables starts itself again by the name it was started with, along "
-     "the new PATH.",
-     "velox.env.PATH=/usr/bin (with the launcher in /opt/acme/bin)",
-     "velox.env.PATH=/usr/bin:%PATH%", pathHidesLauncher},
-    {"adjuster-library", Severity::error, "an adjuster without java.library",
-     "The adjuster is a Java class. Without java.library the run that should adjust starts the "
-     "native application.",
-     "velox.adjuster.class.path=adjuster.jar, and no java.library",
-     "java.library=/usr/lib/jvm/default-java/lib/server/libjvm.so", adjusterLibrary},
-    {"script-value", Severity::error, "a value that a generated script cannot carry",
-     "The script puts words with a blank in double quotes and escapes nothing. The value of a "
-     "variable is not quoted at all, and ends before its last \"=\". Checked when the command line "
-     "generates a script, and with --script.",
-     "application.args=$HOME", "--run or --cmdlineJava", scriptValue},
-    {"global-file", Severity::warning, "a global.kvf that is in effect",
-     "A global.kvf in the working directory, else the first one along PATH, supplies every key "
-     "that the file leaves absent or empty.",
-     "A global.kvf in the folder that the launcher is started from.",
-     "Start from a folder without one; if it is meant: # kvf: allow global-file in its first line.",
-     globalFile},
-    {"global-file-unusable", Severity::error, "a global.kvf that cannot be opened",
-     "When its name is there but the file is not readable, or a link that leads nowhere, the "
-     "launch ends.",
-     "global.kvf -> gone.kvf", "Remove the link.", globalFileUnusable},
-    {"global-file-options", Severity::warning, "a global.kvf that adds options or libraries",
-     "It can name the JVM, options, libraries and variables for every start that finds it.",
-     "java.extended.properties=-javaagent:/tmp/x.jar in a global.kvf",
-     "Keep it where only an administrator can write, and allow it with a comment.",
-     globalFileOptions},
-};
+void sharedProcessIdFile(std::span<const Inspection> inspections, Report& report) {
+  std::map<std::string, const Inspection*> owners;
+  for (const Inspection& inspection : inspections) {
+    const auto name = inspection.value(keys::processIdFile);
+    if (!name || name->empty()) continue;
+    const std::string path = fs::path(inspection.atLauncher(*name)).lexically_normal().string();
+    const auto [owner, isNew] = owners.emplace(path, &inspection);
+    if (isNew) continue;
+    const Inspection& other = *owner->second;
+    report.turnTo(inspection);
+    report(inspection.positionOf(keys::processIdFile),
+           concat({shown(path), " is the process-ID file of ",
+                   other.nameOf(other.positionOf(keys::processIdFile)),
+                   " too: the instances overwrite each other's; give each its own"}));
+  }
+}
 
-constexpr Rule comparisons[] = {
-    {"shared-process-id-file", Severity::warning, "several files with one process-ID file",
-     "The instance that starts last overwrites the ID of the others, and --kill ends that one. "
-     "Checked among the files of one kvf check.",
-     "processID.file.name=/run/acme.pid in a.kvf and in b.kvf", "A file of its own for each.",
-     nullptr},
+constexpr Rule rules[] = {
+    {.id = "start-directory",
+     .severity = Severity::error,
+     .summary = "a start directory that is missing or relative",
+     .explanation = "The launcher changes to application.start.dir and ignores a failure. --run "
+                    "enters a relative path twice.",
+     .example = {.lines = "application.start.dir=data"},
+     .remedy = {.lines = "application.start.dir=%kvf.file.dir%/data",
+                .files = {{.path = "data/note"}}},
+     .check = startDirectory},
+    {.id = "process-id-file",
+     .severity = Severity::warning,
+     .summary = "a process-ID file in a doubtful place",
+     .explanation =
+         "The file is written before the working directory changes. A missing folder is told but "
+         "ends nothing; in a folder that everyone may write to, others can prepare the file.",
+     .example = {.lines = "processID.file.name=/tmp/acme.pid"},
+     .remedy = {.lines = "processID.file.name=/run/acme.pid"},
+     .check = processIdFile},
+    {.id = "environment-name",
+     .severity = Severity::warning,
+     .summary = "a variable's name that no shell takes",
+     .explanation = "The environment takes any name without \"=\"; a shell only letters, digits "
+                    "and _, and no digit in front.",
+     .example = {.lines = "velox.env.my-var=1"},
+     .remedy = {.lines = "velox.env.MY_VAR=1"},
+     .check = environmentName},
+    {.id = "path-hides-launcher",
+     .severity = Severity::error,
+     .summary = "a PATH on which the launcher is not found again",
+     .explanation = "A launch that exports variables starts itself again by the name it was "
+                    "started with, along the new PATH.",
+     .example = {.note = "The launcher lies in /opt/acme/bin, say, and is found along PATH.",
+                 .lines = "velox.env.PATH=/opt/gone",
+                 .command = "kvf check -- wrapper --propFile acme.kvf"},
+     .remedy = {.lines = "velox.env.PATH=/opt/gone:%PATH%",
+                .command = "kvf check -- wrapper --propFile acme.kvf"},
+     .check = pathHidesLauncher},
+    {.id = "adjuster-library",
+     .severity = Severity::error,
+     .summary = "an adjuster without java.library",
+     .explanation = "The adjuster is a Java class. Without java.library the run that should adjust "
+                    "starts the native application.",
+     .example = {.lines = "application.library=%kvf.file.dir%/"
+                          "libacme.so\nvelox.adjuster.class.path=%kvf.file.dir%/adjuster.jar",
+                 .whole = true},
+     .remedy = {.note = "Name the JVM's library, or do without the adjuster.",
+                .lines = "application.library=%kvf.file.dir%/libacme.so",
+                .whole = true},
+     .check = adjusterLibrary},
+    {.id = "script-value",
+     .severity = Severity::error,
+     .summary = "a value that a generated script cannot carry",
+     .explanation = "The script puts words with a blank in double quotes and escapes nothing. The "
+                    "value of a variable is not quoted at all, and ends before its last \"=\". "
+                    "Checked when the command line generates a script, and with --script.",
+     .example = {.lines = "application.args=$HOME", .command = "kvf check --script acme.kvf"},
+     .remedy = {.note = "Start it with --run or --cmdlineJava, which carry it.",
+                .lines = "application.args=$HOME"},
+     .check = scriptValue},
+    {.id = "global-file",
+     .severity = Severity::warning,
+     .summary = "a global.kvf that is in effect",
+     .explanation = "A global.kvf in the working directory, else the first one along PATH, "
+                    "supplies every key that the file leaves absent or empty.",
+     .example = {.note = "A global.kvf lies in the folder that the launcher is started from.",
+                 .files = {{.path = "global.kvf", .content = "java.property.a=1\n"}}},
+     .remedy = {.note =
+                    "Start from a folder without one; if it is meant, allow it in its first line.",
+                .files = {{.path = "global.kvf",
+                           .content = "# kvf: allow global-file\njava.property.a=1\n"}}},
+     .check = globalFile},
+    {.id = "global-file-unusable",
+     .severity = Severity::error,
+     .summary = "a global.kvf that cannot be opened",
+     .explanation = "When its name is there but the file is not readable, or a link that leads "
+                    "nowhere, the launch ends.",
+     .example = {.note = "global.kvf is a link that leads nowhere.",
+                 .files = {{.path = "global.kvf",
+                            .content = "gone.kvf",
+                            .kind = ExampleFile::Kind::link}}},
+     .remedy = {.note = "Remove the link."},
+     .check = globalFileUnusable},
+    {.id = "global-file-options",
+     .severity = Severity::warning,
+     .summary = "a global.kvf that adds options or libraries",
+     .explanation =
+         "It can name the JVM, options, libraries and variables for every start that finds it.",
+     .example = {.note = "A global.kvf with options.",
+                 .files = {{.path = "global.kvf",
+                            .content =
+                                "# kvf: allow global-file\njava.extended.properties=-Xint\n"}}},
+     .remedy = {.note =
+                    "Keep it where only an administrator can write, and allow it with a comment.",
+                .files = {{.path = "global.kvf",
+                           .content = "# kvf: allow global-file\n\n# kvf: allow "
+                                      "global-file-options\njava.extended.properties=-Xint\n"}}},
+     .check = globalFileOptions},
+    {.id = "shared-process-id-file",
+     .severity = Severity::warning,
+     .summary = "several files with one process-ID file",
+     .explanation = "The instance that starts last overwrites the ID of the others, and --kill "
+                    "ends that one. Checked among the files of one kvf check.",
+     .example = {.lines = "processID.file.name=/run/acme.pid",
+                 .command = "kvf check acme.kvf billing.kvf",
+                 .files = {{.path = "billing.kvf",
+                            .content = "application.library=%kvf.file.dir%/"
+                                       "libacme.so\nprocessID.file.name=/run/acme.pid\n"}}},
+     .remedy = {.note = "A file of its own for each.",
+                .lines = "processID.file.name=/run/acme.pid",
+                .command = "kvf check acme.kvf billing.kvf",
+                .files = {{.path = "billing.kvf",
+                           .content = "application.library=%kvf.file.dir%/"
+                                      "libacme.so\nprocessID.file.name=/run/billing.pid\n"}}},
+     .compare = sharedProcessIdFile},
 };
 
 }  // namespace
 
 std::span<const Rule> surroundingsRules() {
   return rules;
-}
-
-std::span<const Rule> comparisonRules() {
-  return comparisons;
 }

@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "foundation/PropertyKeys.h"
-#include "kvf/rules/Rules.h"
+#include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
 namespace {
@@ -69,7 +69,7 @@ void forEachUnresolved(const Inspection& inspection, Visit&& visit) {
   });
 }
 
-void unresolvedReference(const Inspection& inspection, const Report& report) {
+void unresolvedReference(const Inspection& inspection, Report& report) {
   constexpr int mostSuggestions = 20;
   int unresolved = 0;
   forEachUnresolved(inspection, [&](const Definition& definition, const Reference& reference) {
@@ -88,7 +88,7 @@ void unresolvedReference(const Inspection& inspection, const Report& report) {
   });
 }
 
-void unsetVariable(const Inspection& inspection, const Report& report) {
+void unsetVariable(const Inspection& inspection, Report& report) {
   forEachUnresolved(inspection, [&](const Definition& definition, const Reference& reference) {
     if (!looksLikeName(reference.name) || !looksLikeEnvironment(reference.name)) return;
     report(definition.at,
@@ -99,7 +99,7 @@ void unsetVariable(const Inspection& inspection, const Report& report) {
   });
 }
 
-void percentPair(const Inspection& inspection, const Report& report) {
+void percentPair(const Inspection& inspection, Report& report) {
   forEachUnresolved(inspection, [&](const Definition& definition, const Reference& reference) {
     if (looksLikeName(reference.name)) return;
     report(definition.at,
@@ -108,12 +108,13 @@ void percentPair(const Inspection& inspection, const Report& report) {
   });
 }
 
-void tooManyReferences(const Inspection& inspection, const Report& report) {
+void tooManyReferences(const Inspection& inspection, Report& report) {
   for (const Failure& failure : inspection.failures(Failure::Stage::substitution)) {
-    report.end(failure.at,
-               concat({"the launch ends here with ", shown(failure.message),
-                       ": split the value into several keys, or write percent signs as ", "\\\\%"}),
-               failure.message);
+    report.fatal(
+        failure.at,
+        concat({"the launch ends here with ", shown(failure.message),
+                ": split the value into several keys, or write percent signs as ", "\\\\%"}),
+        failure.message);
   }
 }
 
@@ -125,7 +126,7 @@ std::string_view keyAt(const Inspection& inspection, const Position& at) {
   return {};
 }
 
-void tooMuchText(const Inspection& inspection, const Report& report) {
+void tooMuchText(const Inspection& inspection, Report& report) {
   for (const Failure& failure : inspection.failures(Failure::Stage::expansion)) {
     report(failure.at,
            concat({"the references up to here bring more than 32 MiB of text, so that ",
@@ -134,7 +135,7 @@ void tooMuchText(const Inspection& inspection, const Report& report) {
   }
 }
 
-void referenceAgain(const Inspection& inspection, const Report& report) {
+void referenceAgain(const Inspection& inspection, Report& report) {
   forEachReference(inspection, [&](const Definition& definition, const Reference& reference) {
     if (!reference.inReplacement && !reference.whileExporting) return;
     if (reference.whileExporting) {
@@ -153,7 +154,7 @@ void referenceAgain(const Inspection& inspection, const Report& report) {
   });
 }
 
-void environmentWins(const Inspection& inspection, const Report& report) {
+void environmentWins(const Inspection& inspection, Report& report) {
   forEachReference(inspection, [&](const Definition& definition, const Reference& reference) {
     if (reference.source != VariableSource::environment) return;
     const auto found = inspection.run().lastInFiles.find(reference.name);
@@ -167,42 +168,75 @@ void environmentWins(const Inspection& inspection, const Report& report) {
   });
 }
 
+constexpr auto manyReferences = repeated<101>("a=b\njava.property.a=", "%a%");
+
 constexpr Rule rules[] = {
-    {"unresolved-reference", Severity::warning, "a reference that resolves to nothing",
-     "A name is looked for among --propVar, the environment, the entries above and those of the "
-     "including file. One that is nowhere is replaced by nothing. It may still come from a "
-     "--propVar that this check was not told of.",
-     "java.library=%jvm.home%/lib/server/libjvm.so", "Define jvm.home in a line above.",
-     unresolvedReference},
-    {"unset-variable", Severity::warning, "a variable that is not set in the environment now",
-     "The same, for a name in capitals, as variables of the environment have. What counts is the "
-     "environment of the launch, which may differ from the one of the check.",
-     "java.library=%JAVA_HOME%/lib/server/libjvm.so",
-     "Set it for the check as for the launch, or allow it: # kvf: allow unset-variable",
-     unsetVariable},
-    {"percent-pair", Severity::error, "two percent signs that swallow the text between them",
-     "Everything between two percent signs is taken for a name. When nothing has that name, it "
-     "disappears with both signs.",
-     "application.args=100% sure, 5% unsure", R"(application.args=100\\% sure, 5\\% unsure)",
-     percentPair},
-    {"too-many-references", Severity::error, "more than 100 references in one value",
-     "The launch ends with a message.", "A line with 101 times %X%.",
-     "Split the value into several keys that refer to each other.", tooManyReferences},
-    {"too-much-text", Severity::error, "references that bring more than 32 MiB of text",
-     "Lines that refer to each other several times grow fast. The launcher keeps every value in "
-     "memory; this check goes on without the one that makes it too much.",
-     "a=xxxxxxxxxx\nb=%a%%a%%a%%a%%a%%a%%a%%a% and so on, each line of the one before",
-     "Refer to shorter values, or less often.", tooMuchText},
-    {"reference-again", Severity::warning, "a reference that comes from a replacement",
-     "References are replaced one after the other, each search from the start of the text, so that "
-     "one inside an earlier replacement is found in place of the one that was meant. An exported "
-     "value is substituted twice, so that an escaped percent sign may open a reference.",
-     R"(velox.env.FORMAT=\\%d\\%)", R"(velox.env.FORMAT=\\\\%d\\\\%)", referenceAgain},
-    {"environment-wins", Severity::warning, "a reference that the environment overrules",
-     "A reference looks at the environment before the entries of the file. A key that has the name "
-     "of a variable is not seen while that is set.",
-     "HOME=/opt/acme\nvelox.class.path.extended=%HOME%/lib",
-     "Give the key a name that no environment has, such as acme.home.", environmentWins},
+    {.id = "unresolved-reference",
+     .severity = Severity::warning,
+     .summary = "a reference that resolves to nothing",
+     .explanation = "A name is looked for among --propVar, the environment, the entries above and "
+                    "those of the including file. One that is nowhere is replaced by nothing. It "
+                    "may still come from a --propVar that this check was not told of.",
+     .example = {.lines = "java.property.home=%acme.home%/data"},
+     .remedy = {.lines = "acme.home=/opt/acme\njava.property.home=%acme.home%/data"},
+     .check = unresolvedReference},
+    {.id = "unset-variable",
+     .severity = Severity::warning,
+     .summary = "a variable that is not set in the environment now",
+     .explanation =
+         "The same, for a name in capitals, as variables of the environment have. What counts is "
+         "the environment of the launch, which may differ from the one of the check.",
+     .example = {.lines = "java.property.home=%ACME_HOME%/data"},
+     .remedy = {.note = "Set it for the check as for the launch, or allow it.",
+                .lines = "# kvf: allow unset-variable\njava.property.home=%ACME_HOME%/data"},
+     .check = unsetVariable},
+    {.id = "percent-pair",
+     .severity = Severity::error,
+     .summary = "two percent signs that swallow the text between them",
+     .explanation = "Everything between two percent signs is taken for a name. When nothing has "
+                    "that name, it disappears with both signs.",
+     .example = {.lines = "application.args=100% sure, 5% unsure"},
+     .remedy = {.lines = R"(application.args=100\\% sure, 5\\% unsure)"},
+     .check = percentPair},
+    {.id = "too-many-references",
+     .severity = Severity::error,
+     .summary = "more than 100 references in one value",
+     .explanation = "The launch ends with a message.",
+     .example = {.note = "A value with 101 references.", .lines = manyReferences.data()},
+     .remedy = {.note = "Split the value into several keys that refer to each other.",
+                .lines = "a=%JAVA_HOME%%JAVA_HOME%\njava.property.a=%a%%a%"},
+     .check = tooManyReferences},
+    {.id = "too-much-text",
+     .severity = Severity::error,
+     .summary = "references that bring more than 32 MiB of text",
+     .explanation =
+         "Lines that refer to each other several times grow fast. The launcher keeps every value "
+         "in memory; this check goes on without the one that makes it too much.",
+     .example = {.lines = "a=0123456789abcdef0123456789abcdef\nb=%a%%a%%a%%a%%a%%a%%a%%a%\nc=%b%%b%"
+                          "%b%%b%%b%%b%%b%%b%\nd=%c%%c%%c%%c%%c%%c%%c%%c%\ne=%d%%d%%d%%d%%d%%d%%d%%"
+                          "d%\nf=%e%%e%%e%%e%%e%%e%%e%%e%\ng=%f%%f%%f%%f%%f%%f%%f%%f%\nh=%g%%g%%g%%"
+                          "g%%g%%g%%g%%g%\njava.property.a=%h%"},
+     .remedy = {.note = "Refer to shorter values, or less often."},
+     .check = tooMuchText},
+    {.id = "reference-again",
+     .severity = Severity::warning,
+     .summary = "a reference that comes from a replacement",
+     .explanation = "References are replaced one after the other, each search from the start of "
+                    "the text, so that one inside an earlier replacement is found in place of the "
+                    "one that was meant. An exported value is substituted twice, so that an "
+                    "escaped percent sign may open a reference.",
+     .example = {.lines = R"(velox.env.FORMAT=\\%d\\%)"},
+     .remedy = {.lines = R"(velox.env.FORMAT=\\\\%d\\\\%)"},
+     .check = referenceAgain},
+    {.id = "environment-wins",
+     .severity = Severity::warning,
+     .summary = "a reference that the environment overrules",
+     .explanation = "A reference looks at the environment before the entries of the file. A key "
+                    "that has the name of a variable is not seen while that is set.",
+     .example = {.lines = "HOME=/opt/acme\njava.property.data=%HOME%/data"},
+     .remedy = {.note = "Give the key a name that no environment has.",
+                .lines = "acme.home=/opt/acme\njava.property.data=%acme.home%/data"},
+     .check = environmentWins},
 };
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "kvf/rules/Rules.h"
+#include "kvf/rules/Rule.h"
 
 #include <algorithm>
 
@@ -6,8 +6,7 @@ std::vector<const Rule*> allRules() {
   std::vector<const Rule*> rules;
   for (const std::span<const Rule> group :
        {fileRules(), keyRules(), includeRules(), variableRules(), javaRules(), classPathRules(),
-        memoryRules(), optionRules(), classDataRules(), launchRules(), surroundingsRules(),
-        comparisonRules()}) {
+        memoryRules(), optionRules(), classDataRules(), launchRules(), surroundingsRules()}) {
     for (const Rule& rule : group) rules.push_back(&rule);
   }
   return rules;

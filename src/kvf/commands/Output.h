@@ -1,0 +1,27 @@
+#ifndef VELOX_KVF_COMMANDS_OUTPUT_H
+#define VELOX_KVF_COMMANDS_OUTPUT_H
+
+#include <nlohmann/json_fwd.hpp>
+#include <string_view>
+
+/// How every subcommand ends.
+enum ExitStatus : int {
+  success = 0,   ///< done; the answer is good
+  negative = 1,  ///< the answer is not: something was found, nothing suits
+  noAnswer = 2,  ///< there is none; standard error says why
+};
+
+/// Says on standard error, in one line, why there is no answer.
+ExitStatus complain(std::string_view text);
+
+/// Writes to standard output; what cannot be written leaves no answer.
+ExitStatus print(std::string_view text);
+
+/// Writes a document with "schema" as its first member: within one schema, members are only added.
+/// Bytes that are no UTF-8 become U+FFFD.
+ExitStatus printJson(nlohmann::ordered_json document);
+
+/// True when standard output is a terminal and NO_COLOR is not set.
+bool wantsColour();
+
+#endif

@@ -1,0 +1,43 @@
+#include "kvf/commands/Subcommand.h"
+
+namespace {
+
+constexpr Subcommand table[] = {
+    {.name = "check",
+     .summary = "Tells what is wrong with files or a launch.",
+     .footer = "-- COMMAND LINE checks a whole launch as it would be typed.\n"
+               "Exit status: 0 nothing found, 1 something found, 2 could not be checked.",
+     .declare = declareCheck},
+    {.name = "explain",
+     .summary = "Shows what a run would use, and from where.",
+     .footer = "-- ARGUMENTS are further arguments of the launcher.",
+     .declare = declareExplain},
+    {.name = "rules", .summary = "Lists the rules, or explains one.", .declare = declareRules},
+    {.name = "jvm", .summary = "Lists the JVMs of this machine.", .declare = declareJvm},
+    {.name = "new",
+     .summary = "Makes a folder that can be shipped out of a jar.",
+     .declare = declareNew},
+    {.name = "cds",
+     .summary = "Runs an application once to write the archive that makes it start sooner.",
+     .footer =
+         "-- COMMAND runs that instead of the launcher, say the application's start script with\n"
+         "arguments that make it do something typical and end. A server is ended by --run-for, or "
+         "by\n"
+         "Ctrl-C.\n"
+         "Exit status: 0 the archive serves, 1 it cannot, 2 that could not be found out.",
+     .declare = declareCds},
+    {.name = "keys",
+     .summary = "Lists the keys of a properties file.",
+     .hidden = true,
+     .declare = declareKeys},
+    {.name = "try-jvm",
+     .summary = "Creates a JVM and ends.",
+     .hidden = true,
+     .declare = declareTryJvm},
+};
+
+}  // namespace
+
+std::span<const Subcommand> subcommands() {
+  return table;
+}

@@ -1,0 +1,30 @@
+#include "kvf/rules/Finding.h"
+
+#include <algorithm>
+
+std::size_t Finding::line() const {
+  return at.file == Position::commandLine ? at.line : std::max<std::size_t>(at.line, 1);
+}
+
+Finding& Report::operator()(const Position& at, std::string text) {
+  const bool isArgument = at.file == Position::commandLine;
+  return findings_->emplace_back(
+      Finding{.rule = rule_,
+              .inspection = inspection_,
+              .file = isArgument ? "command line" : inspection_->nameOf(inspection_->fileOf(at)),
+              .at = at,
+              .text = std::move(text)});
+}
+
+Finding& Report::fatal(const Position& at, std::string text, std::string message) {
+  Finding& finding = (*this)(at, std::move(text));
+  finding.fatal = true;
+  finding.message = std::move(message);
+  return finding;
+}
+
+Finding& Report::fatalIf(bool fatal, const Position& at, std::string text) {
+  Finding& finding = (*this)(at, std::move(text));
+  finding.fatal = fatal;
+  return finding;
+}

@@ -1,0 +1,57 @@
+#ifndef VELOX_KVF_RULES_FINDING_H
+#define VELOX_KVF_RULES_FINDING_H
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kvf/launch/Inspection.h"
+
+struct Rule;
+
+/// Text to put in the place of a stretch of a file.
+struct Edit {
+  Position at;  ///< with columns; of the inspection that the finding is about
+  std::string text;
+};
+
+/// A mistake, or what looks like one. Everything that is said about it, in whatever format, is made
+/// from this record.
+struct Finding {
+  const Rule* rule = nullptr;
+  const Inspection* inspection = nullptr;  ///< where the place is; the finding does not own it
+  std::string file;                        ///< as a reader knows it; "command line"
+  Position at;
+  std::string text;
+  bool fatal = false;          ///< the launch ends before the application runs
+  std::string message = {};    ///< the launcher's own at its end, where it has one
+  std::vector<Edit> fix = {};  ///< mends it without guessing; empty: that takes a decision
+
+  /// Counted from 1, also where the file as a whole is meant; of the command line the index of the
+  /// argument.
+  [[nodiscard]] std::size_t line() const;
+};
+
+/// Takes what one rule finds. The findings that it returns may be completed until the next one.
+class Report {
+ public:
+  /// REQUIRES: all of them outlive the report.
+  Report(const Rule& rule, const Inspection& inspection, std::vector<Finding>& findings)
+      : rule_(&rule), inspection_(&inspection), findings_(&findings) {}
+
+  Finding& operator()(const Position& at, std::string text);
+  /// A finding for which the launch ends before the application runs.
+  Finding& fatal(const Position& at, std::string text, std::string message = {});
+  /// One or the other.
+  Finding& fatalIf(bool fatal, const Position& at, std::string text);
+
+  /// For a rule that compares several launches: what follows is about this one.
+  void turnTo(const Inspection& inspection) { inspection_ = &inspection; }
+
+ private:
+  const Rule* rule_;
+  const Inspection* inspection_;
+  std::vector<Finding>* findings_;
+};
+
+#endif

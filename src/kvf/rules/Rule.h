@@ -1,0 +1,98 @@
+#ifndef VELOX_KVF_RULES_RULE_H
+#define VELOX_KVF_RULES_RULE_H
+
+#include <array>
+#include <cstddef>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "kvf/launch/Inspection.h"
+#include "kvf/rules/Finding.h"
+
+enum class Severity {
+  error,    ///< it does not do what it says
+  warning,  ///< it may be meant so
+};
+
+/// A file that an example needs beside its own.
+struct ExampleFile {
+  enum class Kind {
+    text,
+    link,        ///< to what the content says
+    archive,     ///< the application's
+    newerClass,  ///< the start class, for a Java that does not exist yet
+  };
+
+  const char* path = nullptr;  ///< below the example's folder
+  std::string_view content = {};
+  std::size_t times = 1;  ///< how often the content stands there
+  Kind kind = Kind::text;
+};
+
+/// A mistake, or how it is mended, as a user would have it: `kvf rules` shows it and the tests run
+/// it. It stands in the folder of a sound application, with JAVA_HOME in the environment:
+///
+///     acme.kvf       java.library=%JAVA_HOME%/lib/server/libjvm.so
+///                    velox.class.path.extended=%kvf.file.dir%/lib
+///                    java.start.class=com.acme.Main
+///     lib/acme.jar   the class com.acme.Main
+///     libacme.so     the same as a native application
+///
+struct Example {
+  std::string_view note = {};   ///< in words: what the lines do not show, or what else to do
+  std::string_view lines = {};  ///< of acme.kvf; each replaces the one with that key there
+  const char* command = "kvf check acme.kvf";
+  bool whole = false;         ///< the lines are all of acme.kvf
+  bool openEnd = false;       ///< the last line has no line end
+  ExampleFile files[3] = {};  ///< those with a path
+};
+
+/// "HEADtexttext...": for examples that take long.
+template <std::size_t times, std::size_t headSize, std::size_t size>
+constexpr auto repeated(const char (&head)[headSize], const char (&text)[size]) {
+  std::array<char, headSize + times*(size - 1)> all = {};
+  std::size_t at = 0;
+  for (const char c : std::string_view(head)) all[at++] = c;
+  for (std::size_t i = 0; i < times; ++i) {
+    for (const char c : std::string_view(text)) all[at++] = c;
+  }
+  return all;
+}
+
+/// A rule, all of it in one place.
+struct Rule {
+  const char* id;
+  Severity severity;
+  const char* summary;      ///< one line
+  const char* explanation;  ///< what the launcher makes of it
+  Example example;          ///< has this mistake and no other
+  Example remedy;           ///< has none
+  /// Reports every place where the rule is broken.
+  void (*check)(const Inspection& inspection, Report& report) = nullptr;
+  /// The same of files that are checked together.
+  void (*compare)(std::span<const Inspection> inspections, Report& report) = nullptr;
+};
+
+/// The rules by what they are about.
+std::span<const Rule> fileRules();
+std::span<const Rule> keyRules();
+std::span<const Rule> includeRules();
+std::span<const Rule> variableRules();
+std::span<const Rule> javaRules();
+std::span<const Rule> classPathRules();
+std::span<const Rule> memoryRules();
+std::span<const Rule> optionRules();
+std::span<const Rule> classDataRules();
+std::span<const Rule> launchRules();
+std::span<const Rule> surroundingsRules();
+
+/// All of them, in that order.
+std::vector<const Rule*> allRules();
+
+/// The rule of that name, or null.
+const Rule* findRule(std::string_view id);
+
+const char* nameOf(Severity severity);
+
+#endif

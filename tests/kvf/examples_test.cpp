@@ -1,0 +1,166 @@
+#include <algorithm>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "kvf/formats/Archive.h"
+#include "kvf/rules/Rule.h"
+#include "support/Sandbox.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string keyOf(const std::string& line) {
+  return line.substr(0, line.find_first_of("=: \t"));
+}
+
+std::string sumOf(std::string_view text, std::size_t times) {
+  std::string sum;
+  for (; times > 0; --times) sum += text;
+  return sum;
+}
+
+/// The folder that an example stands in, and what its commands find along PATH.
+class ExampleFolder {
+ public:
+  explicit ExampleFolder(const Example& example) : example_(example) {
+    sandbox_.write("acme.kvf", properties());
+    for (const char* folder : {"lib", "bin"}) fs::create_directory(sandbox_.path(folder));
+    fs::copy_file(VELOX_ACME_JAR, sandbox_.path("lib/acme.jar"));
+    fs::copy_file(VELOX_NATIVE_DIRECTORY "/libentry3.so", sandbox_.path("libacme.so"));
+    fs::create_symlink(VELOX_KVF, sandbox_.path("bin/kvf"));
+    fs::create_symlink(VELOX_WRAPPER, sandbox_.path("bin/wrapper"));
+    for (const ExampleFile& file : example.files) {
+      if (file.path != nullptr) add(file);
+    }
+  }
+
+  /// What `kvf check` finds.
+  [[nodiscard]] nlohmann::json findings() const {
+    std::string command = example_.command;
+    command.insert(command.find("check") + 5, " --json");
+    return nlohmann::json::parse(run(command).out).at("findings");
+  }
+  /// Puts the fixes of findings in acme.kvf into it.
+  void mend(const nlohmann::json& findings) {
+    std::string text = sandbox_.read("acme.kvf");
+    const auto offset = [&](std::size_t line, std::size_t column) {
+      std::size_t start = 0;
+      for (; line > 1; --line) start = text.find('\n', start) + 1;
+      return start + column - 1;
+    };
+    for (const auto& finding : findings) {
+      for (const auto& edit : finding.value("fix", nlohmann::json::array())) {
+        const std::size_t start = offset(edit["line"], edit["column"]);
+        text.replace(start, offset(edit["endLine"], edit["endColumn"]) - start,
+                     edit["text"].get<std::string>());
+      }
+    }
+    sandbox_.write("acme.kvf", text);
+  }
+  /// What the launcher does with it.
+  [[nodiscard]] Outcome launch() const {
+    const std::string command = example_.command;
+    const std::size_t dashes = command.find(" -- ");
+    return run(dashes == std::string::npos ? "wrapper --propFile acme.kvf"
+                                           : command.substr(dashes + 4));
+  }
+
+ private:
+  [[nodiscard]] std::string properties() const {
+    std::string lines(example_.lines);
+    if (!lines.empty() && !example_.openEnd) lines += "\n";
+    if (example_.whole) return lines;
+    std::istringstream own("\n" + lines);
+    Texts keys;
+    for (std::string line; std::getline(own, line);) keys.push_back(keyOf(line));
+    std::string all;
+    for (const char* line :
+         {"java.library=%JAVA_HOME%/lib/server/libjvm.so",
+          "velox.class.path.extended=%kvf.file.dir%/lib", "java.start.class=com.acme.Main"}) {
+      if (std::find(keys.begin(), keys.end(), keyOf(line)) == keys.end()) all.append(line) += '\n';
+    }
+    return all + lines;
+  }
+
+  void add(const ExampleFile& file) {
+    using Kind = ExampleFile::Kind;
+    const std::string path = sandbox_.path(file.path);
+    fs::create_directories(fs::path(path).parent_path());
+    if (file.kind == Kind::text) {
+      sandbox_.write(file.path, sumOf(file.content, file.times));
+    } else if (file.kind == Kind::link) {
+      fs::create_symlink(file.content, path);
+    } else if (file.kind == Kind::archive) {
+      fs::copy_file(VELOX_ACME_JAR, path);
+    } else {
+      std::string bytes = Archive(VELOX_ACME_JAR).read("com/acme/Main.class").value();
+      bytes[7] = 44 + 60;
+      sandbox_.write(file.path, bytes);
+    }
+  }
+
+  [[nodiscard]] Outcome run(const std::string& command) const {
+    const fs::path library = VELOX_JVM_LIBRARY;
+    return sandbox_.run(
+        {"sh", "-c", command},
+        {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"},
+                         {"HOME", "/home/acme"},
+                         {"JAVA_HOME", library.parent_path().parent_path().parent_path()},
+                         {"PATH", sandbox_.path("bin") + ":/usr/bin:/bin"}}});
+  }
+
+  const Example& example_;
+  Sandbox sandbox_;
+};
+
+Texts rulesOf(const nlohmann::json& findings) {
+  Texts rules;
+  for (const auto& finding : findings) rules.push_back(finding["rule"]);
+  return rules;
+}
+
+TEST(Examples, EachHasItsMistakeAndTheRemedyHasNone) {
+  for (const Rule* rule : allRules()) {
+    SCOPED_TRACE(rule->id);
+    const nlohmann::json findings = ExampleFolder(rule->example).findings();
+    EXPECT_EQ(rulesOf(findings), Texts{rule->id}) << findings.dump(2);
+    const nlohmann::json none = ExampleFolder(rule->remedy).findings();
+    EXPECT_EQ(rulesOf(none), Texts{}) << none.dump(2);
+  }
+}
+
+TEST(Examples, AFixLeavesNothingToFind) {
+  std::size_t fixes = 0;
+  for (const Rule* rule : allRules()) {
+    ExampleFolder folder(rule->example);
+    const nlohmann::json findings = folder.findings();
+    if (!findings[0].contains("fix")) continue;
+    folder.mend(findings);
+    EXPECT_EQ(rulesOf(folder.findings()), Texts{}) << rule->id;
+    ++fixes;
+  }
+  EXPECT_GE(fixes, 3);
+}
+
+TEST(Examples, TheApplicationRunsUnlessAFindingIsFatal) {
+  for (const Rule* rule : allRules()) {
+    for (const Example* example : {&rule->example, &rule->remedy}) {
+      if (std::string_view(example->command).find("--kill") != std::string_view::npos) continue;
+      const ExampleFolder folder(*example);
+      const nlohmann::json findings = folder.findings();
+      const bool fatal = std::any_of(findings.begin(), findings.end(), [](const auto& finding) {
+        return finding["fatal"].template get<bool>();
+      });
+      const Outcome outcome = folder.launch();
+      EXPECT_EQ(outcome.has("acme runs\n") || outcome.has("registered"), !fatal)
+          << rule->id << findings.dump(2) << outcome.out;
+    }
+  }
+}
+
+}  // namespace
