@@ -1,30 +1,10 @@
-// A command line, one argument a line: the properties and marks that both scans make of it.
+// A command line, one argument a line: the properties and marks that a launch makes of it.
 
 #include <algorithm>
-#include <cerrno>
-#include <ctime>
 #include <map>
 
 #include "Fuzzing.h"
 #include "config/CommandLine.h"
-
-namespace {
-
-unsigned int slept = 0;
-thread_local bool scanning = false;
-
-}  // namespace
-
-/// In place of the library's, so that --delayStart costs no time. libFuzzer has a thread that uses
-/// it too.
-extern "C" int nanosleep(const timespec* time, timespec* remaining) {
-  if (!scanning) {
-    errno = ::clock_nanosleep(CLOCK_REALTIME, 0, time, remaining);
-    return errno == 0 ? 0 : -1;
-  }
-  slept += static_cast<unsigned int>(time->tv_sec);
-  return 0;
-}
 
 namespace {
 
@@ -55,8 +35,7 @@ bool isOneOf(const std::string& word, const Texts& words) {
   return std::find(words.begin(), words.end(), word) != words.end();
 }
 
-/// The scan of a launch, or the one that returns options only.
-Model modelOf(const Texts& arguments, bool launch) {
+Model modelOf(const Texts& arguments) {
   Model model;
   Set& options = model.options;
   bool unknown = false;
@@ -81,10 +60,9 @@ Model modelOf(const Texts& arguments, bool launch) {
     } else if (isOneOf(word,
                        {"--install", "--uninstall", "--update", "--start", "--startSync",
                         "--restart", "--stop", "--run", "--cmdlineJava", "--query", "--version",
-                        "--help", "--kill", "--generateScript", "--ntservice"}) ||
-               (word == "--cleanInstall" && !launch)) {
+                        "--help", "--kill", "--generateScript", "--ntservice"})) {
       options["wrapper.command"] = word;
-      if (word == "--kill" && launch) options["wrapper.signal"] = next;
+      if (word == "--kill") options["wrapper.signal"] = next;
       if (word == "--generateScript") options["wrapper.scriptArgument"] = next;
       if (word == "--ntservice") options["ntservice.name"] = next;
     } else if (word == "--pid") {
@@ -94,7 +72,7 @@ Model modelOf(const Texts& arguments, bool launch) {
     } else if (word == "--innerProcess") {
       options["wrapper.property.innerProcess"] = "true";
       model.innerProcess = true;
-    } else if (word == "--adjust" && launch) {
+    } else if (word == "--adjust") {
       options["wrapper.adjust"] = "true";
       model.adjustmentChild = true;
     } else if (word.starts_with("--")) {
@@ -130,7 +108,7 @@ void fuzz(std::string_view input) {
   const int argc = static_cast<int>(arguments.size());
 
   const CommandLine line = scanCommandLine(argc, argv.data());
-  const Model launch = modelOf(arguments, true);
+  const Model launch = modelOf(arguments);
   requireSame("options of a launch", listed(launch.options), listed(line.options));
   requireSame("variables", listed(launch.variables), listed(line.variables));
   requireSame("seconds to sleep", launch.seconds, line.delaySeconds);
@@ -138,10 +116,4 @@ void fuzz(std::string_view input) {
   requireSame("silent", launch.options.contains("wrapper.silent.flag"), line.silent);
   requireSame("inner process", launch.innerProcess, line.innerProcess);
   requireSame("adjustment child", launch.adjustmentChild, line.adjustmentChild);
-
-  slept = 0;
-  scanning = true;
-  requireSame("options only", listed(modelOf(arguments, false).options),
-              listed(ParseCommandLineOnly(argc, argv.data())));
-  requireSame("seconds slept", launch.seconds, slept);
 }

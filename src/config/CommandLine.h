@@ -31,7 +31,7 @@ std::vector<std::string_view> switchNames();
 bool takesValue(std::string_view switchName);
 
 /// The scan for callers that want the options alone: it also takes "--cleanInstall", does not know
-/// "--adjust", and "--kill" records no signal. Nothing in the launcher calls it.
+/// "--adjust", and "--kill" records no signal. Interface only.
 SimpleProperties ParseCommandLineOnly(int argc, char** argv);
 
 /// True when the argument is exactly the switch.

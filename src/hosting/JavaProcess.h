@@ -40,7 +40,7 @@ class JavaProcess {
   [[nodiscard]] bool ExceptionRaised() const;
 
   /// The pieces of the option list, as the external launch makes them. Each appends its options;
-  /// the bool ones return whether there was one. Nothing in the launcher calls them.
+  /// the bool ones return whether there was one. Interface only.
   bool SetOption(std::vector<WString>& options, const WString& prefix, const WString& key) const;
   bool SetClassPathOption(std::vector<WString>& options) const;
   void SetExtendedJavaOptions(std::vector<WString>& options) const;
@@ -73,7 +73,7 @@ class JavaProcess {
   jobjectArray arguments_ = nullptr;
 };
 
-/// See CommonTool::expandDirToClassPath. Nothing in the launcher calls it.
+/// See CommonTool::expandDirToClassPath. Interface only.
 WString ExpandDirToClassPath(const WString& directory);
 
 #endif

@@ -78,7 +78,7 @@ struct ClassPath {
 class CommonTool {
  public:
   /// The directory as given, and after a ":" each archive that a search of it as a class path entry
-  /// brings. Nothing in the launcher calls it.
+  /// brings. Interface only.
   static WString expandDirToClassPath(const WString& dir);
 
   /// The pieces between separators, empty ones included; but nothing after a trailing separator.

@@ -43,7 +43,7 @@ class JavaParameterParser {
   [[nodiscard]] WString getSingleOption(const KeyOption& option) const {
     return getSingleOption(option.prefix, option.key);
   }
-  // The next six read one setting each. Nothing in the launcher calls them.
+  /// These six read one setting each. Interface only.
   [[nodiscard]] WString getMaxHeapSizeOption() const { return getSingleOption(maxHeapSizeOption); }
   [[nodiscard]] WString getMinHeapSizeOption() const { return getSingleOption(minHeapSizeOption); }
   [[nodiscard]] WString getInitalHeapSizeOption() const {
@@ -61,7 +61,7 @@ class JavaParameterParser {
   [[nodiscard]] WString getProcessIDOption() const;
   /// Never empty: see ClassPath::of.
   [[nodiscard]] WString getJavaDotClassDotPathOption() const;
-  /// Zero or one option. Nothing in the launcher calls it.
+  /// Zero or one option. Interface only.
   [[nodiscard]] std::vector<WString> getNativeLibraryPathOptions() const;
   /// The application's arguments.
   [[nodiscard]] std::vector<WString> getJavaArgsProperty() const;
@@ -71,9 +71,9 @@ class JavaParameterParser {
   /// -Dname=value for every "java.property." property.
   [[nodiscard]] std::vector<WString> getJavaDotPropertyOptions() const;
 
-  /// The text of an extended class path. Nothing in the launcher calls it.
+  /// The text of an extended class path. Interface only.
   [[nodiscard]] WString expandClassPath(const WString& classPath) const;
-  /// See CommonTool::expandDirToClassPath. Nothing in the launcher calls it.
+  /// See CommonTool::expandDirToClassPath. Interface only.
   [[nodiscard]] WString expandDirToClassPath(const WString& dir) const;
 
  private:

@@ -16,7 +16,7 @@ void CallExecvp_IfNecessary(bool needed, bool serviceMode, char** argv);
 /// has room for two entries more than the source has before its null.
 void addInnerProcessArgToArgv(char** source, char** destination);
 
-/// True when the text holds the space character. Nothing in the launcher calls it.
+/// True when the text holds the space character. Interface only.
 bool isSpace(const char* text);
 
 /// A copy of the text with every run of separators reduced to one. Nothing in the launcher calls

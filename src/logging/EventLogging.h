@@ -35,7 +35,7 @@ class EventLogging {
   /// The same through Logging::Info.
   static void Info(long number, int count, ...);
 
-  /// Recorded only: there is no event log on this platform. Nothing in the launcher calls it.
+  /// Recorded only: there is no event log on this platform. Interface only.
   static void SetUseEventLogging() { m_useEventLog = true; }
 
  private:

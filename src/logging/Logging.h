@@ -43,10 +43,9 @@ class Logging {
 
   /// Flushes the log file, standard output and standard error; nothing without a log file.
   static void FlushFiles();
-  /// Flushes and closes the log file; the next message opens it again. Nothing in the launcher
-  /// calls it.
+  /// Flushes and closes the log file; the next message opens it again. Interface only.
   static void CloseHandle();
-  /// Does nothing on this platform. Nothing in the launcher calls it.
+  /// Does nothing on this platform. Interface only.
   static void PrintLastErrorInMessageBox() {}
 
   /// Takes the place of all output, for a program that only looks. A launch has none.

@@ -29,14 +29,14 @@ int sii_fileExists(const char* directory, const char* name);
 
 /// listArchives into a list of `maxCount` null pointers: stores copies from slot `index` on and
 /// returns the index after the last. `level` is the depth of the directory, at most `maxDepth`. A
-/// null list throws the default memory exception. Nothing in the launcher calls it.
+/// null list throws the default memory exception. Interface only.
 int sii_CreateClassPathDirectoryListRecursive(const char* directory, char**& list, int index,
                                               int level, int maxCount, int maxDepth);
-/// The bare names of the archives in one directory, in a new list that ends with a null. Nothing in
-/// the launcher calls it.
+/// The bare names of the archives in one directory, in a new list that ends with a null. Interface
+/// only.
 void sii_CreateClassPathDirectoryList(const char* directory, char**& list);
 /// Frees the texts up to the first null or `count`, and the list; the pointer is left dangling.
-/// Nothing in the launcher calls it.
+/// Interface only.
 void sii_DestroyDirectoryList(char**& list, int count);
 
 /// Runs argv[0] along PATH as a child and waits for it; returns the raw wait status. `nullIndex` is

@@ -46,8 +46,8 @@ TEST_F(Adjuster, LeavesTheProcessIdToTheLaunch) {
       "velox.adjuster.class.path=" VELOX_ADJUSTER_JAR "\n");
   const Outcome outcome = java({"--run"});
   EXPECT_EQ(outcome.status, 0) << outcome.out;
-  EXPECT_TRUE(outcome.has("property[colour=green]\nenv[1]\n")) << outcome.out;
-  EXPECT_TRUE(outcome.has("pid[" + sandbox_.read("pid") + "]\n")) << outcome.out;
+  EXPECT_TRUE(outcome.has("property[colour=green]\nenv[1]\n"));
+  EXPECT_TRUE(outcome.has("pid[" + sandbox_.read("pid") + "]\n"));
 }
 
 }  // namespace

@@ -131,18 +131,11 @@ TEST_F(Debugging, LibrariesThatCannotBeLoaded) {
       << missing.out;
 }
 
-TEST_F(Debugging, BeginsTheLogAnew) {
+TEST_F(Debugging, BeginsTheLogAnewAndLogsNothingTwiceWhenStandardOutputIsClosed) {
   kvf("");
   std::ofstream(sandbox_.logFile()) << "former\n";
   EXPECT_EQ(wrapper({"--version"}).status, 0);
   EXPECT_EQ(sandbox_.read(sandbox_.logFile()), "former\n");
-  EXPECT_EQ(wrapper({"--version", "--debug"}).status, 0);
-  EXPECT_EQ(plain({0, sandbox_.read(sandbox_.logFile())}),
-            (Outcome{0, located + "app.kvf\nWrapperMain()\nsetupSystemEnvironment()\n"}));
-}
-
-TEST_F(Debugging, LogsNothingTwiceWhenStandardOutputIsClosed) {
-  kvf("");
   EXPECT_EQ(wrapper({"--version", "--debug"}, {.inChild = [] { ::close(STDOUT_FILENO); }}),
             Outcome());
   EXPECT_EQ(plain({0, sandbox_.read(sandbox_.logFile())}),

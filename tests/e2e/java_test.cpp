@@ -54,8 +54,8 @@ TEST_F(HostedJava, TellsOfExceptionsAndWhatIsMissing) {
     kvf(probe() + "java." + row.property + "\n");
     const Outcome outcome = java({});
     EXPECT_EQ(outcome.status, row.status) << row.property;
-    EXPECT_TRUE(outcome.has(row.first)) << row.property << outcome.out;
-    EXPECT_TRUE(outcome.has(row.trace)) << row.property << outcome.out;
+    EXPECT_TRUE(outcome.has(row.first)) << row.property;
+    EXPECT_TRUE(outcome.has(row.trace)) << row.property;
     EXPECT_TRUE(outcome.out.ends_with(row.last)) << row.property << outcome.out;
   }
 }

@@ -25,7 +25,7 @@ TEST_F(Lifecycle, TheJvmHasExactlyTheOptionsThatDebuggingShows) {
     // It tells the class path elsewhere.
     if (!it->str(1).starts_with("-Djava.class.path=")) shown += it->str(1) + "\n";
   }
-  EXPECT_TRUE(outcome.has("\n" + shown + "WRAPPER - Just returned")) << outcome.out << shown;
+  EXPECT_TRUE(outcome.has("\n" + shown + "WRAPPER - Just returned"));
 }
 
 TEST_F(Lifecycle, AJvmThatRefusesItsOptionsEndsByItself) {

@@ -60,7 +60,7 @@ TEST_F(PropertiesOfALaunch, SetTheDirectoryIfItIsThere) {
   kvf(fakeJava() + "application.start.dir=missing\n");
   const Outcome missing = wrapper({"--cmdlineJava"});
   EXPECT_EQ(missing.status, 0);
-  EXPECT_TRUE(missing.has("directory[" + sandbox_.path() + "]\n")) << missing.out;
+  EXPECT_TRUE(missing.has("directory[" + sandbox_.path() + "]\n"));
 }
 
 TEST_F(PropertiesOfALaunch, MayNameAProcessIdFileThatCannotBeWritten) {

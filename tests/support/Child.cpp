@@ -44,6 +44,12 @@ Outcome Outcome::withoutLine(const std::string& line) const {
   return {status, std::string(out).erase(at, line.size())};
 }
 
+testing::AssertionResult Outcome::has(const std::string& text) const {
+  const bool isThere = out.find(text) != std::string::npos;
+  return testing::AssertionResult(isThere)
+         << testing::PrintToString(*this) << (isThere ? "has: " : "lacks: ") << text;
+}
+
 void PrintTo(const Outcome& outcome, std::ostream* out) {
   *out << testing::PrintToString("status " + std::to_string(outcome.status) + "\n" + outcome.out);
 }

@@ -5,6 +5,7 @@
 #include <ostream>
 #include <string>
 
+#include <gtest/gtest.h>
 #include <sys/types.h>
 
 /// How a process ended and what it printed, on standard output and error alike. Compare the whole:
@@ -14,10 +15,9 @@ struct Outcome {
   std::string out;
 
   bool operator==(const Outcome&) const = default;
-  /// For texts that are not ours to the last byte, such as a stack trace.
-  [[nodiscard]] bool has(const std::string& text) const {
-    return out.find(text) != std::string::npos;
-  }
+  /// For texts that are not ours to the last byte, such as a stack trace. A failed expectation
+  /// shows the whole outcome.
+  [[nodiscard]] testing::AssertionResult has(const std::string& text) const;
   /// Without a line of which two processes decide when it comes; as it is when the line is not
   /// there exactly once.
   [[nodiscard]] Outcome withoutLine(const std::string& line) const;

@@ -14,27 +14,11 @@ CommandLine scan(Texts arguments) {
   return scanCommandLine(static_cast<int>(arguments.size()), pointersTo(arguments).data());
 }
 
-SimpleProperties optionsOnly(Texts arguments) {
-  return ParseCommandLineOnly(static_cast<int>(arguments.size()), pointersTo(arguments).data());
-}
-
 // Any line meets a model of both scans: fuzz/command_line.cpp.
-TEST(CommandLine, TheLastCommandCounts) {
-  EXPECT_EQ(scan({"--start", "--run"}).options, (Entries{{"wrapper.command", "--run"}}));
-}
-
 TEST(CommandLine, TheArgumentAfterACommandMayBeItsValue) {
   EXPECT_EQ(scan({"--kill", "Abort"}).options, (Entries{{"commandline.argv.0", "Abort"},
                                                         {"wrapper.command", "--kill"},
                                                         {"wrapper.signal", "Abort"}}));
-}
-
-TEST(CommandLine, PositionalArgumentsAreNumbered) {
-  EXPECT_EQ(scan({"prog", "-x", "--pid", "b c"}).options,
-            (Entries{{"commandline.argv.0", "prog"},
-                     {"commandline.argv.1", "-x"},
-                     {"commandline.argv.2", "b c"},
-                     {"wrapper.displaypid", "--pid"}}));
 }
 
 TEST(CommandLine, OptionsTakeTheirValueOffTheLine) {
@@ -42,20 +26,9 @@ TEST(CommandLine, OptionsTakeTheirValueOffTheLine) {
             (Entries{{"commandline.argv.0", "soon"}, {"wrapper.propertiesFile", "app.kvf"}}));
 }
 
-TEST(CommandLine, VariablesAreASetOfTheirOwn) {
-  const CommandLine line = scan({"--propVar", "A=B=C", "--propVar", "X"});
-  EXPECT_EQ(line.options, Entries());
-  EXPECT_EQ(line.variables, (Entries{{"wrapper.variable.A", "B=C"}, {"wrapper.variable.X", "X"}}));
-}
-
 TEST(CommandLine, AnUnknownSwitchAsksForHelp) {
   EXPECT_EQ(scan({"--RUN", "--version"}).options, (Entries{{"wrapper.command", "--help"}}));
   EXPECT_EQ(scan({"--cleanInstall"}).options, (Entries{{"wrapper.command", "--help"}}));
-}
-
-TEST(CommandLine, TheScanForOptionsAloneKnowsOtherSwitches) {
-  EXPECT_EQ(optionsOnly({"--cleanInstall"}), (Entries{{"wrapper.command", "--cleanInstall"}}));
-  EXPECT_EQ(optionsOnly({"--adjust"}), (Entries{{"wrapper.command", "--help"}}));
 }
 
 TEST(CommandLine, DelayStartWaitsWhateverSignalsCome) {

@@ -53,11 +53,4 @@ TEST(Configuration, TheCommandLineWins) {
   EXPECT_EQ(merged, (Entries{{"a", "file"}, {"b", ""}, {"c", "line"}}));
 }
 
-TEST(Configuration, AnEmptyJavaLibraryMakesAJavaRunToo) {
-  UpdateProcessType(props({{"java.library.path", "x"}}));
-  EXPECT_FALSE(g_isJavaWrapper);
-  UpdateProcessType(props({{"java.library", ""}}));
-  EXPECT_TRUE(g_isJavaWrapper);
-}
-
 }  // namespace

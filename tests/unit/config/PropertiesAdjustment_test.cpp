@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "config/Commands.h"
 #include "support/Child.h"
 #include "support/Values.h"
 
@@ -9,14 +10,13 @@ namespace {
 
 TEST(PropertiesAdjustment, BelongsToSomeCommandsOnly) {
   EXPECT_TRUE(isAdjustable({}));
-  for (const char* command : {"--install", "--update", "--start", "--run", "--ntservice"}) {
-    EXPECT_TRUE(isAdjustable(props({{"wrapper.command", command}}))) << command;
+  for (const Command& command : commands) {
+    const std::string_view name = command.name;
+    const bool starts = name == "--install" || name == "--update" || name == "--start" ||
+                        name == "--run" || name == "--ntservice";
+    EXPECT_EQ(isAdjustable(props({{"wrapper.command", command.name}})), starts) << name;
   }
-  for (const char* command :
-       {"--version", "--kill", "--generateScript", "--cmdlineJava", "--Run", "--help", "--stop",
-        "--restart", "--startSync", "--cleanInstall", "--uninstall", "--query", ""}) {
-    EXPECT_FALSE(isAdjustable(props({{"wrapper.command", command}}))) << command;
-  }
+  EXPECT_FALSE(isAdjustable(props({{"wrapper.command", ""}})));
 }
 
 TEST(PropertiesAdjustment, RunsTheAdjusterClassOnTheFile) {
@@ -35,10 +35,8 @@ TEST(PropertiesAdjustment, RunsTheAdjusterClassOnTheFile) {
 }
 
 TEST(PropertiesAdjustment, EndsWhenThereIsNoAdjuster) {
-  for (const Entries& entries : {Entries(), Entries{{"velox.adjuster.class.path", ""}}}) {
-    SimpleProperties properties = props(entries);
-    EXPECT_EQ(inChild([&] { configureAdjuster("app.kvf", properties); }), (Outcome{65, ""}));
-  }
+  SimpleProperties properties = props({{"velox.adjuster.class.path", ""}});
+  EXPECT_EQ(inChild([&] { configureAdjuster("app.kvf", properties); }), (Outcome{65, ""}));
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "config/Commands.h"
 #include "support/Sandbox.h"
 
 namespace {
@@ -14,11 +15,10 @@ const Entries context = {{"context", "ctx"}};
 class PropertiesFile : public testing::Test {
  protected:
   /// Parses a file as the first of its process. The directory, which every set has, is left out.
-  [[nodiscard]] SimpleProperties parse(const std::string& name, const Entries& options = {},
-                                       bool noExport = false) const {
+  [[nodiscard]] SimpleProperties parse(const std::string& name, const Entries& options = {}) const {
     gProps = {};
     return ParsePropertiesFile(sandbox_.path(name).c_str(), props(options), props(variables),
-                               props(context), noExport);
+                               props(context), false);
   }
   /// The entries that every file has in the end, and others.
   [[nodiscard]] Entries with(Entries entries) const {
@@ -64,12 +64,6 @@ TEST_F(PropertiesFile, EnvironmentEntriesAreExportedAsTheyAreRead) {
   EXPECT_EQ(std::getenv("LAST"), nullptr);
 }
 
-TEST_F(PropertiesFile, NothingIsExportedWhenNotWanted) {
-  sandbox_.write("app.kvf", "velox.env.OUTER=1\n");
-  EXPECT_EQ(parse("app.kvf", {}, true), with({{"velox.env.OUTER", "1"}}));
-  EXPECT_EQ(std::getenv("OUTER"), nullptr);
-}
-
 TEST_F(PropertiesFile, ItsDirectoryIsThatOfTheFirstFile) {
   sandbox_.write("sub/inc.kvf", "");
   sandbox_.write("sub\\file.kvf", "");
@@ -91,30 +85,16 @@ TEST_F(PropertiesFile, OfAMebibyteHasNoEntries) {
   }
 }
 
-TEST_F(PropertiesFile, IncludesNestToALimit) {
-  const auto include = [&](int number) {
-    return "velox.include.kvf=" + sandbox_.path(std::to_string(number)) + "\n";
-  };
-  for (int i = 0; i < 1024; ++i) sandbox_.write(std::to_string(i), include(i + 1));
-  sandbox_.write("1024", "deepest=1\n");
-  EXPECT_EQ(parse("0"), with({{"deepest", "1"}}));
-  sandbox_.write("1024", include(1024));
-  EXPECT_EQ(inChild([&] { (void)parse("0"); }),
-            (Outcome{255, "Include files nest too deeply at properties file : " +
-                              sandbox_.path("1024") + "\n"}));
-}
-
 TEST_F(PropertiesFile, AMissingOneEndsTheProcess) {
   const Outcome fatal = {255,
                          "Failed to open properties file : " + sandbox_.path("missing.kvf") + "\n"};
-  for (const char* command : {"--install", "--cleanInstall", "--uninstall", "--update", "--start",
-                              "--startSync", "--stop", "--run", "--generateScript", "--cmdlineJava",
-                              "--restart", "--query", "--ntservice", "--kill", "unknown"}) {
+  for (const Command& command : commands) {
+    if (command.missingFile == MissingFile::isTolerated) continue;
     EXPECT_EQ(inChild([&] {
-                (void)parse("missing.kvf", {{"wrapper.command", command}});
+                (void)parse("missing.kvf", {{"wrapper.command", command.name}});
               }),
               fatal)
-        << command;
+        << command.name;
   }
   EXPECT_EQ(inChild([&] { (void)parse("missing.kvf", {{"ntservice.name", "n"}}); }), fatal);
   EXPECT_EQ(inChild([] { ParsePropertiesFile(nullptr, {}, {}, {}, false); }),

@@ -22,22 +22,14 @@ class Variables : public testing::Test {
     return text;
   }
 
-  SimpleProperties first_ = props(
-      {{"wrapper.variable.HOME", "/x"}, {"wrapper.variable.brings", "%OUTER"}, {"plain", "no"}});
+  SimpleProperties first_ = props({{"wrapper.variable.HOME", "/x"}, {"plain", "no"}});
   SimpleProperties second_ = props({{"OUTER", "second"}, {"HOME", "second"}, {"b", "second"}});
   SimpleProperties third_ = props({{"b", "third"}, {"c", "third"}});
 };
 
-TEST_F(Variables, ComeFromTheFirstThatHasThem) {
-  EXPECT_EQ(replaced("%HOME%/bin"), "/x/bin");
-  EXPECT_EQ(replaced("%OUTER%-%b%-%c%"), "environment-second-third");
-  EXPECT_EQ(replaced("<%nowhere%>%plain%"), "<>");
-}
-
 // Any value and any sets meet a model of the rules: fuzz/variables.cpp.
-TEST_F(Variables, NeedTwoPercentSignsThatAreNotEscaped) {
-  EXPECT_EQ(replaced("%b%50%c"), "second50%c");
-  EXPECT_EQ(replaced("a\\%b\\%%c%@@#@@"), "a%b%third%");
+TEST_F(Variables, ComeFromTheFirstThatHasThem) {
+  EXPECT_EQ(replaced("%HOME%-%OUTER%-%b%-%c%-%plain%"), "/x-environment-second-third-");
 }
 
 TEST_F(Variables, EndTheProcessWhenTheyAreMoreThanAHundred) {
@@ -64,14 +56,6 @@ TEST_F(Variables, AreShownByWholeCharactersOnOneLine) {
             "tab , line " + std::string(49, 'x') + "\n");
   EXPECT_EQ(shown(std::string(59, 'x') + "\xC3\xA9"), std::string(59, 'x') + "\n");
   EXPECT_EQ(shown(std::string(58, 'x') + "\xC3\xA9"), std::string(58, 'x') + "\xC3\xA9\n");
-}
-
-TEST_F(Variables, OfTheLegacyScriptComeFromThePropertiesFirst) {
-  EXPECT_EQ(substituted("%a%%OUTER%<%nowhere%>", {{"a", "%b%"}, {"b", "2"}}), "2environment<>");
-}
-
-TEST_F(Variables, OfTheLegacyScriptHaveOneSlashAndOneSeparator) {
-  EXPECT_EQ(substituted("C:\\dir\\file%PSP%y%PSP%", {}), "C:/ir\\file:y");
 }
 
 TEST_F(Variables, OfTheLegacyScriptEndTheProcessWhenTheyHaveNoEnd) {

@@ -6,8 +6,7 @@
 
 namespace {
 
-constexpr unsigned int npos = WString::npos;
-
+// Positions, searches and edits meet a model of them: fuzz/wstring.cpp.
 TEST(WString, CapacityStartsAsAskedForOrWithRoomToSpare) {
   EXPECT_EQ(WString(10U).capacity(), 10U);
   EXPECT_EQ(WString(64U).capacity(), 64U);
@@ -51,27 +50,6 @@ TEST(WString, ComparesToTheByte) {
   EXPECT_FALSE(WString("ab").isEqual('a'));
   EXPECT_TRUE(WString().isEqual(static_cast<const char*>(nullptr)));
   EXPECT_FALSE(WString("a").isEqual(static_cast<const char*>(nullptr)));
-}
-
-// Positions, searches and edits meet a model of them: fuzz/wstring.cpp.
-TEST(WString, FindsForwardsFromTheStartAndBackwardsFromTheEnd) {
-  const WString text = "a/b/c";
-  EXPECT_EQ(text.find('/'), 1U);
-  EXPECT_EQ(text.find(WString("/")), 1U);
-  EXPECT_EQ(text.find_cstr("/"), 1U);
-  EXPECT_EQ(text.find_first_not_of('a'), 1U);
-  EXPECT_EQ(text.find_last_of('/'), 3U);
-  EXPECT_EQ(text.find_last_of(WString("b/c")), 2U);
-  EXPECT_EQ(text.find_last_not_of('c'), 3U);
-  EXPECT_EQ(text.find('/', 5), npos);
-}
-
-TEST(WString, Edits) {
-  EXPECT_EQ(WString("abcdef").replace(1, 2, "12345"), "a12345def");
-  EXPECT_EQ(WString("abcdef").erase(4), "abcd");
-  EXPECT_EQ(WString("abcdef").insert(3, "-"), "abc-def");
-  EXPECT_EQ(WString("abcdef").insert(3, nullptr), "abcdef");
-  EXPECT_EQ(WString("abcdef").substr(4), "ef");
 }
 
 TEST(WString, AnOffsetBeyondTheEndThrows) {

@@ -13,10 +13,6 @@ TEST(ArgumentSplitter, EachLaunchWayHasItsRules) {
     Texts hosted, external, native;
   };
   const Row rows[] = {
-      {" x\t\r\n\"y z\" \"open ",
-       {"x", "y z", "open "},
-       {"x", "y z", "open "},
-       {"x", "y z", "open "}},
       {R"(a ""c)", {"a", "", "c"}, {"a", "c"}, {"a", "", "c"}},
       {R"(a"b c"d)", {"ab", "cd"}, {"ab", "cd"}, {R"(a"b)", R"(c"d)"}},
       {R"("a b"c"d e)", {"a bcd", "e"}, {"a bcd", "e"}, {"a b", "e"}},

@@ -32,19 +32,10 @@ TEST_F(JavaRunOptions, ComeInTheirFixedOrder) {
                                              {"java.heap.size.initial", "3"},
                                              {"java.thread.stack.size", "4"},
                                              {"wrapper.kvf.file", "k"}});
-  const JavaParameterParser parser(properties);
-  EXPECT_EQ(getAllJavaRunOption(parser),
+  EXPECT_EQ(getAllJavaRunOption(JavaParameterParser(properties)),
             (Texts{"-Dp=v w", "-server", "-Djava.class.path=c/", "-Djava.library=l",
                    "-Djava.library.path=p", "-Xmx", "-Xmn6", "-Xms3", "-Xss4", pid_,
                    "-Dwrapper.kvf.file=k"}));
-  // Nothing in the launcher calls these.
-  EXPECT_EQ(parser.getMaxHeapSizeOption(), "-Xmx");
-  EXPECT_EQ(parser.getMinHeapSizeOption(), "-Xmn6");
-  EXPECT_EQ(parser.getInitalHeapSizeOption(), "-Xms3");
-  EXPECT_EQ(parser.getThreadStackSizeOption(), "-Xss4");
-  EXPECT_EQ(parser.getNativeLibraryOption(), "-Djava.library=l");
-  EXPECT_EQ(parser.getNativeLibraryPathOptions(), Texts{"-Djava.library.path=p"});
-  EXPECT_EQ(parser.getKvfFileOption(), "-Dwrapper.kvf.file=k");
 }
 
 TEST_F(JavaRunOptions, MayLeaveOutTheUsersOwnOrNameAService) {
@@ -63,12 +54,6 @@ TEST_F(JavaRunOptions, TakeTheClassPathFromTheFirstPlaceThatHasOne) {
             "-Djava.class.path=a.jar:");
   ::setenv("CLASSPATH", "", 1);
   EXPECT_EQ(classPath({}), "-Djava.class.path=");
-}
-
-TEST(AppendElementToVector, TakesTheListItself) {
-  std::vector<WString> list = {"a", "b"};
-  javaparser::appendElementToVector(list, list);
-  EXPECT_EQ(list, (Texts{"a", "b", "a", "b"}));
 }
 
 }  // namespace

@@ -58,13 +58,6 @@ TEST(EventLogging, FormatsItsArguments) {
             "Failed to create the service, service name : %1\n");
 }
 
-TEST(EventLogging, AFatalMessageEndsTheProcess) {
-  EXPECT_EQ(told([] { EventLogging::FatalError(0xC00003F3L, 0); }),
-            (Outcome{255, "Failed to create the Java VM\n"}));
-  EXPECT_EQ(told([] { EventLogging::FatalError(0xC00003F1L, 1, "x"); }),
-            (Outcome{255, "Failed to load shared library, library name : x\n"}));
-}
-
 TEST(EventLogging, BeforeTheCatalogueIsLoadedItHasNumbersOnly) {
   EXPECT_EQ(inChild([] { EventLogging::FatalError(0xC00003F1L, 1, "x"); }),
             (Outcome{255, "0xC00003F1\n"}));

@@ -29,26 +29,6 @@ std::string enterDeepDirectory(const std::string& root) {
   return path;
 }
 
-TEST(ArchiveList, HasCopiesFromASlotOnOrBareNames) {
-  Sandbox sandbox;
-  const std::string archive = sandbox.write("in/a.jar", "");
-  char** list = new char* [3] {};
-  list[0] = new char[1]{};
-  const std::string root = sandbox.path();
-  EXPECT_EQ(sii_CreateClassPathDirectoryListRecursive(root.c_str(), list, 1, 1, 2, 1), 1);
-  EXPECT_EQ(sii_CreateClassPathDirectoryListRecursive(root.c_str(), list, 1, 1, 1, 2), 1);
-  EXPECT_EQ(sii_CreateClassPathDirectoryListRecursive(root.c_str(), list, 1, 2, 2, 3), 2);
-  EXPECT_EQ(list[1], archive);
-  EXPECT_EQ(list[2], nullptr);
-  sii_DestroyDirectoryList(list, 3);
-  sii_CreateClassPathDirectoryList(sandbox.path("in").c_str(), list);
-  EXPECT_STREQ(list[0], "a.jar");
-  EXPECT_EQ(list[1], nullptr);
-  sii_DestroyDirectoryList(list, 4096);
-  list = nullptr;
-  EXPECT_THROW(sii_CreateClassPathDirectoryListRecursive("/", list, 0, 1, 1, 1), WException);
-}
-
 TEST(FileExists, AnEntryOfTheListingIsThere) {
   Sandbox sandbox;
   sandbox.write("sub/file", "");

@@ -1,10 +1,11 @@
+#include "platform/ThisProcess.h"
+
 #include <cstdlib>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "platform/ThisProcess.h"
 #include "support/Child.h"
 
 namespace {
@@ -18,14 +19,6 @@ TEST(StandardStreams, AreOpenAfterwards) {
     };
     EXPECT_EQ(inChild(action), Outcome()) << closed;
   }
-}
-
-TEST(StandardStreams, StayAsTheyAreWhenTheyAreOpen) {
-  const auto action = [] {
-    openClosedStandardStreams();
-    std::exit(::write(STDERR_FILENO, "seen", 4) == 4 ? 0 : 1);
-  };
-  EXPECT_EQ(inChild(action), (Outcome{0, "seen"}));
 }
 
 }  // namespace
