@@ -1,6 +1,8 @@
+#include <csignal>
 #include <filesystem>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "kvf/cds/ClassDataArchive.h"
 #include "kvf/cds/ClassDataEntry.h"
@@ -171,6 +173,84 @@ TEST_F(Cds, AServerIsEndedAfterTheTime) {
   EXPECT_FALSE(outcome.has("ended with status") || outcome.has("returning"));
 }
 
+TEST_F(Cds, WhatIsWrittenIsTheSameFileAndTakesEffectOrIsLeftAlone) {
+  const std::string part = sandbox_.write("part.kvf", "java.extended.properties=-Da=1\n");
+  const std::string owner = ::geteuid() == 0 ? "1234:1234" : std::to_string(::geteuid());
+  struct Case {
+    std::string more;     ///< at the end of the file
+    std::string command;  ///< instead of the launch
+    int status;
+    std::string message;
+  };
+  const std::string launch = VELOX_WRAPPER " --run --propFile app.kvf; ";
+  const Case cases[] = {
+      {"", launch, 0, "changed "},
+      {"velox.include.kvf=" + part, launch, 1, "has its value from " + part + ":1"},
+      {std::string("#\0\n", 3), launch, 1, "is left as it is: with this line in it a launch would"},
+      {"", "ln app.kvf other.kvf", 2, " has 2 names (hard links)"},
+      {"", launch + "rm other.kvf; ln app.kvf other.kvf", 2, " has 2 names (hard links)"},
+      {"", launch + "mv app.kvf other.kvf", 2, "cannot read " + sandbox_.path("app.kvf") + ": No"},
+      {"", "echo > app.jsa", 2, "app.jsa is there and no class-data archive"},
+  };
+  for (const Case& row : cases) {
+    for (const char* name : {"app.jsa", "other.kvf"}) fs::remove(sandbox_.path(name));
+    const bool isBefore = !row.command.starts_with(launch);
+    kvf("java.class.path=" + jar(), row.more);
+    // What is in the way of a fixed name.
+    sandbox_.write("app.kvf.new", "mine");
+    sandbox_.write("app.jsa.new", "mine");
+    ASSERT_EQ(sandbox_
+                  .run({"sh", "-c",
+                        "chown " + owner + " app.kvf; chmod 600 app.kvf; " +
+                            (isBefore ? row.command : "")})
+                  .status,
+              0);
+    const std::string before = sandbox_.read("app.kvf");
+    Texts arguments = {"--write"};
+    if (!isBefore) arguments.insert(arguments.end(), {"--", "sh", "-c", row.command});
+    const Outcome outcome = cds(arguments);
+    EXPECT_EQ(outcome.status, row.status) << row.message << "\n" << outcome.out;
+    EXPECT_TRUE(outcome.has(row.message)) << outcome.out;
+    const bool isMoved = !fs::exists(sandbox_.path("app.kvf"));
+    EXPECT_EQ(sandbox_.read(isMoved ? "other.kvf" : "app.kvf") == before, row.status != 0);
+    EXPECT_EQ(sandbox_.run({"sh", "-c", "ls -A; cat *.new"}).out,
+              std::string(fs::exists(sandbox_.path("app.jsa")) ? "app.jsa\n" : "") +
+                  "app.jsa.new\n" + (isMoved ? "" : "app.kvf\n") + "app.kvf.new\nlib\n" +
+                  (fs::exists(sandbox_.path("other.kvf")) ? "other.kvf\n" : "") +
+                  "part.kvf\nminemine");
+    if (!isMoved) {
+      EXPECT_EQ(sandbox_.run({"stat", "-c", "%u %a", "app.kvf"}).out,
+                owner.substr(0, owner.find(':')) + " 600\n");
+    }
+  }
+}
+
+TEST_F(Cds, WhatIsStartedEndsWithIt) {
+  kvf("java.class.path=" + jar(), "java.start.method=waiting\n");
+  // A script between keeps a signal from the launcher.
+  const std::string script = VELOX_WRAPPER " --run --propFile app.kvf & echo id $!; wait";
+  for (const int signal : {SIGTERM, SIGHUP, SIGINT, SIGKILL}) {
+    Child child = sandbox_.start({VELOX_KVF, "cds", "app.kvf", "--", "sh", "-c", script},
+                                 {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"},
+                                                  {"TMPDIR", sandbox_.path("lib")}}});
+    ASSERT_TRUE(child.prints("Picked up"));
+    ::kill(child.id(), signal);
+    const Outcome outcome = child.wait();
+    EXPECT_EQ(outcome.status, 128 + signal) << outcome.out;
+    const std::size_t at = outcome.out.find("id ");
+    ASSERT_NE(at, std::string::npos) << outcome.out;
+    const pid_t launcher = std::stoi(outcome.out.substr(at + 3));
+    for (int i = 0; i < 500 && ::kill(launcher, 0) == 0; ++i) ::usleep(10000);
+    EXPECT_EQ(::kill(launcher, 0), -1) << "still running after " << signal;
+    if (signal == SIGKILL) continue;
+    EXPECT_EQ(sandbox_.run({"sh", "-c", "ls -A . lib"}).out,
+              ".:\napp.kvf\nlib\n\nlib:\nprobe.jar\n");
+  }
+  const Outcome outcome =
+      sandbox_.run({VELOX_KVF, "cds", "app.kvf"}, {.environment = {{"TMPDIR", "/dev/null"}}});
+  EXPECT_EQ(outcome, (Outcome{2, "kvf: cannot make a folder in /dev/null: Not a directory\n"}));
+}
+
 TEST_F(Cds, WhatCannotServeLeavesNoArchive) {
   struct Case {
     std::string more;
@@ -197,7 +277,6 @@ TEST_F(Cds, WhatCannotServeLeavesNoArchive) {
     EXPECT_EQ(outcome.status, row.status) << row.message;
     EXPECT_TRUE(outcome.has(row.message)) << outcome.out;
     EXPECT_FALSE(fs::exists(sandbox_.path("app.jsa"))) << row.message;
-    EXPECT_FALSE(fs::exists(sandbox_.path("app.jsa.new"))) << row.message;
   }
 }
 

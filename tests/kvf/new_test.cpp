@@ -1,6 +1,7 @@
 #include <filesystem>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <zip.h>
 
 #include "kvf/formats/Archive.h"
@@ -119,20 +120,66 @@ TEST_F(New, TheClassPathOfTheManifestComesAlongOnce) {
 
 TEST_F(New, ARuntimeComesAlongWithItsLinks) {
   const fs::path home = withJvm.environment.at("JAVA_HOME");
-  // Of the runtime only what a start needs, by links that lead out and one that stays inside.
-  fs::create_directories(sandbox_.path("jre/bin"));
-  fs::create_directory_symlink(home / "lib", sandbox_.path("jre/lib"));
-  fs::create_directory_symlink(home / "conf", sandbox_.path("jre/conf"));
-  fs::create_symlink(home / "bin/java", sandbox_.path("jre/bin/java"));
+  const fs::path jre = sandbox_.path("jre");
+  // Of the runtime only what a start needs, and of that only its library as a file.
+  fs::create_directories(jre / "lib/server");
+  fs::copy_file(home / "lib/server/libjvm.so", jre / "lib/server/libjvm.so");
+  for (const auto& entry : fs::directory_iterator(home / "lib")) {
+    if (entry.path().filename() != "server")
+      fs::create_symlink(entry.path(), jre / "lib" / entry.path().filename());
+  }
+  fs::create_directory_symlink(home / "conf", jre / "conf");
   sandbox_.write("jre/LICENSE", "");
-  fs::create_symlink("LICENSE", sandbox_.path("jre/COPYING"));
+  fs::create_symlink(jre / "LICENSE", jre / "COPYING");
   jar("probe.jar", "Main-Class: probe.Probe\n");
-  ASSERT_EQ(kvfNew({"made", "--jar", "probe.jar", "--jre", "jre"}).status, 0);
+  const Outcome outcome = kvfNew({"made", "--jar", "probe.jar", "--jre", "jre"});
+  EXPECT_EQ(outcome.status, 0) << outcome.out;
+  EXPECT_TRUE(outcome.has("links of the runtime lead out of it and stay links, such as runtime/"));
   fs::rename(sandbox_.path("made"), sandbox_.path("moved"));
-  fs::remove_all(sandbox_.path("jre"));
+  fs::remove_all(jre);
   EXPECT_EQ(sandbox_.run({"moved/bin/probe"}, withJvm).status, 0);
   EXPECT_EQ(fs::read_symlink(sandbox_.path("moved/runtime/COPYING")), "LICENSE");
-  EXPECT_FALSE(fs::is_symlink(sandbox_.path("moved/runtime/bin/java")));
+  EXPECT_EQ(fs::read_symlink(sandbox_.path("moved/runtime/conf")), home / "conf");
+  EXPECT_EQ(
+      kvfNew({"moved", "--jar", "moved/lib/probe.jar", "--jre", "moved/runtime", "--force"}).status,
+      0);
+  EXPECT_TRUE(fs::is_regular_file(sandbox_.path("moved/runtime/lib/server/libjvm.so")));
+}
+
+TEST_F(New, ForceLosesNeitherInputsNorEdits) {
+  jar("in/probe.jar", "Main-Class: probe.Probe\n");
+  Start start = withJvm;
+  start.inChild = [] { ::umask(077); };
+  const auto make = [&](const Texts& arguments) {
+    Texts line = {VELOX_KVF, "new", "made", "--force"};
+    line.insert(line.end(), arguments.begin(), arguments.end());
+    return sandbox_.run(line, start);
+  };
+  ASSERT_EQ(make({"--jar", "in/probe.jar"}).status, 0);
+  const std::string text = sandbox_.read("made/probe.kvf");
+  for (const char* part : {"made", "made/bin", "made/bin/probe", "made/bin/wrapper"})
+    EXPECT_EQ(fs::status(sandbox_.path(part)).permissions(), fs::perms(0755)) << part;
+
+  sandbox_.write("made/probe.kvf", "edited");
+  fs::permissions(sandbox_.path("made/probe.kvf"), fs::perms(0640));
+  sandbox_.write("elsewhere", "linked");
+  fs::remove(sandbox_.path("made/probe.service"));
+  fs::create_symlink("../elsewhere", sandbox_.path("made/probe.service"));
+  const Outcome again =
+      make({"--jar", "made/lib/probe.jar", "--lib", "made/lib", "--wrapper", "made/bin/wrapper"});
+  EXPECT_EQ(again.status, 0) << again.out;
+  EXPECT_TRUE(again.has("note: what was there is kept as " + sandbox_.path("made/probe.kvf.orig")));
+  EXPECT_EQ(sandbox_.read("made/probe.kvf.orig"), "edited");
+  EXPECT_EQ(sandbox_.read("made/probe.kvf"), text);
+  EXPECT_EQ(fs::status(sandbox_.path("made/probe.kvf")).permissions(), fs::perms(0640));
+  EXPECT_EQ(sandbox_.read("elsewhere"), "linked");
+  EXPECT_EQ(fs::read_symlink(sandbox_.path("made/probe.service.orig")), "../elsewhere");
+  EXPECT_EQ(sandbox_.run({"made/bin/probe"}, withJvm).status, 0);
+
+  sandbox_.write("made/probe.kvf", "edited again");
+  EXPECT_EQ(make({"--jar", "in/probe.jar"}).status, 0);
+  EXPECT_EQ(sandbox_.read("made/probe.kvf.orig.2"), "edited again");
+  EXPECT_FALSE(fs::exists(sandbox_.path("made/bin/probe.orig")));
 }
 
 TEST_F(New, WhatCannotBeMadeLeavesNothingBehind) {
@@ -144,6 +191,9 @@ TEST_F(New, WhatCannotBeMadeLeavesNothingBehind) {
   sandbox_.write("there/file", "mine");
   sandbox_.write("old/lib/server/libjvm.so", "");
   sandbox_.write("old/release", "JAVA_VERSION=\"1.8.0_392\"\n");
+  fs::create_directory(sandbox_.path("linked"));
+  fs::create_symlink(fs::path(withJvm.environment.at("JAVA_HOME")) / "lib",
+                     sandbox_.path("linked/lib"));
   struct Case {
     Texts arguments;
     std::string message;
@@ -159,7 +209,10 @@ TEST_F(New, WhatCannotBeMadeLeavesNothingBehind) {
       {{"new", "--jar", VELOX_PROBE_JAR, "--main", "probe.Probe$Failing"},
        "the start class probe.Probe$Failing has no static method main(String[])"},
       {{"new:1", "--jar", "probe.jar"}, "cannot hold a folder with a colon in its name"},
-      {{"new", "--jar", "probe.jar", "--wrapper", "missing"}, "missing"},
+      {{"new", "--jar", "probe.jar", "--wrapper", "missing"}, "cannot read missing: No such file"},
+      {{"new", "--jar", "probe.jar", "--wrapper", VELOX_KVF}, "is not the wrapper"},
+      {{"old/new", "--jar", "probe.jar", "--jre", "old"}, "lies in the runtime"},
+      {{"new", "--jar", "probe.jar", "--jre", "linked"}, "the JVM of linked lies outside of it"},
       {{"there", "--jar", "probe.jar"}, "there is there already; --force writes into it"},
   };
   for (const Case& row : cases) {
@@ -167,6 +220,7 @@ TEST_F(New, WhatCannotBeMadeLeavesNothingBehind) {
     EXPECT_EQ(outcome.status, 2) << row.message;
     EXPECT_TRUE(outcome.has("kvf: ") && outcome.has(row.message)) << outcome.out;
     EXPECT_FALSE(fs::exists(sandbox_.path("new"))) << row.message;
+    EXPECT_FALSE(fs::exists(sandbox_.path("old/new"))) << row.message;
   }
   EXPECT_EQ(
       kvfNew({"heir", "--jar", VELOX_PROBE_JAR, "--main", "probe.Heir", "--name", "x"}).status, 0);

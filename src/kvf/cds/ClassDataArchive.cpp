@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <set>
 #include <system_error>
 
@@ -17,6 +18,7 @@ constexpr std::uint32_t staticMagic = 0xF00BABA2;
 constexpr std::uint32_t dynamicMagic = 0xF00BABA8;
 constexpr std::size_t headerBytes = 4096;
 constexpr std::size_t maxIdentityBytes = 256;
+constexpr std::size_t longestPath = 4096 + 5;
 constexpr std::string_view identityMark = " VM (";
 // Since this release all archives may have moved to another folder together.
 constexpr unsigned firstWithMovableJars = 20;
@@ -38,18 +40,23 @@ std::string_view textAround(std::string_view bytes, std::size_t at) {
 /// The archives of the class path that a class-data archive was written for.
 class RecordedJars {
  public:
-  RecordedJars(std::string_view bytes, bool movable) : movable_(movable) {
+  RecordedJars(const fs::path& archive, bool movable) : movable_(movable) {
     constexpr std::string_view mark(".jar\0", 5);
-    for (std::size_t at = 0; (at = bytes.find(mark, at)) != std::string_view::npos;
-         at += mark.size()) {
-      const std::size_t end = at + mark.size() - 1;
-      const std::size_t start = bytes.find_last_of('\0', at) + 1;
-      names_.insert(comparable(bytes.substr(start, end - start)));
-    }
+    std::size_t known = 0;
+    forEachPiece(archive, longestPath, [&](std::string_view bytes) {
+      for (std::size_t at = 0; (at = bytes.find(mark, at)) != std::string_view::npos;
+           at += mark.size()) {
+        const std::size_t end = at + mark.size() - 1;
+        const std::size_t start = bytes.find_last_of('\0', at) + 1;
+        if (end >= known) names_.emplace(comparable(bytes.substr(start, end - start)));
+      }
+      known = longestPath;
+      return true;
+    });
   }
 
   [[nodiscard]] bool contains(std::string_view path) const {
-    return names_.contains(comparable(path));
+    return names_.find(comparable(path)) != names_.end();
   }
 
  private:
@@ -58,7 +65,7 @@ class RecordedJars {
   }
 
   bool movable_;
-  std::set<std::string_view> names_;
+  std::set<std::string, std::less<>> names_;
 };
 
 /// "OpenJDK 64-Bit Server VM (17.0.15+6) for ..." -> 17
@@ -66,6 +73,16 @@ unsigned releaseOfIdentity(const std::string& identity) {
   const std::size_t mark = identity.find(identityMark);
   if (mark == std::string::npos) return 0;
   return releaseOfVersion(std::string_view(identity).substr(mark + identityMark.size()));
+}
+
+/// True when the text is nowhere in the file; false also when that cannot be told.
+bool lacks(const fs::path& file, const std::string& text) {
+  bool found = false;
+  const bool isRead = forEachPiece(file, text.size(), [&](std::string_view bytes) {
+    found = bytes.find(text) != std::string_view::npos;
+    return !found;
+  });
+  return isRead && !found;
 }
 
 bool isNewer(const fs::path& file, const fs::path& than) {
@@ -93,20 +110,17 @@ std::vector<std::string> classDataMisfits(const fs::path& archive, const fs::pat
                                           const std::vector<std::string>& classPath) {
   std::error_code error;
   if (!fs::is_regular_file(archive, error)) return {"there is no such file"};
-  const std::string bytes = textOfFile(archive);
-  const auto header = parseClassDataArchive(bytes);
+  const auto header = parseClassDataArchive(textOfFile(archive, headerBytes));
   if (!header) return {"it is no class-data archive"};
 
   std::vector<std::string> misfits;
   const std::string& identity = header->jvmIdentity;
   // A longer identity is cut and marked in a way of the JVM's own.
   if (!identity.empty() && identity.size() < maxIdentityBytes - 16) {
-    const std::string library = textOfFile(jvmLibrary);
-    if (!library.empty() && library.find(identity) == std::string::npos)
-      misfits.push_back("another JVM wrote it: " + identity);
+    if (lacks(jvmLibrary, identity)) misfits.push_back("another JVM wrote it: " + identity);
   }
   if (!header->dynamic) return misfits;
-  const RecordedJars recorded(bytes, releaseOfIdentity(identity) >= firstWithMovableJars);
+  const RecordedJars recorded(archive, releaseOfIdentity(identity) >= firstWithMovableJars);
   const auto isRecorded = [&](const std::string& jar) { return recorded.contains(jar); };
   // What was added at the end since then does no harm.
   const auto end = std::find_if(classPath.rbegin(), classPath.rend(), isRecorded).base();

@@ -211,7 +211,7 @@ ClassDataAcceptance acceptanceOf(const fs::path& archive, const ClassDataLaunch&
   }
   run.environment = launch.exported;
   run.directory = launch.directory;
-  run.silent = true;
+  run.output = ProgramRun::Output::dropped;
   run.limit = std::chrono::seconds(60);
   const ProgramEnd end = runProgram(run);
   if (end.error != 0)

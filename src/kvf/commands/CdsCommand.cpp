@@ -2,19 +2,22 @@
 #include <chrono>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <optional>
 
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
+#include "kvf/cds/ClassDataArchive.h"
 #include "kvf/cds/ClassDataEntry.h"
 #include "kvf/cds/ClassDataSharing.h"
 #include "kvf/commands/Output.h"
 #include "kvf/commands/Subcommand.h"
 #include "kvf/launch/Assembler.h"
+#include "kvf/process/Files.h"
+#include "kvf/process/Interruption.h"
 #include "kvf/process/ProgramRun.h"
+#include "kvf/process/TemporaryFolder.h"
 #include "kvf/text/FileText.h"
 #include "kvf/text/PropertiesText.h"
 #include "kvf/text/Text.h"
@@ -39,34 +42,25 @@ int complain(const std::string& text, int status) {
   return status;
 }
 
-/// A folder for files of no further use.
-class ScratchFolder {
- public:
-  ScratchFolder() : path_(fs::temp_directory_path() / "kvf-XXXXXX") {
-    std::string pattern = path_;
-    path_ = ::mkdtemp(pattern.data()) == nullptr ? fs::path() : fs::path(pattern);
-  }
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
-  ~ScratchFolder() {
-    std::error_code error;
-    if (!path_.empty()) fs::remove_all(path_, error);
-  }
-  [[nodiscard]] const fs::path& path() const { return path_; }
+/// The launch that the file describes, as the launcher would run it.
+Inspection inspectRun(const std::string& file, const GivenTexts& given = {}) {
+  return inspectCommandLine({"wrapper", switches::run, switches::propFile, file}, given);
+}
 
- private:
-  fs::path path_;
-};
-
-/// Replaces the file in one step. It keeps its permissions.
-void replaceFile(const fs::path& file, const std::string& text) {
-  const fs::path written = file.string() + ".new";
-  std::ofstream stream(written, std::ios::binary);
-  stream << text;
-  stream.close();
-  if (!stream) throw fs::filesystem_error("cannot write", written, std::error_code());
-  fs::permissions(written, fs::status(file).permissions());
-  fs::rename(written, file);
+/// Keys that have other values, but for the one of the JVM's options.
+std::vector<std::string> changedKeys(const SimpleProperties& before,
+                                     const SimpleProperties& after) {
+  std::vector<std::string> keys;
+  const auto addMissing = [&](const SimpleProperties& from, const SimpleProperties& in) {
+    from.forEach([&](const WString& key, const WString& value) {
+      WString other;
+      if (key == keys::extendedProperties || (in.get(key, other) && other == value)) return;
+      keys.push_back(toString(key));
+    });
+  };
+  addMissing(before, after);
+  addMissing(after, before);
+  return keys;
 }
 
 class ArchiveMaker {
@@ -74,20 +68,11 @@ class ArchiveMaker {
   ArchiveMaker(const CdsOptions& options, const std::vector<std::string>& command)
       : options_(options),
         file_(fs::canonical(options.file)),
-        inspection_(
-            inspectCommandLine({"wrapper", switches::run, switches::propFile, options.file})),
-        command_(command) {
-    archive_ = file_;
-    archive_.replace_extension(".jsa");
-    fresh_ = archive_.string() + ".new";
+        inspection_(inspectRun(options.file)),
+        command_(command),
+        archive_(fs::weakly_canonical(fs::path(file_).replace_extension(".jsa"))) {
     if (command_.empty())
       command_ = {options.launcher, switches::run, switches::propFile, options.file};
-  }
-  ArchiveMaker(const ArchiveMaker&) = delete;
-  ArchiveMaker& operator=(const ArchiveMaker&) = delete;
-  ~ArchiveMaker() {
-    std::error_code error;
-    fs::remove(fresh_, error);
   }
 
   int make() {
@@ -97,19 +82,38 @@ class ArchiveMaker {
     launch_ = *subject.launch;
     const std::vector<std::string> obstacles = classDataObstacles(launch_);
     if (!obstacles.empty()) return tellObstacles(obstacles);
+    // Before the application runs, which may take long.
+    if (options_.write) static_cast<void>(FileReplacement(file_));
+    checkArchiveInPlace();
+    freshFolder_.emplace(archive_.parent_path(), ".kvf-");
+    freshFolder_->giveToOwnerOfParent();
+    fresh_ = freshFolder_->path() / archive_.filename();
     if (const int status = runOnce(); status != 0) return status;
 
     const ClassDataAcceptance acceptance = acceptanceOf(fresh_, launch_, scratch_.path());
     if (!acceptance.accepted)
       return complain("the JVM wrote an archive and does not use it: " + acceptance.complaint,
                       cannotServe);
-    fs::rename(fresh_, archive_);
+    installArchive();
     std::cout << printable(archive_.native()) << ": " << fs::file_size(archive_) / 1024
               << " KiB, accepted by Java " << launch_.jvm.version << '\n';
     return tellEntry();
   }
 
  private:
+  /// Another file of the user's may have its name.
+  void checkArchiveInPlace() const {
+    if (!fs::exists(archive_)) return;
+    if (!parseClassDataArchive(textOfFile(archive_, 4096)))
+      throw FileError(concat({archive_.native(), " is there and no class-data archive"}));
+  }
+
+  void installArchive() const {
+    InterruptionWatch::look();
+    if (fs::exists(archive_)) takeAttributes(fresh_, archive_);
+    fs::rename(fresh_, archive_);
+  }
+
   int tellObstacles(const std::vector<std::string>& obstacles) {
     for (const std::string& obstacle : obstacles) complain(obstacle, cannotServe);
     const std::string archives = classPathOfArchives(launch_.classPath, file_.parent_path());
@@ -131,9 +135,6 @@ class ArchiveMaker {
     const fs::path log = scratch_.path() / "write.log";
     const std::optional<std::string> options = archiveWritingOptions(fresh_, log);
     if (!options) return complain("the name of the file has a quote or a line end", cannotServe);
-    std::error_code error;
-    fs::remove(fresh_, error);
-
     ProgramRun run;
     run.arguments = command_;
     const char* already = std::getenv(optionsVariable);
@@ -149,7 +150,7 @@ class ArchiveMaker {
           notFoundOut);
     if (end.status != 0 && !end.stopped)
       complain("the application ended with status " + std::to_string(end.status), 0);
-    if (fs::exists(fresh_, error)) return 0;
+    if (std::error_code error; fs::exists(fresh_, error)) return 0;
     const std::string complaint = complaintInLog(textOfFile(log));
     return complain("the JVM wrote no archive" +
                         (complaint.empty() ? ": it did not end in order, or was none of this Java"
@@ -158,17 +159,50 @@ class ArchiveMaker {
   }
 
   int tellEntry() {
-    const std::string text = textOfFile(file_);
-    const ClassDataEntry entry =
-        withClassDataArchive(text, archive_.filename().native(), inheritedOptions());
-    if (!options_.write || entry.text == text) {
-      std::cout << (entry.text == text ? "the file uses it already:\n" : "")
-                << printable(entry.line) << '\n';
-      return 0;
+    // As it is now: the application may have run for long.
+    const std::string text = readWhole(file_);
+    const ClassDataEntry entry = withClassDataArchive(
+        text, fs::path(file_).replace_extension(".jsa").filename().native(), inheritedOptions());
+    const bool isThere = entry.text == text;
+    if (!isThere) {
+      const std::string complaint = whyWithoutEffect(text, entry);
+      if (!complaint.empty()) {
+        complain(concat({file_.native(), " is left as it is: with this line ", complaint}), 0);
+        std::cout << printable(entry.line) << '\n';
+        return options_.write ? cannotServe : 0;
+      }
     }
-    replaceFile(file_, entry.text);
-    std::cout << "changed " << printable(file_.native()) << ":\n" << printable(entry.line) << '\n';
+    if (!isThere && options_.write) {
+      const FileReplacement replacement(file_);
+      if (replacement.text() != text)
+        throw FileError(concat({file_.native(), " is being changed: it is left as it is"}));
+      replacement.replace(entry.text);
+    }
+    const std::string change = concat({"changed ", printable(file_.native()), ":\n"});
+    std::cout << (isThere          ? "the file uses it already:\n"
+                  : options_.write ? change
+                                   : "")
+              << printable(entry.line) << '\n';
     return 0;
+  }
+
+  /// Why the entry would not do, or nothing.
+  [[nodiscard]] std::string whyWithoutEffect(const std::string& text,
+                                             const ClassDataEntry& entry) const {
+    const Inspection before = inspectRun(options_.file, {{file_, text}});
+    const Inspection after = inspectRun(options_.file, {{file_, entry.text}});
+    if (!after.run().failures.empty())
+      return concat({"a launch would end with ", after.run().failures[0].message});
+    const std::vector<std::string> used = sharedArchiveFiles(after.plan.options);
+    std::error_code error;
+    if (used.size() != 1 || !fs::equivalent(after.atApplication(used[0]), archive_, error)) {
+      const std::string place = after.nameOf(after.positionOf(keys::extendedProperties));
+      return concat({"in it a launch would not use the archive; ", keys::extendedProperties,
+                     " has its value from ", place});
+    }
+    const std::vector<std::string> changed = changedKeys(before.run().merged, after.run().merged);
+    if (!changed.empty()) return concat({"it would have another value of ", changed[0]});
+    return {};
   }
 
   /// The options that the file has from elsewhere, as it would refer to them.
@@ -184,17 +218,19 @@ class ArchiveMaker {
   fs::path file_;
   Inspection inspection_;
   std::vector<std::string> command_;
-  fs::path archive_;
+  fs::path archive_;  ///< where it is to be, behind links
+  std::optional<TemporaryFolder> freshFolder_;
   fs::path fresh_;  ///< the archive until it has been accepted
   ClassDataLaunch launch_;
-  ScratchFolder scratch_;
+  TemporaryFolder scratch_;
 };
 
 int makeArchive(const CdsOptions& options, const std::vector<std::string>& command) {
+  const InterruptionWatch interruptions;
   try {
     return ArchiveMaker(options, command).make();
   } catch (const fs::filesystem_error& error) {
-    return complain(error.what(), notFoundOut);
+    throw FileError("use", error.path1(), error.code().value());
   }
 }
 

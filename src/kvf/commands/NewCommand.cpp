@@ -6,6 +6,7 @@
 #include "kvf/commands/Output.h"
 #include "kvf/commands/Subcommand.h"
 #include "kvf/package/NewApplication.h"
+#include "kvf/process/Interruption.h"
 #include "kvf/text/Text.h"
 
 namespace {
@@ -17,6 +18,7 @@ std::filesystem::path launcherBesideThis() {
 }
 
 int make(const NewApplicationRequest& request) {
+  const InterruptionWatch interruptions;
   std::string text;
   try {
     for (const std::string& note : makeApplication(request))

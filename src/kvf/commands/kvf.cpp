@@ -12,6 +12,7 @@
 #include "foundation/wrapper_vid.h"
 #include "kvf/commands/Output.h"
 #include "kvf/commands/Subcommand.h"
+#include "kvf/process/Interruption.h"
 #include "kvf/text/Text.h"
 
 namespace {
@@ -57,6 +58,9 @@ int main(int argc, char** argv) {
     // Where a command could not print, it has said so.
     if (status == noAnswer || isOutputWritten()) return status;
     return complain("standard output cannot be written");
+  } catch (const Interruption& interruption) {
+    complain(strsignal(interruption.signal));
+    endBy(interruption);
   } catch (const WException& exception) {
     return complain(exception.getDescription(false).view());
   } catch (const std::exception& exception) {

@@ -63,7 +63,8 @@ ScannedElement elementAt(const std::string& path) {
   return {path, ScannedElement::Kind::archive};
 }
 
-/// Calls visit(NAME) for every class, with slashes and without ".class", until it returns false.
+/// Calls visit(NAME) for every class, with slashes and without ".class", until it returns false or
+/// so many entries of a folder have been seen.
 template <class Visit>
 void forEachClass(const ScannedElement& element, Visit&& visit) {
   const auto take = [&](std::string_view entry) {
@@ -81,7 +82,9 @@ void forEachClass(const ScannedElement& element, Visit&& visit) {
   fs::recursive_directory_iterator entries(element.path,
                                            fs::directory_options::skip_permission_denied, error);
   const std::size_t prefix = element.path.size() + 1;
-  for (; !error && entries != fs::recursive_directory_iterator(); entries.increment(error)) {
+  std::size_t left = mostNames;
+  for (; !error && left > 0 && entries != fs::recursive_directory_iterator();
+       entries.increment(error), --left) {
     const std::string path = entries->path().string();
     if (path.size() > prefix && !take(std::string_view(path).substr(prefix))) return;
   }

@@ -1,24 +1,20 @@
 #include "kvf/launch/JvmTrial.h"
 
 #include <algorithm>
-#include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <jni.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include "kvf/process/ProcessTexts.h"
+#include "kvf/process/ProgramRun.h"
 #include "kvf/text/Text.h"
 
 namespace {
 
 constexpr unsigned int mostSeconds = 30;
-constexpr std::size_t mostText = 4096;
 constexpr int mostUnknownOptions = 20;
 
 struct Outcome {
@@ -26,47 +22,19 @@ struct Outcome {
   std::string text;  ///< what was printed
 };
 
-/// What the descriptor yields up to its end; the first part of it.
-std::string readAll(int descriptor) {
-  std::string text;
-  char buffer[mostText];
-  for (ssize_t count = 0; (count = ::read(descriptor, buffer, sizeof buffer)) != 0;) {
-    if (count < 0 && errno != EINTR) break;
-    if (count > 0 && text.size() < mostText) text.append(buffer, static_cast<std::size_t>(count));
-  }
-  return text;
-}
-
 /// Runs the hidden command in a child whose output is read.
 Outcome startChild(const JvmStart& start, const std::vector<std::string>& options) {
-  std::vector<std::string> arguments = {"kvf", "try-jvm", "--", start.library};
-  arguments.insert(arguments.end(), options.begin(), options.end());
-  std::vector<std::string> environment = environmentWith(start.environment);
-  int pipe[2] = {};
-  if (::pipe2(pipe, O_CLOEXEC) != 0) return {false, "no pipe can be made"};
-
-  posix_spawn_file_actions_t actions;
-  ::posix_spawn_file_actions_init(&actions);
-  ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  ::posix_spawn_file_actions_adddup2(&actions, pipe[1], STDOUT_FILENO);
-  ::posix_spawn_file_actions_adddup2(&actions, pipe[1], STDERR_FILENO);
-  ::posix_spawn_file_actions_addchdir_np(&actions, start.directory.c_str());
-  pid_t child = -1;
-  const int failed =
-      ::posix_spawn(&child, "/proc/self/exe", &actions, nullptr, nullTerminated(arguments).data(),
-                    nullTerminated(environment).data());
-  ::posix_spawn_file_actions_destroy(&actions);
-  ::close(pipe[1]);
-  Outcome outcome;
-  outcome.text = readAll(pipe[0]);
-  ::close(pipe[0]);
-  if (failed != 0) return {false, "no process can be started"};
-  int status = 0;
-  while (::waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
-  outcome.started = WIFEXITED(status) && WEXITSTATUS(status) == 0;
-  if (WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM)
-    outcome.text += "it did not start in time";
-  return outcome;
+  ProgramRun run;
+  run.program = "/proc/self/exe";
+  run.arguments = {"kvf", "try-jvm", "--", start.library};
+  run.arguments.insert(run.arguments.end(), options.begin(), options.end());
+  run.environment = start.environment;
+  run.directory = start.directory;
+  run.output = ProgramRun::Output::taken;
+  const ProgramEnd end = runProgram(run);
+  if (end.error != 0) return {false, "no process can be started"};
+  const bool inTime = end.status != 128 + SIGALRM;
+  return {end.status == 0, end.output + (inTime ? "" : "it did not start in time")};
 }
 
 /// What follows the mark up to the end of the line or the quote.

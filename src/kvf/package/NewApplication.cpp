@@ -2,17 +2,19 @@
 
 #include <algorithm>
 #include <cctype>
-#include <fstream>
 #include <optional>
-#include <set>
 #include <sstream>
 #include <system_error>
 
+#include "config/Switches.h"
 #include "kvf/formats/Archive.h"
 #include "kvf/formats/ClassFile.h"
 #include "kvf/jvm/JvmSearch.h"
 #include "kvf/package/ApplicationTexts.h"
 #include "kvf/package/ArchiveCollection.h"
+#include "kvf/package/FolderUpdate.h"
+#include "kvf/process/Files.h"
+#include "kvf/text/Text.h"
 
 namespace fs = std::filesystem;
 
@@ -79,96 +81,34 @@ unsigned checkStartClass(const ArchiveCollection& archives, const std::string& s
                             " has no static method main(String[])");
 }
 
-/// Makes files in the folder; a folder that was not there disappears again unless keep() is called.
-class FolderMaker {
- public:
-  FolderMaker(fs::path folder, bool force) : folder_(std::move(folder)) {
-    std::error_code error;
-    const bool there = fs::exists(fs::symlink_status(folder_, error));
-    if (there && !force && !(fs::is_directory(folder_) && fs::is_empty(folder_)))
-      throw NewApplicationError(folder_.string() + " is there already; --force writes into it");
-    if (fs::absolute(folder_).string().find(':') != std::string::npos)
-      throw NewApplicationError(
-          "a Java class path cannot hold a folder with a colon in its name: " +
-          fs::absolute(folder_).string());
-    // Of the folders on the way, the first new one is what has to disappear.
-    for (fs::path missing = folder_; !missing.empty() && !fs::exists(missing, error);
-         missing = missing.parent_path())
-      made_ = missing;
-    fs::create_directories(folder_);
-  }
-  FolderMaker(const FolderMaker&) = delete;
-  FolderMaker& operator=(const FolderMaker&) = delete;
-  ~FolderMaker() {
-    std::error_code error;
-    if (!made_.empty()) fs::remove_all(made_, error);
-  }
+void checkPlace(const NewApplicationRequest& request) {
+  const fs::path& folder = request.directory;
+  std::error_code error;
+  const bool there = fs::exists(fs::symlink_status(folder, error));
+  if (there && !request.force && !(fs::is_directory(folder) && fs::is_empty(folder)))
+    throw NewApplicationError(folder.string() + " is there already; --force writes into it");
+  const std::string absolute = fs::absolute(folder).string();
+  if (absolute.find(':') != std::string::npos)
+    throw NewApplicationError("a Java class path cannot hold a folder with a colon in its name: " +
+                              absolute);
+  if (request.runtime.empty()) return;
+  const fs::path runtime = fs::canonical(request.runtime);
+  const fs::path relative = fs::weakly_canonical(fs::absolute(folder)).lexically_relative(runtime);
+  if (!relative.empty() && *relative.begin() != "..")
+    throw NewApplicationError(folder.string() +
+                              " lies in the runtime that is to be copied into it");
+}
 
-  void keep() { made_.clear(); }
-
-  void write(const fs::path& name, const std::string& text, bool executable = false) {
-    const fs::path file = prepared(name);
-    std::ofstream stream(file, std::ios::binary);
-    stream << text;
-    stream.close();
-    if (!stream) throw NewApplicationError("cannot write " + file.string());
-    if (executable)
-      fs::permissions(file, fs::perms::owner_exec | fs::perms::group_exec | fs::perms::others_exec,
-                      fs::perm_options::add);
-  }
-
-  void copy(const fs::path& source, const fs::path& name) { fs::copy_file(source, prepared(name)); }
-
-  /// Links that stay inside stay links; what others lead to is copied in their place.
-  void copyTree(const fs::path& source, const fs::path& name) {
-    if (fs::exists(folder_ / name)) fs::remove_all(folder_ / name);
-    std::set<fs::path> within;
-    copyEntries({fs::canonical(source), folder_ / name}, fs::canonical(source), within);
-  }
-
- private:
-  struct FromTo {
-    fs::path from;
-    fs::path to;
-  };
-
-  /// The file's place, with nothing there: what is replaced may be a link or a running program.
-  fs::path prepared(const fs::path& name) {
-    fs::path file = folder_ / name;
-    fs::create_directories(file.parent_path());
-    fs::remove(file);
-    return file;
-  }
-
-  static bool staysInside(const fs::path& link, const fs::path& root) {
-    std::error_code error;
-    const fs::path real = fs::canonical(link, error);
-    const fs::path relative = real.lexically_relative(root);
-    return !error && fs::read_symlink(link).is_relative() && !relative.empty() &&
-           *relative.begin() != "..";
-  }
-
-  /// `within` holds the folders that the way leads through, as a link may lead back to one.
-  static void copyEntries(const FromTo& folder, const fs::path& root, std::set<fs::path>& within) {
-    fs::create_directories(folder.to);
-    const auto [place, isNew] = within.insert(fs::canonical(folder.from));
-    if (!isNew) return;
-    for (const auto& entry : fs::directory_iterator(folder.from)) {
-      const fs::path to = folder.to / entry.path().filename();
-      if (entry.is_symlink() && staysInside(entry.path(), root)) {
-        fs::copy_symlink(entry.path(), to);
-      } else if (entry.is_directory()) {
-        copyEntries({entry.path(), to}, root, within);
-      } else if (entry.is_regular_file()) {
-        fs::copy_file(entry.path(), to);
-      }
-    }
-    within.erase(place);
-  }
-
-  fs::path folder_;
-  fs::path made_;
-};
+/// Only the wrapper, and a host program that holds it, have a usage text with such a line.
+void checkLauncher(const fs::path& launcher) {
+  // Put together here, so that this program has no such text.
+  const std::string usage = concat({switches::cmdlineJava, ", run java program by command line"});
+  const std::string bytes = readWhole(launcher);
+  if (!bytes.starts_with("\x7F"
+                         "ELF") ||
+      bytes.find(usage) == std::string::npos)
+    throw NewApplicationError(launcher.string() + " is not the wrapper");
+}
 
 void useShippedRuntime(const fs::path& runtime, ApplicationFolder& folder) {
   const auto jvm = jvmAt(runtime);
@@ -177,6 +117,11 @@ void useShippedRuntime(const fs::path& runtime, ApplicationFolder& folder) {
     throw NewApplicationError("the start class needs Java " + std::to_string(folder.release) +
                               ", and " + runtime.string() + " is Java " +
                               std::to_string(jvm->release));
+  const fs::path root = fs::canonical(runtime);
+  const fs::path real = fs::canonical(jvm->library).lexically_relative(root);
+  if (real.empty() || *real.begin() == "..")
+    throw NewApplicationError("the JVM of " + runtime.string() +
+                              " lies outside of it: " + fs::canonical(jvm->library).string());
   const auto inFolder = [&](const fs::path& file) {
     return (fs::path("runtime") / file.lexically_relative(runtime)).string();
   };
@@ -228,36 +173,49 @@ ApplicationFolder describe(const NewApplicationRequest& request, const ArchiveCo
   return folder;
 }
 
+/// What the user should know of links that are of no use elsewhere.
+std::string noteOnLinks(const std::vector<fs::path>& leadingOut) {
+  return countOf(leadingOut.size(), "link") + " of the runtime lead out of it and " +
+         (leadingOut.size() == 1 ? "stays one" : "stay links") + ", such as " +
+         (fs::path("runtime") / leadingOut.front()).string();
+}
+
 void makeFolder(const NewApplicationRequest& request, const ArchiveCollection& archives,
-                const ApplicationFolder& folder) {
-  FolderMaker maker(request.directory, request.force);
-  maker.copy(request.launcher, "bin/wrapper");
-  maker.write("bin/" + folder.name, startScript(folder), true);
-  maker.write(folder.name + ".kvf", propertiesFile(folder));
-  maker.write(folder.name + ".service",
-              serviceUnit(folder, fs::canonical(request.directory).native()));
+                const ApplicationFolder& folder, std::vector<std::string>& notes) {
+  constexpr unsigned forAll = 0644;
+  constexpr unsigned forAllToRun = 0755;
+  FolderUpdate update(request.directory);
+  update.copy(request.launcher, "bin/wrapper", forAllToRun);
+  update.write("bin/" + folder.name, startScript(folder), forAllToRun);
+  update.write(folder.name + ".kvf", propertiesFile(folder), forAll);
+  update.write(folder.name + ".service", serviceUnit(folder, update.folder().native()), forAll);
   for (const CollectedArchive& archive : archives.archives())
-    maker.copy(archive.source, "lib/" + archive.name);
-  if (!request.runtime.empty()) maker.copyTree(request.runtime, "runtime");
-  maker.keep();
+    update.copy(archive.source, "lib/" + archive.name);
+  if (!request.runtime.empty()) {
+    const std::vector<fs::path> leadingOut = update.copyTree(request.runtime, "runtime");
+    if (!leadingOut.empty()) notes.push_back(noteOnLinks(leadingOut));
+  }
+  for (const fs::path& kept : update.install())
+    notes.push_back("what was there is kept as " + kept.string());
 }
 
 }  // namespace
 
 std::vector<std::string> makeApplication(const NewApplicationRequest& request) try {
+  checkPlace(request);
   const ArchiveCollection archives = collect(request);
   const Manifest manifest = manifestOf(request.jar);
   const ApplicationFolder folder = describe(request, archives, manifest);
-  makeFolder(request, archives, folder);
-
+  checkLauncher(request.launcher);
   std::vector<std::string> notes = archives.notes();
+  makeFolder(request, archives, folder, notes);
   for (const LostAttribute& lost : lostAttributes) {
     if (!attributeOf(manifest, lost.attribute).empty())
       notes.push_back(std::string("not carried along: ") + lost.attribute + ", " + lost.advice);
   }
   return notes;
 } catch (const fs::filesystem_error& error) {
-  throw NewApplicationError(error.what());
+  throw FileError("use", error.path1(), error.code().value());
 }
 
 std::string nameForArchive(const fs::path& jar) {

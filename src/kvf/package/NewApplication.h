@@ -23,8 +23,8 @@ struct NewApplicationRequest {
 };
 
 /// Makes the folder of an application (see ApplicationFolder) that can be moved, copied and started
-/// from anywhere. Returns what the user should know, in sentences. Throws NewApplicationError when
-/// it cannot, and then leaves no folder behind that was not there.
+/// from anywhere. Returns what the user should know, in sentences. Throws NewApplicationError or
+/// FileError when it cannot, and then everything is as it was; see FolderUpdate.
 std::vector<std::string> makeApplication(const NewApplicationRequest& request);
 
 /// "acme" for "/x/acme-1.2.jar".

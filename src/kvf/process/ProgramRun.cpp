@@ -1,117 +1,327 @@
 #include "kvf/process/ProgramRun.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <charconv>
 #include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
 
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
-#include <sys/syscall.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "kvf/process/Files.h"
+#include "kvf/process/Interruption.h"
 #include "kvf/process/ProcessTexts.h"
+
+// Between this process and the program stands another one, the guardian. Whatever the program
+// starts becomes a child of the guardian's when its own parent ends, and the guardian learns of the
+// end of this process, also of one by SIGKILL. So it can end everything, and leaves nothing behind.
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using Time = std::optional<Clock::time_point>;
+
 constexpr std::chrono::seconds timeToEnd(60);
+constexpr std::chrono::seconds timeToEndWithThis(5);
+constexpr std::chrono::milliseconds timeBetweenKills(20);
+constexpr std::size_t mostOutput = 4096;
 
-/// While it lives, Ctrl-C does nothing here. A handler, unlike ignoring, is not inherited.
-class InterruptsPassBy {
- public:
-  InterruptsPassBy() {
-    struct sigaction action {};
-    action.sa_handler = [](int) {};
-    ::sigaction(SIGINT, &action, &former_);
-  }
-  InterruptsPassBy(const InterruptsPassBy&) = delete;
-  InterruptsPassBy& operator=(const InterruptsPassBy&) = delete;
-  ~InterruptsPassBy() { ::sigaction(SIGINT, &former_, nullptr); }
-
- private:
-  struct sigaction former_ {};
+/// What the guardian reports.
+struct Report {
+  int error, status;
+  bool stopped, killed;
 };
 
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() {
-    if (number_ >= 0) ::close(number_);
+struct Pipe {
+  Pipe() {
+    int ends[2] = {-1, -1};
+    if (::pipe2(ends, O_CLOEXEC) != 0)
+      throw std::system_error(errno, std::generic_category(), "pipe");
+    reading = Descriptor(ends[0]);
+    writing = Descriptor(ends[1]);
   }
-  [[nodiscard]] int number() const { return number_; }
-
- private:
-  int number_;
+  Descriptor reading, writing;
 };
 
-class FileActions {
- public:
-  explicit FileActions(const ProgramRun& run) {
-    ::posix_spawn_file_actions_init(&actions_);
-    if (!run.directory.empty())
-      ::posix_spawn_file_actions_addchdir_np(&actions_, run.directory.c_str());
-    for (int stream = STDOUT_FILENO; run.silent && stream <= STDERR_FILENO; ++stream)
-      ::posix_spawn_file_actions_addopen(&actions_, stream, "/dev/null", O_WRONLY, 0);
-  }
-  FileActions(const FileActions&) = delete;
-  FileActions& operator=(const FileActions&) = delete;
-  ~FileActions() { ::posix_spawn_file_actions_destroy(&actions_); }
-  [[nodiscard]] const posix_spawn_file_actions_t* get() const { return &actions_; }
-
- private:
-  posix_spawn_file_actions_t actions_ = {};
-};
-
-/// True when the process has ended, false when the time is over.
-bool endsBefore(const Descriptor& process, std::optional<Clock::time_point> time) {
-  for (;;) {
-    int milliseconds = -1;
-    if (time) {
-      const auto left = std::chrono::ceil<std::chrono::milliseconds>(*time - Clock::now()).count();
-      milliseconds = static_cast<int>(std::clamp<long>(left, 0, 1'000'000));
-    }
-    pollfd poll = {process.number(), POLLIN, 0};
-    const int events = ::poll(&poll, 1, milliseconds);
-    if (events > 0) return true;
-    if (events < 0 && errno != EINTR) return true;
-    if (time && Clock::now() >= *time) return false;
-  }
+sigset_t guardedSignals() {
+  sigset_t signals;
+  ::sigemptyset(&signals);
+  for (const int signal : {SIGCHLD, SIGHUP, SIGINT, SIGQUIT, SIGTERM})
+    ::sigaddset(&signals, signal);
+  return signals;
 }
 
-int statusOf(pid_t child) {
-  int status = 0;
-  while (::waitpid(child, &status, 0) < 0) {
-    if (errno != EINTR) return 255;
+/// While it lives, the guarded signals wait.
+class SignalsWait {
+ public:
+  SignalsWait() {
+    const sigset_t signals = guardedSignals();
+    ::sigprocmask(SIG_BLOCK, &signals, &former_);
   }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  SignalsWait(const SignalsWait&) = delete;
+  SignalsWait& operator=(const SignalsWait&) = delete;
+  ~SignalsWait() { ::sigprocmask(SIG_SETMASK, &former_, nullptr); }
+  [[nodiscard]] const sigset_t& former() const { return former_; }
+
+ private:
+  sigset_t former_;
+};
+
+/// How the program is to be started, complete before the fork.
+class Spawning {
+ public:
+  Spawning(const ProgramRun& run, const sigset_t& mask, const Descriptor& output)
+      : program_(run.program.empty() ? run.arguments.at(0) : run.program),
+        argumentTexts_(run.arguments),
+        environmentTexts_(environmentWith(run.environment)),
+        arguments_(nullTerminated(argumentTexts_)),
+        environment_(nullTerminated(environmentTexts_)) {
+    ::posix_spawn_file_actions_init(&actions_);
+    ::posix_spawnattr_init(&attributes_);
+    ::posix_spawnattr_setsigmask(&attributes_, &mask);
+    ::posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK);
+    if (!run.directory.empty())
+      ::posix_spawn_file_actions_addchdir_np(&actions_, run.directory.c_str());
+    if (run.output == ProgramRun::Output::shown) return;
+    ::posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
+      if (output.number() >= 0) {
+        ::posix_spawn_file_actions_adddup2(&actions_, output.number(), stream);
+      } else {
+        ::posix_spawn_file_actions_addopen(&actions_, stream, "/dev/null", O_WRONLY, 0);
+      }
+    }
+  }
+  Spawning(const Spawning&) = delete;
+  Spawning& operator=(const Spawning&) = delete;
+  ~Spawning() {
+    ::posix_spawn_file_actions_destroy(&actions_);
+    ::posix_spawnattr_destroy(&attributes_);
+  }
+
+  /// An error number, or 0 and the child.
+  int start(pid_t& child) const {
+    return ::posix_spawnp(&child, program_.c_str(), &actions_, &attributes_, arguments_.data(),
+                          environment_.data());
+  }
+
+ private:
+  std::string program_;
+  std::vector<std::string> argumentTexts_, environmentTexts_;
+  std::vector<char*> arguments_, environment_;
+  posix_spawn_file_actions_t actions_ = {};
+  posix_spawnattr_t attributes_ = {};
+};
+
+struct Process {
+  pid_t id, parent;
+};
+
+/// All processes that can be seen.
+std::vector<Process> processes() {
+  std::vector<Process> found;
+  std::error_code error;
+  for (std::filesystem::directory_iterator entry("/proc", error), end; !error && entry != end;
+       entry.increment(error)) {
+    const std::string name = entry->path().filename();
+    pid_t id = 0;
+    if (std::from_chars(name.data(), name.data() + name.size(), id).ec != std::errc()) continue;
+    // "4711 (name) S PARENT ...", where the name may hold anything.
+    std::array<char, 1024> text{};
+    const Descriptor file(::open((entry->path() / "stat").c_str(), O_RDONLY | O_CLOEXEC));
+    if (file.number() < 0 || ::read(file.number(), text.data(), text.size() - 1) <= 0) continue;
+    const char* const state = std::strrchr(text.data(), ')');
+    if (state == nullptr || std::strlen(state) < 5) continue;
+    pid_t parent = 0;
+    std::from_chars(state + 4, text.data() + text.size(), parent);
+    found.push_back({id, parent});
+  }
+  return found;
+}
+
+class Guardian {
+ public:
+  Guardian(const Spawning& spawning, pid_t parent, std::optional<std::chrono::seconds> limit)
+      : spawning_(spawning), parent_(parent), limit_(limit) {}
+
+  Report run() {
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+    ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+    Report report = {};
+    if (::getppid() != parent_) return report;
+    try {
+      watchOver(report);
+    } catch (...) {
+      // No memory to find its family with.
+      if (program_ > 0) ::kill(program_, SIGKILL);
+    }
+    return report;
+  }
+
+ private:
+  enum class Awaited { programEnd, time, signal };
+
+  void watchOver(Report& report) {
+    report.error = spawning_.start(program_);
+    if (report.error != 0) return;
+    const Time end = limit_ ? Time(Clock::now() + *limit_) : std::nullopt;
+    const Awaited first = await(end);
+    report.stopped = first == Awaited::time;
+    if (first != Awaited::programEnd) {
+      signalFamily(SIGTERM);
+      const auto grace = first == Awaited::time ? timeToEnd : timeToEndWithThis;
+      report.killed = await(Clock::now() + grace) != Awaited::programEnd;
+    }
+    endFamily(report.killed);
+    report.status = WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_);
+  }
+
+  /// Waits for the first of the three.
+  Awaited await(const Time& end) {
+    const sigset_t signals = guardedSignals();
+    for (;;) {
+      if (hasEnded()) return Awaited::programEnd;
+      std::chrono::nanoseconds left(std::chrono::hours(1));
+      if (end) left = std::max<std::chrono::nanoseconds>(*end - Clock::now(), left.zero());
+      const timespec time = {left.count() / 1'000'000'000, left.count() % 1'000'000'000};
+      siginfo_t info = {};
+      const int signal = ::sigtimedwait(&signals, &info, &time);
+      if (signal < 0 && end && Clock::now() >= *end) {
+        return hasEnded() ? Awaited::programEnd : Awaited::time;
+      }
+      // Keys of the terminal reach the program too.
+      const bool isKey = info.si_code == SI_KERNEL && (signal == SIGINT || signal == SIGQUIT);
+      if (signal > 0 && signal != SIGCHLD && !isKey) return Awaited::signal;
+    }
+  }
+
+  /// Takes the ends of all children that have ended.
+  bool hasEnded() {
+    int status = 0;
+    for (pid_t id = 0; (id = ::waitpid(-1, &status, WNOHANG)) > 0;) {
+      if (id != program_) continue;
+      status_ = status;
+      programEnded_ = true;
+    }
+    return programEnded_;
+  }
+
+  [[nodiscard]] static bool hasChildren() {
+    siginfo_t info = {};
+    return ::waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
+  }
+
+  /// Sends the signal to every process that comes from this one.
+  void signalFamily(int signal) const {
+    const std::vector<Process> all = processes();
+    std::vector<pid_t> family = {::getpid()};
+    for (std::size_t i = 0; i < family.size(); ++i) {
+      for (const Process& process : all) {
+        if (process.parent == family[i]) family.push_back(process.id);
+      }
+    }
+    // Without /proc there is one that is known.
+    if (all.empty() && !programEnded_) family.push_back(program_);
+    std::for_each(family.begin() + 1, family.end(), [&](pid_t id) { ::kill(id, signal); });
+  }
+
+  /// Ends what the program has left running, or would not end.
+  void endFamily(bool atOnce) {
+    const auto hurry = Clock::now() + timeToEndWithThis;
+    if (!atOnce && hasChildren()) signalFamily(SIGTERM);
+    const sigset_t signals = guardedSignals();
+    while (hasChildren()) {
+      if (atOnce || Clock::now() >= hurry) signalFamily(SIGKILL);
+      const timespec time = {0, std::chrono::nanoseconds(timeBetweenKills).count()};
+      ::sigtimedwait(&signals, nullptr, &time);
+      hasEnded();
+    }
+  }
+
+  const Spawning& spawning_;
+  pid_t parent_;
+  std::optional<std::chrono::seconds> limit_;
+  pid_t program_ = -1;
+  int status_ = 0;
+  bool programEnded_ = false;
+};
+
+/// A program that reads from the terminal, or is to be stopped by its keys, has to be in its
+/// foreground; any other gets a process group of its own.
+bool isInForeground() {
+  const Descriptor terminal(::open("/dev/tty", O_RDONLY | O_CLOEXEC | O_NOCTTY));
+  return terminal.number() >= 0 && ::tcgetpgrp(terminal.number()) == ::getpgrp();
+}
+
+/// Takes what the program prints until the guardian reports; hands a signal on to it.
+bool readReport(pid_t guardian, const Pipe& reports, const Pipe& outputs, Report& report,
+                std::string& output, const sigset_t& mask) {
+  bool passedOn = false;
+  int outputNumber = outputs.reading.number();
+  for (;;) {
+    if (InterruptionWatch::pending() != 0 && !passedOn) {
+      ::kill(guardian, SIGTERM);
+      passedOn = true;
+    }
+    pollfd polls[] = {{reports.reading.number(), POLLIN, 0}, {outputNumber, POLLIN, 0}};
+    // Signals come in here only.
+    if (::ppoll(polls, 2, nullptr, passedOn ? nullptr : &mask) < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    if (polls[1].revents != 0) {
+      char buffer[mostOutput];
+      const ssize_t count = ::read(outputNumber, buffer, sizeof buffer);
+      if (count <= 0) outputNumber = -1;
+      if (count > 0)
+        output.append(buffer,
+                      std::min(static_cast<std::size_t>(count), mostOutput - output.size()));
+      continue;
+    }
+    if (polls[0].revents != 0)
+      return ::read(reports.reading.number(), &report, sizeof report) == sizeof report;
+  }
 }
 
 }  // namespace
 
 ProgramEnd runProgram(const ProgramRun& run) {
-  const InterruptsPassBy interrupts;
-  std::vector<std::string> arguments = run.arguments;
-  std::vector<std::string> environment = environmentWith(run.environment);
-  const FileActions actions(run);
+  const TerminalKeysPassBy keys;
+  const SignalsWait signals;
+  Pipe reports;
+  Pipe outputs;
+  if (run.output != ProgramRun::Output::taken) outputs.writing = Descriptor();
+  const Spawning spawning(run, signals.former(), outputs.writing);
+  const pid_t self = ::getpid();
+  const pid_t guardian = ::fork();
   ProgramEnd end;
-  pid_t child = -1;
-  end.error = ::posix_spawnp(&child, arguments.at(0).c_str(), actions.get(), nullptr,
-                             nullTerminated(arguments).data(), nullTerminated(environment).data());
-  if (end.error != 0) return end;
-
-  const Descriptor process(static_cast<int>(::syscall(SYS_pidfd_open, child, 0)));
-  if (run.limit && !endsBefore(process, Clock::now() + *run.limit)) {
-    end.stopped = true;
-    ::kill(child, SIGTERM);
-    if (!endsBefore(process, Clock::now() + timeToEnd)) {
-      end.killed = true;
-      ::kill(child, SIGKILL);
-    }
+  if (guardian < 0) {
+    end.error = errno;
+    return end;
   }
-  end.status = statusOf(child);
+  if (guardian == 0) {
+    if (!isInForeground()) ::setpgid(0, 0);
+    const Report report = Guardian(spawning, self, run.limit).run();
+    ::_exit(::write(reports.writing.number(), &report, sizeof report) == sizeof report ? 0 : 1);
+  }
+  reports.writing = Descriptor();
+  outputs.writing = Descriptor();
+  Report report = {};
+  const bool reported =
+      readReport(guardian, reports, outputs, report, end.output, signals.former());
+  while (::waitpid(guardian, nullptr, 0) < 0 && errno == EINTR) continue;
+  InterruptionWatch::look();
+  end.error = report.error;
+  end.status = reported ? report.status : 255;
+  end.stopped = report.stopped;
+  end.killed = report.killed;
   return end;
 }

@@ -2,6 +2,7 @@
 #define VELOX_KVF_PROCESS_PROGRAMRUN_H
 
 #include <chrono>
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <string>
@@ -9,10 +10,15 @@
 
 /// A program to start and wait for.
 struct ProgramRun {
-  std::vector<std::string> arguments;  ///< the first is the program, found along PATH
+  std::vector<std::string> arguments;
+  std::string program = {};                             ///< empty: the first argument, along PATH
   std::map<std::string, std::string> environment = {};  ///< on top of this process's own
   std::string directory = {};                           ///< empty: where this process is
-  bool silent = false;                                  ///< its output is thrown away
+  enum class Output {
+    shown,    ///< on this process's own streams
+    dropped,  ///< nothing is read from this process's input either
+    taken     ///< the same, and the first of it is in ProgramEnd::output
+  } output = Output::shown;
   /// After this time it is asked to end, as by a service manager, and a minute later it is killed.
   std::optional<std::chrono::seconds> limit = std::nullopt;
 };
@@ -22,10 +28,13 @@ struct ProgramEnd {
   int status = 0;        ///< exit status, or 128 and the number of the signal that ended it
   bool stopped = false;  ///< the limit was reached
   bool killed = false;   ///< it did not end by itself then
+  std::string output = {};
 };
 
-/// Starts the program and waits for its end. Meanwhile a Ctrl-C on the terminal ends the program
-/// and not this process.
+/// Starts the program and waits for its end; what it has started ends with it. The keys of the
+/// terminal, such as Ctrl-C, end the program and not this process. A signal that ends this process
+/// ends the program first, within five seconds, and throws Interruption; so does SIGKILL, but for
+/// the throwing.
 ProgramEnd runProgram(const ProgramRun& run);
 
 #endif

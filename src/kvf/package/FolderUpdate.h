@@ -1,0 +1,63 @@
+#ifndef VELOX_KVF_PACKAGE_FOLDERUPDATE_H
+#define VELOX_KVF_PACKAGE_FOLDERUPDATE_H
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kvf/process/TemporaryFolder.h"
+
+/// The parts of a folder, made beside their places and there when all of them are complete. Unless
+/// install() returns, the folder is as it was, and if it was not there, it is not there; only
+/// SIGKILL and a lost machine can leave some parts old and some new, each of them whole.
+///
+/// Names of parts are relative to the folder. All of it throws FileError, and Interruption.
+class FolderUpdate {
+ public:
+  /// The folder, and those that lead to it, may be missing.
+  explicit FolderUpdate(const std::filesystem::path& folder);
+  FolderUpdate(const FolderUpdate&) = delete;
+  FolderUpdate& operator=(const FolderUpdate&) = delete;
+  ~FolderUpdate();
+
+  /// Absolute, and without links.
+  [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
+
+  /// A text. Another one in its place is kept with ".orig" behind its name.
+  void write(const std::filesystem::path& part, std::string_view text, unsigned mode);
+  /// A regular file, with the mode of the source if none is given.
+  void copy(const std::filesystem::path& source, const std::filesystem::path& part,
+            std::optional<unsigned> mode = std::nullopt);
+  /// A folder with all below it. Links stay links, also those that lead out of it, which are
+  /// returned; absolute ones that lead into it become relative.
+  std::vector<std::filesystem::path> copyTree(const std::filesystem::path& source,
+                                              const std::filesystem::path& part);
+
+  /// Moves the parts to their places. A file takes over owner, mode and attributes of the one that
+  /// it replaces. Returns where former texts are kept, and what else stood in the place of a part
+  /// without being of its kind, such as a link.
+  std::vector<std::filesystem::path> install();
+
+ private:
+  /// Where the parts are made.
+  [[nodiscard]] std::filesystem::path parts() const { return beside_->path() / "parts"; }
+  [[nodiscard]] std::filesystem::path prepared(const std::filesystem::path& part);
+  void makeFolder(const std::filesystem::path& folder);
+  void place(const std::filesystem::path& part);
+  void keepFormer(const std::filesystem::path& target);
+  void undo() noexcept;
+
+  std::filesystem::path folder_;
+  std::vector<std::filesystem::path> madeFolders_;
+  std::optional<TemporaryFolder> beside_;
+  std::vector<std::filesystem::path> parts_;
+  std::set<std::filesystem::path> texts_;
+  std::vector<std::filesystem::path> kept_;
+  std::vector<std::function<void()>> moves_;  ///< each takes one back
+};
+
+#endif

@@ -1,0 +1,74 @@
+#ifndef VELOX_KVF_PROCESS_FILES_H
+#define VELOX_KVF_PROCESS_FILES_H
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "kvf/process/FileError.h"
+
+/// Everything that is put on the user's disk, and what must not be mistaken for empty when it
+/// cannot be read. All of it throws FileError, and Interruption between two pieces of a long file.
+
+/// Owns a file descriptor.
+class Descriptor {
+ public:
+  explicit Descriptor(int number = -1) : number_(number) {}
+  Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(number_, other.number_);
+    return *this;
+  }
+  ~Descriptor();
+
+  [[nodiscard]] int number() const { return number_; }
+  /// The number, which the caller has to close.
+  int release() { return std::exchange(number_, -1); }
+
+ private:
+  int number_;
+};
+
+/// A regular file of at most 64 MiB.
+std::string readWhole(const std::filesystem::path& file);
+/// Makes a file that was not there, with just this mode, whatever the umask is.
+void writeNewFile(const std::filesystem::path& file, std::string_view text, unsigned mode);
+/// The same from another, regular file.
+void copyToNewFile(const std::filesystem::path& source, const std::filesystem::path& file,
+                   unsigned mode);
+/// Gives a new file the owner, the mode and the extended attributes of the one it is to replace.
+void takeAttributes(const std::filesystem::path& file, const std::filesystem::path& replaced);
+/// Moves a file or folder to a name that is free, in the same file system.
+void moveToFreeName(const std::filesystem::path& from, const std::filesystem::path& to);
+/// Waits until the file system has stored what was written to it.
+void syncFileSystem(const std::filesystem::path& inside);
+
+/// A text file that is to be replaced in one step, behind all links. It is taken as it is now.
+class FileReplacement {
+ public:
+  /// Reads the file. Throws also when it cannot be replaced without a loss: it has several names
+  /// (hard links), belongs to another user, is write-protected, or is no regular file.
+  explicit FileReplacement(const std::filesystem::path& file);
+
+  [[nodiscard]] const std::string& text() const { return text_; }
+  /// Replaces the text. Owner, mode and extended attributes stay. Throws when the file has changed
+  /// meanwhile; on failure it is as it was.
+  void replace(std::string_view text) const;
+
+ private:
+  struct State {
+    std::uint64_t device, number;
+    std::int64_t size, seconds, nanoseconds;
+    bool operator==(const State&) const = default;
+  };
+
+  [[nodiscard]] State stateNow() const;
+
+  std::filesystem::path file_;
+  State state_;
+  std::string text_;
+};
+
+#endif
