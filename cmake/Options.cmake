@@ -13,23 +13,18 @@ set(VELOX_SANITIZERS "" CACHE STRING "Sanitizers to build with, such as address,
 if(PROJECT_IS_TOP_LEVEL OR VELOX_KVF)
   find_package(CLI11 CONFIG QUIET)
   find_package(nlohmann_json CONFIG QUIET)
-  find_package(PkgConfig QUIET)
-  if(PkgConfig_FOUND)
-    # libzip's own CMake file fails where its command-line tools are not installed.
-    pkg_check_modules(libzip QUIET IMPORTED_TARGET libzip)
-  endif()
+  find_package(ZLIB QUIET)
 endif()
-if(CLI11_FOUND AND nlohmann_json_FOUND AND libzip_FOUND)
+if(CLI11_FOUND AND nlohmann_json_FOUND AND ZLIB_FOUND)
   set(velox_kvf_possible ON)
 else()
   set(velox_kvf_possible OFF)
 endif()
-option(VELOX_KVF "Build the program kvf (needs CLI11, nlohmann-json and libzip)"
+option(VELOX_KVF "Build the program kvf (needs CLI11, nlohmann-json and zlib)"
        ${velox_kvf_possible})
 if(VELOX_KVF AND NOT velox_kvf_possible)
   message(FATAL_ERROR "VELOX_KVF needs CLI11 (found: ${CLI11_FOUND}), nlohmann-json (found: "
-                      "${nlohmann_json_FOUND}) and, by pkg-config, libzip (found: "
-                      "${libzip_FOUND})")
+                      "${nlohmann_json_FOUND}) and zlib (found: ${ZLIB_FOUND})")
 endif()
 
 if(PROJECT_IS_TOP_LEVEL)

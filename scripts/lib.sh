@@ -36,13 +36,13 @@ have_jdk() {
   [ -e "$jdk/include/jni.h" ] && [ -x "$jdk/bin/javac" ]
 }
 
-have_header() { echo "#include <$1>" | c++ -E -x c++ - >/dev/null 2>&1; }
+have_header() { have c++ && echo "#include <$1>" | c++ -E -x c++ - >/dev/null 2>&1; }
 
 # links COMPILER FLAGS...: whether a program with these flags can be linked.
 links() { echo 'extern "C" int LLVMFuzzerTestOneInput() { return 0; }' | "$@" -x c++ - -o "$log.probe" >/dev/null 2>&1; }
 
 # missing_packages KIND...: the Debian packages of what is not there; KIND is build, kvf, test,
-# bench, check or package.
+# bench, check, package or root.
 missing_packages() {
   for kind in "$@"; do
     case $kind in
@@ -53,19 +53,19 @@ missing_packages() {
         have_jdk || echo default-jdk-headless
         ;;
       kvf)
-        have pkg-config || echo pkg-config
-        [ -e /usr/share/cmake/CLI11/CLI11Config.cmake ] || echo libcli11-dev
-        { have pkg-config && pkg-config --exists libzip; } || echo libzip-dev
-        { have pkg-config && pkg-config --exists nlohmann_json; } || echo nlohmann-json3-dev
+        have_header CLI/CLI.hpp || echo libcli11-dev
+        have_header nlohmann/json.hpp || echo nlohmann-json3-dev
+        have_header zlib.h || echo zlib1g-dev
         ;;
       bench)
-        { have c++ && have_header benchmark/benchmark.h; } || echo libbenchmark-dev
+        have_header benchmark/benchmark.h || echo libbenchmark-dev
         have hyperfine || echo hyperfine
         have valgrind || echo valgrind
         have python3 || echo python3
         ;;
       test)
-        { have c++ && have_header gtest/gtest.h; } || echo libgtest-dev
+        have_header gtest/gtest.h || echo libgtest-dev
+        have_header zip.h || echo libzip-dev
         have pkg-config || echo pkg-config
         # For the tests of the editors' files and of the completions.
         have vim || echo vim-nox
@@ -87,6 +87,7 @@ missing_packages() {
         have shellcheck || echo shellcheck
         links clang++ -fsanitize=fuzzer || echo libclang-rt-dev
         ;;
+      root) have debootstrap || echo debootstrap ;;
     esac
   done
 }
@@ -111,7 +112,8 @@ set_up() {
 }
 
 # build PRESET [CMAKE ARGUMENTS]: configures and builds. What another place built, before the tree was
-# moved or copied, is not used.
+# moved or copied, is not used. With VELOX_STRICT set a warning is an error, from then on in that build:
+# for us, who know the compilers.
 build() {
   preset=$1
   shift
@@ -122,6 +124,7 @@ build() {
   fi
   hint=
   [ -e "$cache" ] || hint=" (a minute or two the first time)"
-  quietly "configure $preset" cmake --preset "$preset" "$@"
+  quietly "configure $preset" cmake --preset "$preset" \
+    ${VELOX_STRICT:+-DCMAKE_COMPILE_WARNING_AS_ERROR=ON} "$@"
   quietly "build $preset$hint" cmake --build --preset "$preset"
 }

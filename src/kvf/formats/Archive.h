@@ -4,12 +4,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <vector>
 
-#include <zip.h>
+#include "platform/Stream.h"
 
 enum class ArchiveState {
   readable,
@@ -21,9 +22,10 @@ enum class ArchiveState {
 };
 
 /// One .jar or .zip file, known by its directory of entries: opening reads the end of the file
-/// only, however large it is. Move-only owner of the open file. Takes hostile files: the directory
-/// may have 16 MiB (some 150,000 entries), an entry
-/// what its reader allows.
+/// only, however large it is. It is read as the JVM does: the size of the directory counts, not the
+/// number of entries claimed, and of entries with one name the last. Move-only owner of the open
+/// file. Takes hostile files: the directory may have 16 MiB (some 150,000 entries), an entry what
+/// its reader allows.
 class Archive {
  public:
   /// Opens the file; anything but `readable` gives an archive without entries.
@@ -31,11 +33,11 @@ class Archive {
 
   [[nodiscard]] ArchiveState state() const { return state_; }
 
-  [[nodiscard]] std::uint64_t size() const;
+  [[nodiscard]] std::size_t size() const { return entries_.size(); }
   /// The name of the entry as it stands in the archive ("com/acme/Main.class"), valid as long as
   /// the archive. Empty past the end.
-  [[nodiscard]] std::string_view nameAt(std::uint64_t index) const;
-  [[nodiscard]] bool contains(const std::string& name) const;
+  [[nodiscard]] std::string_view nameAt(std::size_t index) const;
+  [[nodiscard]] bool contains(const std::string& name) const { return byName_.contains(name); }
 
   /// The unpacked entry; nothing when there is none of this name, it is longer than `maxBytes`,
   /// encrypted or damaged.
@@ -45,12 +47,28 @@ class Archive {
   static constexpr std::size_t defaultMaxBytes = std::size_t{16} << 20U;
 
  private:
-  struct Discard {
-    void operator()(zip_t* zip) const { zip_discard(zip); }
+  struct Entry {
+    std::string_view name;
+    bool encrypted = false;
+    unsigned method = 0;
+    std::uint32_t checksum = 0;
+    std::uint64_t packedBytes = 0;
+    std::uint64_t bytes = 0;
+    std::uint64_t offset = 0;  ///< of its header, from the start of the archive
   };
 
-  ArchiveState state_;
-  std::unique_ptr<zip_t, Discard> zip_;
+  ArchiveState open(const std::filesystem::path& file);
+  /// False when the directory contradicts itself.
+  bool parseDirectory();
+  /// Where the packed bytes of the entry begin in the file.
+  [[nodiscard]] std::optional<std::uint64_t> contentsOf(const Entry& entry) const;
+
+  ArchiveState state_ = ArchiveState::missing;
+  Stream file_;
+  std::uint64_t start_ = 0;      ///< of the archive: past 0 for one with a program in front of it
+  std::vector<char> directory_;  ///< holds the names
+  std::vector<Entry> entries_;
+  std::unordered_map<std::string_view, std::size_t> byName_;
 };
 
 #endif
