@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/Jdk.h"
 #include "support/Sandbox.h"
 
 /// Runs the built wrapper in a sandbox with the properties file app.kvf.
@@ -15,8 +16,8 @@ class WrapperTest : public testing::Test {
  protected:
   /// What a properties file says to run the Java fixture.
   static std::string probe() {
-    return "java.library=" VELOX_JVM_LIBRARY "\nvelox.class.path.extended=" VELOX_PROBE_JAR
-           "\njava.start.class=probe.Probe\n";
+    return "java.library=" + jvmLibrary() +
+           "\nvelox.class.path.extended=" VELOX_PROBE_JAR "\njava.start.class=probe.Probe\n";
   }
   /// The path of a native fixture: 0 has no entry point, 1 AppMain, 2 the others, 3 all.
   static std::string library(int entry) {
@@ -57,7 +58,7 @@ class WrapperTest : public testing::Test {
   [[nodiscard]] Outcome plain(Outcome outcome) const {
     const std::pair<std::string, std::string> names[] = {{sandbox_.path(), "DIR"},
                                                          {VELOX_WRAPPER, "WRAPPER"},
-                                                         {VELOX_JVM_LIBRARY, "LIBJVM"},
+                                                         {jvmLibrary(), "LIBJVM"},
                                                          {VELOX_PROBE_JAR, "PROBE_JAR"},
                                                          {VELOX_ADJUSTER_JAR, "ADJUSTER_JAR"},
                                                          {VELOX_NATIVE_DIRECTORY, "LIBS"}};

@@ -28,7 +28,8 @@ class Debugging : public WrapperTest {
 };
 
 TEST_F(Debugging, AHostedJvm) {
-  kvf("java.library=" VELOX_JVM_LIBRARY "\njava.class.path=" VELOX_PROBE_JAR
+  kvf("java.library=" + jvmLibrary() +
+      "\njava.class.path=" VELOX_PROBE_JAR
       "\njava.start.class=probe.Probe\n"
       "java.extended.properties=-Xunknown\n");
   EXPECT_EQ(
@@ -67,7 +68,8 @@ WRAPPER - Just returned from start method
 }
 
 TEST_F(Debugging, AnAdjusterWithoutTheUsersOptions) {
-  kvf("java.library=" VELOX_JVM_LIBRARY "\nvelox.adjuster.class.path=" VELOX_ADJUSTER_JAR
+  kvf("java.library=" + jvmLibrary() +
+      "\nvelox.adjuster.class.path=" VELOX_ADJUSTER_JAR
       "\njava.property.user=1\njava.extended.properties=-Duser\njava.start.class=none.Such\n");
   const std::string out = debug().out;
   const std::size_t begin = out.find("Adjustment is necessary");

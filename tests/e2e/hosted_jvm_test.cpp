@@ -6,6 +6,7 @@
 #include "hosting/JavaProcess.h"
 #include "hosting/ServiceWrapper.h"
 #include "logging/Logging.h"
+#include "support/Jdk.h"
 #include "support/Sandbox.h"
 
 namespace {
@@ -23,7 +24,7 @@ class HostedJvm : public testing::Test {
   }
 
   Sandbox sandbox_;
-  Entries properties_ = {{"java.library", VELOX_JVM_LIBRARY},
+  Entries properties_ = {{"java.library", jvmLibrary()},
                          {"java.class.path", VELOX_PROBE_JAR},
                          {"java.start.class", "probe.Probe"},
                          {"java.start.method", "waiting"},
@@ -64,8 +65,8 @@ TEST_F(HostedJvm, HasThePiecesOfTheOptionList) {
     std::exit(0);
   };
   EXPECT_EQ(hosted(show),
-            (Outcome{0, "x.jar:y.jar:\n-Djava.class.path=" VELOX_PROBE_JAR
-                        "\n-Dlib=" VELOX_JVM_LIBRARY "\n-Da=1\n-Db=2\nyes\nyes\nno\nno\n"}));
+            (Outcome{0, "x.jar:y.jar:\n-Djava.class.path=" VELOX_PROBE_JAR "\n-Dlib=" +
+                            jvmLibrary() + "\n-Da=1\n-Db=2\nyes\nyes\nno\nno\n"}));
 }
 
 }  // namespace

@@ -80,7 +80,7 @@ TEST_F(HostedJava, TellsWhichLibraryItCannotUse) {
 }
 
 TEST_F(HostedJava, NeedsAStartClass) {
-  kvf("java.library=" VELOX_JVM_LIBRARY "\n");
+  kvf("java.library=" + jvmLibrary() + "\n");
   EXPECT_EQ(java({}),
             (Outcome{255, "No java.start.class specified in config - bad properties file?\n"}));
 }
@@ -99,7 +99,7 @@ class LaunchWays : public WrapperTest {
 
 TEST_F(LaunchWays, HandOverWhateverIsGiven) {
   const std::string value = "two words a=b naïve \xF0\x9F\x98\x80 'x' \"y\" $HOME `x` -x:y;z";
-  kvf(probe() + "java.path=" VELOX_JAVA "\napplication.args=first \"second one\"\n" +
+  kvf(probe() + "java.path=" + javaProgram() + "\napplication.args=first \"second one\"\n" +
       "java.property.probe.value=" + value + "\nvelox.env.PROBE=" + value + "\n");
   const Texts arguments = {value, "\\||", ""};
   const Outcome expected = shown({"first", "second one", value, "\\||", ""}, value);
@@ -108,7 +108,7 @@ TEST_F(LaunchWays, HandOverWhateverIsGiven) {
 }
 
 TEST_F(LaunchWays, ReplaceMalformedTextAlike) {
-  kvf(probe() + "java.path=" VELOX_JAVA "\n");
+  kvf(probe() + "java.path=" + javaProgram() + "\n");
   const std::string malformed = "malformed \x80\xE2\x82\xED\xA0\x80!";
   EXPECT_EQ(plain(java({"--run", malformed})), plain(java({"--cmdlineJava", malformed})));
 }
@@ -116,7 +116,7 @@ TEST_F(LaunchWays, ReplaceMalformedTextAlike) {
 TEST_F(LaunchWays, ScriptsHandOverWhatTheyCanQuote) {
   const std::string value = "naïve\xF0\x9F\x98\x80";
   const Texts arguments = {"two words", "a=b", value};
-  kvf(probe() + "java.path=" VELOX_JAVA "\njava.property.probe.value=" + value +
+  kvf(probe() + "java.path=" + javaProgram() + "\njava.property.probe.value=" + value +
       "\nvelox.env.PROBE=" + value + "\n");
   EXPECT_EQ(java({"two words", "a=b", value, "--generateScript"}).status, 0);
   for (const Texts& line : {Texts{"./app.script.sh"}, {"bash", "app.script.sh"}}) {

@@ -6,6 +6,7 @@
 #include "kvf/formats/Archive.h"
 #include "kvf/formats/ClassFile.h"
 #include "kvf/formats/ElfFile.h"
+#include "support/Jdk.h"
 
 namespace {
 
@@ -25,7 +26,7 @@ TEST(ClassFile, AClassOfTheCompiler) {
   ASSERT_TRUE(parsed);
   EXPECT_EQ(parsed->name, "probe/Probe");
   EXPECT_EQ(parsed->superName, "java/lang/Object");
-  EXPECT_GE(javaReleaseOf(parsed->majorVersion), 17);
+  EXPECT_EQ(javaReleaseOf(parsed->majorVersion), 8);
   ASSERT_NE(parsed->staticMethod("main", "([Ljava/lang/String;)V"), nullptr);
   EXPECT_TRUE(parsed->staticMethod("main", "([Ljava/lang/String;)V")->isPublic());
   EXPECT_EQ(parsed->staticMethod("main", "()V"), nullptr);
@@ -51,7 +52,7 @@ TEST(ClassFile, JavaReleases) {
 
 TEST(ElfFile, LibrariesAndPrograms) {
   using Kind = ElfFile::Kind;
-  const auto jvm = readElfFile(VELOX_JVM_LIBRARY);
+  const auto jvm = readElfFile(jvmLibrary());
   ASSERT_TRUE(jvm && jvm->exports);
   EXPECT_EQ(jvm->kind, Kind::sharedLibrary);
   EXPECT_TRUE(jvm->exportsName("JNI_CreateJavaVM"));
@@ -59,7 +60,7 @@ TEST(ElfFile, LibrariesAndPrograms) {
   // What it takes from others is not its own.
   EXPECT_FALSE(jvm->exportsName("dlopen"));
   EXPECT_TRUE(jvm->sameArchitecture(ownElfFile()));
-  EXPECT_EQ(readElfFile(VELOX_JAVA)->kind, Kind::program);
+  EXPECT_EQ(readElfFile(javaProgram())->kind, Kind::program);
   EXPECT_EQ(ownElfFile().kind, Kind::program);
   EXPECT_FALSE(readElfFile(VELOX_PROBE_JAR));
   EXPECT_FALSE(readElfFile("/"));
@@ -67,7 +68,7 @@ TEST(ElfFile, LibrariesAndPrograms) {
 }
 
 TEST(ElfFile, AnotherArchitecture) {
-  std::string bytes = bytesOf(VELOX_JVM_LIBRARY);
+  std::string bytes = bytesOf(jvmLibrary());
   bytes[18] = '\xb7';
   const auto otherMachine = parseElfFile(bytes);
   EXPECT_EQ(machineName(otherMachine->machine), "AArch64");
@@ -84,7 +85,7 @@ TEST(ElfFile, AnotherArchitecture) {
 }
 
 TEST(ElfFile, TablesThatClaimTooMuch) {
-  const std::string sound = bytesOf(VELOX_JAVA);
+  const std::string sound = bytesOf(javaProgram());
   struct Case {
     const char* what;
     std::size_t at;  ///< in the header

@@ -8,6 +8,7 @@
 #include "kvf/cds/ClassDataEntry.h"
 #include "kvf/cds/ClassDataSharing.h"
 #include "kvf/text/FileText.h"
+#include "support/Jdk.h"
 #include "support/Sandbox.h"
 
 namespace fs = std::filesystem;
@@ -106,7 +107,7 @@ class Cds : public testing::Test {
   [[nodiscard]] std::string jar() const { return sandbox_.path("lib/probe.jar"); }
 
   void kvf(const std::string& classPath, const std::string& more = "") {
-    sandbox_.write("app.kvf", "java.library=" VELOX_JVM_LIBRARY "\njava.start.class=probe.Probe\n" +
+    sandbox_.write("app.kvf", "java.library=" + jvmLibrary() + "\njava.start.class=probe.Probe\n" +
                                   classPath + "\n" + more);
   }
 
@@ -140,18 +141,17 @@ TEST_F(Cds, TheArchiveIsWrittenAcceptedAndNamedInTheFile) {
 
   const std::string archive = sandbox_.path("app.jsa");
   const std::string other = sandbox_.write("lib/other.jar", "");
-  EXPECT_EQ(classDataMisfits(archive, VELOX_JVM_LIBRARY, {jar()}), Texts());
-  EXPECT_EQ(classDataMisfits(archive, VELOX_JVM_LIBRARY, {jar(), other}), Texts());
-  EXPECT_EQ(classDataMisfits(archive, VELOX_JVM_LIBRARY, {other, jar()}),
+  EXPECT_EQ(classDataMisfits(archive, jvmLibrary(), {jar()}), Texts());
+  EXPECT_EQ(classDataMisfits(archive, jvmLibrary(), {jar(), other}), Texts());
+  EXPECT_EQ(classDataMisfits(archive, jvmLibrary(), {other, jar()}),
             (Texts{other + " was not on the class path when it was written"}));
-  EXPECT_EQ(classDataMisfits(archive, VELOX_JVM_LIBRARY, {other}),
+  EXPECT_EQ(classDataMisfits(archive, jvmLibrary(), {other}),
             (Texts{"it was written for another class path"}));
-  EXPECT_EQ(classDataMisfits(jar(), VELOX_JVM_LIBRARY, {jar()}),
-            (Texts{"it is no class-data archive"}));
+  EXPECT_EQ(classDataMisfits(jar(), jvmLibrary(), {jar()}), (Texts{"it is no class-data archive"}));
   EXPECT_TRUE(
-      classDataMisfits(archive, VELOX_JAVA, {jar()}).at(0).starts_with("another JVM wrote"));
+      classDataMisfits(archive, javaProgram(), {jar()}).at(0).starts_with("another JVM wrote"));
   fs::last_write_time(jar(), fs::last_write_time(archive) + std::chrono::seconds(2));
-  EXPECT_EQ(classDataMisfits(archive, VELOX_JVM_LIBRARY, {jar()}),
+  EXPECT_EQ(classDataMisfits(archive, jvmLibrary(), {jar()}),
             (Texts{jar() + " has changed since it was written"}));
 }
 
@@ -267,7 +267,7 @@ TEST_F(Cds, WhatCannotServeLeavesNoArchive) {
       {"", {"--", "/no/such"}, 2, "/no/such cannot be started: No such file or directory"},
       {"java.start.class=probe.Missing\n", {}, 1, "the JVM wrote no archive: it did not end"},
       {"",
-       {"--", VELOX_JAVA, "-cp", VELOX_PROBE_JAR, "probe.Probe"},
+       {"--", javaProgram(), "-cp", VELOX_PROBE_JAR, "probe.Probe"},
        1,
        "and does not use it: it was written for another class path"},
   };

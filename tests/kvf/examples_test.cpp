@@ -8,6 +8,7 @@
 
 #include "kvf/formats/Archive.h"
 #include "kvf/rules/Rule.h"
+#include "support/Jdk.h"
 #include "support/Sandbox.h"
 
 namespace fs = std::filesystem;
@@ -105,7 +106,7 @@ class ExampleFolder {
   }
 
   [[nodiscard]] Outcome run(const std::string& command) const {
-    const fs::path library = VELOX_JVM_LIBRARY;
+    const fs::path library = jvmLibrary();
     return sandbox_.run(
         {"sh", "-c", command},
         {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"},

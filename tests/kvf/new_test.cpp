@@ -8,6 +8,7 @@
 #include "kvf/formats/Manifest.h"
 #include "kvf/package/ApplicationTexts.h"
 #include "kvf/package/NewApplication.h"
+#include "support/Jdk.h"
 #include "support/Sandbox.h"
 
 namespace fs = std::filesystem;
@@ -15,9 +16,7 @@ namespace fs = std::filesystem;
 namespace {
 
 const Start withJvm = {
-    .environment = {
-        {"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"},
-        {"JAVA_HOME", fs::path(VELOX_JVM_LIBRARY).parent_path().parent_path().parent_path()}}};
+    .environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"}, {"JAVA_HOME", javaHome()}}};
 
 class New : public testing::Test {
  protected:
@@ -190,7 +189,7 @@ TEST_F(New, WhatCannotBeMadeLeavesNothingBehind) {
   sandbox_.write("text.jar", "text");
   sandbox_.write("there/file", "mine");
   sandbox_.write("old/lib/server/libjvm.so", "");
-  sandbox_.write("old/release", "JAVA_VERSION=\"1.8.0_392\"\n");
+  sandbox_.write("old/release", "JAVA_VERSION=\"1.7.0_80\"\n");
   fs::create_directory(sandbox_.path("linked"));
   fs::create_symlink(fs::path(withJvm.environment.at("JAVA_HOME")) / "lib",
                      sandbox_.path("linked/lib"));
@@ -205,7 +204,7 @@ TEST_F(New, WhatCannotBeMadeLeavesNothingBehind) {
       {{"new", "--jar", "wrong.jar"}, "the start class probe.Prob is in none of the archives"},
       {{"new", "--jar", "wrapper.jar"}, "\"wrapper\" cannot be the name"},
       {{"new", "--jar", "probe.jar", "--jre", "there"}, "there is no JVM in there"},
-      {{"new", "--jar", "probe.jar", "--jre", "old"}, ", and old is Java 8"},
+      {{"new", "--jar", "probe.jar", "--jre", "old"}, ", and old is Java 7"},
       {{"new", "--jar", VELOX_PROBE_JAR, "--main", "probe.Probe$Failing"},
        "the start class probe.Probe$Failing has no static method main(String[])"},
       {{"new:1", "--jar", "probe.jar"}, "cannot hold a folder with a colon in its name"},

@@ -2,18 +2,20 @@
 #include <string>
 
 #include <gtest/gtest.h>
+#include <zip.h>
 
 #include "kvf/formats/Archive.h"
 #include "kvf/launch/Assembler.h"
 #include "kvf/rules/Check.h"
 #include "kvf/rules/Rule.h"
+#include "support/Jdk.h"
 #include "support/Sandbox.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* jvm = VELOX_JVM_LIBRARY;
+const std::string& jvm = jvmLibrary();
 constexpr const char* probeJar = VELOX_PROBE_JAR;
 
 /// A properties file in three lines, sound as it is.
@@ -49,8 +51,8 @@ std::string many(const std::string& text, int count) {
 
 /// Four lines, of which the last adds to a class path that nothing expands.
 std::string withPlainClassPath(const std::string& element) {
-  return std::string("java.library=") + jvm +
-         "\njava.start.class=probe.Probe\n#\njava.class.path=" + probeJar + ":" + element + "\n";
+  return "java.library=" + jvm + "\njava.start.class=probe.Probe\n#\njava.class.path=" + probeJar +
+         ":" + element + "\n";
 }
 
 struct Row {
@@ -105,13 +107,13 @@ const Row rows[] = {
 
     {"no-library", 1, "nothing to run", "java.start.class=probe.Probe\n"},
     {"jvm-library", 1, "whatever libjvm.so the loader finds", launch("/gone/libjvm.so")},
-    {"jvm-library", 1, ", here " VELOX_JVM_LIBRARY ":",
+    {"jvm-library", 1, ", here " + jvmLibrary() + ":",
      launch("/gone/libjvm.so") +
          "velox.env.LD_LIBRARY_PATH=/gone:" + fs::path(jvm).parent_path().string() + "\n"},
     {"jvm-library", 1, "is no shared library", launch(probeJar)},
     {"jvm-library", 1, "is for RISC-V with 64 bits", launch("%kvf.file.dir%/riscv.so")},
     {"jvm-library", 1, "is a folder", launch("/usr/bin")},
-    {"jvm-library", 1, "is a program, not a library", launch(VELOX_JAVA)},
+    {"jvm-library", 1, "is a program, not a library", launch(javaProgram())},
     {"jvm-library", 1, "lacks JNI_CreateJavaVM", launch(VELOX_NATIVE_DIRECTORY "/libentry3.so")},
     {"java-program", 4, "no program \"/usr\"",
      launch() + "java.path=/usr\nwrapper.command=--cmdlineJava\n"},
@@ -276,7 +278,7 @@ const std::string soundFiles[] = {
     launch(jvm, probeJar, "probe/Probe"),
     launch(jvm, probeJar, "probe.Heir"),
     launch() + "java.start.method=other\n",
-    launch() + "java.path=" VELOX_JAVA "\nwrapper.command=--cmdlineJava\n",
+    launch() + "java.path=" + javaProgram() + "\nwrapper.command=--cmdlineJava\n",
     launch() + "java.property.a=1 # no comment\n! a comment = here\n",
     launch() + "java.property.a==b\njava.property.b:=c\n\tjava.property.c \t d\n",
     launch() + "java.property.a=\\ b\\ \n",

@@ -9,6 +9,7 @@
 #include "config/PropertiesFile.h"
 #include "hosting/ServiceWrapper.h"
 #include "javarun/ClassPath.h"
+#include "support/Jdk.h"
 
 namespace {
 
@@ -32,6 +33,7 @@ class FreshProcess : public testing::EmptyTestEventListener {
 int main(int argc, char** argv) {
   // What runs in the background ignores some signals, and so would every child.
   for (int signal = 1; signal < SIGRTMIN; ++signal) ::signal(signal, SIG_DFL);
+  jvmLibrary();  // while the environment still names the JDK
   testing::InitGoogleTest(&argc, argv);
   testing::UnitTest::GetInstance()->listeners().Append(new FreshProcess);
   return RUN_ALL_TESTS();

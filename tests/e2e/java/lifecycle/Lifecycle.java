@@ -17,24 +17,32 @@ public final class Lifecycle {
         mainThread = Thread.currentThread();
         Runtime.getRuntime().addShutdownHook(new Thread(() -> System.out.println("hook")));
         switch (args[0]) {
-            case "join" -> new Thread(() -> awaitEndOfMain("joined main")).start();
-            case "options" ->
-                ManagementFactory.getRuntimeMXBean().getInputArguments().forEach(System.out::println);
-            case "recurse" -> System.out.println(depth() > 1_000_000 ? "deep" : "shallow");
-            case "wait" -> {
+            case "join":
+                new Thread(() -> awaitEndOfMain("joined main")).start();
+                break;
+            case "options":
+                ManagementFactory.getRuntimeMXBean().getInputArguments().forEach(
+                    System.out::println);
+                break;
+            case "recurse":
+                System.out.println(depth() > 1_000_000 ? "deep" : "shallow");
+                break;
+            case "wait":
                 System.out.println("ready");
                 STOPPED.await();
-            }
-            case "fail" -> {
+                break;
+            case "fail":
                 System.out.println("ready");
                 STOPPED.await();
                 throw new IllegalStateException("thrown on purpose");
-            }
-            case "linger" -> new Thread(() -> {
-                awaitEndOfMain("ready");
-                awaitStop();
-            }).start();
-            default -> throw new IllegalArgumentException(args[0]);
+            case "linger":
+                new Thread(() -> {
+                    awaitEndOfMain("ready");
+                    awaitStop();
+                }).start();
+                break;
+            default:
+                throw new IllegalArgumentException(args[0]);
         }
     }
 

@@ -3,16 +3,23 @@ package probe;
 import java.io.FileDescriptor;
 import java.io.FileOutputStream;
 import java.io.PrintStream;
-import java.nio.charset.StandardCharsets;
+import java.io.UnsupportedEncodingException;
 import java.util.concurrent.CountDownLatch;
 
 /** Tells what reached it, then does what the property "probe.do" says. */
 public class Probe {
-    private static final PrintStream OUT =
-        new PrintStream(new FileOutputStream(FileDescriptor.out), true, StandardCharsets.UTF_8);
+    private static final PrintStream OUT = utf8(FileDescriptor.out);
     private static final CountDownLatch HALTED = new CountDownLatch(1);
 
     Probe() {}
+
+    private static PrintStream utf8(FileDescriptor file) {
+        try {
+            return new PrintStream(new FileOutputStream(file), true, "UTF-8");
+        } catch (UnsupportedEncodingException e) {
+            throw new IllegalStateException(e);
+        }
+    }
 
     public static void main(String[] args) {
         for (String arg : args) {
@@ -24,23 +31,26 @@ public class Probe {
             System.getProperty("application.processid"), System.getProperty("user.dir"));
         String[] action = System.getProperty("probe.do", "return").split(":");
         switch (action[0]) {
-            case "exit" -> System.exit(Integer.parseInt(action[1]));
-            case "throw" -> throw new IllegalStateException("thrown on purpose");
-            case "thread" -> new Thread(new Outliving(Thread.currentThread())).start();
-            default -> { }
+            case "exit":
+                System.exit(Integer.parseInt(action[1]));
+                break;
+            case "throw":
+                throw new IllegalStateException("thrown on purpose");
+            case "thread":
+                Thread main = Thread.currentThread();
+                new Thread(() -> outlive(main)).start();
+                break;
+            default:
         }
         OUT.println("returning");
     }
 
-    /** A thread that ends after the start method has. */
-    private record Outliving(Thread main) implements Runnable {
-        @Override
-        public void run() {
-            while (main.getStackTrace().length > 0) {
-                Thread.onSpinWait();
-            }
-            OUT.println("thread ends");
+    /** Ends after the start method has. */
+    private static void outlive(Thread main) {
+        while (main.getStackTrace().length > 0) {
+            Thread.yield();
         }
+        OUT.println("thread ends");
     }
 
     public static void other(String[] args) {
@@ -63,9 +73,7 @@ public class Probe {
     public void notStatic(String[] args) {}
 
     /** Cannot be initialised. */
-    public static final class Failing {
-        static final int VALUE = Integer.parseInt("no number");
-    }
+    public static final class Failing { static final int VALUE = Integer.parseInt("no number"); }
 }
 
 /** Has its start method from another class. */
