@@ -31,8 +31,13 @@ bool readInteger(std::string text, int& number) {
   return true;
 }
 
-bool isOneOf(const std::string& word, const Texts& words) {
-  return std::find(words.begin(), words.end(), word) != words.end();
+constexpr std::string_view commands[] = {
+    "--install", "--uninstall", "--update", "--start",          "--startSync",
+    "--restart", "--stop",      "--run",    "--cmdlineJava",    "--query",
+    "--version", "--help",      "--kill",   "--generateScript", "--ntservice"};
+
+bool isCommand(const std::string& word) {
+  return std::find(std::begin(commands), std::end(commands), word) != std::end(commands);
 }
 
 Model modelOf(const Texts& arguments) {
@@ -57,10 +62,7 @@ Model modelOf(const Texts& arguments) {
       if (!readInteger(next, milliseconds)) continue;
       if (milliseconds > 0) model.seconds += static_cast<unsigned int>(milliseconds / 1000);
       ++i;
-    } else if (isOneOf(word,
-                       {"--install", "--uninstall", "--update", "--start", "--startSync",
-                        "--restart", "--stop", "--run", "--cmdlineJava", "--query", "--version",
-                        "--help", "--kill", "--generateScript", "--ntservice"})) {
+    } else if (isCommand(word)) {
       options["wrapper.command"] = word;
       if (word == "--kill") options["wrapper.signal"] = next;
       if (word == "--generateScript") options["wrapper.scriptArgument"] = next;
