@@ -50,10 +50,10 @@ else()
     INTERFACE -fstack-protector-strong "$<${optimized}:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3>"
               "$<${optimized}:-ffunction-sections;-fdata-sections>")
   # What not every compiler and processor has.
-  foreach(flag stack-clash-protection cf-protection)
-    check_cxx_compiler_flag(-f${flag} velox_has_${flag})
+  foreach(flag fstack-clash-protection fcf-protection mbranch-protection=standard)
+    check_cxx_compiler_flag(-${flag} velox_has_${flag})
     if(velox_has_${flag})
-      target_compile_options(velox_flags INTERFACE -f${flag})
+      target_compile_options(velox_flags INTERFACE -${flag})
     endif()
   endforeach()
   target_link_options(velox_link_flags INTERFACE LINKER:-z,relro,-z,now,-z,noexecstack
