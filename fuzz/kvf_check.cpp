@@ -10,7 +10,7 @@
 
 #include "Fuzzing.h"
 #include "kvf/explain/Explanation.h"
-#include "kvf/launch/Assembler.h"
+#include "kvf/launch/Inspector.h"
 #include "kvf/rules/Check.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"

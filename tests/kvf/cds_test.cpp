@@ -147,7 +147,8 @@ TEST_F(Cds, TheArchiveIsWrittenAcceptedAndNamedInTheFile) {
             (Texts{other + " was not on the class path when it was written"}));
   EXPECT_EQ(classDataMisfits(archive, jvmLibrary(), {other}),
             (Texts{"it was written for another class path"}));
-  EXPECT_EQ(classDataMisfits(jar(), jvmLibrary(), {jar()}), (Texts{"it is no class-data archive"}));
+  EXPECT_EQ(classDataMisfits(jar(), jvmLibrary(), {jar()}),
+            (Texts{"it is not a class-data archive"}));
   EXPECT_TRUE(
       classDataMisfits(archive, javaProgram(), {jar()}).at(0).starts_with("another JVM wrote"));
   fs::last_write_time(jar(), fs::last_write_time(archive) + std::chrono::seconds(2));

@@ -6,7 +6,7 @@
 #include <sys/stat.h>
 
 #include "kvf/explain/Explanation.h"
-#include "kvf/launch/Assembler.h"
+#include "kvf/launch/Inspector.h"
 #include "kvf/rules/Keys.h"
 #include "kvf/text/Text.h"
 #include "support/Sandbox.h"

@@ -24,8 +24,9 @@ class KvfTest : public WrapperTest {
 };
 
 const std::string missing =
-    "app.kvf:5: error: no \"=\", \":\" or blank ends the key, so the launcher drops the line "
-    "without a word: write key=value, or begin it with # to make it a comment [no-separator]\n";
+    "app.kvf:5: error: no \"=\", \":\" or blank ends the key, so the launcher silently drops the "
+    "line: "
+    "write key=value, or begin it with # to make it a comment [no-separator]\n";
 
 TEST_F(KvfTest, CheckTellsByItsStatusWhetherSomethingIsWrong) {
   kvf(probe() + "\nword\n");
@@ -54,7 +55,7 @@ TEST_F(KvfTest, CheckTakesACommandLineAsItWouldBeTyped) {
   EXPECT_EQ(
       run({"check", "--", "wrapper", "--propfile", "app.kvf"}),
       (Outcome{1,
-               "command line:1: error: \"--propfile\" is no switch (did you mean --propFile?); "
+               "command line:1: error: \"--propfile\" is not a switch (did you mean --propFile?); "
                "the launcher shows its usage, with status 0, and starts nothing "
                "[unknown-switch]\n"}));
   EXPECT_EQ(run({"check", "--", "wrapper", "--propFile", "app.kvf", "--propVar", "WHO=x"}),
@@ -176,7 +177,7 @@ TEST_F(KvfTest, ExplainTellsWhatEachElementOfTheClassPathBrings) {
   const nlohmann::json elements = json({"explain", "--json", "app.kvf"})["classPath"];
   EXPECT_EQ(elements[0]["expanded"][0]["brings"], "the classes in this folder");
   EXPECT_EQ(elements[0]["expanded"][1]["path"], sandbox_.path("lib/broken.jar"));
-  EXPECT_EQ(elements[0]["expanded"][1]["brings"], "nothing: it is no archive, or is damaged");
+  EXPECT_EQ(elements[0]["expanded"][1]["brings"], "nothing: it is not an archive, or is damaged");
   EXPECT_EQ(elements[1]["written"], "classes/");
   EXPECT_EQ(elements[2]["expanded"][0]["brings"], "nothing: it is not there");
   EXPECT_TRUE(run({"explain", "app.kvf"}).has("Class path (velox.class.path.extended, app.kvf:3)"));
@@ -235,7 +236,7 @@ TEST_F(KvfTest, OnlyWhatEndsTheLaunchIsAnEnding) {
       {"java.library=/bin/sh\n", {}, {"jvm-library"}},
       {"java.start.class=Gone\n", {}, {"start-class-not-found"}},
       {"java.start.method=gone\n", {}, {"start-method"}},
-      {"velox.class.path.extended.search.level=0\n", {}, {"class-path-limits"}},
+      {"velox.class.path.extended.search.level=0\n", {}, {"class-path-limit-range"}},
       {"java.extended.properties=-Xms2m -Xmx1m\n", {}, {"heap-order"}},
       {"java.extended.properties=-Xmx 12m\n", {}, {"option-word"}},
       {"java.extended.properties=-Dx=y z\n", {}, {}, true},
@@ -252,7 +253,7 @@ TEST_F(KvfTest, OnlyWhatEndsTheLaunchIsAnEnding) {
     line.insert(line.end(), row.arguments.begin(), row.arguments.end());
     const nlohmann::json launch = json(line);
     Texts rules;
-    for (const auto& ending : launch["endsWith"]) rules.push_back(ending["rule"]);
+    for (const auto& finding : launch["endsWith"]) rules.push_back(ending["rule"]);
     EXPECT_EQ(rules, row.rules);
     EXPECT_EQ(java(row.arguments).has("returning\n"), row.runs);
   }

@@ -5,7 +5,7 @@
 #include <zip.h>
 
 #include "kvf/formats/Archive.h"
-#include "kvf/launch/Assembler.h"
+#include "kvf/launch/Inspector.h"
 #include "kvf/rules/Check.h"
 #include "kvf/rules/Rule.h"
 #include "support/Jdk.h"
@@ -86,7 +86,7 @@ const Row rows[] = {
      launch() + many("velox.include.kvf=%kvf.file.dir%/wide.kvf\n", 33)},
     {"file-too-large", 4, "1 MiB", launch() + "velox.include.kvf=%kvf.file.dir%/large.kvf\n"},
     {"not-a-regular-file", 4, "is a folder", launch() + "velox.include.kvf=/usr\n"},
-    {"not-a-regular-file", 4, "no regular file", launch() + "velox.include.kvf=/dev/null\n"},
+    {"not-a-regular-file", 4, "not a regular file", launch() + "velox.include.kvf=/dev/null\n"},
     {"duplicate-key", 5, "in line 4 already", launch() + "java.property.a=1\njava.property.a=2\n"},
     {"overridden-key", 1, "replaces the value \"0\"",
      launch() + "java.property.a=0\nvelox.include.kvf=%kvf.file.dir%/a.kvf\n"},
@@ -110,7 +110,7 @@ const Row rows[] = {
     {"jvm-library", 1, ", here " + jvmLibrary() + ":",
      launch("/gone/libjvm.so") +
          "velox.env.LD_LIBRARY_PATH=/gone:" + fs::path(jvm).parent_path().string() + "\n"},
-    {"jvm-library", 1, "is no shared library", launch(probeJar)},
+    {"jvm-library", 1, "is not a shared library", launch(probeJar)},
     {"jvm-library", 1, "is for RISC-V with 64 bits", launch("%kvf.file.dir%/riscv.so")},
     {"jvm-library", 1, "is a folder", launch("/usr/bin")},
     {"jvm-library", 1, "is a program, not a library", launch(javaProgram())},
@@ -135,7 +135,7 @@ const Row rows[] = {
     {"native-library", 1, "\"/gone.so\" is not there", "application.library=/gone.so\n"},
     {"native-library", 1, "for another architecture",
      "application.library=%kvf.file.dir%/riscv.so\n"},
-    {"native-library", 1, "is no shared library", "application.library=" VELOX_PROBE_JAR "\n"},
+    {"native-library", 1, "is not a shared library", "application.library=" VELOX_PROBE_JAR "\n"},
     {"native-library", 1, "export no AppStop, RegisterWrapperEntryPoints",
      "application.library=" VELOX_NATIVE_DIRECTORY "/libentry1.so\n"},
 
@@ -149,21 +149,21 @@ const Row rows[] = {
      launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/links")},
     {"class-path-link", 2, "and 1 more",
      launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/links/**")},
-    {"class-path-limit", 2, "holds 2 archives, of which 1",
+    {"class-path-truncated", 2, "holds 2 archives, of which 1",
      launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/lib") +
          "velox.class.path.extended.max.lib.number=1\n"},
-    {"class-path-limit", 2, "goes lie 1 archive: raise",
+    {"class-path-truncated", 2, "goes lie 1 archive: raise",
      launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/deep/**") +
          "velox.class.path.extended.search.level=1\n"},
-    {"class-path-limits", 4, "from 1 to 12",
+    {"class-path-limit-range", 4, "from 1 to 12",
      launch() + "velox.class.path.extended.search.level=13\n"},
-    {"class-path-limits", 4, "from 1 to 8192",
+    {"class-path-limit-range", 4, "from 1 to 8192",
      launch() + "velox.class.path.extended.max.lib.number=none\n"},
     {"class-path-archive", 2, "is no archive",
      launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/broken.jar")},
     {"class-path-archive", 2, "more than any sound archive",
      launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/vast.jar")},
-    {"class-path-archive", 4, "is no file", withPlainClassPath("/dev/null")},
+    {"class-path-archive", 4, "is not a file", withPlainClassPath("/dev/null")},
 
     {"heap-size", 4, R"("512 MB" in "-Xmx512 MB" is no size)",
      launch() + "java.heap.size.max=512 MB\n"},
@@ -192,7 +192,7 @@ const Row rows[] = {
     {"class-data-archive", 4, "kvf cds",
      launch() + "java.extended.properties=-XX:SharedArchiveFile=%kvf.file.dir%/broken.jar\n"},
 
-    {"unknown-command", 4, "\"--cleanInstall\" is no command",
+    {"unknown-command", 4, "\"--cleanInstall\" is not a command",
      launch() + "wrapper.command=--cleanInstall\n"},
     {"unknown-command", 4, "did you mean --run?", launch() + "wrapper.command=run\n"},
     {"windows-command", 4, "on Windows only", launch() + "wrapper.command=--start\n"},

@@ -111,7 +111,7 @@ std::vector<std::string> classDataMisfits(const fs::path& archive, const fs::pat
   std::error_code error;
   if (!fs::is_regular_file(archive, error)) return {"there is no such file"};
   const auto header = parseClassDataArchive(textOfFile(archive, headerBytes));
-  if (!header) return {"it is no class-data archive"};
+  if (!header) return {"it is not a class-data archive"};
 
   std::vector<std::string> misfits;
   const std::string& identity = header->jvmIdentity;

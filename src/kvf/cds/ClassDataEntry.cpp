@@ -80,7 +80,7 @@ ClassDataEntry withClassDataArchive(std::string_view text, std::string_view arch
     return result;
   }
   std::string_view value = text.substr(entry->valueAt, entry->endAt - entry->valueAt);
-  // The separator that ended the key may be a blank with another one behind it.
+  // The separator that ended the key may be a blank with another one after it.
   value.remove_prefix(std::min(value.find_first_not_of(" \t="), value.size()));
   result.line = key + withOptions(value, archiveName);
   result.text.replace(entry->keyAt, entry->endAt - entry->keyAt, result.line);

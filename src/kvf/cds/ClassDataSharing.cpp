@@ -128,7 +128,7 @@ std::vector<std::string> classDataObstacles(const ClassDataLaunch& launch) {
     if (startsWithAny(option, forbiddenOptions))
       obstacles.push_back("the JVM uses no archive with the option " + shown(option));
   }
-  // Folders behind the last archive are not looked at.
+  // Folders after the last archive are not looked at.
   const auto end =
       std::find_if(launch.classPath.rbegin(), launch.classPath.rend(), isArchiveFile).base();
   for (auto element = launch.classPath.begin(); element != end; ++element) {

@@ -13,7 +13,7 @@
 #include "kvf/cds/ClassDataSharing.h"
 #include "kvf/commands/Output.h"
 #include "kvf/commands/Subcommand.h"
-#include "kvf/launch/Assembler.h"
+#include "kvf/launch/Inspector.h"
 #include "kvf/process/Files.h"
 #include "kvf/process/Interruption.h"
 #include "kvf/process/ProgramRun.h"
@@ -207,10 +207,10 @@ class ArchiveMaker {
 
   /// The options that the file has from elsewhere, as it would refer to them.
   [[nodiscard]] std::optional<std::string> inheritedOptions() const {
-    const Definition* definition = inspection_.definitionOf(keys::extendedProperties);
-    if (definition == nullptr) return std::nullopt;
+    const Entry* entry = inspection_.entryOf(keys::extendedProperties);
+    if (entry == nullptr) return std::nullopt;
     // global.kvf is read afterwards, so a reference would not find it.
-    if (definition->global) return spelledInPropertiesFile(definition->value);
+    if (entry->global) return spelledInPropertiesFile(entry->value);
     return concat({"%", keys::extendedProperties, "%"});
   }
 

@@ -13,7 +13,7 @@
 #include "kvf/commands/FindingFormats.h"
 #include "kvf/commands/Output.h"
 #include "kvf/commands/Subcommand.h"
-#include "kvf/launch/Assembler.h"
+#include "kvf/launch/Inspector.h"
 #include "kvf/rules/Check.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
@@ -91,7 +91,7 @@ RunSubcommand declareCheck(CLI::App& command) {
   command.add_flag("--json", options->json, "The same as --format json");
   command.add_flag("--script", options->forScript, "Also what a generated script cannot carry");
   command.add_flag("--jvm", options->withJvm, "Start the configured JVM once with the options");
-  command.add_option("--disable", options->disabled, "Leave a rule out")
+  command.add_option("--disable", options->disabled, "Disable a rule")
       ->type_name("RULE")
       ->allow_extra_args(false);
   return

@@ -12,7 +12,7 @@
 #include "kvf/commands/Subcommand.h"
 #include "kvf/explain/Explanation.h"
 #include "kvf/jvm/JvmSearch.h"
-#include "kvf/launch/Assembler.h"
+#include "kvf/launch/Inspector.h"
 #include "kvf/rules/Check.h"
 #include "kvf/rules/Keys.h"
 #include "kvf/rules/Rule.h"
@@ -181,21 +181,21 @@ std::string commandAsText(const Inspection& inspection) {
   return text + line({command});
 }
 
-Json endingsAsJson(const Inspection& inspection) {
+Json fatalAsJson(const Inspection& inspection) {
   Json list = Json::array();
-  for (const Finding& ending : fatalFindings(inspection)) {
-    list.push_back({{"origin", inspection.nameOf(ending.at)},
-                    {"message", ending.message.empty() ? ending.text : ending.message},
-                    {"rule", ending.rule->id}});
+  for (const Finding& finding : fatalFindings(inspection)) {
+    list.push_back({{"origin", inspection.nameOf(finding.at)},
+                    {"message", finding.message.empty() ? finding.text : finding.message},
+                    {"rule", finding.rule->id}});
   }
   return list;
 }
 
-std::string endingsAsText(const Inspection& inspection) {
+std::string fatalAsText(const Inspection& inspection) {
   std::string text;
-  for (const Finding& ending : fatalFindings(inspection)) {
-    text += line({"The launch ends at ", inspection.nameOf(ending.at), ": ",
-                  ending.message.empty() ? ending.text : shownWhole(ending.message)});
+  for (const Finding& finding : fatalFindings(inspection)) {
+    text += line({"The launch ends at ", inspection.nameOf(finding.at), ": ",
+                  finding.message.empty() ? finding.text : shownWhole(finding.message)});
   }
   return text.empty() ? text : text + "\n";
 }
@@ -203,7 +203,7 @@ std::string endingsAsText(const Inspection& inspection) {
 std::string launchAsText(const Inspection& inspection) {
   const LaunchPlan& plan = inspection.plan;
   const bool isJava = inspection.classPath.has_value();
-  return endingsAsText(inspection) + propertiesAsText(inspection) + headline("Working directory") +
+  return fatalAsText(inspection) + propertiesAsText(inspection) + headline("Working directory") +
          line({"  ", plan.directory}) + environmentAsText(inspection) +
          classPathAsText(inspection) + jvmAsText(inspection) +
          (isJava ? listAsText("JVM options", plan.options) : std::string()) +
@@ -212,7 +212,7 @@ std::string launchAsText(const Inspection& inspection) {
 
 Json launchAsJson(const Inspection& inspection) {
   const LaunchPlan& plan = inspection.plan;
-  return {{"endsWith", endingsAsJson(inspection)},
+  return {{"endsWith", fatalAsJson(inspection)},
           {"properties", propertiesAsJson(inspection)},
           {"directory", plan.directory},
           {"environment", environmentAsJson(inspection)},
@@ -228,10 +228,10 @@ Json launchAsJson(const Inspection& inspection) {
 
 // --- one key ----------------------------------------------------------------------------------
 
-std::string definitionAsText(const ExplainedDefinition& definition) {
-  std::string text = line({"  ", definition.source.place, "  ", shownWhole(definition.written),
-                           definition.used ? "" : "  (not used)"});
-  for (const ExplainedReference& reference : definition.references) {
+std::string entryAsText(const ExplainedEntry& entry) {
+  std::string text = line({"  ", entry.source.place, "  ", shownWhole(entry.written),
+                           entry.used ? "" : "  (not used)"});
+  for (const ExplainedReference& reference : entry.references) {
     text += line({"      %", reference.name, "% = ", shownWhole(reference.value), "  (",
                   reference.from, ")"});
   }
@@ -253,8 +253,8 @@ std::string keyInfoAsText(const KeyInfo& info) {
 std::string keyAsText(const Inspection& inspection, const std::string& key) {
   const auto value = inspection.value(key.c_str());
   std::string text = line({key, " ", value ? "= " + shownWhole(*value) : "is not set"});
-  for (const ExplainedDefinition& definition : explainKey(inspection, key)) {
-    text += definitionAsText(definition);
+  for (const ExplainedEntry& entry : explainKey(inspection, key)) {
+    text += entryAsText(entry);
   }
   if (const KeyInfo* info = findKey(key)) text += keyInfoAsText(*info);
   return text;
@@ -263,15 +263,15 @@ std::string keyAsText(const Inspection& inspection, const std::string& key) {
 Json keyAsJson(const Inspection& inspection, const std::string& key) {
   const auto value = inspection.value(key.c_str());
   Json chain = Json::array();
-  for (const ExplainedDefinition& definition : explainKey(inspection, key)) {
+  for (const ExplainedEntry& entry : explainKey(inspection, key)) {
     Json references = Json::array();
-    for (const ExplainedReference& reference : definition.references) {
+    for (const ExplainedReference& reference : entry.references) {
       references.push_back(
           {{"name", reference.name}, {"value", reference.value}, {"from", reference.from}});
     }
-    Json one = asJson(definition.source);
-    one["written"] = definition.written;
-    one["used"] = definition.used;
+    Json one = asJson(entry.source);
+    one["written"] = entry.written;
+    one["used"] = entry.used;
     one["references"] = std::move(references);
     chain.push_back(std::move(one));
   }

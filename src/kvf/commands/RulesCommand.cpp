@@ -66,8 +66,8 @@ std::string shownExample(const Example& example) {
 std::string explained(const Rule& rule) {
   return concat({rule.id, " (", nameOf(rule.severity), "): ", rule.summary, "\n\n",
                  rule.explanation, "\n\nExample:\n", shownExample(rule.example), "Remedy:\n",
-                 shownExample(rule.remedy), "Leave it out with --disable ", rule.id,
-                 ", or in front of an entry with the comment\n",
+                 shownExample(rule.remedy), "Disable it with --disable ", rule.id,
+                 ", or above an entry with the comment\n",
                  indented(std::string("# kvf: allow ") + rule.id)});
 }
 

@@ -4,7 +4,7 @@ namespace {
 
 constexpr Subcommand table[] = {
     {.name = "check",
-     .summary = "Tells what is wrong with files or a launch.",
+     .summary = "Reports what is wrong with files or a launch.",
      .footer = "-- COMMAND LINE checks a whole launch as it would be typed.\n"
                "Exit status: 0 nothing found, 1 something found, 2 could not be checked.",
      .declare = declareCheck},
@@ -14,9 +14,7 @@ constexpr Subcommand table[] = {
      .declare = declareExplain},
     {.name = "rules", .summary = "Lists the rules, or explains one.", .declare = declareRules},
     {.name = "jvm", .summary = "Lists the JVMs of this machine.", .declare = declareJvm},
-    {.name = "new",
-     .summary = "Makes a folder that can be shipped out of a jar.",
-     .declare = declareNew},
+    {.name = "new", .summary = "Makes a folder to ship from a jar.", .declare = declareNew},
     {.name = "cds",
      .summary = "Runs an application once to write the archive that makes it start sooner.",
      .footer =

@@ -23,7 +23,7 @@ int run(int argc, char** argv) {
       argv, argv + argc, [](const char* argument) { return std::strcmp(argument, "--") == 0; });
   const LauncherArguments launcherArguments(std::min(dashes + 1, argv + argc), argv + argc);
 
-  CLI::App app("Tells what a properties file means before anything starts.", "kvf");
+  CLI::App app("Says what a properties file means before anything starts.", "kvf");
   app.set_version_flag("--version", std::string("kvf ") + wrapper_version);
   app.require_subcommand(1);
   int status = success;

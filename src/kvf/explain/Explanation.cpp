@@ -12,8 +12,8 @@
 
 namespace {
 
-bool isPlain(const Definition& definition) {
-  return !definition.isInclude && !definition.refused;
+bool isPlain(const Entry& entry) {
+  return !entry.isInclude && !entry.skipped;
 }
 
 bool isOfCommandLine(const Inspection& inspection, const std::string& key) {
@@ -23,12 +23,12 @@ bool isOfCommandLine(const Inspection& inspection, const std::string& key) {
 
 Source originOf(const Inspection& inspection, const std::string& key, const std::string& value) {
   if (isOfCommandLine(inspection, key)) return {"command line", value};
-  const Definition* definition = inspection.definitionOf(key);
-  if (definition == nullptr) return {"built in", value};
-  return {inspection.nameOf(definition->at), value};
+  const Entry* entry = inspection.entryOf(key);
+  if (entry == nullptr) return {"built in", value};
+  return {inspection.nameOf(entry->at), value};
 }
 
-std::string placeOfReference(const Inspection& inspection, const Definition& definition,
+std::string placeOfReference(const Inspection& inspection, const Entry& entry,
                              const Reference& reference) {
   switch (reference.source) {
     case VariableSource::definition:
@@ -43,8 +43,8 @@ std::string placeOfReference(const Inspection& inspection, const Definition& def
   }
   const std::string* place = nullptr;
   std::string found;
-  for (const Definition& earlier : inspection.run().definitions) {
-    if (&earlier == &definition) break;
+  for (const Entry& earlier : inspection.run().entries) {
+    if (&earlier == &entry) break;
     if (earlier.key != reference.name || !isPlain(earlier)) continue;
     found = inspection.nameOf(earlier.at);
     place = &found;
@@ -65,9 +65,9 @@ std::string javaProgram(const Inspection& inspection) {
 
 std::vector<ExplainedProperty> explainProperties(const Inspection& inspection) {
   const AssemblyRun& run = inspection.run();
-  std::map<std::string, std::vector<const Definition*>> definitions;
-  for (const Definition& definition : run.definitions) {
-    if (isPlain(definition)) definitions[definition.key].push_back(&definition);
+  std::map<std::string, std::vector<const Entry*>> entries;
+  for (const Entry& entry : run.entries) {
+    if (isPlain(entry)) entries[entry.key].push_back(&entry);
   }
 
   std::vector<ExplainedProperty> properties;
@@ -76,15 +76,15 @@ std::vector<ExplainedProperty> explainProperties(const Inspection& inspection) {
     const auto value = inspection.value(key.c_str());
     if (!value || !done.insert(key).second) return;
     ExplainedProperty property = {key, originOf(inspection, key, *value), {}};
-    const Definition* used = inspection.definitionOf(key);
-    for (const Definition* definition : definitions[key]) {
-      if (definition == used) continue;
-      property.overrode.push_back({inspection.nameOf(definition->at), definition->value});
+    const Entry* used = inspection.entryOf(key);
+    for (const Entry* entry : entries[key]) {
+      if (entry == used) continue;
+      property.overrode.push_back({inspection.nameOf(entry->at), entry->value});
     }
     properties.push_back(std::move(property));
   };
-  for (const Definition& definition : run.definitions) {
-    if (inspection.definitionOf(definition.key) == &definition) add(definition.key);
+  for (const Entry& entry : run.entries) {
+    if (inspection.entryOf(entry.key) == &entry) add(entry.key);
   }
   std::set<std::string> others;
   run.merged.forEach([&](const WString& key, const WString&) { others.insert(toString(key)); });
@@ -92,19 +92,19 @@ std::vector<ExplainedProperty> explainProperties(const Inspection& inspection) {
   return properties;
 }
 
-std::vector<ExplainedDefinition> explainKey(const Inspection& inspection, std::string_view key) {
-  std::vector<ExplainedDefinition> chain;
-  const Definition* used = inspection.definitionOf(key);
-  for (const Definition& definition : inspection.run().definitions) {
-    if (definition.key != key) continue;
-    ExplainedDefinition explained;
-    explained.source = {inspection.nameOf(definition.at), definition.value};
-    explained.written = definition.written;
-    explained.used = &definition == used || definition.isInclude;
-    for (const Reference& reference : definition.references) {
+std::vector<ExplainedEntry> explainKey(const Inspection& inspection, std::string_view key) {
+  std::vector<ExplainedEntry> chain;
+  const Entry* used = inspection.entryOf(key);
+  for (const Entry& entry : inspection.run().entries) {
+    if (entry.key != key) continue;
+    ExplainedEntry explained;
+    explained.source = {inspection.nameOf(entry.at), entry.value};
+    explained.written = entry.written;
+    explained.used = &entry == used || entry.isInclude;
+    for (const Reference& reference : entry.references) {
       if (reference.whileExporting) continue;
-      explained.references.push_back({reference.name, reference.replacement,
-                                      placeOfReference(inspection, definition, reference)});
+      explained.references.push_back(
+          {reference.name, reference.replacement, placeOfReference(inspection, entry, reference)});
     }
     chain.push_back(std::move(explained));
   }
@@ -137,7 +137,7 @@ std::string whatItBrings(const ScannedElement& element) {
     case ArchiveState::missing:
       break;
   }
-  return "nothing: it is no archive, or is damaged";
+  return "nothing: it is not an archive, or is damaged";
 }
 
 std::string equivalentJavaCommand(const Inspection& inspection, ShellWord word) {

@@ -20,7 +20,7 @@ struct ExplainedReference {
   std::string from;  ///< "FILE:LINE", "--propVar", "environment", or "nowhere"
 };
 
-struct ExplainedDefinition {
+struct ExplainedEntry {
   Source source;
   std::string written;  ///< before substitution
   std::vector<ExplainedReference> references;
@@ -39,7 +39,7 @@ struct ExplainedProperty {
 std::vector<ExplainedProperty> explainProperties(const Inspection& inspection);
 
 /// Every definition of a key in the order of reading, those that lost included.
-std::vector<ExplainedDefinition> explainKey(const Inspection& inspection, std::string_view key);
+std::vector<ExplainedEntry> explainKey(const Inspection& inspection, std::string_view key);
 
 /// What an element of the expanded class path brings, or why it brings nothing.
 std::string whatItBrings(const ScannedElement& element);

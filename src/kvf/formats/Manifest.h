@@ -18,7 +18,7 @@ using Manifest = std::map<std::string, std::string, AttributeOrder>;
 inline constexpr char manifestEntry[] = "META-INF/MANIFEST.MF";
 
 /// Reads the main section of META-INF/MANIFEST.MF, joins continued lines and trims values. Lines
-/// that are no attribute are passed over.
+/// that are not attributes are skipped.
 Manifest parseManifest(std::string_view text);
 
 /// The manifest of an archive; empty when there is none.

@@ -256,7 +256,7 @@ std::optional<Jvm> jvmAt(const fs::path& home) {
 std::optional<Jvm> jvmOfLibrary(const fs::path& library) {
   std::error_code error;
   std::optional<Jvm> found;
-  // The folder "jre" inside a JDK is a home too, but the version is told in the one around it.
+  // The folder "jre" inside a JDK is a home too, but the version stands in the one around it.
   for (fs::path folder = library.parent_path(); folder.has_relative_path();
        folder = folder.parent_path()) {
     std::optional<Jvm> jvm = jvmAt(folder);

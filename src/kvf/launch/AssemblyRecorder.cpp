@@ -8,9 +8,9 @@
 namespace {
 
 /// Files beyond are not looked at: the same one may be included thousands of times.
-constexpr std::size_t mostRecordedBytes = std::size_t{32} << 20U;
+constexpr std::size_t maxRecordedBytes = std::size_t{32} << 20U;
 /// A few lines of references that double each other make any amount of text.
-constexpr std::size_t mostReplacedBytes = std::size_t{32} << 20U;
+constexpr std::size_t maxReplacedBytes = std::size_t{32} << 20U;
 
 std::vector<std::size_t> lineStartsOf(std::string_view text) {
   std::vector<std::size_t> starts = {0};
@@ -40,7 +40,7 @@ SourceFile& AssemblyRecorder::addFile(const WString& name) {
   SourceFile& file = run_.files.emplace_back();
   file.name = toString(name);
   file.global = inGlobal_;
-  if (includePending_) file.includedAt = run_.definitions.back().at;
+  if (includePending_) file.includedAt = run_.entries.back().at;
   includePending_ = false;
   globalPending_ = false;
   return file;
@@ -48,7 +48,7 @@ SourceFile& AssemblyRecorder::addFile(const WString& name) {
 
 PropertiesText AssemblyRecorder::readFile(const char* name) {
   // Nobody wants more: it would be refused as a whole.
-  if (recordedBytes_ > mostRecordedBytes) return {PropertiesText::State::read, {}};
+  if (recordedBytes_ > maxRecordedBytes) return {PropertiesText::State::read, {}};
   return texts_.read(name).content;
 }
 
@@ -56,12 +56,12 @@ bool AssemblyRecorder::fileEntered(const WString& name, std::string_view text) {
   const SourceTexts::Source& source = texts_.read(toString(name));
   const auto same = [&](const Open& open) { return open.source.isSameFileAs(source); };
   if (std::any_of(open_.begin(), open_.end(), same)) {
-    run_.includeCycles.push_back(run_.definitions.back().at);
+    run_.includeCycles.push_back(run_.entries.back().at);
     includePending_ = false;
     return false;
   }
   recordedBytes_ += text.size();
-  if (recordedBytes_ > mostRecordedBytes) {
+  if (recordedBytes_ > maxRecordedBytes) {
     includePending_ = false;
     run_.tooMuch = true;
     return false;
@@ -97,18 +97,17 @@ bool AssemblyRecorder::entryScanned(const PropertiesEntry& entry) {
   substituting_ = true;
   replacements_.clear();
 
-  Definition& definition = run_.definitions.emplace_back();
+  Entry& entry = run_.entries.emplace_back();
   const int file = currentFile();
-  definition.at =
-      run_.files[static_cast<std::size_t>(file)].stretch(file, entry.keyAt, entry.endAt);
-  definition.key = toString(entry.key);
-  definition.written = toString(entry.value);
-  definition.rawAt = entry.valueAt;
-  definition.rawEnd = entry.endAt;
-  definition.endedByLineEnd = entry.endedByLineEnd;
-  definition.global = inGlobal_;
-  definition.refused = refusals_.entries.contains({currentFile(), entry.keyAt});
-  return !definition.refused;
+  entry.at = run_.files[static_cast<std::size_t>(file)].stretch(file, entry.keyAt, entry.endAt);
+  entry.key = toString(entry.key);
+  entry.written = toString(entry.value);
+  entry.rawAt = entry.valueAt;
+  entry.rawEnd = entry.endAt;
+  entry.endedByLineEnd = entry.endedByLineEnd;
+  entry.global = inGlobal_;
+  entry.skipped = skip_.entries.contains({currentFile(), entry.keyAt});
+  return !entry.skipped;
 }
 
 void AssemblyRecorder::referenceReplaced(const ReplacedReference& reference) {
@@ -116,7 +115,7 @@ void AssemblyRecorder::referenceReplaced(const ReplacedReference& reference) {
   const std::size_t before = reference.name.length() + 2;
   const std::size_t after = reference.replacement.length();
   replacedBytes_ += after;
-  if (replacedBytes_ > mostReplacedBytes) throw TooMuchText{};
+  if (replacedBytes_ > maxReplacedBytes) throw TooMuchText{};
   bool inReplacement = false;
   for (Range& range : replacements_) {
     if (at >= range.end) continue;
@@ -128,25 +127,25 @@ void AssemblyRecorder::referenceReplaced(const ReplacedReference& reference) {
     range.end = range.end + after - std::min(before, range.end + after);
   }
   replacements_.push_back({at, at + after});
-  run_.definitions.back().references.push_back({toString(reference.name), reference.source,
-                                                toString(reference.replacement), inReplacement,
-                                                exporting_});
+  run_.entries.back().references.push_back({toString(reference.name), reference.source,
+                                            toString(reference.replacement), inReplacement,
+                                            exporting_});
 }
 
 void AssemblyRecorder::includeFound(const WString& name) {
-  Definition& definition = run_.definitions.back();
-  definition.isInclude = true;
-  definition.value = toString(name);
-  latestInclude_ = definition.at;
+  Entry& entry = run_.entries.back();
+  entry.isInclude = true;
+  entry.value = toString(name);
+  latestInclude_ = entry.at;
   includePending_ = true;
   substituting_ = false;
 }
 
 void AssemblyRecorder::entryStored(const WString& key, const WString& value) {
-  run_.definitions.back().value = toString(value);
+  run_.entries.back().value = toString(value);
   substituting_ = false;
   auto& last = inGlobal_ ? run_.lastInGlobal : run_.lastInFiles;
-  last[toString(key)] = run_.definitions.size() - 1;
+  last[toString(key)] = run_.entries.size() - 1;
 }
 
 void AssemblyRecorder::exportBegins() {
@@ -156,7 +155,7 @@ void AssemblyRecorder::exportBegins() {
 }
 
 void AssemblyRecorder::variableExported(std::string_view /*name*/, const WString& value) {
-  run_.definitions.back().exported = toString(value);
+  run_.entries.back().exported = toString(value);
   substituting_ = false;
 }
 
@@ -164,7 +163,7 @@ bool AssemblyRecorder::globalFileFound(const WString& name) {
   run_.globalFile = toString(name);
   inGlobal_ = true;
   globalPending_ = true;
-  return !refusals_.globalFile;
+  return !skip_.globalFile;
 }
 
 void AssemblyRecorder::globalEntryMerged(const WString& key, bool taken) {
@@ -175,21 +174,21 @@ Failure AssemblyRecorder::failure(const std::string& message) const {
   using Stage = Failure::Stage;
   if (globalPending_) return {Stage::globalFile, {}, message};
   if (open_.empty()) return {Stage::mainFile, {}, message};
-  if (substituting_) return {Stage::substitution, run_.definitions.back().at, message};
+  if (substituting_) return {Stage::substitution, run_.entries.back().at, message};
   return {Stage::include, latestInclude_, message, fileFailure_};
 }
 
 Failure AssemblyRecorder::expansionFailure() const {
-  return {Failure::Stage::expansion, run_.definitions.back().at, {}};
+  return {Failure::Stage::expansion, run_.entries.back().at, {}};
 }
 
-bool AssemblyRecorder::refuseLatest(Refusals& refusals) const {
+bool AssemblyRecorder::skipLatest(SkippedEntries& skip) const {
   if (globalPending_) {
-    refusals.globalFile = true;
+    skip.globalFile = true;
     return true;
   }
   if (open_.empty()) return false;
   // Includes that are too much altogether stay so without the latest one.
   if (!substituting_ && !includePending_) return false;
-  return refusals.entries.insert({currentFile(), latestKeyAt_}).second;
+  return skip.entries.insert({currentFile(), latestKeyAt_}).second;
 }

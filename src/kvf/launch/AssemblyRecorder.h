@@ -10,9 +10,9 @@
 #include "kvf/launch/Inspection.h"
 #include "kvf/launch/SourceTexts.h"
 
-/// What an assembly passes over, as the launch would end there. Files are numbered in the order of
-/// reading, which the passing over does not change.
-struct Refusals {
+/// What an assembly leaves out, as the launch would end there. Files are numbered in the order of
+/// reading, which this does not change.
+struct SkippedEntries {
   std::set<std::pair<int, std::size_t>> entries;  ///< file and offset of the key
   bool globalFile = false;
 };
@@ -21,13 +21,13 @@ struct Refusals {
 struct TooMuchText {};
 
 /// Writes down one assembly with the position of everything. An include that leads back to a file
-/// that is being read is passed over and noted.
+/// that is being read is skipped and noted.
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): it has no derived classes
 class AssemblyRecorder final : public AssemblyObserver {
  public:
   /// REQUIRES: all outlive the recorder.
-  AssemblyRecorder(const Refusals& refusals, SourceTexts& texts, AssemblyRun& run)
-      : refusals_(refusals), texts_(texts), run_(run) {}
+  AssemblyRecorder(const SkippedEntries& skip, SourceTexts& texts, AssemblyRun& run)
+      : skip_(skip), texts_(texts), run_(run) {}
 
   void argumentScanned(const ScannedArgument& argument) override;
   PropertiesText readFile(const char* name) override;
@@ -50,8 +50,8 @@ class AssemblyRecorder final : public AssemblyObserver {
   [[nodiscard]] Failure failure(const std::string& message) const;
   /// What ended it with TooMuchText.
   [[nodiscard]] Failure expansionFailure() const;
-  /// Adds what ended the assembly to the refusals; false when nothing can be passed over.
-  bool refuseLatest(Refusals& refusals) const;
+  /// Adds what ended the assembly to what is skipped; false when nothing can be.
+  bool skipLatest(SkippedEntries& skip) const;
 
  private:
   /// A file that is being read.
@@ -67,7 +67,7 @@ class AssemblyRecorder final : public AssemblyObserver {
   [[nodiscard]] Position positionAt(std::size_t offset) const;
   SourceFile& addFile(const WString& name);
 
-  const Refusals& refusals_;
+  const SkippedEntries& skip_;
   SourceTexts& texts_;
   AssemblyRun& run_;
   std::vector<Open> open_;

@@ -15,8 +15,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view classSuffix = ".class";
-constexpr std::size_t mostNames = 50000;
-constexpr std::size_t mostManifestElements = 1000;
+constexpr std::size_t maxNames = 50000;
+constexpr std::size_t maxManifestElements = 1000;
 
 std::string entryName(std::string name) {
   std::replace(name.begin(), name.end(), '.', '/');
@@ -82,7 +82,7 @@ void forEachClass(const ScannedElement& element, Visit&& visit) {
   fs::recursive_directory_iterator entries(element.path,
                                            fs::directory_options::skip_permission_denied, error);
   const std::size_t prefix = element.path.size() + 1;
-  std::size_t left = mostNames;
+  std::size_t left = maxNames;
   for (; !error && left > 0 && entries != fs::recursive_directory_iterator();
        entries.increment(error), --left) {
     const std::string path = entries->path().string();
@@ -118,7 +118,7 @@ ClassPathScan::ClassPathScan(const std::vector<ClassPathElement>& classPath,
       elements_.push_back(std::move(scanned));
     }
   }
-  if (!startClass_ && !entry.empty()) startClass_ = findBehindManifests(entry);
+  if (!startClass_ && !entry.empty()) startClass_ = findByManifests(entry);
 }
 
 std::optional<FoundClass> ClassPathScan::find(const std::string& name) const {
@@ -126,14 +126,14 @@ std::optional<FoundClass> ClassPathScan::find(const std::string& name) const {
   for (const ScannedElement& element : elements_) {
     if (auto found = findIn(element, entry)) return found;
   }
-  return findBehindManifests(entry);
+  return findByManifests(entry);
 }
 
-std::optional<FoundClass> ClassPathScan::findBehindManifests(const std::string& entry) const {
+std::optional<FoundClass> ClassPathScan::findByManifests(const std::string& entry) const {
   std::vector<ScannedElement> queue = elements_;
   std::set<std::string> seen;
   for (const ScannedElement& element : elements_) seen.insert(element.path);
-  const std::size_t most = queue.size() + mostManifestElements;
+  const std::size_t most = queue.size() + maxManifestElements;
   for (std::size_t i = 0; i < queue.size() && queue.size() < most; ++i) {
     if (queue[i].kind != ScannedElement::Kind::archive) continue;
     for (const std::string& path : manifestClassPath(queue[i])) {
@@ -149,7 +149,7 @@ std::string ClassPathScan::nearest(const std::string& name) const {
   std::string wanted = entryName(name);
   wanted.resize(wanted.size() - classSuffix.size());
   std::string best;
-  std::size_t left = mostNames;
+  std::size_t left = maxNames;
   for (const ScannedElement& element : elements_) {
     if (element.kind == ScannedElement::Kind::missing) continue;
     forEachClass(element, [&](std::string_view candidate) {

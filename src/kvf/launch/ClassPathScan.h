@@ -15,7 +15,7 @@ struct ClassPathElement {
   std::vector<std::string> expanded;
 };
 
-/// What lies behind one element of the expanded class path.
+/// What there is at one element of the expanded class path.
 struct ScannedElement {
   enum class Kind { missing, folder, archive };
 
@@ -50,7 +50,7 @@ class ClassPathScan {
 
  private:
   /// Looks where the manifests' Class-Path leads.
-  [[nodiscard]] std::optional<FoundClass> findBehindManifests(const std::string& entry) const;
+  [[nodiscard]] std::optional<FoundClass> findByManifests(const std::string& entry) const;
 
   std::vector<ScannedElement> elements_;
   std::optional<FoundClass> startClass_;

@@ -43,7 +43,7 @@ std::string_view SourceFile::line(std::size_t number) const {
   return found;
 }
 
-std::string_view Definition::variable() const {
+std::string_view Entry::variable() const {
   constexpr std::string_view prefix = keys::environmentPrefix;
   return key.starts_with(prefix) ? std::string_view(key).substr(prefix.size()) : "";
 }
@@ -61,12 +61,12 @@ std::optional<std::string> Inspection::value(const char* key) const {
   return toString(found);
 }
 
-const Definition* Inspection::definitionOf(std::string_view key) const {
+const Entry* Inspection::entryOf(std::string_view key) const {
   const std::string name(key);
   if (run().line.options.contains(name.c_str())) return nullptr;
   const auto& last = isFromGlobalFile(name) ? run().lastInGlobal : run().lastInFiles;
   const auto found = last.find(name);
-  return found == last.end() ? nullptr : &run().definitions[found->second];
+  return found == last.end() ? nullptr : &run().entries[found->second];
 }
 
 bool Inspection::isFromGlobalFile(const std::string& key) const {
@@ -78,13 +78,13 @@ const SourceFile& Inspection::fileOf(const Position& at) const {
   return run().files[static_cast<std::size_t>(at.file)];
 }
 
-std::string_view Inspection::rawValueOf(const Definition& definition) const {
-  const std::string_view text = fileOf(definition.at).text;
-  return text.substr(definition.rawAt, definition.rawEnd - definition.rawAt);
+std::string_view Inspection::rawValueOf(const Entry& entry) const {
+  const std::string_view text = fileOf(entry.at).text;
+  return text.substr(entry.rawAt, entry.rawEnd - entry.rawAt);
 }
 
 Position Inspection::positionOf(std::string_view key) const {
-  if (const Definition* definition = definitionOf(key)) return definition->at;
+  if (const Entry* entry = entryOf(key)) return entry->at;
   return mainFile();
 }
 

@@ -60,16 +60,16 @@ struct Reference {
 };
 
 /// One entry of a file.
-struct Definition {
+struct Entry {
   Position at;
   std::string key;
   std::string written;  ///< the value before substitution
   std::string value;
-  std::size_t rawAt = 0, rawEnd = 0;  ///< what stands behind the key up to the line end
+  std::size_t rawAt = 0, rawEnd = 0;  ///< what follows the key up to the line end
   bool endedByLineEnd = true;
   bool isInclude = false;
   bool global = false;
-  bool refused = false;                 ///< passed over, since the launch would end here
+  bool skipped = false;  ///< left out of the assembly, since the launch would end here
   std::optional<std::string> exported;  ///< the value that the environment gets
   std::vector<Reference> references;
 
@@ -107,14 +107,14 @@ struct Failure {
 /// One assembly of the property set.
 struct AssemblyRun {
   std::vector<SourceFile> files;
-  std::deque<Definition> definitions;  ///< in the order of reading
+  std::deque<Entry> entries;  ///< in the order of reading
   std::vector<Argument> arguments;
   std::vector<Position> droppedLines;
   std::vector<Position> controlEscapes;
   std::vector<Position> includeCycles;
   std::vector<Failure> failures;
   bool tooMuch = false;                    ///< there are more files than were looked at
-  bool incomplete = false;                 ///< nothing is known behind the last failure
+  bool incomplete = false;                 ///< nothing is known after the last failure
   std::string globalFile;                  ///< empty: there is none
   std::map<std::string, bool> globalKeys;  ///< whether the entry of global.kvf was taken
   /// The last stored definition of a key, of global.kvf and of the other files.
@@ -165,13 +165,13 @@ class Inspection {
   /// The value, or an empty text.
   [[nodiscard]] std::string valueOf(const char* key) const { return value(key).value_or(""); }
   /// The entry whose value the key has; null when no file defines it or something overrules it.
-  [[nodiscard]] const Definition* definitionOf(std::string_view key) const;
+  [[nodiscard]] const Entry* entryOf(std::string_view key) const;
   /// True when the key has its value from global.kvf.
   [[nodiscard]] bool isFromGlobalFile(const std::string& key) const;
   /// The file of a position that is not the command line.
   [[nodiscard]] const SourceFile& fileOf(const Position& at) const;
-  /// What stands behind an entry's key up to the line end.
-  [[nodiscard]] std::string_view rawValueOf(const Definition& definition) const;
+  /// What follows an entry's key up to the line end.
+  [[nodiscard]] std::string_view rawValueOf(const Entry& entry) const;
   /// Where the key got its value; where it is nowhere defined, the main file as a whole.
   [[nodiscard]] Position positionOf(std::string_view key) const;
   /// The main file, or the command line when there is none.
@@ -182,7 +182,7 @@ class Inspection {
   [[nodiscard]] bool knowsAllKeys() const;
 
   [[nodiscard]] bool isJava() const;
-  /// The command as a word: "--run" when there is none. Behind an unknown switch, which makes the
+  /// The command as a word: "--run" when there is none. After an unknown switch, which makes the
   /// launcher show its usage, the one that was meant.
   [[nodiscard]] std::string command() const;
   /// True for --run. A command that does not exist is wrong by itself, and --run is what was meant.

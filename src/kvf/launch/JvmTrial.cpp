@@ -14,8 +14,8 @@
 
 namespace {
 
-constexpr unsigned int mostSeconds = 30;
-constexpr int mostUnknownOptions = 20;
+constexpr unsigned int maxSeconds = 30;
+constexpr int maxUnknownOptions = 20;
 
 struct Outcome {
   bool started = false;
@@ -38,7 +38,7 @@ Outcome startChild(const JvmStart& start, const std::vector<std::string>& option
 }
 
 /// What follows the mark up to the end of the line or the quote.
-std::string textBehind(const std::string& text, std::string_view mark, char end) {
+std::string textAfter(const std::string& text, std::string_view mark, char end) {
   const std::size_t at = text.find(mark);
   if (at == std::string::npos) return {};
   const std::size_t start = at + mark.size();
@@ -58,8 +58,8 @@ std::string inOneLine(const std::string& text) {
 /// The option that the JVM says it does not know; the end of the list when it says no such thing.
 std::vector<std::string>::iterator unknownOption(std::vector<std::string>& options,
                                                  const std::string& text) {
-  const std::string option = textBehind(text, "Unrecognized option: ", '\n');
-  const std::string flag = textBehind(text, "Unrecognized VM option '", '\'');
+  const std::string option = textAfter(text, "Unrecognized option: ", '\n');
+  const std::string flag = textAfter(text, "Unrecognized VM option '", '\'');
   return std::find_if(options.begin(), options.end(), [&](const std::string& candidate) {
     if (!option.empty()) return candidate == option;
     if (flag.empty() || !candidate.starts_with("-XX:")) return false;
@@ -74,7 +74,7 @@ std::vector<std::string>::iterator unknownOption(std::vector<std::string>& optio
 JvmTrial tryJvm(const JvmStart& start) {
   JvmTrial trial;
   std::vector<std::string> options = start.options;
-  for (int i = 0; i < mostUnknownOptions; ++i) {
+  for (int i = 0; i < maxUnknownOptions; ++i) {
     const Outcome outcome = startChild(start, options);
     if (outcome.started) return trial;
     const auto unknown = unknownOption(options, outcome.text);
@@ -90,7 +90,7 @@ JvmTrial tryJvm(const JvmStart& start) {
 
 int runJvmTrial(const std::vector<std::string>& arguments) {
   using Create = jint (*)(JavaVM**, void**, void*);
-  ::alarm(mostSeconds);
+  ::alarm(maxSeconds);
   if (arguments.empty()) return 1;
   void* library = ::dlopen(arguments.front().c_str(), RTLD_LAZY | RTLD_GLOBAL);
   if (library == nullptr) {

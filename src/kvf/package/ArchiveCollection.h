@@ -17,9 +17,9 @@ struct CollectedArchive {
 /// What `java -jar` would put on the class path, gathered for a folder of its own.
 class ArchiveCollection {
  public:
-  /// Adds the archive and those that its Class-Path names and so on, each file once: behind it as
+  /// Adds the archive and those that its Class-Path names and so on, each file once: after it as
   /// the JVM has them, but in front of it those that are named by an absolute path. What cannot be
-  /// carried along is told in notes().
+  /// carried along is in notes().
   void add(const std::filesystem::path& archive);
   /// Adds the .jar and .zip files of the folder by name.
   void addFolder(const std::filesystem::path& folder);

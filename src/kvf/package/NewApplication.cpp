@@ -220,7 +220,7 @@ std::vector<std::string> makeApplication(const NewApplicationRequest& request) t
 
 std::string nameForArchive(const fs::path& jar) {
   std::string name = jar.stem();
-  // "acme-1.2-all": a version begins behind a dash and with a digit.
+  // "acme-1.2-all": a version begins after a dash, with a digit.
   for (std::size_t at = name.find('-'); at != std::string::npos; at = name.find('-', at + 1)) {
     if (at > 0 && at + 1 < name.size() &&
         std::isdigit(static_cast<unsigned char>(name[at + 1])) != 0)

@@ -49,7 +49,7 @@ void syncFileSystem(const std::filesystem::path& inside);
 class FileReplacement {
  public:
   /// Reads the file. Throws also when it cannot be replaced without a loss: it has several names
-  /// (hard links), belongs to another user, is write-protected, or is no regular file.
+  /// (hard links), belongs to another user, is write-protected, or is not a regular file.
   explicit FileReplacement(const std::filesystem::path& file);
 
   [[nodiscard]] const std::string& text() const { return text_; }

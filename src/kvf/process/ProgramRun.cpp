@@ -16,9 +16,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "kvf/process/ExecArguments.h"
 #include "kvf/process/Files.h"
 #include "kvf/process/Interruption.h"
-#include "kvf/process/ProcessTexts.h"
 
 // Between this process and the program stands another one, the guardian. Whatever the program
 // starts becomes a child of the guardian's when its own parent ends, and the guardian learns of the
@@ -32,7 +32,7 @@ using Time = std::optional<Clock::time_point>;
 constexpr std::chrono::seconds timeToEnd(60);
 constexpr std::chrono::seconds timeToEndWithThis(5);
 constexpr std::chrono::milliseconds timeBetweenKills(20);
-constexpr std::size_t mostOutput = 4096;
+constexpr std::size_t maxOutput = 4096;
 
 /// What the guardian reports.
 struct Report {
@@ -278,12 +278,11 @@ bool readReport(pid_t guardian, const Pipe& reports, const Pipe& outputs, Report
       return false;
     }
     if (polls[1].revents != 0) {
-      char buffer[mostOutput];
+      char buffer[maxOutput];
       const ssize_t count = ::read(outputNumber, buffer, sizeof buffer);
       if (count <= 0) outputNumber = -1;
       if (count > 0)
-        output.append(buffer,
-                      std::min(static_cast<std::size_t>(count), mostOutput - output.size()));
+        output.append(buffer, std::min(static_cast<std::size_t>(count), maxOutput - output.size()));
       continue;
     }
     if (polls[0].revents != 0)

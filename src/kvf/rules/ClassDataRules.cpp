@@ -33,7 +33,7 @@ constexpr Rule rules[] = {
      .summary = "a class-data archive that does not fit",
      .explanation = "A JVM uses an archive of -XX:SharedArchiveFile only if it wrote it itself, "
                     "for the same class path with the same files in it. Else it starts without, "
-                    "more slowly and by default without a word.",
+                    "more slowly and by default silently.",
      .example = {.note = "acme.jsa is of another JVM.",
                  .lines = "velox.class.path.extended=%kvf.file.dir%/lib/acme.jar\n"
                           "java.extended.properties=-XX:SharedArchiveFile=%kvf.file.dir%/acme.jsa",

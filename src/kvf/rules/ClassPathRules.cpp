@@ -16,7 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view recursiveMark = "/**";
-constexpr std::size_t mostEntries = 100000;
+constexpr std::size_t maxEntries = 100000;
 
 bool isRecursive(const ClassPathElement& element) {
   return element.searched && element.written.ends_with(recursiveMark);
@@ -63,12 +63,12 @@ void classPathMissing(const Inspection& inspection, Report& report) {
     std::error_code error;
     if (::access(path.c_str(), F_OK) != 0) {
       report(at, concat({"there is no ", shown(path), ", so that ", shown(element.written),
-                         " brings nothing: correct the path"}));
+                         " contributes nothing: correct the path"}));
     } else if (element.searched && fs::is_directory(path, error) &&
                ::access(path.c_str(), R_OK | X_OK) != 0) {
       report(at, concat({"the folder ", shown(path), " cannot be read, so that ",
-                         shown(element.written), " brings no archives: let the launcher's user ",
-                         "read it"}));
+                         shown(element.written),
+                         " contributes no archives: let the launcher's user ", "read it"}));
     }
   });
 }
@@ -87,7 +87,7 @@ FolderContents contentsOf(const std::string& folder, bool recursive, int level) 
                                          error);
   for (std::size_t count = 0; !error && entry != fs::recursive_directory_iterator();
        entry.increment(error)) {
-    if (++count > mostEntries) break;
+    if (++count > maxEntries) break;
     std::error_code failed;
     const fs::file_status status = entry->symlink_status(failed);
     const std::string name = entry->path().filename().string();
@@ -128,13 +128,13 @@ void classPathLink(const Inspection& inspection, Report& report) {
         contents.links.size() == 1
             ? std::string()
             : concat({" and ", std::to_string(contents.links.size() - 1), " more"});
-    report(at, concat({"the search of ", shown(element.written), " passes over the link ",
+    report(at, concat({"the search of ", shown(element.written), " skips the link ",
                        shown(contents.links.front()), more,
                        ": name it in the class path by itself, or put the file there"}));
   });
 }
 
-void classPathLimit(const Inspection& inspection, Report& report) {
+void classPathTruncated(const Inspection& inspection, Report& report) {
   const auto most = static_cast<std::size_t>(limitOf(inspection, archiveCountLimit));
   forEachFolder(inspection, [&](const ClassPathElement& element, const FolderContents& contents,
                                 const Position& at) {
@@ -146,13 +146,13 @@ void classPathLimit(const Inspection& inspection, Report& report) {
     }
     if (contents.deeper > 0) {
       report(at,
-             concat({"deeper below ", shown(element.written), " than the search goes lie ",
+             concat({"deeper in ", shown(element.written), " than the search goes, there are ",
                      countOf(contents.deeper, "archive"), ": raise ", keys::classPathSearchLevel}));
     }
   });
 }
 
-void classPathLimits(const Inspection& inspection, Report& report) {
+void classPathLimitRange(const Inspection& inspection, Report& report) {
   for (const Failure& failure : inspection.failures(Failure::Stage::limits)) {
     report.fatal(failure.at,
                  concat({"the launch ends with ", shown(failure.message),
@@ -167,11 +167,11 @@ const char* complaintAbout(ArchiveState state) {
     case ArchiveState::unreadable:
       return "cannot be read";
     case ArchiveState::notAnArchive:
-      return "is no archive, or is damaged";
+      return "is not an archive, or is damaged";
     case ArchiveState::tooLarge:
       return "claims to hold more than any sound archive";
     case ArchiveState::notAFile:
-      return "is no file";
+      return "is not a file";
     case ArchiveState::readable:
     case ArchiveState::missing:
       return nullptr;
@@ -187,7 +187,7 @@ void classPathArchive(const Inspection& inspection, Report& report) {
     const char* complaint = complaintAbout(element.state);
     if (complaint == nullptr) continue;
     report(at, concat({shown(element.path), " ", complaint,
-                       "; a JVM passes over it without a word: replace the file"}));
+                       "; a JVM silently skips it: replace the file"}));
   }
 }
 
@@ -195,7 +195,7 @@ constexpr Rule rules[] = {
     {.id = "class-path-missing",
      .severity = Severity::warning,
      .summary = "a class path with a folder or archive that is missing",
-     .explanation = "Nothing tells it: neither the launcher nor a JVM complains about an element "
+     .explanation = "Nothing reports it: neither the launcher nor a JVM complains about an element "
                     "that is not there or cannot be read.",
      .example = {.lines = "velox.class.path.extended=%kvf.file.dir%/lib:%kvf.file.dir%/lbi"},
      .remedy = {.lines = "velox.class.path.extended=%kvf.file.dir%/lib"},
@@ -212,7 +212,7 @@ constexpr Rule rules[] = {
     {.id = "class-path-link",
      .severity = Severity::warning,
      .summary = "links in a searched folder",
-     .explanation = "The search for archives passes over symbolic links, to files and to folders.",
+     .explanation = "The search for archives skips symbolic links, to files and to folders.",
      .example = {.note = "links/more.jar is a link.",
                  .lines = "velox.class.path.extended=%kvf.file.dir%/lib:%kvf.file.dir%/links",
                  .files = {{.path = "links/more.jar",
@@ -225,29 +225,29 @@ constexpr Rule rules[] = {
                            .content = "../lib/acme.jar",
                            .kind = ExampleFile::Kind::link}}},
      .check = classPathLink},
-    {.id = "class-path-limit",
+    {.id = "class-path-truncated",
      .severity = Severity::warning,
      .summary = "more archives than the limits let in",
      .explanation = "One element brings at most 4,096 archives, from at most 4 levels; the rest is "
-                    "left out without a word.",
+                    "silently left out.",
      .example = {.note = "lib/1/2/3/4 holds an archive.",
                  .lines = "velox.class.path.extended=%kvf.file.dir%/lib/**",
                  .files = {{.path = "lib/1/2/3/4/more.jar", .kind = ExampleFile::Kind::archive}}},
      .remedy = {.lines = "velox.class.path.extended=%kvf.file.dir%/lib/"
                          "**\nvelox.class.path.extended.search.level=8",
                 .files = {{.path = "lib/1/2/3/4/more.jar", .kind = ExampleFile::Kind::archive}}},
-     .check = classPathLimit},
-    {.id = "class-path-limits",
+     .check = classPathTruncated},
+    {.id = "class-path-limit-range",
      .severity = Severity::error,
      .summary = "limits of the class path that are out of range",
      .explanation = "Any other value ends the launch.",
      .example = {.lines = "velox.class.path.extended.search.level=0"},
      .remedy = {.lines = "velox.class.path.extended.search.level=4"},
-     .check = classPathLimits},
+     .check = classPathLimitRange},
     {.id = "class-path-archive",
      .severity = Severity::error,
      .summary = "an archive that cannot be read",
-     .explanation = "A JVM passes over such a file, and its classes are then missing. Only the "
+     .explanation = "A JVM skips such a file, and its classes are then missing. Only the "
                     "directory of an archive is looked at.",
      .example = {.note = "lib/broken.jar was cut off.",
                  .files = {{.path = "lib/broken.jar", .content = "PK"}}},

@@ -50,54 +50,53 @@ std::string_view trimmed(std::string_view text) {
 }
 
 /// True when blanks around the value make no difference, since its reader splits it at blanks.
-bool passesOverBlanks(const Definition& definition) {
-  if (definition.key == keys::applicationArgs) {
+bool ignoresBlanks(const Entry& entry) {
+  if (entry.key == keys::applicationArgs) {
     const auto argumentsOf = [](std::string_view text) {
       return splitArguments(WString(text), LaunchWay::hostedJava);
     };
-    return argumentsOf(definition.value) == argumentsOf(trimmed(definition.value));
+    return argumentsOf(entry.value) == argumentsOf(trimmed(entry.value));
   }
   // Other rules know those of the options.
-  return definition.key == keys::extendedProperties || definition.key == keys::stopSignals;
+  return entry.key == keys::extendedProperties || entry.key == keys::stopSignals;
 }
 
 void blankBeforeValue(const Inspection& inspection, Report& report) {
-  for (const Definition& definition : inspection.run().definitions) {
+  for (const Entry& entry : inspection.run().entries) {
     // The blank ended the key, so that what follows it belongs to the value.
-    const std::string_view raw = inspection.rawValueOf(definition);
+    const std::string_view raw = inspection.rawValueOf(entry);
     const std::size_t start = raw.find_first_not_of(" \t");
     if (start == std::string_view::npos) continue;
     const char first = raw[start];
-    const std::string_view written = definition.written;
+    const std::string_view written = entry.written;
     const bool afterEquals =
         first == '=' && (written.starts_with(' ') || written.starts_with('\t'));
     const bool afterColon = first == ':' && written.starts_with(':');
-    if (!afterColon && (!afterEquals || passesOverBlanks(definition))) continue;
-    report(definition.at, concat({"the blank before \"", std::string_view(&first, 1),
-                                  "\" ends the key, so that the value is ", shown(written),
-                                  afterColon ? " with the colon" : " with a blank in front",
-                                  ": write ", definition.key, "=VALUE"}));
+    if (!afterColon && (!afterEquals || ignoresBlanks(entry))) continue;
+    report(entry.at, concat({"the blank before \"", std::string_view(&first, 1),
+                             "\" ends the key, so that the value is ", shown(written),
+                             afterColon ? " with the colon" : " with a blank in front", ": write ",
+                             entry.key, "=VALUE"}));
   }
 }
 
 void trailingBlank(const Inspection& inspection, Report& report) {
-  for (const Definition& definition : inspection.run().definitions) {
-    const std::string_view written = definition.written;
+  for (const Entry& entry : inspection.run().entries) {
+    const std::string_view written = entry.written;
     const std::size_t end = written.find_last_not_of(" \t");
     if (end == std::string_view::npos || end + 1 == written.size()) continue;
-    const std::string_view raw = inspection.rawValueOf(definition);
-    if (passesOverBlanks(definition)) continue;
+    const std::string_view raw = inspection.rawValueOf(entry);
+    if (ignoresBlanks(entry)) continue;
     const std::size_t rawEnd = raw.find_last_not_of(" \t\r");
     // A backslash in front of the blank says that it is meant.
     if (rawEnd == std::string_view::npos || raw[rawEnd] == '\\') continue;
     Finding& finding = report(
-        definition.at,
+        entry.at,
         concat(
             {"the value ends with ", countOf(written.size() - end - 1, "blank"),
              R"(, kept as a part of it: remove what is not meant, or write "\ " for one that is)"}));
-    finding.fix = {{stretchOf(inspection, definition.at.file, definition.rawAt + rawEnd + 1,
-                              definition.rawEnd),
-                    ""}};
+    finding.fix = {
+        {stretchOf(inspection, entry.at.file, entry.rawAt + rawEnd + 1, entry.rawEnd), ""}};
   }
 }
 
@@ -110,12 +109,11 @@ void controlEscape(const Inspection& inspection, Report& report) {
 }
 
 void notExported(const Inspection& inspection, Report& report) {
-  for (const Definition& definition : inspection.run().definitions) {
-    if (definition.endedByLineEnd || definition.variable().empty()) continue;
-    report(definition.at, concat({"the last line has no line end, so that the variable is not ",
-                                  "exported, only set as a property: end the line"}))
-        .fix = {
-        {stretchOf(inspection, definition.at.file, definition.rawEnd, definition.rawEnd), "\n"}};
+  for (const Entry& entry : inspection.run().entries) {
+    if (entry.endedByLineEnd || entry.variable().empty()) continue;
+    report(entry.at, concat({"the last line has no line end, so that the variable is not ",
+                             "exported, only set as a property: end the line"}))
+        .fix = {{stretchOf(inspection, entry.at.file, entry.rawEnd, entry.rawEnd), "\n"}};
   }
 }
 
@@ -162,7 +160,7 @@ void fileTooLarge(const Inspection& inspection, Report& report) {
     report(file.includedAt.value_or(wholeFile(index)),
            concat({shown(inspection.nameOf(file)),
                    " cannot be read to its end or has 1 MiB or more; the launcher ",
-                   "ignores it as a whole, without a word: split it"}));
+                   "silently ignores it as a whole: split it"}));
   });
 }
 
@@ -172,7 +170,7 @@ void notRegular(const Inspection& inspection, Report& report) {
     if (::stat(file.name.c_str(), &status) != 0 || S_ISREG(status.st_mode)) return;
     const char* kind = S_ISDIR(status.st_mode)    ? "a folder, which yields no entries"
                        : S_ISFIFO(status.st_mode) ? "a pipe, which can be read once only"
-                                                  : "no regular file";
+                                                  : "not a regular file";
     report(file.includedAt.value_or(wholeFile(index)),
            concat({shown(inspection.nameOf(file)), " is ", kind,
                    ": the launcher may read it twice, use a file"}));
@@ -184,17 +182,18 @@ constexpr Rule rules[] = {
      .severity = Severity::error,
      .summary = "a line that is dropped, since nothing ends its key",
      .explanation =
-         R"(An entry needs "=", ":" or a blank behind its key. A line without is dropped silently.)",
+         R"(An entry needs "=", ":" or a blank after its key. A line without one is silently dropped.)",
      .example = {.lines = "java.property.verbose"},
      .remedy = {.lines = "java.property.verbose=true"},
      .check = noSeparator},
     {.id = "blank-before-value",
      .severity = Severity::error,
      .summary = "a value that begins with a blank or a colon",
-     .explanation = "A blank ends the key. In \"key = value\" the \"=\" is then taken off the "
-                    "front of the value, but the blank behind it stays; in \"key : value\" the "
-                    "colon stays too. Words between blanks are not hurt by one in front: "
-                    "application.args, java.extended.properties and application.stop.signals.",
+     .explanation =
+         "A blank ends the key. In \"key = value\" the \"=\" is then taken off the "
+         "front of the value, but the blank after it stays; in \"key : value\" the "
+         "colon stays too. A blank in front does no harm where the value is a list of words: "
+         "application.args, java.extended.properties and application.stop.signals.",
      .example = {.lines = "java.property.mode = fast"},
      .remedy = {.lines = "java.property.mode=fast"},
      .check = blankBeforeValue},
@@ -257,7 +256,7 @@ constexpr Rule rules[] = {
     {.id = "file-too-large",
      .severity = Severity::error,
      .summary = "a file of 1 MiB or more",
-     .explanation = "Such a file yields no entries at all, and nothing tells it.",
+     .explanation = "Such a file yields no entries at all, and nothing reports it.",
      .example = {.note = "large.kvf has 1048576 bytes.",
                  .lines = "velox.include.kvf=%kvf.file.dir%/large.kvf",
                  .files = {{.path = "large.kvf", .content = "# 16 characters\n", .times = 65536}}},
@@ -267,7 +266,7 @@ constexpr Rule rules[] = {
      .check = fileTooLarge},
     {.id = "not-a-regular-file",
      .severity = Severity::warning,
-     .summary = "a file that is none",
+     .summary = "a properties file that is not a regular file",
      .explanation =
          "A folder yields no entries. A pipe can be read once, but a launch that exports "
          "variables, or that asks for an adjuster, reads its file more than once.",

@@ -33,16 +33,16 @@ void mainFileMissing(const Inspection& inspection, Report& report) {
 }
 
 void shortInclude(const Inspection& inspection, Report& report) {
-  for (const Definition& definition : inspection.run().definitions) {
-    if (!definition.key.starts_with(keys::includePrefixAtEndOfText) ||
-        definition.key.starts_with(keys::includePrefix)) {
+  for (const Entry& entry : inspection.run().entries) {
+    if (!entry.key.starts_with(keys::includePrefixAtEndOfText) ||
+        entry.key.starts_with(keys::includePrefix)) {
       continue;
     }
-    report(definition.at,
-           definition.isInclude
-               ? concat({shown(definition.key), " includes the file only because this is the last ",
+    report(entry.at,
+           entry.isInclude
+               ? concat({shown(entry.key), " includes the file only because this is the last ",
                          "line and has no line end: write velox.include.kvf"})
-               : concat({shown(definition.key),
+               : concat({shown(entry.key),
                          " includes nothing; it is an ordinary key: write velox.include.kvf"}));
   }
 }

@@ -76,16 +76,16 @@ std::string complaintAboutJvm(const std::string& path, const std::optional<ElfFi
   struct stat status = {};
   if (::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return "is a folder";
   if (::access(path.c_str(), R_OK) != 0) return "cannot be read";
-  if (!elf) return "is no shared library";
+  if (!elf) return "is not a shared library";
   if (!elf->sameArchitecture(ownElfFile())) {
     return concat({"is for ", machineName(elf->machine), " with ", std::to_string(elf->bits),
                    " bits, not for ", machineName(ownElfFile().machine)});
   }
   if (elf->kind == ElfFile::Kind::program) return "is a program, not a library";
   if (elf->exports && !elf->exportsName("JNI_CreateJavaVM")) {
-    return "is no JVM: it lacks JNI_CreateJavaVM";
+    return "is not a JVM: it lacks JNI_CreateJavaVM";
   }
-  return elf->kind == ElfFile::Kind::sharedLibrary ? "" : "is no shared library";
+  return elf->kind == ElfFile::Kind::sharedLibrary ? "" : "is not a shared library";
 }
 
 void jvmLibrary(const Inspection& inspection, Report& report) {
@@ -138,7 +138,7 @@ void javaProgram(const Inspection& inspection, Report& report) {
   if (isProgramThere(inspection, program)) return;
   report.fatal(
       inspection.positionOf(keys::javaPath),
-      concat({"there is no program ", shown(program), " for --cmdlineJava; the launch ends ",
+      concat({"there is not a program ", shown(program), " for --cmdlineJava; the launch ends ",
               "with \"Failed to exec\" and status 0: set java.path, or JAVA_HOME"}));
 }
 
@@ -197,7 +197,7 @@ void startClassNotFound(const Inspection& inspection, Report& report) {
   }
   if (mayComeFromElsewhere(inspection, withSlashes(name))) return;
   const std::string nearest = inspection.classPath->nearest(name);
-  // The same name behind other folders is not another package.
+  // The same name below other folders is not another package.
   const bool isBelow = nearest.ends_with("." + name);
   const std::string advice =
       isBelow ? concat({" (it lies too deep there, as ", printable(nearest), ")"})
@@ -300,7 +300,7 @@ void stopMethod(const Inspection& inspection, Report& report) {
 /// Why the loader does not take a native library of that path; empty: it does.
 std::string complaintAboutLibrary(const std::string& path, const std::optional<ElfFile>& elf) {
   if (!exists(path)) return "is not there";
-  if (!elf) return "is no shared library";
+  if (!elf) return "is not a shared library";
   return elf->sameArchitecture(ownElfFile()) ? "" : "is for another architecture";
 }
 
@@ -367,7 +367,7 @@ constexpr Rule rules[] = {
      .check = noLibrary},
     {.id = "jvm-library",
      .severity = Severity::error,
-     .summary = "java.library is no JVM that can be loaded",
+     .summary = "java.library is not a JVM that can be loaded",
      .explanation =
          "It has to be the path of libjvm.so, for this machine's architecture. One that is not "
          "there is no error to the launcher: it loads whatever libjvm.so the loader finds.",

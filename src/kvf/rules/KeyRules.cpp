@@ -12,31 +12,31 @@
 namespace {
 
 /// Looking for the nearest name takes its time; a file full of unknown ones needs none.
-constexpr int mostSuggestions = 100;
+constexpr int maxSuggestions = 100;
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
 /// The names that values refer to.
 class ReferencedNames {
  public:
   explicit ReferencedNames(const Inspection& inspection) {
-    for (const Definition& definition : inspection.run().definitions) {
-      if (definition.refused) refused_.emplace_back(definition.written);
-      for (const Reference& reference : definition.references) names_.insert(reference.name);
+    for (const Entry& entry : inspection.run().entries) {
+      if (entry.skipped) skipped_.emplace_back(entry.written);
+      for (const Reference& reference : entry.references) names_.insert(reference.name);
     }
   }
 
-  /// True also when a value that was passed over may refer to it.
+  /// True also when a value that was skipped may refer to it.
   [[nodiscard]] bool contain(const std::string& key) const {
     if (names_.contains(key)) return true;
     const std::string reference = concat({"%", key, "%"});
-    return std::any_of(refused_.begin(), refused_.end(), [&](std::string_view value) {
+    return std::any_of(skipped_.begin(), skipped_.end(), [&](std::string_view value) {
       return value.find(reference) != std::string_view::npos;
     });
   }
 
  private:
   std::set<std::string_view> names_;
-  std::vector<std::string_view> refused_;
+  std::vector<std::string_view> skipped_;
 };
 
 void unknownKey(const Inspection& inspection, Report& report) {
@@ -44,56 +44,54 @@ void unknownKey(const Inspection& inspection, Report& report) {
   const ReferencedNames referenced(inspection);
   const std::vector<std::string_view> candidates = settableKeys();
   int unknown = 0;
-  for (const Definition& definition : inspection.run().definitions) {
-    const std::string& key = definition.key;
+  for (const Entry& entry : inspection.run().entries) {
+    const std::string& key = entry.key;
     const bool hasMark = key.starts_with(byteOrderMark);
-    if (definition.isInclude || hasMark || key.starts_with(keys::includePrefixAtEndOfText))
-      continue;
+    if (entry.isInclude || hasMark || key.starts_with(keys::includePrefixAtEndOfText)) continue;
     if (referenced.contain(key)) continue;
     const KeyInfo* info = findKey(key);
     if (info == nullptr) {
-      const bool suggests = ++unknown <= mostSuggestions;
+      const bool suggests = ++unknown <= maxSuggestions;
       const std::string_view nearest = suggests ? nearestName(key, candidates) : "";
-      report(definition.at,
+      report(entry.at,
              concat({"neither the launcher nor a reference reads ", shown(key), didYouMean(nearest),
                      "; it has no effect: remove it, or refer to it"}));
     } else if (info->use == KeyUse::launcher) {
-      report(definition.at, concat({"the launcher sets ", shown(key),
-                                    " by itself; this value is not used: remove the line"}));
+      report(entry.at, concat({"the launcher sets ", shown(key),
+                               " by itself; this value is not used: remove the line"}));
     }
   }
 }
 
 void emptyValue(const Inspection& inspection, Report& report) {
-  for (const Definition& definition : inspection.run().definitions) {
-    if (!definition.value.empty() || definition.refused) continue;
-    const KeyInfo* info = findKey(definition.key);
+  for (const Entry& entry : inspection.run().entries) {
+    if (!entry.value.empty() || entry.skipped) continue;
+    const KeyInfo* info = findKey(entry.key);
     if (info == nullptr || info->whenEmpty == nullptr) continue;
-    if (!definition.written.empty() || inspection.definitionOf(definition.key) != &definition) {
+    if (!entry.written.empty() || inspection.entryOf(entry.key) != &entry) {
       continue;
     }
-    report.fatalIf(info->endsWhenEmpty && inspection.startsJvm(), definition.at,
+    report.fatalIf(info->fatalWhenEmpty && inspection.startsJvm(), entry.at,
                    concat({"an empty value is not the same as none: it ", info->whenEmpty,
                            "; remove the line, or give a value"}));
   }
 }
 
 /// The files and lines in which a key is defined, in the order of reading, without global.kvf.
-std::map<std::string, std::vector<const Definition*>> definitionsByKey(
-    const Inspection& inspection) {
-  std::map<std::string, std::vector<const Definition*>> byKey;
-  for (const Definition& definition : inspection.run().definitions) {
-    if (definition.isInclude || definition.refused || definition.global) continue;
-    byKey[definition.key].push_back(&definition);
+std::map<std::string, std::vector<const Entry*>> entriesByKey(const Inspection& inspection) {
+  std::map<std::string, std::vector<const Entry*>> byKey;
+  for (const Entry& entry : inspection.run().entries) {
+    if (entry.isInclude || entry.skipped || entry.global) continue;
+    byKey[entry.key].push_back(&entry);
   }
   return byKey;
 }
 
 void duplicateKey(const Inspection& inspection, Report& report) {
-  for (const auto& [key, definitions] : definitionsByKey(inspection)) {
-    for (std::size_t i = 1; i < definitions.size(); ++i) {
-      const Definition& earlier = *definitions[i - 1];
-      const Definition& later = *definitions[i];
+  for (const auto& [key, entries] : entriesByKey(inspection)) {
+    for (std::size_t i = 1; i < entries.size(); ++i) {
+      const Entry& earlier = *entries[i - 1];
+      const Entry& later = *entries[i];
       if (earlier.at.file != later.at.file || earlier.at == later.at) continue;
       report(later.at, concat({shown(key), " is defined in line ", std::to_string(earlier.at.line),
                                " already, whose value ", shown(earlier.value),
@@ -103,33 +101,33 @@ void duplicateKey(const Inspection& inspection, Report& report) {
 }
 
 /// True for a line that is read twice, since its file is included twice.
-bool isSameLine(const Inspection& inspection, const Definition& a, const Definition& b) {
+bool isSameLine(const Inspection& inspection, const Entry& a, const Entry& b) {
   return a.at.line == b.at.line && a.value == b.value &&
          inspection.fileOf(a.at).name == inspection.fileOf(b.at).name;
 }
 
 void overriddenKey(const Inspection& inspection, Report& report) {
-  for (const auto& [key, definitions] : definitionsByKey(inspection)) {
-    for (std::size_t i = 1; i < definitions.size(); ++i) {
-      const Definition& earlier = *definitions[i - 1];
-      const Definition& later = *definitions[i];
+  for (const auto& [key, entries] : entriesByKey(inspection)) {
+    for (std::size_t i = 1; i < entries.size(); ++i) {
+      const Entry& earlier = *entries[i - 1];
+      const Entry& later = *entries[i];
       if (earlier.at.file == later.at.file || isSameLine(inspection, earlier, later)) continue;
       report(later.at, concat({shown(key), " replaces the value ", shown(earlier.value), " of ",
                                inspection.nameOf(earlier.at),
                                "; if that is meant, say so with # kvf: allow overridden-key"}));
     }
   }
-  for (const Definition& definition : inspection.run().definitions) {
-    if (!definition.global || definition.isInclude || definition.refused) continue;
-    if (inspection.isFromGlobalFile(definition.key)) continue;
-    if (inspection.definitionOf(definition.key) == nullptr) continue;
-    report(definition.at, concat({shown(definition.key), " has a value in ",
-                                  inspection.nameOf(inspection.positionOf(definition.key)),
-                                  ", so that this one is not used",
-                                  !definition.variable().empty()
-                                      ? " as a property, though the environment does get it"
-                                      : "",
-                                  ": remove one of them"}));
+  for (const Entry& entry : inspection.run().entries) {
+    if (!entry.global || entry.isInclude || entry.skipped) continue;
+    if (inspection.isFromGlobalFile(entry.key)) continue;
+    if (inspection.entryOf(entry.key) == nullptr) continue;
+    report(
+        entry.at,
+        concat(
+            {shown(entry.key), " has a value in ",
+             inspection.nameOf(inspection.positionOf(entry.key)), ", so that this one is not used",
+             !entry.variable().empty() ? " as a property, though the environment does get it" : "",
+             ": remove one of them"}));
   }
 }
 
@@ -164,7 +162,7 @@ constexpr Rule rules[] = {
      .explanation = "An include stands for its entries at that place: it replaces what was defined "
                     "before it, and is replaced by what follows. global.kvf supplies only what is "
                     "absent or empty. An exported variable is different: the environment gets the "
-                    "value that was read last, be it of global.kvf.",
+                    "value that was read last, even if that was in global.kvf.",
      .example = {.lines = "java.heap.size.max=1g\nvelox.include.kvf=%kvf.file.dir%/defaults.kvf",
                  .files = {{.path = "defaults.kvf", .content = "java.heap.size.max=2g\n"}}},
      .remedy = {.note = "Allow the replacement with a comment, where it happens.",

@@ -39,13 +39,13 @@ constexpr KeyInfo table[] = {
               "the loader's search path holds. The program bin/java is no library.",
      .whenEmpty =
          "makes this a Java run that ends with \"The property java.library can not be empty !\"",
-     .endsWhenEmpty = true},
+     .fatalWhenEmpty = true},
     {.name = keys::startClass,
      .section = java,
      .type = "a class name, with dots or slashes",
      .becomes = "The class whose static start method is called.",
      .whenEmpty = "names no class, which ends the launch",
-     .endsWhenEmpty = true},
+     .fatalWhenEmpty = true},
     {.name = keys::startMethod,
      .section = java,
      .type = "the name of a static method (String[]) without result",
@@ -53,7 +53,7 @@ constexpr KeyInfo table[] = {
      .becomes = "The method that runs the application on the main thread.",
      .traps = "--cmdlineJava and --generateScript always run main.",
      .whenEmpty = "names no method, which ends the launch",
-     .endsWhenEmpty = true},
+     .fatalWhenEmpty = true},
     {.name = keys::stopMethod,
      .section = java,
      .type = "the name of a static method without arguments and result",
@@ -82,7 +82,7 @@ constexpr KeyInfo table[] = {
                 "other is a folder, which brings itself and its archives; FOLDER/** brings those "
                 "of its subfolders too.",
      .traps =
-         "Links are passed over. The order within a folder is that of the file system. A * alone "
+         "Links are skipped. The order within a folder is that of the file system. A * alone "
          "is not expanded. The list ends with \":\", which to a JVM means the working directory.",
      .whenEmpty = "gives an empty class path: java.class.path and CLASSPATH are not looked at"},
     {.name = keys::classPathSearchLevel,
@@ -97,8 +97,7 @@ constexpr KeyInfo table[] = {
      .type = "a number from 1 to 8192",
      .fallback = "4096",
      .becomes = "How many archives one element may bring.",
-     .traps =
-         "Any other value ends the launch. Archives beyond the limit are left out without a word.",
+     .traps = "Any other value ends the launch. Archives beyond the limit are silently left out.",
      .whenEmpty = "counts as 0, which ends the launch"},
     {.name = keys::classPath,
      .section = classPath,
@@ -114,7 +113,7 @@ constexpr KeyInfo table[] = {
      .becomes = "-Xmx",
      .traps = "A bare number is bytes: 256 is refused by the JVM, 256m is meant.",
      .whenEmpty = "gives the bare option -Xmx, which a JVM refuses",
-     .endsWhenEmpty = true},
+     .fatalWhenEmpty = true},
     {.name = keys::heapSizeInitial,
      .section = options,
      .type = size,
@@ -122,7 +121,7 @@ constexpr KeyInfo table[] = {
      .becomes = "-Xms",
      .traps = "More than java.heap.size.max ends the JVM.",
      .whenEmpty = "gives the bare option -Xms, which a JVM refuses",
-     .endsWhenEmpty = true},
+     .fatalWhenEmpty = true},
     {.name = keys::heapSizeMin,
      .section = options,
      .type = size,
@@ -130,14 +129,14 @@ constexpr KeyInfo table[] = {
      .becomes = "-Xmn: the size of the young generation",
      .traps = "It is no minimum of the heap; that is java.heap.size.initial.",
      .whenEmpty = "gives the bare option -Xmn, which a JVM refuses",
-     .endsWhenEmpty = true},
+     .fatalWhenEmpty = true},
     {.name = keys::threadStackSize,
      .section = options,
      .type = size,
      .fallback = "the JVM's own",
      .becomes = "-Xss, for the main thread too as far as the hard stack limit allows",
      .whenEmpty = "gives the bare option -Xss, which a JVM refuses",
-     .endsWhenEmpty = true},
+     .fatalWhenEmpty = true},
     {.name = keys::javaLibraryPath,
      .section = options,
      .type = "folders between \":\"",
@@ -288,7 +287,7 @@ constexpr KeyInfo table[] = {
      .section = set,
      .type = "text",
      .becomes = "Settings of a Windows service.",
-     .traps = "This launcher makes nothing of them.",
+     .traps = "This launcher ignores them.",
      .use = KeyUse::windows},
 };
 
@@ -313,7 +312,7 @@ std::string paragraph(std::string_view label, std::string_view text) {
 
 std::string restAsScdoc(const KeyInfo& info) {
   if (info.rest == nullptr) return {};
-  // An underscore behind a letter is no mark.
+  // An underscore after a letter is no mark.
   const bool isMarked =
       std::isalnum(static_cast<unsigned char>(std::string_view(info.name).back())) == 0;
   return isMarked ? "_" + escaped(info.rest) + "_" : escaped(info.rest);

@@ -28,13 +28,13 @@ struct KeyInfo {
   /// What an empty value does, where that differs from an absent key.
   const char* whenEmpty = nullptr;
   KeyUse use = KeyUse::file;
-  bool endsWhenEmpty = false;  ///< an empty value ends the launch
+  bool fatalWhenEmpty = false;  ///< an empty value ends the launch
 };
 
 /// Every key, in the order of the reference page.
 std::span<const KeyInfo> allKeys();
 
-/// The entry for a key, be it one of a family; null for an unknown key.
+/// The entry for a key, also one of a family; null for an unknown key.
 const KeyInfo* findKey(std::string_view key);
 
 /// The names that a properties file may set, for the search of the nearest one.

@@ -56,7 +56,7 @@ void unknownSwitch(const Inspection& inspection, Report& report) {
       const std::string word = shellWord(std::string_view(argument.text).substr(name.size() + 1));
       report.fatal(
           argumentAt(index),
-          concat({shown(argument.text), " is no switch, since a value is an argument of its ",
+          concat({shown(argument.text), " is not a switch, since a value is an argument of its ",
                   "own; the launcher shows its usage, with status 0, and starts nothing: ",
                   "write ", name, " ", printable(word)}));
       return;
@@ -64,7 +64,7 @@ void unknownSwitch(const Inspection& inspection, Report& report) {
     const std::string_view nearest = switchLike(argument);
     if (nearest.empty()) return;
     report.fatal(argumentAt(index),
-                 concat({shown(argument.text), " is no switch", didYouMean(nearest),
+                 concat({shown(argument.text), " is not a switch", didYouMean(nearest),
                          "; the launcher shows its usage, with status 0, and starts nothing"}));
   });
 }
@@ -159,17 +159,17 @@ bool isCommand(std::string_view name) {
 }
 
 void unknownCommand(const Inspection& inspection, Report& report) {
-  const Definition* definition = inspection.definitionOf(keys::command);
-  if (definition == nullptr || isCommand(definition->value)) return;
+  const Entry* entry = inspection.entryOf(keys::command);
+  if (entry == nullptr || isCommand(entry->value)) return;
   std::vector<std::string_view> names;
   for (const Command& command : commands) {
     if (isCommand(command.name)) names.emplace_back(command.name);
   }
-  const bool lacksDashes = isCommand("--" + definition->value);
-  const std::string meant = lacksDashes ? "--" + definition->value : definition->value;
+  const bool lacksDashes = isCommand("--" + entry->value);
+  const std::string meant = lacksDashes ? "--" + entry->value : entry->value;
   report.fatal(
-      definition->at,
-      concat({shown(definition->value), " is no command", didYouMean(nearestName(meant, names)),
+      entry->at,
+      concat({shown(entry->value), " is not a command", didYouMean(nearestName(meant, names)),
               "; the launcher shows its usage, with status 0, and starts nothing"}));
 }
 
@@ -192,11 +192,11 @@ void startDelay(const Inspection& inspection, Report& report) {
     const char* effect = nullptr;
     if (!WString::StringToInteger(value.c_str(), milliseconds)) {
       effect =
-          "is no number: there is no delay, and the text becomes an argument of the application";
+          "is not a number: there is no delay, and the text becomes an argument of the application";
     } else if (milliseconds < 0) {
       effect = "is negative: there is no delay";
     } else if (milliseconds % 1000 != 0) {
-      effect = "is no whole number of seconds, and the rest is dropped";
+      effect = "is not a whole number of seconds, and the rest is dropped";
     }
     if (effect == nullptr) return;
     report(argumentAt(index + 1),

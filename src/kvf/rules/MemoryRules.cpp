@@ -23,7 +23,7 @@ void heapSize(const Inspection& inspection, Report& report) {
     if (!bytes) {
       report.fatalIf(inspection.startsJvm(), size.at,
                      concat({shown(size.size), " in ", shown(size.option),
-                             " is no size: a JVM takes digits and one of k, ",
+                             " is not a size: a JVM takes digits and one of k, ",
                              "m, g and t, such as 256m, and refuses to start otherwise"}));
     } else if (*bytes < smallestHeap && size.kind == SizeKind::maximumHeap) {
       report.fatalIf(
@@ -86,7 +86,7 @@ constexpr Rule rules[] = {
     {.id = "heap-size",
      .severity = Severity::error,
      .summary = "a size that a JVM does not take",
-     .explanation = "The value of a key is put behind -Xmx, -Xms, -Xmn or -Xss as it stands; "
+     .explanation = "The value of a key is appended to -Xmx, -Xms, -Xmn or -Xss as it stands; "
                     "java.extended.properties has such options whole. A bare number is bytes.",
      .example = {.lines = "java.heap.size.max=512 MB"},
      .remedy = {.lines = "java.heap.size.max=512m"},
@@ -96,7 +96,7 @@ constexpr Rule rules[] = {
      .summary = "an initial heap above the maximum",
      .explanation =
          "The JVM ends the process with its own message and status 1. Of several options of one "
-         "kind the last one counts, and those of the keys come behind java.extended.properties.",
+         "kind the last one counts, and those of the keys come after java.extended.properties.",
      .example = {.lines = "java.heap.size.initial=2g\njava.heap.size.max=1g"},
      .remedy = {.lines = "java.heap.size.initial=1g\njava.heap.size.max=1g"},
      .check = heapOrder},

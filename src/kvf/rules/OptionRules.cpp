@@ -62,24 +62,24 @@ void optionBlank(const Inspection& inspection, Report& report) {
     report(line->at,
            "a tab does not separate options, it becomes part of one: write a single blank");
   }
-  const auto reportBehind = [&](const Word& word) {
+  const auto reportAfter = [&](const Word& word) {
     report.fatalIf(refusesJoined(inspection, word.text), line->at,
-                   concat({"two blanks, or a continuation line that is indented, stand behind ",
+                   concat({"two blanks, or a continuation line that is indented, follow ",
                            shown(word.text), ": the empty word between them becomes its value, ",
                            shown(word.text + "="), "; write a single blank"}));
   };
   for (std::size_t i = 1; i < line->words.size(); ++i) {
-    if (line->words[i].blanksBefore > 1) reportBehind(line->words[i - 1]);
+    if (line->words[i].blanksBefore > 1) reportAfter(line->words[i - 1]);
   }
-  if (!line->words.empty() && line->text.ends_with("  ")) reportBehind(line->words.back());
+  if (!line->words.empty() && line->text.ends_with("  ")) reportAfter(line->words.back());
 }
 
 bool hasStrayBlanks(const OptionLine& line) {
-  const auto isFarBehind = [&](const Word& word) {
+  const auto isFarAfter = [&](const Word& word) {
     return word.blanksBefore > 1 && &word != line.words.data();
   };
   return line.text.find('\t') != std::string::npos || line.text.ends_with("  ") ||
-         std::any_of(line.words.begin(), line.words.end(), isFarBehind);
+         std::any_of(line.words.begin(), line.words.end(), isFarAfter);
 }
 
 /// True for an option that may have its value as a word of its own, since a JVM takes it with "=".
@@ -113,13 +113,13 @@ std::vector<std::string> intendedOptions(const std::vector<Word>& words) {
 /// The first of the options that are not as they were meant; empty: all are.
 std::string firstDifference(const std::vector<std::string>& intended,
                             const std::vector<WString>& options) {
-  constexpr std::size_t mostListed = 3;
+  constexpr std::size_t maxListed = 3;
   std::size_t at = 0;
   while (at < intended.size() && at < options.size() && options[at].view() == intended[at]) ++at;
   if (at == intended.size() && at == options.size()) return {};
   if (at >= options.size()) return "nothing of " + shown(intended[at]);
   std::string list;
-  for (std::size_t i = at; i < options.size() && i < at + mostListed; ++i) {
+  for (std::size_t i = at; i < options.size() && i < at + maxListed; ++i) {
     list += (list.empty() ? "" : ", ") + shown(options[i].view());
   }
   return list;
@@ -169,17 +169,17 @@ void optionWord(const Inspection& inspection, Report& report) {
 }
 
 void optionPercent(const Inspection& inspection, Report& report) {
-  const Definition* definition = inspection.definitionOf(keys::extendedProperties);
-  if (definition == nullptr) return;
+  const Entry* entry = inspection.entryOf(keys::extendedProperties);
+  if (entry == nullptr) return;
   std::size_t signs = 0;
   char before = '\0';
-  for (const char c : definition->written) {
+  for (const char c : entry->written) {
     if (c == '%' && before != '\\') ++signs;
     before = c;
   }
   if (signs % 2 == 0) return;
   report(
-      definition->at,
+      entry->at,
       "a percent sign stands alone; it stays, but the next one in this value makes a reference of "
       "the text between them: write \\\\%");
 }
@@ -189,7 +189,7 @@ void jvmIgnores(const Inspection& inspection, Report& report) {
   for (const std::string& option : inspection.jvmTrial->ignored) {
     report(positionOfOption(inspection, option),
            concat({"the JVM does not know ", shown(option),
-                   "; --run ignores it without a word, --cmdlineJava does not start: correct or ",
+                   "; --run silently ignores it, --cmdlineJava does not start: correct or ",
                    "remove it"}));
   }
 }
@@ -237,7 +237,7 @@ constexpr Rule rules[] = {
      .summary = "a JVM option of two words",
      .explanation = "A word that does not begin with \"-\" is joined to the option before it with "
                     "\"=\". That is right for --add-modules java.sql and -Dname value alone. "
-                    "Double quotes protect blanks only behind the \"-\" of their option.",
+                    "Double quotes protect blanks only after the \"-\" of their option.",
      .example = {.lines = "java.extended.properties=-Xmx 512m"},
      .remedy = {.lines = "java.extended.properties=-Xmx512m"},
      .check = optionWord},

@@ -34,7 +34,7 @@ void startDirectory(const Inspection& inspection, Report& report) {
   }
   if (isFolder(*directory)) return;
   report(at, concat({"there is no folder ", shown(*directory),
-                     "; the launcher stays in its working directory without a word"}));
+                     "; the launcher silently stays in its working directory"}));
 }
 
 void processIdFile(const Inspection& inspection, Report& report) {
@@ -68,12 +68,12 @@ bool isShellName(std::string_view name) {
 }
 
 void environmentName(const Inspection& inspection, Report& report) {
-  for (const Definition& definition : inspection.run().definitions) {
-    if (!definition.key.starts_with(keys::environmentPrefix)) continue;
-    if (isShellName(definition.variable())) continue;
+  for (const Entry& entry : inspection.run().entries) {
+    if (!entry.key.starts_with(keys::environmentPrefix)) continue;
+    if (isShellName(entry.variable())) continue;
     report(
-        definition.at,
-        concat({shown(definition.variable()), " is no name that a shell takes: a script cannot ",
+        entry.at,
+        concat({shown(entry.variable()), " is not a name that a shell takes: a script cannot ",
                 "set it, and a shell that the application starts may drop it; use letters, digits ",
                 "and _"}));
   }
@@ -112,7 +112,7 @@ void adjusterLibrary(const Inspection& inspection, Report& report) {
       "status decides; name the JVM's library");
 }
 
-std::string_view whatAScriptBreaks(std::string_view word) {
+std::string_view firstUnsafe(std::string_view word) {
   const bool quoted = word.find(' ') != std::string_view::npos;
   const std::string_view inQuotes = "\"$`\\";
   const std::string_view bare = "\"$`\\';&|<>(){}*?[#~\t\n\r";
@@ -134,23 +134,23 @@ void scriptValue(const Inspection& inspection, Report& report) {
   const SimpleProperties& merged = inspection.run().merged;
   merged.forEach([&](const WString& name, const WString& text) {
     const std::string key = toString(name);
-    const Definition* definition = inspection.definitionOf(key);
-    if (definition == nullptr) return;
+    const Entry* entry = inspection.entryOf(key);
+    if (entry == nullptr) return;
     const std::string_view value = text.view();
     if (key.starts_with(keys::environmentPrefix)) {
       const bool isBare = value.find(' ') == std::string_view::npos;
       const std::string_view why =
-          !isBare || !whatAScriptBreaks(value).empty() ? "since it quotes no variable"
-          : value.find('=') != std::string_view::npos  ? "since it cuts it at the last \"=\""
-                                                       : "";
-      if (!why.empty()) broken(definition->at, "the variable's value", value, why);
+          !isBare || !firstUnsafe(value).empty()      ? "since it quotes no variable"
+          : value.find('=') != std::string_view::npos ? "since it cuts it at the last \"=\""
+                                                      : "";
+      if (!why.empty()) broken(entry->at, "the variable's value", value, why);
     } else if (key.starts_with(keys::javaPropertyPrefix) || key == keys::startClass ||
                key == keys::javaLibrary || key == keys::javaPath) {
-      if (!whatAScriptBreaks(value).empty()) broken(definition->at, "the value", value);
+      if (!firstUnsafe(value).empty()) broken(entry->at, "the value", value);
     }
   });
   for (const std::string& argument : inspection.plan.arguments) {
-    if (!argument.empty() && whatAScriptBreaks(argument).empty()) continue;
+    if (!argument.empty() && firstUnsafe(argument).empty()) continue;
     broken(inspection.positionOf(keys::applicationArgs), "the argument", argument);
   }
 }
@@ -198,14 +198,14 @@ void globalFileOptions(const Inspection& inspection, Report& report) {
                                        keys::extendedProperties, keys::classPathExtended,
                                        keys::classPath,          keys::javaPath,
                                        keys::adjusterClassPath,  keys::javaLibraryPath};
-  for (const Definition& definition : inspection.run().definitions) {
-    if (!definition.global) continue;
+  for (const Entry& entry : inspection.run().entries) {
+    if (!entry.global) continue;
     const bool matters = std::any_of(std::begin(sensitive), std::end(sensitive),
-                                     [&](const char* key) { return definition.key == key; });
-    const bool taken = inspection.isFromGlobalFile(definition.key);
-    if (definition.variable().empty() && (!matters || !taken)) continue;
-    report(definition.at,
-           concat({"the global file gives ", shown(definition.key),
+                                     [&](const char* key) { return entry.key == key; });
+    const bool taken = inspection.isFromGlobalFile(entry.key);
+    if (entry.variable().empty() && (!matters || !taken)) continue;
+    report(entry.at,
+           concat({"the global file gives ", shown(entry.key),
                    " to every start that finds it: whoever can write it decides what is loaded; ",
                    "keep it where only an administrator can write"}));
   }
@@ -249,7 +249,7 @@ constexpr Rule rules[] = {
      .check = processIdFile},
     {.id = "environment-name",
      .severity = Severity::warning,
-     .summary = "a variable's name that no shell takes",
+     .summary = "a variable name that no shell accepts",
      .explanation = "The environment takes any name without \"=\"; a shell only letters, digits "
                     "and _, and no digit in front.",
      .example = {.lines = "velox.env.my-var=1"},

@@ -28,29 +28,29 @@ bool looksLikeEnvironment(std::string_view name) {
 
 /// Read by the outer run: what it exports, includes and records. Everything else is read again by
 /// the inner run, which sees the exported variables.
-bool countsInOuterRun(const Definition& definition) {
-  return definition.isInclude || definition.exported || definition.key == keys::processIdFile;
+bool countsInOuterRun(const Entry& entry) {
+  return entry.isInclude || entry.exported || entry.key == keys::processIdFile;
 }
 
 /// Calls visit(definition, reference) where a reference of the launch that counts was replaced.
 template <class Visit>
 void forEachReference(const Inspection& inspection, Visit&& visit) {
-  for (const Definition& definition : inspection.run().definitions) {
-    if (inspection.inner && !definition.variable().empty()) continue;
-    for (const Reference& reference : definition.references) visit(definition, reference);
+  for (const Entry& entry : inspection.run().entries) {
+    if (inspection.inner && !entry.variable().empty()) continue;
+    for (const Reference& reference : entry.references) visit(entry, reference);
   }
   if (!inspection.inner) return;
-  for (const Definition& definition : inspection.outer.definitions) {
-    if (!countsInOuterRun(definition)) continue;
-    for (const Reference& reference : definition.references) visit(definition, reference);
+  for (const Entry& entry : inspection.outer.entries) {
+    if (!countsInOuterRun(entry)) continue;
+    for (const Reference& reference : entry.references) visit(entry, reference);
   }
 }
 
-/// The keys of entries that were passed over.
-std::set<std::string_view> refusedKeys(const Inspection& inspection) {
+/// The keys of entries that were skipped.
+std::set<std::string_view> skippedKeys(const Inspection& inspection) {
   std::set<std::string_view> keys;
-  for (const Definition& definition : inspection.run().definitions) {
-    if (definition.refused) keys.insert(definition.key);
+  for (const Entry& entry : inspection.run().entries) {
+    if (entry.skipped) keys.insert(entry.key);
   }
   return keys;
 }
@@ -58,40 +58,39 @@ std::set<std::string_view> refusedKeys(const Inspection& inspection) {
 /// Calls visit(definition, reference) for those that resolve to nothing.
 template <class Visit>
 void forEachUnresolved(const Inspection& inspection, Visit&& visit) {
-  const std::set<std::string_view> refused = refusedKeys(inspection);
+  const std::set<std::string_view> skipped = skippedKeys(inspection);
   const bool knowsAllKeys = inspection.knowsAllKeys();
-  forEachReference(inspection, [&](const Definition& definition, const Reference& reference) {
+  forEachReference(inspection, [&](const Entry& entry, const Reference& reference) {
     const bool again = reference.inReplacement || reference.whileExporting;
     if (reference.source != VariableSource::nothing || again) return;
     // It may come from what could not be read.
     const bool mayBeKey = looksLikeName(reference.name) && !knowsAllKeys;
-    if (!mayBeKey && !refused.contains(reference.name)) visit(definition, reference);
+    if (!mayBeKey && !skipped.contains(reference.name)) visit(entry, reference);
   });
 }
 
 void unresolvedReference(const Inspection& inspection, Report& report) {
-  constexpr int mostSuggestions = 20;
+  constexpr int maxSuggestions = 20;
   int unresolved = 0;
-  forEachUnresolved(inspection, [&](const Definition& definition, const Reference& reference) {
+  forEachUnresolved(inspection, [&](const Entry& entry, const Reference& reference) {
     if (!looksLikeName(reference.name) || looksLikeEnvironment(reference.name)) return;
     std::vector<std::string_view> known;
-    if (++unresolved <= mostSuggestions) {
-      for (const Definition& other : inspection.run().definitions) {
-        if (&other != &definition) known.emplace_back(other.key);
+    if (++unresolved <= maxSuggestions) {
+      for (const Entry& other : inspection.run().entries) {
+        if (&other != &entry) known.emplace_back(other.key);
       }
     }
-    report(definition.at,
-           concat({"%", reference.name, "% is defined nowhere before this line",
-                   didYouMean(nearestName(reference.name, known)),
-                   ", and disappears from the value: define it above, or with --propVar ",
-                   reference.name, "=VALUE"}));
+    report(entry.at, concat({"%", reference.name, "% is defined nowhere before this line",
+                             didYouMean(nearestName(reference.name, known)),
+                             ", and disappears from the value: define it above, or with --propVar ",
+                             reference.name, "=VALUE"}));
   });
 }
 
 void unsetVariable(const Inspection& inspection, Report& report) {
-  forEachUnresolved(inspection, [&](const Definition& definition, const Reference& reference) {
+  forEachUnresolved(inspection, [&](const Entry& entry, const Reference& reference) {
     if (!looksLikeName(reference.name) || !looksLikeEnvironment(reference.name)) return;
-    report(definition.at,
+    report(entry.at,
            concat({"%", reference.name,
                    "% is not set in the environment now, nor defined before this line; unless the ",
                    "launch has it, it disappears from the value: set it, or give --propVar ",
@@ -100,9 +99,9 @@ void unsetVariable(const Inspection& inspection, Report& report) {
 }
 
 void percentPair(const Inspection& inspection, Report& report) {
-  forEachUnresolved(inspection, [&](const Definition& definition, const Reference& reference) {
+  forEachUnresolved(inspection, [&](const Entry& entry, const Reference& reference) {
     if (looksLikeName(reference.name)) return;
-    report(definition.at,
+    report(entry.at,
            concat({"the text between two percent signs, ", shown("%" + reference.name + "%"),
                    ", is taken for a reference and disappears: ", escapeAdvice}));
   });
@@ -120,8 +119,8 @@ void tooManyReferences(const Inspection& inspection, Report& report) {
 
 /// The entry that stands there.
 std::string_view keyAt(const Inspection& inspection, const Position& at) {
-  for (const Definition& definition : inspection.run().definitions) {
-    if (definition.at == at) return definition.key;
+  for (const Entry& entry : inspection.run().entries) {
+    if (entry.at == at) return entry.key;
   }
   return {};
 }
@@ -136,10 +135,10 @@ void tooMuchText(const Inspection& inspection, Report& report) {
 }
 
 void referenceAgain(const Inspection& inspection, Report& report) {
-  forEachReference(inspection, [&](const Definition& definition, const Reference& reference) {
+  forEachReference(inspection, [&](const Entry& entry, const Reference& reference) {
     if (!reference.inReplacement && !reference.whileExporting) return;
     if (reference.whileExporting) {
-      report(definition.at,
+      report(entry.at,
              concat({"an exported value is substituted a second time, where ",
                      shown("%" + reference.name + "%"), " becomes ", shown(reference.replacement),
                      ": write four backslashes before a percent sign that is meant as such, ",
@@ -147,7 +146,7 @@ void referenceAgain(const Inspection& inspection, Report& report) {
       return;
     }
     report(
-        definition.at,
+        entry.at,
         concat({"%", reference.name, "% is found inside the replacement of an earlier reference, ",
                 "and the reference that was meant stays: rename the variable, or take the ",
                 "percent sign out of the other one's value"}));
@@ -155,16 +154,16 @@ void referenceAgain(const Inspection& inspection, Report& report) {
 }
 
 void environmentWins(const Inspection& inspection, Report& report) {
-  forEachReference(inspection, [&](const Definition& definition, const Reference& reference) {
+  forEachReference(inspection, [&](const Entry& entry, const Reference& reference) {
     if (reference.source != VariableSource::environment) return;
     const auto found = inspection.run().lastInFiles.find(reference.name);
     if (found == inspection.run().lastInFiles.end()) return;
-    const Definition* own = &inspection.run().definitions[found->second];
+    const Entry* own = &inspection.run().entries[found->second];
     if (own->value == reference.replacement) return;
-    report(definition.at, concat({"%", reference.name, "% is ", shown(reference.replacement),
-                                  " from the environment, not ", shown(own->value), " of ",
-                                  inspection.nameOf(own->at),
-                                  ": the environment comes first, choose another ", "name"}));
+    report(entry.at, concat({"%", reference.name, "% is ", shown(reference.replacement),
+                             " from the environment, not ", shown(own->value), " of ",
+                             inspection.nameOf(own->at),
+                             ": the environment comes first, choose another ", "name"}));
   });
 }
 

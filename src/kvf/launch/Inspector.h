@@ -1,5 +1,5 @@
-#ifndef VELOX_KVF_LAUNCH_ASSEMBLER_H
-#define VELOX_KVF_LAUNCH_ASSEMBLER_H
+#ifndef VELOX_KVF_LAUNCH_INSPECTOR_H
+#define VELOX_KVF_LAUNCH_INSPECTOR_H
 
 #include <string>
 #include <vector>

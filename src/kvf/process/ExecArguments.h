@@ -1,11 +1,11 @@
-#ifndef VELOX_KVF_PROCESS_PROCESSTEXTS_H
-#define VELOX_KVF_PROCESS_PROCESSTEXTS_H
+#ifndef VELOX_KVF_PROCESS_EXECARGUMENTS_H
+#define VELOX_KVF_PROCESS_EXECARGUMENTS_H
 
 #include <map>
 #include <string>
 #include <vector>
 
-/// Pointers to the texts and a null pointer behind them, as the system takes arguments and an
+/// Pointers to the texts and a null pointer after them, as the system takes arguments and an
 /// environment. Valid while the texts stay as they are.
 std::vector<char*> nullTerminated(std::vector<std::string>& texts);
 

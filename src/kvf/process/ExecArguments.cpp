@@ -1,4 +1,4 @@
-#include "kvf/process/ProcessTexts.h"
+#include "kvf/process/ExecArguments.h"
 
 #include <string_view>
 

@@ -1,4 +1,4 @@
-#include "kvf/launch/Assembler.h"
+#include "kvf/launch/Inspector.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -18,7 +18,7 @@
 #include "javarun/JavaCmdLineRunUtil.h"
 #include "javarun/JavaParameterParser.h"
 #include "kvf/launch/AssemblyRecorder.h"
-#include "kvf/process/ProcessTexts.h"
+#include "kvf/process/ExecArguments.h"
 #include "kvf/text/Text.h"
 #include "logging/Logging.h"
 #include "platform/OS_Abstractions.h"
@@ -95,15 +95,15 @@ void completeArguments(const std::vector<std::string>& commandLine, AssemblyRun&
 }
 
 /// Enough for a file with many mistakes; each costs one more assembly.
-constexpr std::size_t mostFailures = 20;
+constexpr std::size_t maxFailures = 20;
 /// Each leaves much text behind: an exported variable stays in memory.
-constexpr std::size_t mostExpansions = 3;
+constexpr std::size_t maxExpansions = 3;
 
 /// Assembles, again and again until nothing ends it any more.
 void assemble(const CommandLine& line, const EnvironmentGuard& environment, SourceTexts& sources,
               AssemblyRun& run) {
   const AssemblyRun start = run;
-  Refusals refusals;
+  SkippedEntries skip;
   std::vector<Failure> failures;
   std::size_t expansions = 0;
   for (bool goesOn = true; goesOn;) {
@@ -111,7 +111,7 @@ void assemble(const CommandLine& line, const EnvironmentGuard& environment, Sour
     resetLauncherState();
     run = start;
     run.line = line;
-    AssemblyRecorder recorder(refusals, sources, run);
+    AssemblyRecorder recorder(skip, sources, run);
     const std::size_t before = failures.size();
     try {
       run.merged = assembleProperties(run.line, run.location, recorder);
@@ -122,8 +122,8 @@ void assemble(const CommandLine& line, const EnvironmentGuard& environment, Sour
       ++expansions;
     }
     run.incomplete = failures.size() > before;
-    goesOn = run.incomplete && failures.size() < mostFailures && expansions < mostExpansions &&
-             recorder.refuseLatest(refusals);
+    goesOn = run.incomplete && failures.size() < maxFailures && expansions < maxExpansions &&
+             recorder.skipLatest(skip);
   }
   run.failures = std::move(failures);
 }
@@ -203,10 +203,10 @@ LaunchWay launchWay(const Inspection& inspection) {
 
 void planLaunch(Inspection& inspection) {
   LaunchPlan& plan = inspection.plan;
-  for (const Definition& definition : inspection.outer.definitions) {
-    if (!definition.exported) continue;
-    plan.exported[definition.key.substr(std::string_view(keys::environmentPrefix).size())] =
-        *definition.exported;
+  for (const Entry& entry : inspection.outer.entries) {
+    if (!entry.exported) continue;
+    plan.exported[entry.key.substr(std::string_view(keys::environmentPrefix).size())] =
+        *entry.exported;
   }
   const char* path = std::getenv("PATH");
   plan.path = path == nullptr ? "" : path;
@@ -256,7 +256,7 @@ Inspection inspectCommandLine(const std::vector<std::string>& commandLine,
   inspection.commandLine = commandLine;
   AssemblyRun& outer = inspection.outer;
   SourceTexts sources(given);
-  const Refusals none;
+  const SkippedEntries none;
   AssemblyRecorder arguments(none, sources, outer);
   std::vector<std::string> texts = commandLine;
   std::vector<char*> vector = nullTerminated(texts);
