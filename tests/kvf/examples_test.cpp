@@ -46,6 +46,12 @@ class ExampleFolder {
     command.insert(command.find("check") + 5, " --json");
     return nlohmann::json::parse(run(command).out).at("findings");
   }
+  /// How many lines of acme.kvf stand before those of the example.
+  [[nodiscard]] std::ptrdiff_t ownLines() const {
+    const std::string text = properties();
+    const std::string own = text.substr(0, text.rfind(example_.lines));
+    return std::count(own.begin(), own.end(), '\n');
+  }
   /// Puts the fixes of findings in acme.kvf into it.
   void mend(const nlohmann::json& findings) {
     std::string text = sandbox_.read("acme.kvf");
@@ -128,8 +134,13 @@ Texts rulesOf(const nlohmann::json& findings) {
 TEST(Examples, EachHasItsMistakeAndTheRemedyHasNone) {
   for (const Rule* rule : allRules()) {
     SCOPED_TRACE(rule->id);
-    const nlohmann::json findings = ExampleFolder(rule->example).findings();
+    const ExampleFolder folder(rule->example);
+    const nlohmann::json findings = folder.findings();
     EXPECT_EQ(rulesOf(findings), Texts{rule->id}) << findings.dump(2);
+    const bool isInLines = findings[0]["file"] == "acme.kvf" && !rule->example.lines.empty();
+    if (isInLines && !rule->example.whole) {
+      EXPECT_GT(findings[0]["line"], folder.ownLines());
+    }
     const nlohmann::json none = ExampleFolder(rule->remedy).findings();
     EXPECT_EQ(rulesOf(none), Texts{}) << none.dump(2);
   }

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "kvf/explain/Explanation.h"
+#include "config/PropertiesFile.h"
 #include "kvf/launch/Inspector.h"
 #include "kvf/rules/Keys.h"
 #include "kvf/text/Text.h"
@@ -41,6 +41,17 @@ TEST(Text, WhatATerminalWouldObeyIsShownAsAnEscape) {
   EXPECT_EQ(shown(std::string(200, 'x')), "\"" + std::string(160, 'x') + "...\"");
   EXPECT_EQ(shown(std::string(159, 'x') + "\xC3\xA9"), "\"" + std::string(159, 'x') + "...\"");
   EXPECT_EQ(shownWhole(std::string(200, 'x')), "\"" + std::string(200, 'x') + "\"");
+}
+
+TEST(Text, TheLauncherReadsWhatWasMeant) {
+  for (const std::string value : {"plain", "a b ", " blank", "=equals", "==", "50% of 100%",
+                                  "\\%x\\", "tab\tline\nend\r", "#x!", "%HOME%"}) {
+    Sandbox sandbox;
+    const std::string file = sandbox.write("x.kvf", "key=" + spelledInPropertiesFile(value) + "\n");
+    const SimpleProperties none;
+    const auto properties = ParsePropertiesFile(file.c_str(), none, none, none, true);
+    EXPECT_EQ(properties.valueOf("key"), value.c_str());
+  }
 }
 
 TEST(Text, TheNearestNameIsOneThatFewCharactersMiss) {

@@ -3,9 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include "config/PropertiesFile.h"
 #include "kvf/jvm/JvmSearch.h"
-#include "kvf/text/PropertiesText.h"
+#include "kvf/text/Text.h"
 #include "support/Sandbox.h"
 
 namespace fs = std::filesystem;
@@ -100,17 +99,6 @@ TEST(JvmCommand, Lines) {
       homes.sandbox.run({VELOX_KVF, "jvm", "--line", "--json"}, start).out.starts_with("{"));
   EXPECT_TRUE(homes.sandbox.run({VELOX_KVF, "jvm"}, start)
                   .out.starts_with("99.1  Acme  (found by JAVA_HOME)\n    " + line));
-}
-
-TEST(PropertiesText, TheLauncherReadsWhatWasMeant) {
-  for (const std::string value : {"plain", "a b ", " blank", "=equals", "==", "50% of 100%",
-                                  "\\%x\\", "tab\tline\nend\r", "#x!", "%HOME%"}) {
-    Sandbox sandbox;
-    const std::string file = sandbox.write("x.kvf", "key=" + spelledInPropertiesFile(value) + "\n");
-    const SimpleProperties none;
-    const auto properties = ParsePropertiesFile(file.c_str(), none, none, none, true);
-    EXPECT_EQ(properties.valueOf("key"), value.c_str());
-  }
 }
 
 }  // namespace

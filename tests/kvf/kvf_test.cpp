@@ -87,41 +87,35 @@ TEST_F(KvfTest, CheckPrintsJson) {
   EXPECT_EQ(findings["findings"][1]["rule"], "unknown-key");
 }
 
-TEST_F(KvfTest, SurroundingsTakePart) {
+TEST_F(KvfTest, FilesGivenTogetherAreCompared) {
   kvf(probe() + "processID.file.name=" + sandbox_.path("app.pid") + "\n");
   sandbox_.write("other.kvf", sandbox_.read("app.kvf"));
-  EXPECT_TRUE(run({"check", "app.kvf", "other.kvf"}).has("other.kvf:4: warning: "));
   EXPECT_TRUE(run({"check", "app.kvf", "other.kvf"}).has("[shared-process-id-file]"));
   EXPECT_FALSE(run({"check", "app.kvf", "./app.kvf"}).has("[shared-process-id-file]"));
   EXPECT_FALSE(run({"check", "--disable", "shared-process-id-file", "app.kvf", "other.kvf"})
                    .has("shared-process-id-file"));
+}
 
+TEST_F(KvfTest, CheckLooksAtTheGlobalFile) {
+  kvf(probe());
   sandbox_.write("global.kvf", "java.extended.properties=-Xint\njava.start.class=A\n");
-  EXPECT_TRUE(run({"check", "app.kvf"}).has("global.kvf:1: warning: "));
-  EXPECT_TRUE(run({"check", "app.kvf"}).has("it supplies java.extended.properties"));
-  EXPECT_TRUE(run({"check", "app.kvf"}).has("[global-file-options]"));
-  EXPECT_TRUE(
-      run({"check", "app.kvf"}).has("global.kvf:2: warning: \"java.start.class\" has a value"));
+  const Outcome outcome = run({"check", "app.kvf"});
+  EXPECT_TRUE(outcome.has("global.kvf:1: warning: "));
+  EXPECT_TRUE(outcome.has("it supplies java.extended.properties"));
+  EXPECT_TRUE(outcome.has("global.kvf:2: warning: \"java.start.class\" has a value"));
   fs::remove(sandbox_.path("global.kvf"));
-  fs::create_symlink("gone", sandbox_.path("global.kvf"));
-  EXPECT_TRUE(run({"check", "app.kvf"}).has("[global-file-unusable]"));
-  fs::remove(sandbox_.path("global.kvf"));
+  sandbox_.write("bin/global.kvf", "");
+  EXPECT_TRUE(run({"check", "app.kvf"}, {.environment = {{"PATH", sandbox_.path("bin")}}})
+                  .has("lies in a folder of PATH; it supplies nothing"));
+}
 
+TEST_F(KvfTest, CheckSaysWhatAScriptCannotCarry) {
   kvf(probe() + "application.args=$HOME\nvelox.env.A=b c\nvelox.env.B=x=y\n");
   EXPECT_EQ(run({"check", "app.kvf"}), (Outcome{0, ""}));
-  EXPECT_TRUE(run({"check", "--script", "app.kvf"}).has("since it cuts it at the last \"=\""));
-  EXPECT_TRUE(run({"check", "--script", "app.kvf"}).has("app.kvf:4: error: a generated script"));
-  EXPECT_TRUE(run({"check", "--script", "app.kvf"}).has("app.kvf:5: error: a generated script"));
-
-  kvf(probe() + "velox.env.PATH=/usr/bin\n");
-  const std::string folder = sandbox_.path("bin");
-  sandbox_.write("bin/wrapper", "", true);
-  const Start start = {.environment = {{"PATH", folder + ":/usr/bin"}}};
-  EXPECT_TRUE(run({"check", "app.kvf"}, start).has("app.kvf:4: error: the launcher starts itself"));
-  kvf(probe());
-  sandbox_.write("bin/global.kvf", "");
-  EXPECT_TRUE(
-      run({"check", "app.kvf"}, start).has("lies in a folder of PATH; it supplies nothing"));
+  const Outcome outcome = run({"check", "--script", "app.kvf"});
+  EXPECT_TRUE(outcome.has("since it cuts it at the last \"=\""));
+  EXPECT_TRUE(outcome.has("app.kvf:4: error: a generated script"));
+  EXPECT_TRUE(outcome.has("app.kvf:5: error: a generated script"));
 }
 
 TEST_F(KvfTest, ExplainNamesTheOriginOfEverySetting) {
@@ -212,48 +206,37 @@ TEST_F(KvfTest, ExplainTellsWhereALaunchWouldEnd) {
       run({"explain", "app.kvf"}).has("The launch ends at app.kvf:5: \"1x\" in \"-Xmx1x\""));
 }
 
-struct EndingRow {
-  std::string text;  ///< behind a sound file
+struct FatalRow {
+  std::string text;  ///< after a sound file
   Texts arguments;
-  Texts rules;  ///< of the endings
+  Texts rules;  ///< of the fatal findings
   bool runs = false;
 };
 
-TEST_F(KvfTest, OnlyWhatEndsTheLaunchIsAnEnding) {
-  const EndingRow rows[] = {
+// Those of the rules' own examples: examples_test.
+TEST_F(KvfTest, OnlyWhatEndsTheLaunchIsFatal) {
+  const FatalRow rows[] = {
       {"acme=1\n", {"--propVar", "A=1"}, {}, true},
       {"java.heap.size.max=1x\n", {"--version"}, {}},
       {"java.heap.size.max=1x\n", {"--generateScript"}, {}},
       {"java.heap.size.max=1x\n", {"--cmdlineJava"}, {"heap-size"}},
       {"java.heap.size.max=1x\n", {"--frob"}, {"heap-size", "dashed-argument"}},
-      {"", {"--rum"}, {"unknown-switch"}},
-      {"", {"--install"}, {"windows-command"}},
       {"", {"--kill"}, {"kill-command", "kill-command"}},
       {"wrapper.command=--kill\n", {}, {"kill-command", "kill-command", "kill-command"}},
-      {"wrapper.command=run\n", {}, {"unknown-command"}},
       {"java.library=\n", {}, {"empty-value"}},
       {"java.library=/gone.so\n", {}, {"jvm-library"}},
-      {"java.library=/bin/sh\n", {}, {"jvm-library"}},
-      {"java.start.class=Gone\n", {}, {"start-class-not-found"}},
-      {"java.start.method=gone\n", {}, {"start-method"}},
-      {"velox.class.path.extended.search.level=0\n", {}, {"class-path-limit-range"}},
-      {"java.extended.properties=-Xms2m -Xmx1m\n", {}, {"heap-order"}},
-      {"java.extended.properties=-Xmx 12m\n", {}, {"option-word"}},
       {"java.extended.properties=-Dx=y z\n", {}, {}, true},
       {"java.extended.properties=-Xmx12m  -Xrs\n", {}, {"option-blank"}},
-      {"application.stop.signals=KILL\n", {}, {"stop-signals"}},
-      {"application.stop.signals=TERM\njava.stop.method=gone\n", {}, {}, true},
       {"application.library=/gone.so\n", {"--version"}, {"native-library"}},
-      {"velox.include.kvf=%kvf.file.dir%/app.kvf\n", {}, {"include-cycle"}},
   };
-  for (const EndingRow& row : rows) {
+  for (const FatalRow& row : rows) {
     SCOPED_TRACE(row.text);
     kvf(probe() + row.text);
     Texts line = {"explain", "--json", "app.kvf", "--"};
     line.insert(line.end(), row.arguments.begin(), row.arguments.end());
     const nlohmann::json launch = json(line);
     Texts rules;
-    for (const auto& finding : launch["endsWith"]) rules.push_back(ending["rule"]);
+    for (const auto& finding : launch["endsWith"]) rules.push_back(finding["rule"]);
     EXPECT_EQ(rules, row.rules);
     EXPECT_EQ(java(row.arguments).has("returning\n"), row.runs);
   }

@@ -35,7 +35,7 @@ TEST(ClassDataArchive, Headers) {
   EXPECT_EQ(parseClassDataArchive(dynamic)->jvmIdentity, "");
   EXPECT_EQ(parseClassDataArchive(dynamic + identity + '\0' + "x")->jvmIdentity, identity);
   EXPECT_FALSE(parseClassDataArchive("\xa2\xab\x0b\xf0")->dynamic);
-  // What comes behind the header is not the JVM's identity.
+  // What comes after the header is not the JVM's identity.
   EXPECT_EQ(parseClassDataArchive(dynamic + std::string(4096, '\0') + identity)->jvmIdentity, "");
 }
 

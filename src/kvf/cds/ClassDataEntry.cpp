@@ -4,7 +4,6 @@
 
 #include "config/PropertiesScanner.h"
 #include "foundation/PropertyKeys.h"
-#include "kvf/text/PropertiesText.h"
 #include "kvf/text/Text.h"
 
 namespace {

@@ -11,7 +11,6 @@
 #include "kvf/cds/ClassDataArchive.h"
 #include "kvf/process/ProgramRun.h"
 #include "kvf/text/FileText.h"
-#include "kvf/text/PropertiesText.h"
 #include "kvf/text/Text.h"
 
 namespace fs = std::filesystem;

@@ -19,7 +19,6 @@
 #include "kvf/process/ProgramRun.h"
 #include "kvf/process/TemporaryFolder.h"
 #include "kvf/text/FileText.h"
-#include "kvf/text/PropertiesText.h"
 #include "kvf/text/Text.h"
 
 namespace fs = std::filesystem;
@@ -218,7 +217,7 @@ class ArchiveMaker {
   fs::path file_;
   Inspection inspection_;
   std::vector<std::string> command_;
-  fs::path archive_;  ///< where it is to be, behind links
+  fs::path archive_;  ///< where it is to be, links followed
   std::optional<TemporaryFolder> freshFolder_;
   fs::path fresh_;  ///< the archive until it has been accepted
   ClassDataLaunch launch_;

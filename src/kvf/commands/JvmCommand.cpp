@@ -6,7 +6,6 @@
 #include "kvf/commands/Output.h"
 #include "kvf/commands/Subcommand.h"
 #include "kvf/jvm/JvmSearch.h"
-#include "kvf/text/PropertiesText.h"
 #include "kvf/text/Text.h"
 
 namespace {

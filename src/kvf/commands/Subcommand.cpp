@@ -1,5 +1,7 @@
 #include "kvf/commands/Subcommand.h"
 
+#include "kvf/launch/JvmTrial.h"
+
 namespace {
 
 constexpr Subcommand table[] = {
@@ -31,7 +33,7 @@ constexpr Subcommand table[] = {
     {.name = "try-jvm",
      .summary = "Creates a JVM and ends.",
      .hidden = true,
-     .declare = declareTryJvm},
+     .declare = [](CLI::App&) -> RunSubcommand { return runJvmTrial; }},
 };
 
 }  // namespace

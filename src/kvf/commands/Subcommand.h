@@ -36,6 +36,5 @@ RunSubcommand declareJvm(CLI::App& command);
 RunSubcommand declareNew(CLI::App& command);
 RunSubcommand declareCds(CLI::App& command);
 RunSubcommand declareKeys(CLI::App& command);
-RunSubcommand declareTryJvm(CLI::App& command);
 
 #endif

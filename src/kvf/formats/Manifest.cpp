@@ -1,6 +1,8 @@
 #include "kvf/formats/Manifest.h"
 
 #include <algorithm>
+#include <charconv>
+#include <sstream>
 
 #include <strings.h>
 
@@ -25,6 +27,24 @@ std::string trimmed(std::string_view text) {
   return std::string(text.substr(first, text.find_last_not_of(" \t") - first + 1));
 }
 
+std::string pathOfUrl(std::string_view url) {
+  if (url.starts_with("file:")) url.remove_prefix(5);
+  if (url.starts_with("//")) url.remove_prefix(2);
+  std::string path;
+  for (std::size_t at = 0; at < url.size(); ++at) {
+    unsigned char byte = 0;
+    const char* digits = url.data() + at + 1;
+    if (url[at] == '%' && at + 2 < url.size() &&
+        std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2) {
+      path += static_cast<char>(byte);
+      at += 2;
+    } else {
+      path += url[at];
+    }
+  }
+  return path;
+}
+
 }  // namespace
 
 bool AttributeOrder::operator()(const std::string& left, const std::string& right) const {
@@ -46,6 +66,16 @@ Manifest parseManifest(std::string_view text) {
 
 Manifest manifestOf(const std::filesystem::path& archive) {
   return parseManifest(Archive(archive).read(manifestEntry, maxManifestBytes).value_or(""));
+}
+
+std::vector<ManifestElement> manifestClassPath(const std::filesystem::path& archive) {
+  std::vector<ManifestElement> elements;
+  std::istringstream urls(attributeOf(manifestOf(archive), "Class-Path"));
+  for (std::string url; urls >> url;) {
+    const std::filesystem::path path = pathOfUrl(url);
+    elements.push_back({url, archive.parent_path() / path, path.is_absolute()});
+  }
+  return elements;
 }
 
 std::string attributeOf(const Manifest& manifest, const std::string& name) {

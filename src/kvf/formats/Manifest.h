@@ -5,6 +5,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// Orders attribute names, whose case does not count.
 struct AttributeOrder {
@@ -23,6 +24,17 @@ Manifest parseManifest(std::string_view text);
 
 /// The manifest of an archive; empty when there is none.
 Manifest manifestOf(const std::filesystem::path& archive);
+
+/// An element of a Class-Path.
+struct ManifestElement {
+  std::string url;             ///< as it is written
+  std::filesystem::path path;  ///< below the archive's folder, unless it is absolute
+  bool isAbsolute = false;
+};
+
+/// What the Class-Path of an archive's manifest names, in order. Its elements are URLs that count
+/// from the archive's folder: "%20" is a blank, "file:" may stand in front.
+std::vector<ManifestElement> manifestClassPath(const std::filesystem::path& archive);
 
 /// The value, or an empty text.
 std::string attributeOf(const Manifest& manifest, const std::string& name);

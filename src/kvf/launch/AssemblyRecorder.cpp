@@ -91,22 +91,23 @@ void AssemblyRecorder::controlEscaped(std::size_t offset) {
   run_.controlEscapes.push_back(positionAt(offset));
 }
 
-bool AssemblyRecorder::entryScanned(const PropertiesEntry& entry) {
-  latestKeyAt_ = entry.keyAt;
+bool AssemblyRecorder::entryScanned(const PropertiesEntry& scanned) {
+  latestKeyAt_ = scanned.keyAt;
   exporting_ = false;
   substituting_ = true;
   replacements_.clear();
 
-  Entry& entry = run_.entries.emplace_back();
   const int file = currentFile();
-  entry.at = run_.files[static_cast<std::size_t>(file)].stretch(file, entry.keyAt, entry.endAt);
-  entry.key = toString(entry.key);
-  entry.written = toString(entry.value);
-  entry.rawAt = entry.valueAt;
-  entry.rawEnd = entry.endAt;
-  entry.endedByLineEnd = entry.endedByLineEnd;
+  const SourceFile& source = run_.files[static_cast<std::size_t>(file)];
+  Entry& entry = run_.entries.emplace_back();
+  entry.at = source.stretch(file, scanned.keyAt, scanned.endAt);
+  entry.key = toString(scanned.key);
+  entry.written = toString(scanned.value);
+  entry.rawAt = scanned.valueAt;
+  entry.rawEnd = scanned.endAt;
+  entry.endedByLineEnd = scanned.endedByLineEnd;
   entry.global = inGlobal_;
-  entry.skipped = skip_.entries.contains({currentFile(), entry.keyAt});
+  entry.skipped = skip_.entries.contains({file, scanned.keyAt});
   return !entry.skipped;
 }
 

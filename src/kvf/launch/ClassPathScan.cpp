@@ -46,15 +46,6 @@ std::optional<FoundClass> findIn(const ScannedElement& element, const std::strin
   return FoundClass{element.path, std::move(*bytes)};
 }
 
-/// The archives and folders that the manifest names, absolute.
-std::vector<std::string> manifestClassPath(const ScannedElement& element) {
-  std::istringstream words(attributeOf(manifestOf(element.path), "Class-Path"));
-  const fs::path folder = fs::path(element.path).parent_path();
-  std::vector<std::string> paths;
-  for (std::string word; words >> word;) paths.push_back((folder / word).string());
-  return paths;
-}
-
 ScannedElement elementAt(const std::string& path) {
   std::error_code error;
   const fs::file_status status = fs::status(path, error);
@@ -136,9 +127,9 @@ std::optional<FoundClass> ClassPathScan::findByManifests(const std::string& entr
   const std::size_t most = queue.size() + maxManifestElements;
   for (std::size_t i = 0; i < queue.size() && queue.size() < most; ++i) {
     if (queue[i].kind != ScannedElement::Kind::archive) continue;
-    for (const std::string& path : manifestClassPath(queue[i])) {
-      if (!seen.insert(path).second) continue;
-      queue.push_back(elementAt(path));
+    for (const ManifestElement& element : manifestClassPath(queue[i].path)) {
+      if (!seen.insert(element.path).second) continue;
+      queue.push_back(elementAt(element.path));
       if (auto found = findIn(queue.back(), entry)) return found;
     }
   }

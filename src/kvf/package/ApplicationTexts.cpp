@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cctype>
 
-#include "kvf/text/PropertiesText.h"
+#include "kvf/text/Text.h"
 
 namespace {
 

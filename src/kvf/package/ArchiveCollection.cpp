@@ -1,8 +1,6 @@
 #include "kvf/package/ArchiveCollection.h"
 
 #include <algorithm>
-#include <charconv>
-#include <sstream>
 #include <system_error>
 
 #include "kvf/formats/Archive.h"
@@ -14,25 +12,6 @@ namespace {
 bool isSameFile(const fs::path& left, const fs::path& right) {
   std::error_code error;
   return fs::equivalent(left, right, error);
-}
-
-/// Elements of Class-Path are URLs: "%20" is a blank, "file:" may stand in front.
-std::string pathOfUrl(std::string_view url) {
-  if (url.starts_with("file:")) url.remove_prefix(5);
-  if (url.starts_with("//")) url.remove_prefix(2);
-  std::string path;
-  for (std::size_t at = 0; at < url.size(); ++at) {
-    unsigned char byte = 0;
-    const char* digits = url.data() + at + 1;
-    if (url[at] == '%' && at + 2 < url.size() &&
-        std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2) {
-      path += static_cast<char>(byte);
-      at += 2;
-    } else {
-      path += url[at];
-    }
-  }
-  return path;
 }
 
 bool isArchiveName(const fs::path& path) {
@@ -47,25 +26,22 @@ void ArchiveCollection::add(const fs::path& archive) {
   if (known) return;
   seen_.push_back(archive);
 
-  std::vector<fs::path> behind;
-  std::istringstream urls(attributeOf(manifestOf(archive), "Class-Path"));
-  for (std::string url; urls >> url;) {
-    const std::string path = pathOfUrl(url);
-    const fs::path file = archive.parent_path() / path;
+  std::vector<fs::path> after;
+  for (const auto& [url, file, isAbsolute] : manifestClassPath(archive)) {
     if (std::error_code error; !fs::is_regular_file(file, error)) {
       notes_.push_back("the Class-Path of " + archive.filename().string() + " names " + url +
                        (fs::exists(file, error) ? ", which is no archive: not carried along"
                                                 : ", which is not there"));
-    } else if (path.starts_with('/')) {
+    } else if (isAbsolute) {
       // The JVM follows the manifest of the copy too. In front of it, what is shipped is found
       // before what another machine may have at this place.
       add(file);
     } else {
-      behind.push_back(file);
+      after.push_back(file);
     }
   }
   archives_.push_back({archive, freeName(archive)});
-  for (const fs::path& file : behind) add(file);
+  for (const fs::path& file : after) add(file);
 }
 
 void ArchiveCollection::addFolder(const fs::path& folder) {

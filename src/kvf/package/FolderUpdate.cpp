@@ -116,7 +116,7 @@ class TreeCopy {
   std::vector<fs::path> leadingOut_;
 };
 
-/// A name that is free, with ".orig" and perhaps a number behind it.
+/// A name that is free, with ".orig" and perhaps a number after it.
 template <class Take>
 fs::path keptAs(const fs::path& target, Take&& take) {
   for (int number = 1;; ++number) {

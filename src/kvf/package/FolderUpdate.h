@@ -27,7 +27,7 @@ class FolderUpdate {
   /// Absolute, and without links.
   [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
 
-  /// A text. Another one in its place is kept with ".orig" behind its name.
+  /// A text. Another one in its place is kept with ".orig" after its name.
   void write(const std::filesystem::path& part, std::string_view text, unsigned mode);
   /// A regular file, with the mode of the source if none is given.
   void copy(const std::filesystem::path& source, const std::filesystem::path& part,

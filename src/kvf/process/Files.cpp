@@ -78,7 +78,7 @@ Descriptor openToRead(const fs::path& file, struct stat& status) {
   Descriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (descriptor.number() < 0 || ::fstat(descriptor.number(), &status) != 0)
     throw FileError("read", file, errno);
-  if (!S_ISREG(status.st_mode)) throw FileError(concat({file.native(), " is not a regular file"}));
+  if (!S_ISREG(status.st_mode)) throw FileError(concat({file.native(), " is no regular file"}));
   return descriptor;
 }
 

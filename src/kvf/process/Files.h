@@ -45,11 +45,12 @@ void moveToFreeName(const std::filesystem::path& from, const std::filesystem::pa
 /// Waits until the file system has stored what was written to it.
 void syncFileSystem(const std::filesystem::path& inside);
 
-/// A text file that is to be replaced in one step, behind all links. It is taken as it is now.
+/// A text file that is to be replaced in one step, at the end of all links. It is taken as it is
+/// now.
 class FileReplacement {
  public:
   /// Reads the file. Throws also when it cannot be replaced without a loss: it has several names
-  /// (hard links), belongs to another user, is write-protected, or is not a regular file.
+  /// (hard links), belongs to another user, is write-protected, or is no regular file.
   explicit FileReplacement(const std::filesystem::path& file);
 
   [[nodiscard]] const std::string& text() const { return text_; }

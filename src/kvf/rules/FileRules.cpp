@@ -38,8 +38,8 @@ std::string_view parsedPart(const SourceFile& file) {
 void noSeparator(const Inspection& inspection, Report& report) {
   for (const Position& at : inspection.run().droppedLines) {
     report(at,
-           "no \"=\", \":\" or blank ends the key, so the launcher drops the line without a "
-           "word: write key=value, or begin it with # to make it a comment");
+           "no \"=\", \":\" or blank ends the key, so the launcher silently drops the line: "
+           "write key=value, or begin it with # to make it a comment");
   }
 }
 

@@ -138,7 +138,7 @@ void javaProgram(const Inspection& inspection, Report& report) {
   if (isProgramThere(inspection, program)) return;
   report.fatal(
       inspection.positionOf(keys::javaPath),
-      concat({"there is not a program ", shown(program), " for --cmdlineJava; the launch ends ",
+      concat({"there is no program ", shown(program), " for --cmdlineJava; the launch ends ",
               "with \"Failed to exec\" and status 0: set java.path, or JAVA_HOME"}));
 }
 
@@ -407,7 +407,8 @@ constexpr Rule rules[] = {
      .summary = "a start class that is newer than the JVM",
      .explanation = "A JVM loads classes that were compiled for its release or an older one.",
      .example = {.note = "A class of a newer Java than the JVM's.",
-                 .lines = "velox.class.path.extended=%kvf.file.dir%/classes",
+                 .lines = "velox.class.path.extended=%kvf.file.dir%/classes\n"
+                          "java.start.class=com.acme.Main",
                  .files = {{.path = "classes/com/acme/Main.class",
                             .kind = ExampleFile::Kind::newerClass}}},
      .remedy = {.note = "Compile with javac --release 17, say, or name a newer JVM."},

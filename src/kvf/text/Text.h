@@ -32,6 +32,10 @@ std::string shellWord(std::string_view text);
 /// read, but not every sh.
 std::string printableShellWord(std::string_view text);
 
+/// The value as a properties file must spell it after "key=", so that the launcher reads just this
+/// value: backslashes, percent signs, control characters, and blanks or "=" at its start.
+std::string spelledInPropertiesFile(std::string_view value);
+
 /// The candidate that the text was probably meant to be: few characters differ. Empty: none.
 std::string_view nearestName(std::string_view text,
                              const std::vector<std::string_view>& candidates);
