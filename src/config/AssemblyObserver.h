@@ -13,7 +13,7 @@ struct PropertiesEntry;
 struct ScannedArgument {
   int index;               ///< 0 is the program
   const char* switchName;  ///< null when the text is no known switch
-  const char* value;       ///< the argument behind a switch, or null when there is none
+  const char* value;       ///< the argument after a switch, or null when there is none
   bool valueConsumed;      ///< the value is not scanned as an argument of its own
 };
 
@@ -45,8 +45,8 @@ enum class FileFailure {
 /// Watches how the property set comes about, for programs that explain it. As it is, it watches
 /// nothing and refuses nothing.
 ///
-/// Texts are valid during the call. What an observer refuses is passed over, and the assembly goes
-/// on without it.
+/// Texts are valid during the call. What an observer refuses is skipped, and the assembly goes on
+/// without it.
 class AssemblyObserver {
  public:
   AssemblyObserver() = default;

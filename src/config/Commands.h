@@ -113,7 +113,7 @@ inline const Command& commandIn(const Properties& properties) {
   return command == nullptr ? commandOf(WrapperState::help) : *command;
 }
 
-/// What --kill may be told to do.
+/// A kind of --kill.
 struct KillType {
   const char* name;  ///< in any case of letters
   bool isAbrupt;     ///< SIGKILL, else SIGINT

@@ -31,7 +31,7 @@ constexpr std::size_t maxReadText = 4 * maxOpenText;
 constexpr int maxStoredEntries = 1000000;
 
 /// By FileFailure.
-constexpr std::string_view complaints[] = {
+constexpr std::string_view failureTexts[] = {
     "Failed to open", "Include files nest too deeply at", "Too many include files at",
     "Too many entries in front of includes at", "Include files are too large at"};
 
@@ -193,7 +193,7 @@ class PropertiesParser {
   [[noreturn]] void end(FileFailure why, const WString& name) const {
     observer_.fileFails(why);
     Logging::FatalError(
-        {complaints[static_cast<std::size_t>(why)], " properties file : ", name.view()});
+        {failureTexts[static_cast<std::size_t>(why)], " properties file : ", name.view()});
   }
 
   const SimpleProperties& options_;

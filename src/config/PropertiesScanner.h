@@ -13,7 +13,7 @@ struct PropertiesEntry {
   WString value;
   bool endedByLineEnd = false;  ///< false for a last line without a line end
   std::size_t keyAt = 0;        ///< offset of the key in the text
-  std::size_t valueAt = 0;      ///< offset behind the character that ended the key
+  std::size_t valueAt = 0;      ///< offset after the character that ended the key
   std::size_t endAt = 0;        ///< offset of the end of the line
 };
 
@@ -30,7 +30,7 @@ struct PropertiesEntry {
 /// it is: t, r and n stand for control characters, a line end is dropped (the line goes on), any
 /// other stands for itself.
 ///
-/// Blanks (spaces and tabs) at the start of a line and of a value are passed over; those inside and
+/// Blanks (spaces and tabs) at the start of a line and of a value are skipped; those inside and
 /// at the end of a value belong to it. One "=" in front of a finished value is dropped, so
 /// "key=value", "key: value", "key value" and "key==value" all give "value"; in "key = value" the
 /// first blank ends the key, and the value is " value". A line that never reaches a separator gives
@@ -41,7 +41,7 @@ class PropertiesScanner {
   explicit PropertiesScanner(std::string_view text, AssemblyObserver& observer = noObserver)
       : text_(text.substr(0, text.find('\0'))), observer_(observer) {}
 
-  /// The next entry; false at the end of the text. Lines without a separator are passed over.
+  /// The next entry; false at the end of the text. Lines without a separator are skipped.
   bool next(PropertiesEntry& entry);
 
  private:

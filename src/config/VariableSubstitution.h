@@ -16,7 +16,7 @@ void ReplaceVariables(WString& value, const SimpleProperties& first, const Simpl
 /// The older substitution, of the legacy script alone: the first backslash with the character after
 /// it becomes "/", the first %PSP% becomes ":", and every %name% is replaced by the property, else
 /// the environment variable, else nothing, until no reference is left. A reference whose
-/// closing "%" follows a backslash is passed over. References without end, or a text that grows
+/// closing "%" follows a backslash is skipped. References without end, or a text that grows
 /// past 1 MiB, end the process with a message.
 void substitute(WString& text, const SimpleProperties& properties);
 

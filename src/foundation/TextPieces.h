@@ -28,7 +28,7 @@ constexpr std::string_view afterLast(std::string_view text, char c) {
 /// True for the two characters that separate the elements of a path list, ":" and ";".
 bool isPathSeparator(char c);
 
-/// The elements of a path list in order, as views of it. Empty ones are passed over.
+/// The elements of a path list in order, as views of it. Empty ones are skipped.
 std::vector<std::string_view> pathElements(std::string_view list);
 
 /// The path without its last character when that is a "/" or a "\".

@@ -107,7 +107,7 @@ class WString {
   std::unique_ptr<char[]> heap_;
   unsigned int length_ = 0;
   unsigned int capacity_ = inlineCapacity;
-  std::array<char, inlineCapacity + 1> inline_;  // what lies behind the text is never read
+  std::array<char, inlineCapacity + 1> inline_;  // what follows the text is never read
 };
 
 inline bool operator==(const WString& a, const WString& b) noexcept {

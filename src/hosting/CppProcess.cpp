@@ -36,8 +36,8 @@ bool takeEntryPoints(const SharedLibrary& library, EntryAddresses& addresses) {
 void requireAll(const EntryAddresses& addresses) {
   for (std::size_t i = 0; i < entryCount; ++i) {
     if (addresses[i] != nullptr) continue;
-    Logging::FatalError({"Failed to load shared lib procedure entry point \"",
-                         entryPoints[i].nameInComplaint, "\""});
+    Logging::FatalError(
+        {"Failed to load shared lib procedure entry point \"", entryPoints[i].nameInMessage, "\""});
   }
 }
 

@@ -12,12 +12,12 @@
 /// A function that the libraries of a native application export together.
 struct EntryPoint {
   const char* symbol;
-  const char* nameInComplaint;
+  const char* nameInMessage;
 };
 
 enum EntryIndex : std::size_t { mainEntry, stopEntry, registrationEntry, entryCount };
 
-/// In the order of lookup and complaint. The first library that exports a name supplies it.
+/// In the order of lookup and of the messages. The first library that exports a name supplies it.
 inline constexpr EntryPoint entryPoints[entryCount] = {
     {"AppMain", "AppMain"},
     {"AppStop", "pAppStop"},

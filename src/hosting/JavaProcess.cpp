@@ -294,7 +294,7 @@ void JavaProcess::findStopMethod() {
 
 void JavaProcess::ModifyStartClassStringForJVM(WString& className) {
   // The JVMs of all vendors take the same form today. Asking for the vendor may leave an exception
-  // behind, which must not reach the lookup of the class.
+  // pending, which must not reach the lookup of the class.
   GetJVMVendorName();
   env_->ExceptionClear();
   for (unsigned int dot = 0; (dot = className.find('.', dot)) != WString::npos; ++dot) {

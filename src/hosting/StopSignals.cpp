@@ -90,7 +90,7 @@ StopSignalNames StopSignalNames::parse(std::string_view text, ApplicationKind ki
         std::find_if(std::begin(knownSignals), std::end(knownSignals),
                      [&](const StopSignal& signal) { return signal.name == name; });
     if (known == std::end(knownSignals) || !isPossible(*known, kind)) {
-      names.refused = written.empty() ? std::string_view(",") : written;
+      names.unusable = written.empty() ? std::string_view(",") : written;
       return names;
     }
     names.signals.push_back(known->number);
@@ -140,9 +140,9 @@ StopSignals::StopSignals(const SimpleProperties& properties, ApplicationKind kin
   if (properties.valueOf(keys::adjustInvoke) == "true") return;
   const WString value = properties.valueOf(keys::stopSignals);
   StopSignalNames names = StopSignalNames::parse(value.view(), kind);
-  if (!names.refused.empty()) {
-    Logging::FatalError(
-        {keys::stopSignals, " : ", names.refused, " is none of ", StopSignalNames::possible(kind)});
+  if (!names.unusable.empty()) {
+    Logging::FatalError({keys::stopSignals, " : ", names.unusable, " is none of ",
+                         StopSignalNames::possible(kind)});
   }
   signals_ = std::move(names.signals);
 }

@@ -14,11 +14,11 @@ enum class ApplicationKind { java, native };
 /// What a value of application.stop.signals says.
 struct StopSignalNames {
   std::vector<int> signals;
-  std::string_view refused;  ///< the first name that cannot be used; empty when all can
+  std::string_view unusable;  ///< the first name that cannot be used; empty when all can
 
   /// Reads names such as "TERM, SIGINT". An empty text names none.
   static StopSignalNames parse(std::string_view text, ApplicationKind kind);
-  /// The names that can be used, for a complaint.
+  /// The names that can be used, for a message.
   static std::string possible(ApplicationKind kind);
 };
 

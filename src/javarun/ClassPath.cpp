@@ -15,7 +15,7 @@ constexpr std::size_t recursiveMarkWithSlash = 3;
 
 int readLimit(const SimpleProperties& props, const ArchiveLimit& limit) {
   if (const std::optional<int> value = limit.in(props)) return *value;
-  Logging::FatalError(limit.complaint);
+  Logging::FatalError(limit.fatalText);
 }
 
 bool namesArchive(std::string_view entry) {

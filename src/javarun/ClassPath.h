@@ -20,7 +20,7 @@ struct ArchiveLimit {
   const char* key;
   int standard;           ///< without the property
   int max;                ///< and 1 is the least
-  const char* complaint;  ///< ends the launch when the property is out of range
+  const char* fatalText;  ///< ends the launch when the property is out of range
 
   /// Nothing when the property is out of range.
   [[nodiscard]] std::optional<int> in(const Properties& properties) const;

@@ -21,7 +21,7 @@ WString quotedIfSpace(const WString& word) {
   return CommonTool::isContainsSpace(word.c_str()) ? "\"" + word + "\"" : word;
 }
 
-void complainAboutStartClass() {
+void reportMissingStartClass() {
   Logging::Info("\nerror,java.start.class not setted in kvf file\n");
 }
 
@@ -46,7 +46,7 @@ void writeScript(const WString& environment, const WString& commandLine, const W
   Stream file = openStream(path.c_str(), "w");
   if (!file) return show("\nerror,java run script created eror,file name is:", path);
   {
-    // A script that is cut short is not told, but nor does it end the process.
+    // A script that is cut short is not reported, but it does not end the process either.
     const WriteSignalGuard guard;
     std::fprintf(file.get(), "#!/bin/sh\n%s\n%s", environment.c_str(), commandLine.c_str());
     file.reset();
@@ -87,7 +87,7 @@ int cmdlineRunJavaProgram(const javaparser::JavaParameterParser& parser) {
   javaparser::appendElementToVector(words, javaparser::getAllJavaRunOption(parser));
   const WString startClass = parser.getStartClassProperty();
   if (startClass.empty()) {
-    complainAboutStartClass();
+    reportMissingStartClass();
     return noStartClass;
   }
   words.push_back(startClass);
@@ -105,7 +105,7 @@ int generateJavaCmdRunScript(const javaparser::JavaParameterParser& parser) {
   show("\njava run option is:", options);
   const WString startClass = parser.getStartClassProperty();
   if (startClass.empty()) {
-    complainAboutStartClass();
+    reportMissingStartClass();
     return noStartClass;
   }
   const WString arguments = getFullStringFromVector(parser.getJavaArgsProperty());

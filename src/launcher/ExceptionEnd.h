@@ -3,7 +3,7 @@
 
 #include "foundation/WString.h"
 
-/// Tells the exception like a fatal message and ends the process with Logging::fatalStatus.
+/// Reports the exception like a fatal message and ends the process with Logging::fatalStatus.
 [[noreturn]] void endWith(const WException& exception);
 
 /// Memory may be so short that not even an exception can be made. The language's run-time then ends

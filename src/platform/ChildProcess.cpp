@@ -58,9 +58,9 @@ void ChildProcess::waitForEnd() const {
   const idtype_t whose = ::getpid() == 1 ? P_ALL : P_PID;
   for (;;) {
     siginfo_t ended = {};
-    const bool told = ::waitid(whose, static_cast<id_t>(pid_), &ended, WEXITED | WNOWAIT) == 0;
-    if (!told && errno == EINTR) continue;
-    if (!told || ended.si_pid == pid_) return;
+    const bool hasStatus = ::waitid(whose, static_cast<id_t>(pid_), &ended, WEXITED | WNOWAIT) == 0;
+    if (!hasStatus && errno == EINTR) continue;
+    if (!hasStatus || ended.si_pid == pid_) return;
     ::waitpid(ended.si_pid, nullptr, 0);
   }
 }

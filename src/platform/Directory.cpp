@@ -11,8 +11,8 @@
 
 namespace {
 
-/// Without memory a directory is not one that cannot be read: what it holds would be missing
-/// without a word.
+/// Without memory a directory is not one that cannot be read: what it holds would be silently
+/// missing.
 DIR* checked(DIR* stream) {
   if (stream == nullptr && errno == ENOMEM) {
     throw WException(WException::getDefaultMemoryException());

@@ -7,7 +7,7 @@
 
 #include <sys/types.h>
 
-/// While a process waits for a child, what it is told is meant for the child: TERM, INT, HUP, QUIT,
+/// While a process waits for a child, signals to it are meant for the child: TERM, INT, HUP, QUIT,
 /// USR1 and USR2 are passed on. Not so a signal of the terminal, which reaches the child by itself,
 /// and one that the child sent. Ignored signals stay ignored.
 ///

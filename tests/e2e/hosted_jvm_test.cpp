@@ -55,13 +55,13 @@ TEST_F(HostedJvm, HasThePiecesOfTheOptionList) {
   properties_.emplace_back("java.extended.properties", "-Da=1 -Db=2");
   const auto show = [](JavaProcess& process) {
     std::vector<WString> options = {process.ExpandClassPath("x.jar;y.jar/")};
-    const bool told[] = {process.SetClassPathOption(options),
-                         process.SetOption(options, "-Dlib=", "java.library"),
-                         process.SetOption(options, "-Xmx", "java.heap.size.max"),
-                         process.GetJVMVendorName().empty()};
+    const bool answers[] = {process.SetClassPathOption(options),
+                            process.SetOption(options, "-Dlib=", "java.library"),
+                            process.SetOption(options, "-Xmx", "java.heap.size.max"),
+                            process.GetJVMVendorName().empty()};
     process.SetExtendedJavaOptions(options);
     for (const WString& option : options) std::puts(option.c_str());
-    for (const bool yes : told) std::puts(yes ? "yes" : "no");
+    for (const bool yes : answers) std::puts(yes ? "yes" : "no");
     std::exit(0);
   };
   EXPECT_EQ(hosted(show),

@@ -28,7 +28,7 @@ TEST_F(HostedJava, CallsAnotherStartMethod) {
 }
 
 // The texts around a stack trace, whose lines are the JVM's own.
-TEST_F(HostedJava, TellsOfExceptionsAndWhatIsMissing) {
+TEST_F(HostedJava, ReportsExceptionsAndWhatIsMissing) {
   struct Row {
     std::string property;
     int status;
@@ -60,7 +60,7 @@ TEST_F(HostedJava, TellsOfExceptionsAndWhatIsMissing) {
   }
 }
 
-TEST_F(HostedJava, TellsWhichLibraryItCannotUse) {
+TEST_F(HostedJava, NamesTheLibraryThatItCannotUse) {
   const std::string lost = "Failed to load shared library, library name : ";
   struct Row {
     std::string library, out;
@@ -164,7 +164,7 @@ TEST_F(Script, HasTheNameOfItsPropertiesFile) {
   }
 }
 
-TEST_F(Script, ThatCannotBeWrittenIsTold) {
+TEST_F(Script, ThatCannotBeWrittenIsReported) {
   const std::string file = sandbox_.write("app.kvf", "java.start.class=Main\n");
   EXPECT_TRUE(generate(file, "/proc")
                   .out.ends_with(

@@ -34,7 +34,7 @@ TEST_F(Kill, EndsARunningInstance) {
   }
 }
 
-TEST_F(Kill, TellsWhatIsWrongWithTheProcessIdFile) {
+TEST_F(Kill, ReportsWhatIsWrongWithTheProcessIdFile) {
   const std::string gone = endedProcess();
   const std::string file = "Process cannot be killed because its process ID file \"DIR/pid\"";
   struct Row {
@@ -57,7 +57,7 @@ TEST_F(Kill, TellsWhatIsWrongWithTheProcessIdFile) {
   }
 }
 
-TEST_F(Kill, TellsThatTheProcessIsAnotherUsers) {
+TEST_F(Kill, ReportsThatTheProcessIsAnotherUsers) {
   if (::geteuid() != 0 && ::kill(1, 0) == 0) GTEST_SKIP() << "every process is this user's";
   EXPECT_EQ(kill("1", "Normal", {.asNobody = true}),
             (Outcome{0,
@@ -65,7 +65,7 @@ TEST_F(Kill, TellsThatTheProcessIsAnotherUsers) {
                      "process ID \"1\" that is owned by a different user.\n"}));
 }
 
-TEST_F(Kill, TellsThatTheProcessIdFileCannotBeRemoved) {
+TEST_F(Kill, ReportsThatTheProcessIdFileCannotBeRemoved) {
   Child instance = sandbox_.start({"sleep", "60"}, {.asNobody = true});
   sandbox_.write("locked/pid", std::to_string(instance.id()));
   fs::permissions(sandbox_.path("locked"), static_cast<fs::perms>(0555));

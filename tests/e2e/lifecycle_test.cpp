@@ -22,7 +22,7 @@ TEST_F(Lifecycle, TheJvmHasExactlyTheOptionsThatDebuggingShows) {
   const std::regex option("Option \\d+ = \"(.*)\"\n");
   for (std::sregex_iterator it(outcome.out.begin(), outcome.out.end(), option), end; it != end;
        ++it) {
-    // It tells the class path elsewhere.
+    // The class path is not among them.
     if (!it->str(1).starts_with("-Djava.class.path=")) shown += it->str(1) + "\n";
   }
   EXPECT_TRUE(outcome.has("\n" + shown + "WRAPPER - Just returned"));

@@ -26,7 +26,7 @@ TEST_F(PropertiesOfALaunch, UseVariablesOfTheCommandLine) {
   EXPECT_EQ(wrapper({"--propVar", "COMMAND=--stop"}), (Outcome{0, announced}));
 }
 
-TEST_F(PropertiesOfALaunch, ThatAreBadAreToldAndNothingCrashes) {
+TEST_F(PropertiesOfALaunch, ThatAreBadAreReportedAndNothingCrashes) {
   const std::string none =
       "No application.library or java.library specified in config - bad properties file?\n";
   const std::string failed = "\nAdjustment failed.\n";

@@ -34,7 +34,7 @@ TEST_F(UntrustedFiles, AreNotUsedAsTheLogFile) {
   const fs::path log = sandbox_.logFile();
   const std::string victim = log.parent_path() / "victim";
   const struct {
-    std::string told;
+    std::string reason;
     std::function<void()> plant;
   } rows[] = {
       {" is a symbolic link", [&] { fs::create_symlink(victim, log); }},
@@ -46,17 +46,17 @@ TEST_F(UntrustedFiles, AreNotUsedAsTheLogFile) {
          ASSERT_TRUE(::geteuid() != 0 || ::chown(log.c_str(), 1, 1) == 0);
        }},
   };
-  for (const auto& [told, plant] : rows) {
-    if (told.ends_with("user") && ::geteuid() != 0) continue;
+  for (const auto& [reason, plant] : rows) {
+    if (reason.ends_with("user") && ::geteuid() != 0) continue;
     std::ofstream(victim) << "kept";
     fs::remove(log);
     plant();
-    const std::string line = "No log file: /tmp/wrap.log" + told + "\n";
+    const std::string line = "No log file: /tmp/wrap.log" + reason + "\n";
     const Outcome outcome = wrapper({"--debug", "--version"});
-    EXPECT_EQ(outcome.status, 0) << told;
+    EXPECT_EQ(outcome.status, 0) << reason;
     EXPECT_NE(outcome.withoutLine(line), outcome) << "once: " << line << outcome.out;
-    EXPECT_EQ(sandbox_.read(victim), "kept") << told;
-    EXPECT_TRUE(!fs::is_regular_file(log) || sandbox_.read(log) == "kept") << told;
+    EXPECT_EQ(sandbox_.read(victim), "kept") << reason;
+    EXPECT_TRUE(!fs::is_regular_file(log) || sandbox_.read(log) == "kept") << reason;
   }
   fs::remove(log);
   fs::create_directory(log);
@@ -139,7 +139,7 @@ TEST_F(UntrustedFiles, IncludesHaveLimitsAndNeedNoStack) {
   }
 }
 
-TEST_F(UntrustedFiles, AProcessIdFileThatCannotBeWrittenWholeIsToldAndHoldsNoNumber) {
+TEST_F(UntrustedFiles, AProcessIdFileThatCannotBeWrittenWholeIsReportedAndHoldsNoNumber) {
   kvf(java_ + "processID.file.name=/dev/full\n");
   EXPECT_EQ(wrapper({"--cmdlineJava"}), (Outcome{0, "file /dev/full can not accessran\n"}));
   kvf(java_ + "processID.file.name=pid\n");

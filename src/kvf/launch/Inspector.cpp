@@ -133,7 +133,7 @@ void readLimits(AssemblyRun& run, const Inspection& inspection) {
   for (const ArchiveLimit& limit : archiveLimits) {
     if (limit.in(run.merged)) continue;
     run.failures.push_back(
-        {Failure::Stage::limits, inspection.positionOf(limit.key), limit.complaint});
+        {Failure::Stage::limits, inspection.positionOf(limit.key), limit.fatalText});
     return;
   }
   CommonConfig::initConfig(run.merged);

@@ -210,10 +210,10 @@ void stopSignals(const Inspection& inspection, Report& report) {
   const ApplicationKind kind =
       inspection.isJava() ? ApplicationKind::java : ApplicationKind::native;
   const StopSignalNames names = StopSignalNames::parse(*value, kind);
-  if (names.refused.empty()) return;
+  if (names.unusable.empty()) return;
   report.fatalIf(
       inspection.runsInProcess(), inspection.positionOf(keys::stopSignals),
-      concat({shown(names.refused), " cannot be used as a stop signal, and --run ends with ",
+      concat({shown(names.unusable), " cannot be used as a stop signal, and --run ends with ",
               "status 255; possible are ", StopSignalNames::possible(kind)}));
 }
 

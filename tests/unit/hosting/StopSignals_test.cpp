@@ -11,7 +11,7 @@ TEST(StopSignalNames, AreReadWithOrWithoutTheirPrefix) {
     std::string_view text;
     ApplicationKind kind;
     std::vector<int> signals;
-    std::string_view refused;
+    std::string_view unusable;
   } rows[] = {
       {"", ApplicationKind::java, {}, ""},
       {" ", ApplicationKind::java, {}, ""},
@@ -30,7 +30,7 @@ TEST(StopSignalNames, AreReadWithOrWithoutTheirPrefix) {
   for (const auto& row : rows) {
     const StopSignalNames names = StopSignalNames::parse(row.text, row.kind);
     EXPECT_EQ(names.signals, row.signals) << row.text;
-    EXPECT_EQ(names.refused, row.refused) << row.text;
+    EXPECT_EQ(names.unusable, row.unusable) << row.text;
   }
 }
 

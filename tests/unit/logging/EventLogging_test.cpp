@@ -8,7 +8,7 @@
 namespace {
 
 /// What messages print once the catalogue is loaded.
-Outcome told(const std::function<void()>& action) {
+Outcome printed(const std::function<void()>& action) {
   return inChild([&] {
     EventLogging::Initialize(props({{"ntservice.name", "n"}}));
     action();
@@ -20,7 +20,7 @@ TEST(EventLogging, HasACatalogue) {
     for (long number = 0xC00003E7L; number <= 0xC00003FCL; ++number) EventLogging::Info(number, 0);
   };
   EXPECT_EQ(
-      told(every).out,
+      printed(every).out,
       "0xC00003E7\n"
       "Failed to open the Service Control Manager.\n"
       "Service is not installed, service name : %1.\n"
@@ -50,11 +50,11 @@ TEST(EventLogging, HasACatalogue) {
 TEST(EventLogging, FormatsItsArguments) {
   const std::string text = "Failed to load shared library, library name : ";
   const std::string path(5000, 'p');
-  EXPECT_EQ(told([] { EventLogging::Info(0xC00003F1L, 1, "/x.so"); }),
+  EXPECT_EQ(printed([] { EventLogging::Info(0xC00003F1L, 1, "/x.so"); }),
             (Outcome{0, text + "/x.so\n"}));
-  EXPECT_EQ(told([&] { EventLogging::Info(0xC00003F1L, 1, path.c_str()); }).out,
+  EXPECT_EQ(printed([&] { EventLogging::Info(0xC00003F1L, 1, path.c_str()); }).out,
             text + path + "\n");
-  EXPECT_EQ(told([] { EventLogging::Info(0xC00003EAL, 1, "x"); }).out,
+  EXPECT_EQ(printed([] { EventLogging::Info(0xC00003EAL, 1, "x"); }).out,
             "Failed to create the service, service name : %1\n");
 }
 
