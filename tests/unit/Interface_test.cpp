@@ -6,7 +6,6 @@
 #include "config/CommandLine.h"
 #include "config/Configuration.h"
 #include "foundation/WVersion.h"
-#include "hosting/ServiceWrapper.h"
 #include "javarun/ClassPath.h"
 #include "javarun/JavaParameterParser.h"
 #include "launcher/ProcessEnvironment.h"

@@ -41,12 +41,6 @@ TEST_F(GlobalFile, IsFoundAlongThePathAsWell) {
   EXPECT_EQ(fileSet_, filled_);
 }
 
-TEST_F(GlobalFile, IsNotNeeded) {
-  std::filesystem::current_path("/");
-  HandleGlobalKVFFile(fileSet_, false);
-  EXPECT_EQ(fileSet_, (Entries{{"a", "main"}, {"b", ""}}));
-}
-
 TEST(Configuration, TheCommandLineWins) {
   SimpleProperties fileSet = props({{"a", "file"}, {"b", "file"}});
   const SimpleProperties merged = MergeProperties(props({{"b", ""}, {"c", "line"}}), fileSet);

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "logging/EventLogging.h"
-#include "support/Child.h"
 #include "support/Values.h"
 
 namespace {
@@ -39,17 +37,6 @@ TEST_F(SharedProcess, IsGoneAfterItsDestruction) {
   CppProcess::DestroySharedProcess();
   EXPECT_EQ(CppProcess::GetSharedProcess(), nullptr);
   CppProcess::DestroySharedProcess();
-}
-
-TEST_F(SharedProcess, WithoutAnApplicationEndsTheProcess) {
-  EXPECT_EQ(inChild([] {
-              EventLogging::Initialize({});
-              CppProcess::CreateSharedProcess(nullptr, nullptr, nullptr);
-              CppProcess::GetSharedProcess()->AppMain(0, nullptr);
-            }),
-            (Outcome{255,
-                     "No application.library or java.library specified in config - bad "
-                     "properties file?\n"}));
 }
 
 TEST_F(SharedProcess, LoadsNoLibraryOverAnother) {

@@ -8,23 +8,16 @@
 
 namespace {
 
-WString javaCommand(const char* javaPath, bool quoteIfSpace) {
+WString javaCommand(const char* javaPath) {
   const SimpleProperties properties = props({{"java.path", javaPath}});
-  return getJavaCmd(javaparser::JavaParameterParser(properties), quoteIfSpace);
+  return getJavaCmd(javaparser::JavaParameterParser(properties), false);
 }
 
 TEST(JavaCommand, IsConfiguredOrInJavaHomeOrOnThePath) {
-  EXPECT_EQ(javaCommand("", false), "java");
+  EXPECT_EQ(javaCommand(""), "java");
   ::setenv("JAVA_HOME", "/opt/jdk/", 1);
-  EXPECT_EQ(javaCommand("", false), "/opt/jdk//bin/java");
-  EXPECT_EQ(javaCommand("/my/java", false), "/my/java");
-}
-
-TEST(JavaCommand, IsQuotedOnlyForASpaceAndWhenWanted) {
-  ::setenv("JAVA_HOME", "/opt/j d", 1);
-  EXPECT_EQ(javaCommand("", false), "/opt/j d/bin/java");
-  EXPECT_EQ(javaCommand("", true), "\"/opt/j d/bin/java\"");
-  EXPECT_EQ(javaCommand("/my/java", true), "/my/java");
+  EXPECT_EQ(javaCommand(""), "/opt/jdk//bin/java");
+  EXPECT_EQ(javaCommand("/my/java"), "/my/java");
 }
 
 TEST(ScriptText, QuotesWordsWithASpaceAndEscapesNothing) {
