@@ -281,4 +281,17 @@ TEST_F(Cds, WhatCannotServeLeavesNoArchive) {
   }
 }
 
+TEST(ClassDataArchive, Headers) {
+  const std::string dynamic("\xa8\xab\x0b\xf0\1\2\3\0", 8);
+  const std::string identity = "OpenJDK 64-Bit Server VM (17.0.15+6) for linux";
+  EXPECT_FALSE(parseClassDataArchive(""));
+  EXPECT_FALSE(parseClassDataArchive("PK\3\4 Server VM (17"));
+  EXPECT_TRUE(parseClassDataArchive(dynamic)->dynamic);
+  EXPECT_EQ(parseClassDataArchive(dynamic)->jvmIdentity, "");
+  EXPECT_EQ(parseClassDataArchive(dynamic + identity + '\0' + "x")->jvmIdentity, identity);
+  EXPECT_FALSE(parseClassDataArchive("\xa2\xab\x0b\xf0")->dynamic);
+  // What comes after the header is not the JVM's identity.
+  EXPECT_EQ(parseClassDataArchive(dynamic + std::string(4096, '\0') + identity)->jvmIdentity, "");
+}
+
 }  // namespace

@@ -253,4 +253,19 @@ TEST(NewApplication, TheUnitQuotesItsPath) {
   EXPECT_NE(unit.find("ExecStart=\"/a b/50%%\\\"/bin/acme\"\n"), std::string::npos) << unit;
 }
 
+TEST(ApplicationTexts, AJvmOfTheMachineStaysWhereItIsAndAShippedOneMoves) {
+  ApplicationFolder folder;
+  folder.name = "a-b";
+  folder.release = 17;
+  folder.jvmLibrary = "/opt/50% j/libjvm.so";
+  EXPECT_NE(propertiesFile(folder).find("`kvf jvm --line 17`"), std::string::npos);
+  EXPECT_NE(propertiesFile(folder).find("\njava.library=/opt/50\\\\% j/libjvm.so\n"),
+            std::string::npos);
+  folder.jvmLibrary = "runtime/libjvm.so";
+  EXPECT_NE(propertiesFile(folder).find("\njava.library=%kvf.file.dir%/runtime/libjvm.so\n"),
+            std::string::npos);
+  EXPECT_NE(propertiesFile(folder).find("\nA_B_ARGS=\napplication.args=%A_B_ARGS%\n"),
+            std::string::npos);
+}
+
 }  // namespace

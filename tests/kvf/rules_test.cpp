@@ -7,6 +7,7 @@
 #include "kvf/formats/Archive.h"
 #include "kvf/launch/Inspector.h"
 #include "kvf/rules/Check.h"
+#include "kvf/rules/Keys.h"
 #include "kvf/rules/Rule.h"
 #include "support/Jdk.h"
 #include "support/Sandbox.h"
@@ -109,7 +110,7 @@ const Row rows[] = {
     {"class-path-truncated", 2, "holds 2 archives, of which 1",
      launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/lib") +
          "velox.class.path.extended.max.lib.number=1\n"},
-    {"class-path-truncated", 2, "there are 1 archive: raise",
+    {"class-path-truncated", 2, "1 archive lies deeper in",
      launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/deep/**") +
          "velox.class.path.extended.search.level=1x\n"},
     {"class-path-limit-range", 4, "from 1 to 8192",
@@ -328,6 +329,14 @@ TEST(Rules, SoundCommandLinesHaveNoFinding) {
     const auto findings = checked(inspectCommandLine(line));
     EXPECT_EQ(placesOf(findings), Texts{}) << line.back() << textOf(findings);
   }
+}
+
+TEST(Keys, AFamilyKnowsItsMembers) {
+  EXPECT_STREQ(findKey("velox.env.PATH")->name, "velox.env.");
+  EXPECT_STREQ(findKey("velox.include.kvf.2")->name, "velox.include.kvf");
+  EXPECT_EQ(findKey("java.heap.size.max.x"), nullptr);
+  EXPECT_NE(keysAsScdoc().find("*velox.env.*_NAME_\n\tThe environment variable NAME."),
+            std::string::npos);
 }
 
 }  // namespace

@@ -146,8 +146,9 @@ void classPathTruncated(const Inspection& inspection, Report& report) {
     }
     if (contents.deeper > 0) {
       report(at,
-             concat({"deeper in ", shown(element.written), " than the search goes, there are ",
-                     countOf(contents.deeper, "archive"), ": raise ", keys::classPathSearchLevel}));
+             concat({countOf(contents.deeper, "archive"), contents.deeper == 1 ? " lies" : " lie",
+                     " deeper in ", shown(element.written), " than the search goes: raise ",
+                     keys::classPathSearchLevel}));
     }
   });
 }
@@ -227,7 +228,7 @@ constexpr Rule rules[] = {
      .check = classPathLink},
     {.id = "class-path-truncated",
      .severity = Severity::warning,
-     .summary = "more archives than the limits let in",
+     .summary = "more archives than the limits allow",
      .explanation = "One element brings at most 4,096 archives, from at most 4 levels; the rest is "
                     "silently left out.",
      .example = {.note = "lib/1/2/3/4 holds an archive.",

@@ -23,12 +23,12 @@ Position argumentOfMainFile(const Inspection& inspection) {
 
 void mainFileMissing(const Inspection& inspection, Report& report) {
   for (const Failure& failure : inspection.failures(Failure::Stage::mainFile)) {
-    report.fatal(
-        argumentOfMainFile(inspection),
-        concat({"the launch ends with ", shown(failure.message),
-                ": name the file with --propFile FILE; without, it is the program's name with ",
-                ".kvf in the working directory or along PATH"}),
-        failure.message);
+    report.fatal(argumentOfMainFile(inspection),
+                 concat({"the launch ends with ", shown(failure.message),
+                         ": name the file with --propFile FILE; without it, the file is the "
+                         "program's name with ",
+                         ".kvf in the working directory or along PATH"}),
+                 failure.message);
   }
 }
 
@@ -69,8 +69,8 @@ void includeDepth(const Inspection& inspection, Report& report) {
   if (!inspection.run().tooMuch) return;
   report(
       inspection.mainFile(),
-      "the includes bring more than 32 MiB of text, of which the rest was not looked at: include "
-      "fewer files");
+      "the includes add up to more than 32 MiB of text, and the rest was not read: include fewer "
+      "files");
 }
 
 void includeCycle(const Inspection& inspection, Report& report) {

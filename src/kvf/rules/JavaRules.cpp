@@ -191,8 +191,8 @@ void startClassNotFound(const Inspection& inspection, Report& report) {
     if (other.empty()) return;
     report.fatalIf(inspection.startsJvm(), inspection.positionOf(keys::startClass),
                    concat({"the class in ", shown(found->where), " is ", printable(other), ", and ",
-                           endOf(inspection), ": write that name, and the folder above its ",
-                           "outermost package into the class path"}));
+                           endOf(inspection), ": use that name, and put the folder above its ",
+                           "outermost package on the class path"}));
     return;
   }
   if (mayComeFromElsewhere(inspection, withSlashes(name))) return;

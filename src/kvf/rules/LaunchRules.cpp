@@ -134,7 +134,7 @@ void killCommand(const Inspection& inspection, Report& report) {
                              shown(inspection.valueOf(keys::signal))}));
   }
   if (!inspection.value(keys::processIdFile)) {
-    report.fatal(at, "--kill needs processID.file.name in the file, which tells it the process");
+    report.fatal(at, "--kill needs processID.file.name in the file, which names the process");
   }
 }
 

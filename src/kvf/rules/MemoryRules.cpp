@@ -59,8 +59,8 @@ void youngGeneration(const Inspection& inspection, Report& report) {
   if (!inspection.value(keys::heapSizeMin)) return;
   report(inspection.positionOf(keys::heapSizeMin),
          concat({"this becomes -Xmn", inspection.valueOf(keys::heapSizeMin),
-                 ", the size of the young generation, not a minimum of the heap: write ",
-                 keys::heapSizeInitial, " for that one"}));
+                 ", the size of the young generation, not a minimum of the heap: for that, set ",
+                 keys::heapSizeInitial}));
 }
 
 constexpr std::size_t largestStack = std::size_t{1} << 30U;
@@ -69,17 +69,18 @@ void stackSize(const Inspection& inspection, Report& report) {
   const auto wanted = memorySize(inspection.valueOf(keys::threadStackSize));
   if (wanted && *wanted > largestStack) {
     report.fatalIf(inspection.startsJvm(), inspection.positionOf(keys::threadStackSize),
-                   concat({"JVMs of today take 1g at most for a stack, and do not start with ",
+                   concat({"today's JVMs accept at most 1g for a stack, and do not start with ",
                            inspection.valueOf(keys::threadStackSize), ": write less"}));
     return;
   }
   struct rlimit limit = {};
   if (!wanted || ::getrlimit(RLIMIT_STACK, &limit) != 0) return;
   if (limit.rlim_max == RLIM_INFINITY || *wanted <= limit.rlim_max) return;
-  report(inspection.positionOf(keys::threadStackSize),
-         concat({"the hard stack limit here is ", std::to_string(limit.rlim_max >> 10U),
-                 "k, so that the main thread gets no ", inspection.valueOf(keys::threadStackSize),
-                 ": raise it, with LimitSTACK= in a unit or ulimit -Hs"}));
+  report(
+      inspection.positionOf(keys::threadStackSize),
+      concat({"the hard stack limit here is ", std::to_string(limit.rlim_max >> 10U),
+              "k, so that the main thread does not get ", inspection.valueOf(keys::threadStackSize),
+              ": raise it, with LimitSTACK= in a unit or ulimit -Hs"}));
 }
 
 constexpr Rule rules[] = {

@@ -127,10 +127,11 @@ std::string_view keyAt(const Inspection& inspection, const Position& at) {
 
 void tooMuchText(const Inspection& inspection, Report& report) {
   for (const Failure& failure : inspection.failures(Failure::Stage::expansion)) {
-    report(failure.at,
-           concat({"the references up to here bring more than 32 MiB of text, so that ",
-                   shown(keyAt(inspection, failure.at)), " was not looked at; the launcher keeps ",
-                   "all of it in memory, or ends without: refer to shorter values"}));
+    report(
+        failure.at,
+        concat({"the references up to here add up to more than 32 MiB of text, so that ",
+                shown(keyAt(inspection, failure.at)), " was not examined; the launcher keeps ",
+                "all of it in memory, or ends where that is too little: refer to shorter values"}));
   }
 }
 
@@ -207,7 +208,7 @@ constexpr Rule rules[] = {
      .check = tooManyReferences},
     {.id = "too-much-text",
      .severity = Severity::error,
-     .summary = "references that bring more than 32 MiB of text",
+     .summary = "references that add up to more than 32 MiB of text",
      .explanation =
          "Lines that refer to each other several times grow fast. The launcher keeps every value "
          "in memory; this check goes on without the one that makes it too much.",
