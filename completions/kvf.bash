@@ -36,6 +36,7 @@ _kvf() {
   case $before in
     --disable) mapfile -t COMPREPLY < <(compgen -W "$(kvf rules 2>/dev/null | awk '{print $1}')" -- "$word"); return ;;
     --format) mapfile -t COMPREPLY < <(compgen -W 'text json' -- "$word"); return ;;
+    --java) mapfile -t COMPREPLY < <(compgen -W "$(seq 8 26)" -- "$word"); return ;;
     --jar) _kvf_files jar; return ;;
     --lib | --jre) mapfile -t COMPREPLY < <(compgen -d -- "$word"); compopt -o filenames 2>/dev/null; return ;;
     --wrapper) mapfile -t COMPREPLY < <(compgen -f -- "$word"); compopt -o filenames 2>/dev/null; return ;;
@@ -43,7 +44,7 @@ _kvf() {
   esac
   local options=
   case $command in
-    check) options='--format --json --jvm --script --disable' ;;
+    check) options='--format --java --json --jvm --script --disable' ;;
     explain) options='--json --key' ;;
     jvm) options='--json --line' ;;
     new) options='--jar --lib --name --main --jre --wrapper --force' ;;

@@ -7,6 +7,7 @@
 #include "kvf/cds/ClassDataArchive.h"
 #include "kvf/cds/ClassDataEntry.h"
 #include "kvf/cds/ClassDataSharing.h"
+#include "kvf/launch/Inspector.h"
 #include "kvf/text/FileText.h"
 #include "support/Jdk.h"
 #include "support/Sandbox.h"
@@ -68,11 +69,12 @@ TEST(ClassDataArchive, TheLastOptionCounts) {
 
 TEST(ClassDataArchive, JarsMayMoveTogetherSinceJava20) {
   Sandbox sandbox;
+  const std::string jar = sandbox.write("new/x.jar", "");
   const auto misfits = [&](const std::string& version) {
     const std::string header("\xa8\xab\x0b\xf0\0", 5);
     const std::string bytes =
         header + "Server VM (" + version + ")" + std::string("\0/old/x.jar\0", 12);
-    return classDataMisfits(sandbox.write("x.jsa", bytes), "/gone", {"/classes", "/new/x.jar"});
+    return classDataMisfits(sandbox.write("x.jsa", bytes), "/gone", {"/classes", jar});
   };
   EXPECT_EQ(misfits("20.0.1+1"), Texts());
   EXPECT_EQ(misfits("19.0.2+1"), (Texts{"it was written for another class path"}));
@@ -134,26 +136,56 @@ TEST_F(Cds, TheArchiveIsWrittenAcceptedAndNamedInTheFile) {
 
   EXPECT_EQ(sandbox_.run({VELOX_KVF, "check", "app.kvf"}), (Outcome{0, ""}));
   EXPECT_TRUE(cds().has("\nthe file uses it already:\n"));
-  sandbox_.write("app.kvf", sandbox_.read("app.kvf") + "java.class.path=/missing.jar\n");
-  EXPECT_TRUE(sandbox_.run({VELOX_KVF, "check", "app.kvf"})
-                  .has("app.kvf:5: warning: the JVM does not use the class-data archive \"" +
-                       sandbox_.path("app.jsa") + "\": it was written for another class path; "));
+}
 
-  const std::string archive = sandbox_.path("app.jsa");
-  const std::string other = sandbox_.write("lib/other.jar", "");
-  EXPECT_EQ(classDataMisfits(archive, jvmLibrary(), {jar()}), Texts());
-  EXPECT_EQ(classDataMisfits(archive, jvmLibrary(), {jar(), other}), Texts());
-  EXPECT_EQ(classDataMisfits(archive, jvmLibrary(), {other, jar()}),
-            (Texts{other + " was not on the class path when it was written"}));
-  EXPECT_EQ(classDataMisfits(archive, jvmLibrary(), {other}),
-            (Texts{"it was written for another class path"}));
+TEST_F(Cds, WhatIsToldOfAnArchiveIsWhatTheJvmDoes) {
+  kvf("java.class.path=" + jar(), "java.property.probe.do=exit:7\n");
+  ASSERT_EQ(cds({"--write"}).status, 0);
+  const fs::path archive = sandbox_.path("app.jsa");
+  const std::string other = sandbox_.path("lib/other.jar");
+  fs::copy_file(VELOX_ACME_JAR, other);
+  struct Row {
+    std::string classPath;
+    std::string told;  ///< empty: nothing
+  };
+  const Row rows[] = {
+      {jar(), ""},
+      {jar() + ":" + other, ""},
+      {jar() + ":/missing.jar", ""},
+      {other + ":" + jar(), other + " was not on the class path when it was written"},
+      {other, "it was written for another class path"},
+      {"/missing.jar", "it was written for another class path"},
+  };
+  const auto expect = [&](const Row& row) {
+    sandbox_.write("this.kvf",
+                   sandbox_.read("app.kvf") + "java.class.path=" + row.classPath + "\n");
+    const Inspection inspection = inspectFile(sandbox_.path("this.kvf"));
+    const ClassDataLaunch launch = classDataSubject(inspection).launch.value();
+    const ClassDataAcceptance jvm = acceptanceOf(archive, launch, sandbox_.path());
+    EXPECT_EQ(jvm.accepted, row.told.empty()) << row.classPath << jvm.complaint;
+    EXPECT_EQ(classDataMisfits(archive, launch.jvm.library, launch.classPath),
+              row.told.empty() ? Texts() : Texts{row.told})
+        << row.classPath;
+  };
+  for (const Row& row : rows) expect(row);
+  fs::last_write_time(jar(), fs::last_write_time(archive) + std::chrono::seconds(2));
+  expect({jar(), jar() + " has changed since it was written"});
+
   EXPECT_EQ(classDataMisfits(jar(), jvmLibrary(), {jar()}),
             (Texts{"it is not a class-data archive"}));
   EXPECT_TRUE(
       classDataMisfits(archive, javaProgram(), {jar()}).at(0).starts_with("another JVM wrote"));
-  fs::last_write_time(jar(), fs::last_write_time(archive) + std::chrono::seconds(2));
-  EXPECT_EQ(classDataMisfits(archive, jvmLibrary(), {jar()}),
-            (Texts{jar() + " has changed since it was written"}));
+}
+
+TEST_F(Cds, ALineThatItWroteIsSound) {
+  sandbox_.write("base.kvf", "java.extended.properties=-Xint\n");
+  sandbox_.write("app.kvf", "java.library=" + jvmLibrary() +
+                                "\njava.start.class=probe.Probe\nvelox.include.kvf=%kvf.file.dir%/"
+                                "base.kvf\njava.class.path=/missing.jar:" +
+                                jar() + "\njava.property.probe.do=exit:7\n");
+  ASSERT_EQ(cds({"--write"}).status, 0);
+  EXPECT_EQ(sandbox_.run({VELOX_KVF, "check", "--disable", "class-path-missing", "app.kvf"}),
+            (Outcome{0, ""}));
 }
 
 TEST_F(Cds, AFolderInFrontOfArchivesIsToldWithTheClassPathToWrite) {

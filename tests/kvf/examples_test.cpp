@@ -106,7 +106,12 @@ class ExampleFolder {
       fs::copy_file(VELOX_ACME_JAR, path);
     } else {
       std::string bytes = Archive(VELOX_ACME_JAR).read("com/acme/Main.class").value();
-      bytes[7] = 44 + 60;
+      if (file.kind == Kind::newerClass) {
+        bytes[7] = 44 + 60;
+      } else {
+        constexpr std::string_view object = "java/lang/Object";
+        bytes.replace(bytes.find(object), object.size(), "com/acme/BaseApp");
+      }
       sandbox_.write(file.path, bytes);
     }
   }

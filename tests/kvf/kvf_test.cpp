@@ -339,10 +339,43 @@ TEST_F(KvfTest, AJvmTellsWhatItIgnoresAndRefuses) {
 
   kvf(probe() + "java.thread.stack.size=1k\n");
   const Outcome refused = run({"check", "--jvm", "app.kvf"});
-  EXPECT_TRUE(refused.has("app.kvf:4: error: the JVM does not start with these options: "));
+  EXPECT_TRUE(refused.has("app.kvf:4: error: the JVM does not start with \"-Xss1k\": "));
   EXPECT_EQ(run({"check", "app.kvf"}), (Outcome{0, ""}));
   kvf(probe() + "java.heap.size.max=8m\njava.heap.size.initial=16m\n");
   EXPECT_TRUE(run({"check", "--jvm", "app.kvf"}).has("app.kvf:5: error: the JVM does not start"));
+}
+
+TEST_F(KvfTest, AJvmNamesEachOptionInItsLine) {
+  kvf(probe() +
+      "java.extended.properties=-Xmx64m \\\n-XX:+UseG1GC \\\n-XX:+UseSerialGC "
+      "-XX:MaxMetaspaceSize=3q \\\n-XX:+UseParallelGC -XX:NoSuchFlag=%kvf.file.dir%/x\n");
+  const Outcome told = run({"check", "--jvm", "app.kvf"});
+  EXPECT_TRUE(
+      told.has("app.kvf:6: error: the JVM does not start with \"-XX:MaxMetaspaceSize=3q\""));
+  EXPECT_TRUE(told.has("app.kvf:6: error: the JVM does not start with \"-XX:+UseSerialGC\""));
+  EXPECT_TRUE(told.has("app.kvf:7: error: the JVM does not start with \"-XX:+UseParallelGC\""));
+  EXPECT_TRUE(told.has("app.kvf:7: warning: the JVM does not know \"-XX:NoSuchFlag=/"));
+  EXPECT_FALSE(told.has("app.kvf:1:"));
+}
+
+TEST_F(KvfTest, ATrialTouchesNothingOfTheApplication) {
+  sandbox_.write("gc.log", "a log\n");
+  sandbox_.write("app.jfr", "a recording\n");
+  kvf(probe() +
+      "java.extended.properties=-Xloggc:gc.log -XX:StartFlightRecording=filename=app.jfr "
+      "-agentlib:jdwp=transport=dt_socket,server=y,suspend=y,address=1 "
+      "-XX:+HeapDumpOnOutOfMemoryError -Xms1t -Xmx1t\nvelox.env.JAVA_TOOL_OPTIONS=-javaagent:x\n");
+  const auto files = [&] {
+    return std::distance(fs::directory_iterator(sandbox_.path("")), fs::directory_iterator());
+  };
+  const auto before = files();
+  const Outcome told = run({"check", "--jvm", "--disable", "option-deprecated", "app.kvf"});
+  EXPECT_TRUE(told.has("was tried without what acts outside of it: \"-XX:StartFlightRecording="));
+  EXPECT_TRUE(told.has("\"-agentlib:jdwp=transport=dt_socket,server=y,suspend=y,address=1\""));
+  EXPECT_TRUE(told.has("\"JAVA_TOOL_OPTIONS=-javaagent:x\""));
+  EXPECT_EQ(files(), before);
+  EXPECT_EQ(sandbox_.read("gc.log"), "a log\n");
+  EXPECT_EQ(sandbox_.read("app.jfr"), "a recording\n");
 }
 
 TEST_F(KvfTest, TheStackLimitOfTheCheckCounts) {

@@ -128,6 +128,22 @@ const Row rows[] = {
     {"option-blank", 4, "\"-Xint=\"", launch() + "java.extended.properties=-Xint \\\n -Xrs\n"},
     {"option-blank", 4, "a tab", launch() + "java.extended.properties=-Xint\t-Xrs\n"},
     {"option-word", 4, "of the program java", launch() + "java.extended.properties=-cp x.jar\n"},
+    {"option-word", 4, "write --module-path=", launch() + "java.extended.properties=-p x\n"},
+    {"option-word", 4, "write --add-modules=", launch() + "java.extended.properties=-m a/b.C\n"},
+    {"option-form", 5, "names no target",
+     launch() + "java.extended.properties=-Xint \\\n--add-opens=java.base/java.lang\n"},
+    {"option-form", 4, "names no package",
+     launch() + "java.extended.properties=--add-exports=java.base=ALL-UNNAMED\n"},
+    {"option-form", 4, "behind \":\"", launch() + "java.extended.properties=-javaagent=a.jar\n"},
+    {"option-form", 4, "has a value", launch() + "java.extended.properties=-XX:+MaxHeapSize\n"},
+    {"option-path", 4, "there is no \"/a.jar\"",
+     launch() + "java.extended.properties=-javaagent:/a.jar=b\n"},
+    {"option-path", 4, "starts without the log",
+     launch() + "java.extended.properties=-Xloggc:/gone/a.log\n"},
+    {"option-path", 4, "passes over it",
+     launch() + "java.extended.properties=-Xbootclasspath/a:/gone.jar\n"},
+    {"aot-cache", 4, "the JVM does not start",
+     launch() + "java.extended.properties=-XX:AOTCache=a -XX:AOTMode=on\n"},
     {"option-word", 4, "reads \"-Xrs=-Da=b c\"",
      launch() + "java.extended.properties=-Xrs \"-Da=b c\"\n"},
     {"option-word", 4, R"(reads nothing of "c")", launch() + "java.extended.properties=-Da b c\n"},
@@ -208,6 +224,15 @@ const std::string soundFiles[] = {
     launch(jvm, probeJar, "probe/Probe"),
     launch(jvm, probeJar, "probe.Heir"),
     launch() + "java.start.method=other\n",
+    launch() +
+        "java.extended.properties=-Xint\njava.extended.properties=%java.extended.properties% "
+        "-Xrs\n",
+    launch() +
+        "java.extended.properties=-Xlog:gc*:file=gc.log:time:filecount=5 -Xss2m "
+        "-XX:StartFlightRecording -XX:StartFlightRecording:filename=a.jfr,maxage=1h "
+        "-XX:HeapDumpPath=/tmp -XX:ErrorFile=/tmp/error.log -XX:MaxHeapSize=64m "
+        "--add-opens=java.base/java.lang=ALL-UNNAMED --patch-module=java.base=/tmp "
+        "-agentlib:jdwp=address=1 -XX:+UseFoo -XX:Foo -XX:-UseSerialGC\n",
     launch() + "java.path=" + javaProgram() + "\nwrapper.command=--cmdlineJava\n",
     launch() + "java.property.a=1 # no comment\n! a comment = here\n",
     launch() + "java.property.a==b\njava.property.b:=c\n\tjava.property.c \t d\n",
@@ -242,10 +267,11 @@ const std::string soundFiles[] = {
     launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/level/**") +
         "velox.class.path.extended.search.level=5x\n",
     launch(jvm, "%kvf.file.dir%/lib", "com.sun.tools.javac.Main"),
-    launch(jvm, probeJar, "acme.Main") + "java.extended.properties=-Xbootclasspath/a:/opt/a.jar\n",
+    launch(jvm, probeJar, "acme.Main") + "java.extended.properties=-Xbootclasspath/a:" + probeJar +
+        "\n",
     launch(jvm, probeJar, "acme.Main") +
         "java.extended.properties=--patch-module=acme=/opt/a.jar\n",
-    launch(jvm, probeJar, "acme.Main") + "java.extended.properties=-javaagent:/opt/a.jar\n",
+    launch(jvm, probeJar, "acme.Main") + "java.extended.properties=-javaagent:" + probeJar + "\n",
     launch(jvm, probeJar, "acme.Main") + "java.extended.properties=-Djava.system.class.loader=A\n",
     std::string("java.library=") + jvm + "\njava.class.path=" + probeJar +
         "\njava.start.class=probe.Probe\n",

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <iterator>
 #include <set>
 #include <system_error>
 
@@ -48,22 +49,25 @@ class RecordedJars {
            at += mark.size()) {
         const std::size_t end = at + mark.size() - 1;
         const std::size_t start = bytes.find_last_of('\0', at) + 1;
-        if (end >= known) names_.emplace(comparable(bytes.substr(start, end - start)));
+        if (end >= known) names_.emplace(bytes.substr(start, end - start));
       }
       known = longestPath;
       return true;
     });
   }
 
-  [[nodiscard]] bool contains(std::string_view path) const {
-    return names_.find(comparable(path)) != names_.end();
+  [[nodiscard]] bool empty() const { return names_.empty(); }
+  [[nodiscard]] bool contains(const std::string& path) const {
+    return std::any_of(names_.begin(), names_.end(), [&](const std::string& name) {
+      // A relative name may have been written in another folder.
+      const bool byName = movable_ || !name.starts_with('/');
+      std::error_code error;
+      return byName ? fs::path(name).filename() == fs::path(path).filename()
+                    : name == path || fs::equivalent(name, path, error);
+    });
   }
 
  private:
-  [[nodiscard]] std::string_view comparable(std::string_view path) const {
-    return movable_ ? path.substr(path.rfind('/') + 1) : path;
-  }
-
   bool movable_;
   std::set<std::string, std::less<>> names_;
 };
@@ -90,6 +94,14 @@ bool isNewer(const fs::path& file, const fs::path& than) {
   const auto time = fs::last_write_time(file, error);
   const auto other = fs::last_write_time(than, error);
   return !error && time > other;
+}
+
+std::string_view lastValueOf(const std::vector<std::string>& options, std::string_view prefix) {
+  const auto last = std::find_if(options.rbegin(), options.rend(), [&](const std::string& option) {
+    return option.starts_with(prefix);
+  });
+  return last == options.rend() ? std::string_view()
+                                : std::string_view(*last).substr(prefix.size());
 }
 
 }  // namespace
@@ -121,32 +133,37 @@ std::vector<std::string> classDataMisfits(const fs::path& archive, const fs::pat
   }
   if (!header->dynamic) return misfits;
   const RecordedJars recorded(archive, releaseOfIdentity(identity) >= firstWithMovableJars);
+  // To a JVM what is not there is absent, then and now; what was added at the end since then does
+  // no harm, and behind an empty class path that is all.
+  if (recorded.empty()) return misfits;
+  std::vector<std::string> jars;
+  std::copy_if(classPath.begin(), classPath.end(), std::back_inserter(jars),
+               [&](const std::string& path) { return fs::is_regular_file(path, error); });
+  std::erase_if(jars, [](const std::string& path) { return !path.ends_with(".jar"); });
   const auto isRecorded = [&](const std::string& jar) { return recorded.contains(jar); };
-  // What was added at the end since then does no harm.
-  const auto end = std::find_if(classPath.rbegin(), classPath.rend(), isRecorded).base();
-  for (auto element = classPath.begin(); element != end; ++element) {
-    if (!element->ends_with(".jar")) continue;
-    if (!isRecorded(*element)) {
-      misfits.push_back(*element + " was not on the class path when it was written");
-    } else if (isNewer(*element, archive)) {
-      misfits.push_back(*element + " has changed since it was written");
+  const auto end = std::find_if(jars.rbegin(), jars.rend(), isRecorded).base();
+  for (auto jar = jars.begin(); jar != end; ++jar) {
+    if (!isRecorded(*jar)) {
+      misfits.push_back(*jar + " was not on the class path when it was written");
+    } else if (isNewer(*jar, archive)) {
+      misfits.push_back(*jar + " has changed since it was written");
     }
   }
-  if (end == classPath.begin()) misfits.emplace_back("it was written for another class path");
+  if (end == jars.begin()) misfits.emplace_back("it was written for another class path");
   return misfits;
 }
 
 std::vector<std::string> sharedArchiveFiles(const std::vector<std::string>& options) {
-  const auto last = std::find_if(options.rbegin(), options.rend(), [](const std::string& option) {
-    return option.starts_with(sharedArchiveOption);
-  });
   std::vector<std::string> files;
-  if (last == options.rend()) return files;
-  std::string_view list = std::string_view(*last).substr(sharedArchiveOption.size());
+  std::string_view list = lastValueOf(options, sharedArchiveOption);
   while (!list.empty()) {
     const std::size_t end = std::min(list.find(':'), list.size());
     files.emplace_back(list.substr(0, end));
     list.remove_prefix(std::min(end + 1, list.size()));
   }
   return files;
+}
+
+std::string aheadOfTimeCache(const std::vector<std::string>& options) {
+  return std::string(lastValueOf(options, "-XX:AOTCache="));
 }

@@ -29,4 +29,7 @@ std::vector<std::string> classDataMisfits(const std::filesystem::path& archive,
 /// such an option.
 std::vector<std::string> sharedArchiveFiles(const std::vector<std::string>& options);
 
+/// The file that the options name with -XX:AOTCache, the last option counts; empty: none.
+std::string aheadOfTimeCache(const std::vector<std::string>& options);
+
 #endif

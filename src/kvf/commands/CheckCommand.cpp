@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -13,6 +14,7 @@
 #include "kvf/commands/FindingFormats.h"
 #include "kvf/commands/Output.h"
 #include "kvf/commands/Subcommand.h"
+#include "kvf/jvm/OptionHistory.h"
 #include "kvf/launch/Inspector.h"
 #include "kvf/rules/Check.h"
 #include "kvf/rules/Rule.h"
@@ -27,6 +29,7 @@ struct CheckOptions {
   bool json = false;
   bool forScript = false;
   bool withJvm = false;
+  unsigned javaRelease = 0;
 };
 
 /// What the JVM says of the options; nothing when the launch has no JVM that could be asked.
@@ -36,15 +39,30 @@ std::optional<JvmTrial> trialOf(const Inspection& inspection) {
   const std::string path = inspection.atApplication(library);
   if (::access(path.c_str(), R_OK) != 0) return std::nullopt;
   return tryJvm({.library = path,
+                 .startClass = inspection.valueOf(keys::startClass),
                  .options = inspection.plan.options,
                  .environment = inspection.plan.exported,
                  .directory = inspection.plan.directory});
 }
 
+/// So that nobody takes what was not tried for sound.
+void tellWhatIsLeftOut(const Inspection& inspection) {
+  if (!inspection.jvmTrial || inspection.jvmTrial->leftOut.empty()) return;
+  std::string list;
+  for (const std::string& option : inspection.jvmTrial->leftOut) {
+    list += (list.empty() ? "" : ", ") + shown(option);
+  }
+  std::fprintf(stderr, "kvf: %s: the JVM was tried without what acts outside of it: %s\n",
+               printable(inspection.nameOf(inspection.mainFile())).c_str(), list.c_str());
+}
+
 int report(std::vector<Inspection> inspections, const CheckOptions& options) {
   for (Inspection& inspection : inspections) {
     inspection.forScript = options.forScript;
-    if (options.withJvm) inspection.jvmTrial = trialOf(inspection);
+    inspection.javaRelease = options.javaRelease;
+    if (!options.withJvm) continue;
+    inspection.jvmTrial = trialOf(inspection);
+    tellWhatIsLeftOut(inspection);
   }
   const std::vector<Finding> findings =
       check(inspections, {options.disabled.begin(), options.disabled.end()});
@@ -90,7 +108,11 @@ RunSubcommand declareCheck(CLI::App& command) {
   command.add_option("--format", options->format, "text or json")->type_name("FORMAT");
   command.add_flag("--json", options->json, "The same as --format json");
   command.add_flag("--script", options->forScript, "Also what a generated script cannot carry");
-  command.add_flag("--jvm", options->withJvm, "Start the configured JVM once with the options");
+  command.add_flag("--jvm", options->withJvm, "Start the configured JVM with the options");
+  command
+      .add_option("--java", options->javaRelease, "Also what this release of Java would not take")
+      ->type_name("N")
+      ->check(CLI::Range(oldestRelease, newestRelease));
   command.add_option("--disable", options->disabled, "Disable a rule")
       ->type_name("RULE")
       ->allow_extra_args(false);

@@ -1,6 +1,6 @@
 #include "kvf/commands/Subcommand.h"
 
-#include "kvf/launch/JvmTrial.h"
+#include "kvf/launch/JvmTrialRun.h"
 
 namespace {
 

@@ -8,6 +8,7 @@
 #include "foundation/PropertyKeys.h"
 #include "kvf/jvm/JvmSearch.h"
 #include "kvf/launch/JvmOptions.h"
+#include "kvf/launch/MainStack.h"
 #include "kvf/text/Text.h"
 
 namespace {
@@ -176,6 +177,10 @@ std::vector<std::string> differencesOfJavaCommand(const Inspection& inspection) 
   for (const std::string& option : inspection.plan.options) {
     if (!isOfJavaProgram(option)) continue;
     differences.push_back(concat({"java takes ", option, " for itself, a JVM ignores it"}));
+  }
+  if (const auto stack = stackThatMainLacks(inspection)) {
+    differences.push_back(concat({"java gives main the stack of ", stack->wanted.option,
+                                  ", here it has ", std::to_string(stack->limit >> 10U), "k"}));
   }
   if (inspection.plan.exported.contains(ownOptions) || std::getenv(ownOptions) != nullptr) {
     differences.push_back(concat({"java reads further options from ", ownOptions}));

@@ -148,6 +148,7 @@ class Inspection {
   std::optional<ClassPathScan> classPath;  ///< of a Java launch
   std::vector<std::string> commandLine;
   std::optional<JvmTrial> jvmTrial;  ///< when it was asked for
+  unsigned javaRelease = 0;          ///< the options must fit it, too; 0: that of the JVM alone
   std::string shownFolder;  ///< how files below the absolute folder are named; both may be empty
   std::string absoluteFolder;
   bool forScript = false;  ///< values must also fit into a generated script

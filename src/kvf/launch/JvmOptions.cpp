@@ -25,6 +25,41 @@ const Size* sizeOf(std::string_view option) {
   return found == std::end(sizes) ? nullptr : found;
 }
 
+/// The key that gave the option -DNAME=VALUE; empty: it was in the option line.
+std::string keyOfSystemProperty(const Inspection& inspection, std::string_view option) {
+  if (!option.starts_with("-D")) return {};
+  const std::string_view definition = option.substr(2);
+  const std::string_view name = definition.substr(0, definition.find('='));
+  if (name == "java.class.path") {
+    return inspection.plan.classPathKey == nullptr ? "" : inspection.plan.classPathKey;
+  }
+  std::string key = concat({keys::javaPropertyPrefix, name});
+  const auto value = inspection.value(key.c_str());
+  return value && definition == concat({name, "=", *value}) ? key : std::string();
+}
+
+/// The word of the option line, which may go over several lines of the file. What comes from
+/// variables is not spelled out there: the longest part before a "=" or ":" that is found counts.
+Position positionInOptionLine(const Inspection& inspection, std::string_view option) {
+  const Entry* entry = inspection.entryOf(keys::extendedProperties);
+  if (entry == nullptr) return inspection.positionOf(keys::extendedProperties);
+  const SourceFile& file = inspection.fileOf(entry->at);
+  const std::string_view raw = inspection.rawValueOf(*entry);
+  for (std::string_view part = option; !part.empty();
+       part = part.substr(0, std::min(part.find_last_of("=:"), part.size()))) {
+    for (std::size_t at = 0; (at = raw.find(part, at)) != std::string_view::npos; ++at) {
+      const bool startsWord =
+          at == 0 || std::string_view(" \t\n=").find(raw[at - 1]) != std::string_view::npos;
+      if (!startsWord) continue;
+      const std::size_t start = entry->rawAt + at;
+      const std::size_t end = entry->rawAt + std::min(raw.find_first_of(" \t\r\n", at), raw.size());
+      return file.stretch(entry->at.file, start, end);
+    }
+    if (part.find_last_of("=:") == std::string_view::npos) break;
+  }
+  return entry->at;
+}
+
 }  // namespace
 
 std::vector<SizeOption> sizeOptions(const Inspection& inspection) {
@@ -49,7 +84,9 @@ Position positionOfOption(const Inspection& inspection, const std::string& optio
     const auto value = inspection.value(key);
     if (value && option == concat({size->option.prefix, *value})) return inspection.positionOf(key);
   }
-  return inspection.positionOf(keys::extendedProperties);
+  const std::string key = keyOfSystemProperty(inspection, option);
+  if (!key.empty()) return inspection.positionOf(key);
+  return positionInOptionLine(inspection, option);
 }
 
 bool isOfJavaProgram(std::string_view option) {

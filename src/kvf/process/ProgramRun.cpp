@@ -32,7 +32,7 @@ using Time = std::optional<Clock::time_point>;
 constexpr std::chrono::seconds timeToEnd(60);
 constexpr std::chrono::seconds timeToEndWithThis(5);
 constexpr std::chrono::milliseconds timeBetweenKills(20);
-constexpr std::size_t maxOutput = 4096;
+constexpr std::size_t maxOutput = 1 << 20;
 
 /// What the guardian reports.
 struct Report {
@@ -278,7 +278,7 @@ bool readReport(pid_t guardian, const Pipe& reports, const Pipe& outputs, Report
       return false;
     }
     if (polls[1].revents != 0) {
-      char buffer[maxOutput];
+      char buffer[4096];
       const ssize_t count = ::read(outputNumber, buffer, sizeof buffer);
       if (count <= 0) outputNumber = -1;
       if (count > 0)

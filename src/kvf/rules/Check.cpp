@@ -30,6 +30,17 @@ bool allows(std::string_view line, std::string_view rule) {
   return false;
 }
 
+/// The first line of the entry that the place lies in.
+std::size_t firstLineOf(const Inspection& inspection, const Position& at) {
+  for (const Entry& entry : inspection.run().entries) {
+    const Position& whole = entry.at;
+    if (whole.file == at.file && whole.line <= at.line && at.line <= whole.endLine) {
+      return whole.line;
+    }
+  }
+  return at.line;
+}
+
 /// True when a comment right above the line allows the rule; for the file as a whole, one of its
 /// first comments.
 bool isAllowed(const Inspection& inspection, const Position& at, std::string_view rule) {
@@ -41,7 +52,8 @@ bool isAllowed(const Inspection& inspection, const Position& at, std::string_vie
     }
     return false;
   }
-  for (std::size_t line = at.line - 1; line > 0 && isComment(file.line(line)); --line) {
+  for (std::size_t line = firstLineOf(inspection, at) - 1; line > 0 && isComment(file.line(line));
+       --line) {
     if (allows(file.line(line), rule)) return true;
   }
   return false;

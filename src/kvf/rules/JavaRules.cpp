@@ -229,6 +229,24 @@ void classVersion(const Inspection& inspection, Report& report) {
                        std::to_string(needed), "`"}));
 }
 
+/// What the JVM threw when it was tried, unless another rule tells it from the files.
+void startClassLoads(const Inspection& inspection, Report& report) {
+  if (!inspection.jvmTrial || inspection.jvmTrial->classFailure.empty()) return;
+  const std::string& failure = inspection.jvmTrial->classFailure;
+  const std::string name = withSlashes(inspection.valueOf(keys::startClass));
+  const bool isToldElsewhere =
+      withSlashes(failure).ends_with("ClassNotFoundException: " + name) ||
+      failure.find("(wrong name: ") != std::string::npos ||
+      failure.find("UnsupportedClassVersionError: " + name) != std::string::npos ||
+      failure.find("ClassFormatError: ") != std::string::npos;
+  if (isToldElsewhere) return;
+  const bool isMissing = failure.find("NoClassDefFoundError") != std::string::npos;
+  report.fatal(
+      inspection.positionOf(keys::startClass),
+      concat({"the JVM cannot load the start class, and ", endOf(inspection), ": ", shown(failure),
+              isMissing ? ": put what has this class into the class path" : ""}));
+}
+
 /// Whether the class or one above it has the method; nothing when a class cannot be looked at.
 std::optional<bool> hasStaticMethod(const ClassPathScan& classPath, FoundClass found,
                                     const std::string& method, std::string_view descriptor) {
@@ -402,6 +420,20 @@ constexpr Rule rules[] = {
      .example = {.lines = "java.start.class=com.acme.Mian"},
      .remedy = {.lines = "java.start.class=com.acme.Main"},
      .check = startClassNotFound},
+    {.id = "start-class-loads",
+     .severity = Severity::error,
+     .summary = "a start class that lacks a library",
+     .explanation = "To load a class a JVM needs those that it extends, and some that it uses. "
+                    "Checked with --jvm, which loads the start class and runs nothing of it.",
+     .example = {.note = "The start class extends one that is in no archive of the class path.",
+                 .lines = "velox.class.path.extended=%kvf.file.dir%/classes\n"
+                          "java.start.class=com.acme.Main",
+                 .command = "kvf check --jvm acme.kvf",
+                 .files = {{.path = "classes/com/acme/Main.class",
+                            .kind = ExampleFile::Kind::orphanClass}}},
+     .remedy = {.note = "Put the archive that has it into the class path.",
+                .command = "kvf check --jvm acme.kvf"},
+     .check = startClassLoads},
     {.id = "class-version",
      .severity = Severity::error,
      .summary = "a start class that is newer than the JVM",

@@ -87,12 +87,21 @@ std::map<std::string, std::vector<const Entry*>> entriesByKey(const Inspection& 
   return byKey;
 }
 
+/// True for "key=%key% more", which replaces nothing.
+bool appends(const Entry& entry) {
+  return std::any_of(
+      entry.references.begin(), entry.references.end(), [&](const Reference& reference) {
+        return reference.name == entry.key && (reference.source == VariableSource::entries ||
+                                               reference.source == VariableSource::context);
+      });
+}
+
 void duplicateKey(const Inspection& inspection, Report& report) {
   for (const auto& [key, entries] : entriesByKey(inspection)) {
     for (std::size_t i = 1; i < entries.size(); ++i) {
       const Entry& earlier = *entries[i - 1];
       const Entry& later = *entries[i];
-      if (earlier.at.file != later.at.file || earlier.at == later.at) continue;
+      if (earlier.at.file != later.at.file || earlier.at == later.at || appends(later)) continue;
       report(later.at, concat({shown(key), " is defined in line ", std::to_string(earlier.at.line),
                                " already, whose value ", shown(earlier.value),
                                " it replaces: keep one of them"}));
@@ -112,6 +121,7 @@ void overriddenKey(const Inspection& inspection, Report& report) {
       const Entry& earlier = *entries[i - 1];
       const Entry& later = *entries[i];
       if (earlier.at.file == later.at.file || isSameLine(inspection, earlier, later)) continue;
+      if (appends(later)) continue;
       report(later.at, concat({shown(key), " replaces the value ", shown(earlier.value), " of ",
                                inspection.nameOf(earlier.at),
                                "; if that is meant, say so with # kvf: allow overridden-key"}));

@@ -9,6 +9,7 @@
 #include "foundation/MemorySize.h"
 #include "foundation/PropertyKeys.h"
 #include "kvf/launch/JvmOptions.h"
+#include "kvf/launch/MainStack.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
@@ -48,8 +49,9 @@ void heapOrder(const Inspection& inspection, Report& report) {
   const auto initial = lastOf(options, SizeKind::initialHeap);
   const auto most = lastOf(options, SizeKind::maximumHeap);
   if (!initial || !most || *memorySize(initial->size) <= *memorySize(most->size)) return;
-  const std::string elsewhere =
-      initial->at == most->at ? "" : concat({" (", inspection.nameOf(most->at), ")"});
+  const std::string elsewhere = inspection.nameOf(initial->at) == inspection.nameOf(most->at)
+                                    ? ""
+                                    : concat({" (", inspection.nameOf(most->at), ")"});
   report.fatalIf(inspection.startsJvm(), initial->at,
                  concat({"the initial heap of ", initial->size, " is above the maximum of ",
                          most->size, elsewhere, ", and the JVM refuses to start: lower it"}));
@@ -81,6 +83,16 @@ void stackSize(const Inspection& inspection, Report& report) {
       concat({"the hard stack limit here is ", std::to_string(limit.rlim_max >> 10U),
               "k, so that the main thread does not get ", inspection.valueOf(keys::threadStackSize),
               ": raise it, with LimitSTACK= in a unit or ulimit -Hs"}));
+}
+
+void mainStack(const Inspection& inspection, Report& report) {
+  const auto stack = stackThatMainLacks(inspection);
+  if (!stack) return;
+  report(
+      stack->wanted.at,
+      concat({shown(stack->wanted.option), " does not reach main in this process, whose stack is ",
+              std::to_string(stack->limit >> 10U), "k here: write java.thread.stack.size=",
+              stack->wanted.size, " instead, which raises the soft limit"}));
 }
 
 constexpr Rule rules[] = {
@@ -118,6 +130,18 @@ constexpr Rule rules[] = {
      .remedy = {.note = "Write less; below 1g the unit may need LimitSTACK=infinity.",
                 .lines = "java.thread.stack.size=2m"},
      .check = stackSize},
+    {.id = "main-stack",
+     .severity = Severity::warning,
+     .summary = "a stack size that main does not get",
+     .explanation =
+         "In the launcher's process main runs on the process's own stack, which ends at the soft "
+         "stack limit. The launcher raises that limit for java.thread.stack.size; of an -Xss in "
+         "the option line it knows nothing, and only new threads get that.",
+     .example = {.lines = "java.extended.properties=-Xss512m",
+                 .command = "ulimit -Ss 8192; kvf check acme.kvf"},
+     .remedy = {.lines = "java.thread.stack.size=512m",
+                .command = "ulimit -Ss 8192; kvf check acme.kvf"},
+     .check = mainStack},
 };
 
 }  // namespace

@@ -125,6 +125,17 @@ std::string firstDifference(const std::vector<std::string>& intended,
   return list;
 }
 
+/// What to write in a file for an option of the program java.
+const char* insteadOfProgramOption(std::string_view option) {
+  if (option == "-p") return "write --module-path=FOLDER";
+  if (option == "-m" || option == "--module") {
+    return "write --add-modules=MODULE, and java.start.class=CLASS";
+  }
+  const bool namesClasses = option == "-jar" || option.ends_with("-cp") || option == "-classpath" ||
+                            option == "--class-path";
+  return namesClasses ? "use velox.class.path.extended and java.start.class" : "leave it out";
+}
+
 /// Reports what is wrong with a word by itself, or with it as the value of the one before it.
 bool reportWord(const Inspection& inspection, const OptionLine& line, std::size_t index,
                 Report& report) {
@@ -132,8 +143,7 @@ bool reportWord(const Inspection& inspection, const OptionLine& line, std::size_
   const bool isOption = word.starts_with('-');
   if (isOption && isOfJavaProgram(word)) {
     report(line.at, concat({shown(word), " is an option of the program java, which a JVM in the ",
-                            "launcher's process ignores: use velox.class.path.extended and ",
-                            "java.start.class"}));
+                            "launcher's process ignores: ", insteadOfProgramOption(word)}));
     return true;
   }
   if (isOption || word.starts_with("\"-")) return false;
@@ -184,44 +194,6 @@ void optionPercent(const Inspection& inspection, Report& report) {
       "the text between them: write \\\\%");
 }
 
-void jvmIgnores(const Inspection& inspection, Report& report) {
-  if (!inspection.jvmTrial) return;
-  for (const std::string& option : inspection.jvmTrial->ignored) {
-    report(positionOfOption(inspection, option),
-           concat({"the JVM does not know ", shown(option),
-                   "; --run silently ignores it, --cmdlineJava does not start: correct or ",
-                   "remove it"}));
-  }
-}
-
-/// A JVM names the option that it complains about, or what it is about.
-Position positionOfRefusal(const Inspection& inspection, const std::string& text) {
-  struct Subject {
-    std::string_view words;
-    const char* key;
-  };
-  constexpr Subject subjects[] = {{"stack size", keys::threadStackSize},
-                                  {"initial heap", keys::heapSizeInitial},
-                                  {"Initial heap", keys::heapSizeInitial},
-                                  {"maximum heap", keys::heapSizeMax}};
-  for (const std::string& option : inspection.plan.options) {
-    const bool named = option.starts_with("-X") && text.find(option) != std::string::npos;
-    if (named) return positionOfOption(inspection, option);
-  }
-  for (const Subject& subject : subjects) {
-    const bool matches = text.find(subject.words) != std::string::npos;
-    if (matches && inspection.value(subject.key)) return inspection.positionOf(subject.key);
-  }
-  return inspection.positionOf(keys::javaLibrary);
-}
-
-void jvmRefuses(const Inspection& inspection, Report& report) {
-  if (!inspection.jvmTrial || !inspection.jvmTrial->refusal) return;
-  const std::string& text = *inspection.jvmTrial->refusal;
-  report.fatal(positionOfRefusal(inspection, text),
-               concat({"the JVM does not start with these options: ", shown(text)}));
-}
-
 constexpr Rule rules[] = {
     {.id = "option-blank",
      .severity = Severity::error,
@@ -248,23 +220,6 @@ constexpr Rule rules[] = {
      .example = {.lines = "java.extended.properties=-XX:ErrorFile=/var/log/hs%p.log"},
      .remedy = {.lines = R"(java.extended.properties=-XX:ErrorFile=/var/log/hs\\%p.log)"},
      .check = optionPercent},
-    {.id = "jvm-ignores",
-     .severity = Severity::warning,
-     .summary = "an option that the JVM does not know",
-     .explanation = "The launcher lets the JVM ignore what it does not know. Checked with --jvm, "
-                    "which starts the JVM once, and once more for each such option.",
-     .example = {.lines = "java.extended.properties=-XX:+UseFoo",
-                 .command = "kvf check --jvm acme.kvf"},
-     .remedy = {.lines = "java.extended.properties=-XX:+UseSerialGC",
-                .command = "kvf check --jvm acme.kvf"},
-     .check = jvmIgnores},
-    {.id = "jvm-refuses",
-     .severity = Severity::error,
-     .summary = "options that the JVM refuses",
-     .explanation = "The JVM prints its own text and the launch ends. Checked with --jvm.",
-     .example = {.lines = "java.thread.stack.size=1k", .command = "kvf check --jvm acme.kvf"},
-     .remedy = {.lines = "java.thread.stack.size=1m", .command = "kvf check --jvm acme.kvf"},
-     .check = jvmRefuses},
 };
 
 }  // namespace

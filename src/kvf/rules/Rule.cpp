@@ -6,7 +6,8 @@ std::vector<const Rule*> allRules() {
   std::vector<const Rule*> rules;
   for (const std::span<const Rule> group :
        {fileRules(), keyRules(), includeRules(), variableRules(), javaRules(), classPathRules(),
-        memoryRules(), optionRules(), classDataRules(), launchRules(), surroundingsRules()}) {
+        memoryRules(), optionRules(), optionFormRules(), optionPathRules(), jvmRules(),
+        classDataRules(), launchRules(), surroundingsRules()}) {
     for (const Rule& rule : group) rules.push_back(&rule);
   }
   return rules;

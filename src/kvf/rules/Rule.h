@@ -19,9 +19,10 @@ enum class Severity {
 struct ExampleFile {
   enum class Kind {
     text,
-    link,        ///< to what the content says
-    archive,     ///< the application's
-    newerClass,  ///< the start class, for a Java that does not exist yet
+    link,         ///< to what the content says
+    archive,      ///< the application's
+    newerClass,   ///< the start class, for a Java that does not exist yet
+    orphanClass,  ///< the start class, extending com.acme.BaseApp
   };
 
   const char* path = nullptr;  ///< below the example's folder
@@ -83,6 +84,9 @@ std::span<const Rule> javaRules();
 std::span<const Rule> classPathRules();
 std::span<const Rule> memoryRules();
 std::span<const Rule> optionRules();
+std::span<const Rule> optionFormRules();
+std::span<const Rule> optionPathRules();
+std::span<const Rule> jvmRules();
 std::span<const Rule> classDataRules();
 std::span<const Rule> launchRules();
 std::span<const Rule> surroundingsRules();

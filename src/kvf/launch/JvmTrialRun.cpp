@@ -1,0 +1,124 @@
+#include "kvf/launch/JvmTrialRun.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include <dlfcn.h>
+#include <jni.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include "kvf/process/ProgramRun.h"
+
+namespace {
+
+constexpr unsigned int maxSeconds = 30;
+constexpr std::string_view classMark = "\nkvf try-jvm: ";
+
+/// Takes what the child tells of the start class out of the text.
+std::string takeClassFailure(std::string& text) {
+  const std::size_t mark = text.rfind(classMark);
+  if (mark == std::string::npos) return {};
+  const std::string failure = text.substr(mark + classMark.size());
+  text.resize(mark);
+  return failure;
+}
+
+std::string textOf(JNIEnv& java, jobject object) {
+  const jclass type = java.FindClass("java/lang/Object");
+  const jmethodID method =
+      type == nullptr ? nullptr : java.GetMethodID(type, "toString", "()Ljava/lang/String;");
+  if (method == nullptr) return "an exception";
+  const auto text = static_cast<jstring>(java.CallObjectMethod(object, method));
+  const char* characters =
+      java.ExceptionCheck() || text == nullptr ? nullptr : java.GetStringUTFChars(text, nullptr);
+  return characters == nullptr ? "an exception" : characters;
+}
+
+/// Asks the class for its constructors, which links it: its superclasses and those that it cannot
+/// be verified without are loaded, too.
+void loadClass(JNIEnv& java, std::string name) {
+  std::replace(name.begin(), name.end(), '/', '.');
+  const jclass loaders = java.FindClass("java/lang/ClassLoader");
+  const jclass classes = java.FindClass("java/lang/Class");
+  if (loaders == nullptr || classes == nullptr) return;
+  const jmethodID system =
+      java.GetStaticMethodID(loaders, "getSystemClassLoader", "()Ljava/lang/ClassLoader;");
+  const jmethodID load =
+      java.GetMethodID(loaders, "loadClass", "(Ljava/lang/String;)Ljava/lang/Class;");
+  const jmethodID constructors =
+      java.GetMethodID(classes, "getConstructors", "()[Ljava/lang/reflect/Constructor;");
+  const jstring text = java.NewStringUTF(name.c_str());
+  if (java.ExceptionCheck()) return;
+  const jobject loader = java.CallStaticObjectMethod(loaders, system);
+  if (java.ExceptionCheck()) return;
+  const jobject found = java.CallObjectMethod(loader, load, text);
+  if (!java.ExceptionCheck()) java.CallObjectMethod(found, constructors);
+}
+
+void tellClassFailure(JNIEnv& java) {
+  const jthrowable thrown = java.ExceptionOccurred();
+  if (thrown == nullptr) return;
+  java.ExceptionClear();
+  const std::string text = textOf(java, thrown);
+  std::printf("%.*s%s", static_cast<int>(classMark.size()), classMark.data(), text.c_str());
+}
+
+}  // namespace
+
+JvmRunEnd runJvm(const JvmRun& run) {
+  ProgramRun program;
+  program.program = "/proc/self/exe";
+  program.arguments = {"kvf", "try-jvm", "--", run.library, run.startClass};
+  program.arguments.insert(program.arguments.end(), run.options.begin(), run.options.end());
+  program.environment = run.environment;
+  program.directory = run.directory;
+  program.output = ProgramRun::Output::taken;
+  ProgramEnd ended = runProgram(program);
+
+  JvmRunEnd end;
+  end.text = ended.error == 0 ? std::move(ended.output) : "no process can be started";
+  end.classFailure = takeClassFailure(end.text);
+  end.started = ended.error == 0 && ended.status == 0;
+  end.timedOut = ended.status == 128 + SIGALRM;
+  return end;
+}
+
+int runJvmTrial(const std::vector<std::string>& arguments) {
+  using Create = jint (*)(JavaVM**, void**, void*);
+  ::alarm(maxSeconds);
+  const rlimit noCoreFile = {};
+  ::setrlimit(RLIMIT_CORE, &noCoreFile);
+  if (arguments.size() < 2) return 1;
+  void* library = ::dlopen(arguments[0].c_str(), RTLD_LAZY | RTLD_GLOBAL);
+  if (library == nullptr) {
+    std::fprintf(stderr, "%s\n", ::dlerror());
+    return 1;
+  }
+  const auto create = reinterpret_cast<Create>(::dlsym(library, "JNI_CreateJavaVM"));
+  if (create == nullptr) return 1;
+
+  std::vector<JavaVMOption> options;
+  for (std::size_t i = 2; i < arguments.size(); ++i) {
+    options.push_back({const_cast<char*>(arguments[i].c_str()), nullptr});
+  }
+  JavaVMInitArgs init = {};
+  init.version = JNI_VERSION_1_6;
+  init.nOptions = static_cast<jint>(options.size());
+  init.options = options.data();
+  init.ignoreUnrecognized = JNI_FALSE;
+  JavaVM* jvm = nullptr;
+  void* environment = nullptr;
+  const jint result = create(&jvm, &environment, &init);
+  if (result >= 0 && !arguments[1].empty()) {
+    JNIEnv& java = *static_cast<JNIEnv*>(environment);
+    loadClass(java, arguments[1]);
+    tellClassFailure(java);
+  }
+  std::fflush(nullptr);
+  // Without the JVM's own end, which may write archives and reports.
+  std::_Exit(result < 0 ? 1 : 0);
+}

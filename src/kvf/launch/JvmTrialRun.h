@@ -1,0 +1,32 @@
+#ifndef VELOX_KVF_LAUNCH_JVMTRIALRUN_H
+#define VELOX_KVF_LAUNCH_JVMTRIALRUN_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+/// One start of a JVM in a child that ends at once.
+
+struct JvmRun {
+  std::string library;
+  std::string startClass;  ///< with dots or slashes; empty: none is loaded
+  std::vector<std::string> options;
+  std::map<std::string, std::string> environment;  ///< on top of this process's own
+  std::string directory;
+};
+
+struct JvmRunEnd {
+  bool started = false;
+  bool timedOut = false;
+  std::string text;          ///< what was printed, without the next one
+  std::string classFailure;  ///< what loading the start class threw
+};
+
+JvmRunEnd runJvm(const JvmRun& run);
+
+/// What the child does: creates a JVM of the library, the first argument, with the options behind
+/// the start class, the second one. The class is loaded and linked and not initialized, so that no
+/// code of the application runs. Ends the process.
+int runJvmTrial(const std::vector<std::string>& arguments);
+
+#endif

@@ -1,0 +1,37 @@
+#ifndef VELOX_KVF_LAUNCH_TRIALOPTIONS_H
+#define VELOX_KVF_LAUNCH_TRIALOPTIONS_H
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// The options of a launch as a JVM can be tried with them beside a running application: it loads
+/// no agent, takes no port and writes none of the application's files.
+
+struct TriedOption {
+  std::string option;      ///< as the launch has it
+  std::string tried;       ///< as the trial has it: a log file lies in the scratch folder
+  std::string file = {};   ///< of a log: as the launch has it
+  std::string other = {};  ///< and as the trial has it
+
+  bool operator==(const TriedOption&) const = default;
+};
+
+struct TrialOptions {
+  std::vector<TriedOption> options;
+  std::vector<std::string> leftOut;  ///< those with an effect outside of the JVM
+};
+
+TrialOptions trialOptions(const std::vector<std::string>& options, std::string_view scratchFolder);
+
+/// True for an option with an effect outside of the JVM, that no trial may have.
+bool actsOutside(std::string_view option);
+
+/// True when one of the blank-separated words of a variable such as JAVA_TOOL_OPTIONS acts outside,
+/// or logs to a file.
+bool wordsActOutside(std::string_view words);
+
+/// The file that "-Xlog:WHAT:OUTPUT:..." or "-Xloggc:OUTPUT" logs to; empty: none.
+std::string_view logFileOf(std::string_view option);
+
+#endif
