@@ -45,7 +45,7 @@ _kvf() {
   local options=
   case $command in
     check) options='--format --java --json --jvm --script --disable' ;;
-    explain) options='--json --key' ;;
+    explain) options='--json --key --show-secrets' ;;
     jvm) options='--json --line' ;;
     new) options='--jar --lib --name --main --jre --wrapper --force' ;;
     cds) options='--run-for --write --wrapper' ;;

@@ -39,6 +39,7 @@ complete -c kvf -n '__kvf_in check' -l java -x -a '(seq 8 26)' -d 'Also what thi
 complete -c kvf -n '__kvf_in check' -l jvm -d 'Start the JVM with the options'
 complete -c kvf -n '__kvf_in check' -l script -d 'Also what a script cannot carry'
 complete -c kvf -n '__kvf_in check' -l disable -x -a '(__kvf_rules)' -d 'Leave out a rule'
+complete -c kvf -n '__kvf_in explain' -l show-secrets -d 'Print passwords'
 complete -c kvf -n '__kvf_in explain' -l key -x -d 'One key with its history'
 complete -c kvf -n '__kvf_in jvm' -l line -d 'Print the line for a properties file'
 complete -c kvf -n '__kvf_in new' -l jar -r -k -a '(__fish_complete_suffix .jar)' -d 'The application'

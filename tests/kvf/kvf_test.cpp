@@ -87,6 +87,19 @@ TEST_F(KvfTest, CheckPrintsJson) {
   EXPECT_EQ(findings["findings"][1]["rule"], "unknown-key");
 }
 
+TEST_F(KvfTest, ExplainHidesSecretsAndTellsWhoUsesAKey) {
+  kvf(probe() +
+      "acme.password=Tr0ub4dor\njava.property.url=db:?user=a&password=%acme.password%\n"
+      "application.args=--token geheim --url=x?password=y\n");
+  const Outcome hidden = run({"explain", "app.kvf"});
+  EXPECT_TRUE(hidden.has("  acme.password = \"***\"  (app.kvf:4)\n      used by app.kvf:5\n"));
+  EXPECT_TRUE(hidden.has("\"db:?user=a&password=***\""));
+  EXPECT_TRUE(hidden.has("\"--url=x?password=***\""));
+  for (const char* secret : {"Tr0ub4dor", "geheim", "=y"}) EXPECT_FALSE(hidden.has(secret));
+  EXPECT_TRUE(run({"explain", "--show-secrets", "app.kvf"}).has("password=Tr0ub4dor"));
+  EXPECT_TRUE(run({"explain", "--key", "acme.password", "app.kvf"}).has("used by app.kvf:5\n"));
+}
+
 TEST_F(KvfTest, FilesGivenTogetherAreCompared) {
   kvf(probe() + "processID.file.name=" + sandbox_.path("app.pid") + "\n");
   sandbox_.write("other.kvf", sandbox_.read("app.kvf"));
@@ -97,12 +110,12 @@ TEST_F(KvfTest, FilesGivenTogetherAreCompared) {
 }
 
 TEST_F(KvfTest, CheckLooksAtTheGlobalFile) {
-  kvf(probe());
-  sandbox_.write("global.kvf", "java.extended.properties=-Xint\njava.start.class=A\n");
+  kvf(probe() + "velox.env.A=2\n");
+  sandbox_.write("global.kvf", "java.extended.properties=-Xint\nvelox.env.A=1\n");
   const Outcome outcome = run({"check", "app.kvf"});
   EXPECT_TRUE(outcome.has("global.kvf:1: warning: "));
   EXPECT_TRUE(outcome.has("it supplies java.extended.properties"));
-  EXPECT_TRUE(outcome.has("global.kvf:2: warning: \"java.start.class\" has a value"));
+  EXPECT_TRUE(outcome.has("global.kvf:2: warning: the environment gets this"));
   fs::remove(sandbox_.path("global.kvf"));
   sandbox_.write("bin/global.kvf", "");
   EXPECT_TRUE(run({"check", "app.kvf"}, {.environment = {{"PATH", sandbox_.path("bin")}}})

@@ -13,6 +13,7 @@
 #include "kvf/explain/Explanation.h"
 #include "kvf/jvm/JvmSearch.h"
 #include "kvf/launch/Inspector.h"
+#include "kvf/launch/Secrets.h"
 #include "kvf/rules/Check.h"
 #include "kvf/rules/Keys.h"
 #include "kvf/rules/Rule.h"
@@ -26,6 +27,7 @@ struct ExplainOptions {
   std::string file;
   std::string key;
   bool json = false;
+  bool showsSecrets = false;
 };
 
 /// A line for a person: nothing in it reaches a terminal as anything but text.
@@ -51,9 +53,16 @@ Json propertiesAsJson(const Inspection& inspection) {
     list.push_back({{"key", property.key},
                     {"value", property.origin.value},
                     {"origin", property.origin.place},
-                    {"overrode", std::move(overrode)}});
+                    {"overrode", std::move(overrode)},
+                    {"usedBy", property.users}});
   }
   return list;
+}
+
+std::string usersAsText(const std::vector<std::string>& users) {
+  std::string text;
+  for (const std::string& place : users) text += line({"      used by ", place});
+  return text;
 }
 
 std::string propertiesAsText(const Inspection& inspection) {
@@ -64,6 +73,7 @@ std::string propertiesAsText(const Inspection& inspection) {
     for (const Source& source : property.overrode) {
       text += line({"      not ", shownWhole(source.value), "  (", source.place, ")"});
     }
+    if (findKey(property.key) == nullptr) text += usersAsText(property.users);
   }
   return text;
 }
@@ -256,6 +266,7 @@ std::string keyAsText(const Inspection& inspection, const std::string& key) {
   for (const ExplainedEntry& entry : explainKey(inspection, key)) {
     text += entryAsText(entry);
   }
+  text += usersAsText(usersOf(inspection, key));
   if (const KeyInfo* info = findKey(key)) text += keyInfoAsText(*info);
   return text;
 }
@@ -275,15 +286,18 @@ Json keyAsJson(const Inspection& inspection, const std::string& key) {
     one["references"] = std::move(references);
     chain.push_back(std::move(one));
   }
-  return {
-      {"key", key}, {"value", value ? Json(*value) : Json(nullptr)}, {"chain", std::move(chain)}};
+  return {{"key", key},
+          {"value", value ? Json(*value) : Json(nullptr)},
+          {"chain", std::move(chain)},
+          {"usedBy", usersOf(inspection, key)}};
 }
 
 int runExplain(const ExplainOptions& options, const std::vector<std::string>& arguments) {
   if (::access(options.file.c_str(), R_OK) != 0) {
     return complain(shown(options.file) + " cannot be read");
   }
-  const Inspection inspection = inspectFile(options.file, arguments);
+  Inspection inspection = inspectFile(options.file, arguments);
+  if (!options.showsSecrets) Secrets(inspection).mask(inspection);
   if (options.key.empty()) {
     return options.json ? printJson(launchAsJson(inspection)) : print(launchAsText(inspection));
   }
@@ -303,5 +317,6 @@ RunSubcommand declareExplain(CLI::App& command) {
   command.add_option("--key", options->key, "One key alone, with its chain of definitions")
       ->type_name("KEY");
   command.add_flag("--json", options->json, "Print JSON");
+  command.add_flag("--show-secrets", options->showsSecrets, "Print passwords instead of ***");
   return [options](const LauncherArguments& arguments) { return runExplain(*options, arguments); };
 }

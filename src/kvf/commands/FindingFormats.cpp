@@ -22,7 +22,7 @@ ExitStatus printAsText(std::span<const Finding> findings) {
   const bool colour = wantsColour();
   std::string text;
   for (const Finding& finding : findings) {
-    const Severity severity = finding.rule->severity;
+    const Severity severity = finding.severity();
     const char* severityColour = severity == Severity::error ? red : yellow;
     text +=
         concat({colour ? bold : "", printable(finding.file), ":", std::to_string(finding.line()),
@@ -55,7 +55,7 @@ ExitStatus printAsJson(std::span<const Finding> findings) {
   for (const Finding& finding : findings) {
     Json one = {{"file", finding.file},
                 {"line", finding.line()},
-                {"severity", nameOf(finding.rule->severity)},
+                {"severity", nameOf(finding.severity())},
                 {"rule", finding.rule->id},
                 {"fatal", finding.fatal},
                 {"text", finding.text}};

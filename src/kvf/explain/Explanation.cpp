@@ -6,6 +6,7 @@
 #include <set>
 
 #include "foundation/PropertyKeys.h"
+#include "kvf/formats/ClassFile.h"
 #include "kvf/jvm/JvmSearch.h"
 #include "kvf/launch/JvmOptions.h"
 #include "kvf/launch/MainStack.h"
@@ -62,6 +63,15 @@ std::string javaProgram(const Inspection& inspection) {
   return inspection.plan.javaCommand;
 }
 
+/// True for a main of the start class itself that is not public.
+bool hasHiddenMain(const Inspection& inspection) {
+  if (!inspection.classPath || !inspection.classPath->startClass()) return false;
+  const auto parsed = parseClassFile(inspection.classPath->startClass()->bytes);
+  if (!parsed) return false;
+  const ClassMethod* main = parsed->staticMethod("main", "([Ljava/lang/String;)V");
+  return main != nullptr && !main->isPublic();
+}
+
 }  // namespace
 
 std::vector<ExplainedProperty> explainProperties(const Inspection& inspection) {
@@ -76,7 +86,8 @@ std::vector<ExplainedProperty> explainProperties(const Inspection& inspection) {
   const auto add = [&](const std::string& key) {
     const auto value = inspection.value(key.c_str());
     if (!value || !done.insert(key).second) return;
-    ExplainedProperty property = {key, originOf(inspection, key, *value), {}};
+    ExplainedProperty property = {
+        key, originOf(inspection, key, *value), {}, usersOf(inspection, key)};
     const Entry* used = inspection.entryOf(key);
     for (const Entry* entry : entries[key]) {
       if (entry == used) continue;
@@ -115,6 +126,20 @@ std::vector<ExplainedEntry> explainKey(const Inspection& inspection, std::string
     chain.push_back({originOf(inspection, name, *value), *value, {}, true});
   }
   return chain;
+}
+
+std::vector<std::string> usersOf(const Inspection& inspection, std::string_view key) {
+  std::vector<std::string> users;
+  for (const Entry& entry : inspection.run().entries) {
+    const bool refers = std::any_of(
+        entry.references.begin(), entry.references.end(), [&](const Reference& reference) {
+          const bool isEntry = reference.source == VariableSource::entries ||
+                               reference.source == VariableSource::context;
+          return isEntry && reference.name == key && !reference.whileExporting;
+        });
+    if (refers) users.push_back(inspection.nameOf(entry.at));
+  }
+  return users;
 }
 
 std::string whatItBrings(const ScannedElement& element) {
@@ -173,6 +198,9 @@ std::vector<std::string> differencesOfJavaCommand(const Inspection& inspection) 
   const std::string startMethod = inspection.valueOf(keys::startMethod);
   if (inspection.runsInProcess() && !startMethod.empty() && startMethod != "main") {
     differences.push_back(concat({"java runs main, not ", startMethod}));
+  }
+  if (startMethod.empty() && hasHiddenMain(inspection)) {
+    differences.emplace_back("java before 25 runs main only when it is public, which it is not");
   }
   for (const std::string& option : inspection.plan.options) {
     if (!isOfJavaProgram(option)) continue;

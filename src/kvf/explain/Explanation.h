@@ -31,7 +31,8 @@ struct ExplainedEntry {
 struct ExplainedProperty {
   std::string key;
   Source origin;
-  std::vector<Source> overrode;  ///< in the order of reading
+  std::vector<Source> overrode;    ///< in the order of reading
+  std::vector<std::string> users;  ///< the places that refer to it
 };
 
 /// The properties of a run in the order of their definitions, then those of the command line and of
@@ -40,6 +41,9 @@ std::vector<ExplainedProperty> explainProperties(const Inspection& inspection);
 
 /// Every definition of a key in the order of reading, those that lost included.
 std::vector<ExplainedEntry> explainKey(const Inspection& inspection, std::string_view key);
+
+/// The places whose values refer to the key.
+std::vector<std::string> usersOf(const Inspection& inspection, std::string_view key);
 
 /// What an element of the expanded class path brings, or why it brings nothing.
 std::string whatItBrings(const ScannedElement& element);

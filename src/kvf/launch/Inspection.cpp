@@ -74,6 +74,13 @@ bool Inspection::isFromGlobalFile(const std::string& key) const {
   return taken != run().globalKeys.end() && taken->second;
 }
 
+bool Inspection::includes(const Position& including, const Position& included) const {
+  if (including.file < 0 || included.file < 0) return false;
+  std::optional<Position> at = fileOf(included).includedAt;
+  while (at && at->file != including.file) at = fileOf(*at).includedAt;
+  return at.has_value();
+}
+
 const SourceFile& Inspection::fileOf(const Position& at) const {
   return run().files[static_cast<std::size_t>(at.file)];
 }

@@ -169,6 +169,8 @@ class Inspection {
   [[nodiscard]] const Entry* entryOf(std::string_view key) const;
   /// True when the key has its value from global.kvf.
   [[nodiscard]] bool isFromGlobalFile(const std::string& key) const;
+  /// True when the file of the one place includes that of the other, directly or not.
+  [[nodiscard]] bool includes(const Position& outer, const Position& inner) const;
   /// The file of a position that is not the command line.
   [[nodiscard]] const SourceFile& fileOf(const Position& at) const;
   /// What follows an entry's key up to the line end.

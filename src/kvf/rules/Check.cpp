@@ -5,6 +5,7 @@
 #include <tuple>
 #include <utility>
 
+#include "kvf/launch/Secrets.h"
 #include "kvf/rules/Rule.h"
 
 namespace {
@@ -91,14 +92,20 @@ std::vector<Finding> check(std::span<const Inspection> inspections,
     std::move(more.begin(), more.end(), std::back_inserter(findings));
   };
   for (const Inspection& inspection : inspections) {
-    std::vector<Finding> found = findingsOf(inspection, disabled);
-    std::stable_sort(found.begin(), found.end(), [](const Finding& a, const Finding& b) {
-      return std::tie(a.at.file, a.at.line) < std::tie(b.at.file, b.at.line);
-    });
-    take(std::move(found));
+    take(findingsOf(inspection, disabled));
   }
-  if (inspections.size() > 1) take(comparisonOf(inspections, disabled));
+  if (!inspections.empty()) take(comparisonOf(inspections, disabled));
+  std::stable_sort(findings.begin(), findings.end(), [](const Finding& a, const Finding& b) {
+    return std::tie(a.inspection, a.at.file, a.at.line) <
+           std::tie(b.inspection, b.at.file, b.at.line);
+  });
 
+  for (const Inspection& inspection : inspections) {
+    const Secrets secrets(inspection);
+    for (Finding& finding : findings) {
+      if (finding.inspection == &inspection) finding.text = secrets.masked(finding.text);
+    }
+  }
   std::set<std::tuple<const Rule*, std::string, std::size_t, std::string>> seen;
   std::erase_if(findings, [&](const Finding& finding) {
     return isAllowed(*finding.inspection, finding.at, finding.rule->id) ||

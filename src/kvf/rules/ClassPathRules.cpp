@@ -1,13 +1,19 @@
 #include <algorithm>
+#include <cctype>
 #include <filesystem>
+#include <map>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include <unistd.h>
 
 #include "foundation/PropertyKeys.h"
 #include "foundation/TextPieces.h"
 #include "javarun/ClassPath.h"
+#include "kvf/formats/Archive.h"
 #include "kvf/rules/Rule.h"
+#include "kvf/rules/ShellSyntax.h"
 #include "kvf/text/Text.h"
 #include "platform/ArchiveListing.h"
 
@@ -56,14 +62,73 @@ void classPathStar(const Inspection& inspection, Report& report) {
   });
 }
 
+/// "acme-lib-1.0-linux.jar" taken apart.
+struct ArchiveName {
+  std::string stem;     ///< "acme-lib"
+  std::string version;  ///< "1.0"; empty: none
+  std::string rest;     ///< "-linux"
+
+  [[nodiscard]] bool isSameWithout(const ArchiveName& other) const {
+    return stem == other.stem && rest == other.rest;
+  }
+};
+
+/// How far a release has come, which is part of its version.
+bool isStage(std::string_view rest) {
+  constexpr std::string_view stages[] = {"final", "release", "ga",   "snapshot", "rc",
+                                         "m",     "alpha",   "beta", "sp",       "cr"};
+  std::string word;
+  for (const char c : rest) {
+    if (std::isalpha(static_cast<unsigned char>(c)) != 0) {
+      word += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+  }
+  return std::find(std::begin(stages), std::end(stages), word) != std::end(stages);
+}
+
+ArchiveName archiveNameOf(const std::string& path) {
+  const std::string name = fs::path(path).stem().string();
+  for (std::size_t dash = 0; (dash = name.find('-', dash)) != std::string::npos; ++dash) {
+    if (dash + 1 >= name.size() || std::isdigit(static_cast<unsigned char>(name[dash + 1])) == 0) {
+      continue;
+    }
+    std::size_t end = std::min(name.find_first_not_of("0123456789.", dash + 1), name.size());
+    while (name[end - 1] == '.') --end;
+    std::string version = name.substr(dash + 1, end - dash - 1);
+    std::string rest = name.substr(end);
+    if (isStage(rest)) version += std::exchange(rest, {});
+    return {name.substr(0, dash), version, rest};
+  }
+  return {name, {}, {}};
+}
+
+/// An archive beside one that is missing, in another version or of a name that is nearly the same;
+/// empty: none.
+std::string archiveLike(const std::string& path) {
+  if (!isArchiveFileName(path)) return {};
+  const ArchiveName wanted = archiveNameOf(path);
+  std::vector<std::string> names;
+  std::error_code error;
+  for (fs::directory_iterator entry(fs::path(path).parent_path(), error);
+       !error && entry != fs::directory_iterator() && names.size() < maxEntries;
+       entry.increment(error)) {
+    const std::string name = entry->path().filename().string();
+    if (!isArchiveFileName(name)) continue;
+    if (archiveNameOf(name).isSameWithout(wanted)) return name;
+    names.push_back(name);
+  }
+  return std::string(nearestName(fs::path(path).filename().string(), {names.begin(), names.end()}));
+}
+
 void classPathMissing(const Inspection& inspection, Report& report) {
   forEachElement(inspection, [&](const ClassPathElement& element, const std::string& path,
                                  const Position& at) {
     if (hasUnexpandedStar(element)) return;
     std::error_code error;
     if (::access(path.c_str(), F_OK) != 0) {
-      report(at, concat({"there is no ", shown(path), ", so that ", shown(element.written),
-                         " contributes nothing: correct the path"}));
+      if (shellExpansionIn(element.written)) return;
+      report(at, concat({"there is no ", shown(path), didYouMean(archiveLike(path)), ", so that ",
+                         shown(element.written), " contributes nothing: correct the path"}));
     } else if (element.searched && fs::is_directory(path, error) &&
                ::access(path.c_str(), R_OK | X_OK) != 0) {
       report(at, concat({"the folder ", shown(path), " cannot be read, so that ",
@@ -145,10 +210,10 @@ void classPathTruncated(const Inspection& inspection, Report& report) {
                          keys::classPathMaxLibNumber}));
     }
     if (contents.deeper > 0) {
-      report(at,
-             concat({countOf(contents.deeper, "archive"), contents.deeper == 1 ? " lies" : " lie",
-                     " deeper in ", shown(element.written), " than the search goes: raise ",
-                     keys::classPathSearchLevel}));
+      report.harmless(
+          at, concat({countOf(contents.deeper, "archive"), contents.deeper == 1 ? " lies" : " lie",
+                      " deeper in ", shown(element.written), " than the search goes: raise ",
+                      keys::classPathSearchLevel}));
     }
   });
 }
@@ -192,6 +257,63 @@ void classPathArchive(const Inspection& inspection, Report& report) {
   }
 }
 
+/// True when the folder has archives, and no class.
+bool holdsArchivesOnly(const std::string& folder) {
+  bool hasArchive = false;
+  std::error_code error;
+  std::size_t count = 0;
+  for (fs::recursive_directory_iterator entry(folder, fs::directory_options::skip_permission_denied,
+                                              error);
+       !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+    const std::string name = entry->path().filename().string();
+    if (++count > maxEntries || name.ends_with(".class")) return false;
+    hasArchive = hasArchive || (entry.depth() == 0 && isArchiveFileName(name));
+  }
+  return hasArchive;
+}
+
+void classPathFolder(const Inspection& inspection, Report& report) {
+  forEachElement(inspection, [&](const ClassPathElement& element, const std::string& path,
+                                 const Position& at) {
+    std::error_code error;
+    if (element.searched || !fs::is_directory(path, error) || !holdsArchivesOnly(path)) return;
+    report(at, concat({"the folder ", shown(element.written), " brings no archives in ",
+                       keys::classPath, ", only classes, and has none: write ",
+                       keys::classPathExtended, "=", printable(element.written)}));
+  });
+}
+
+/// True when a class is in both, as in two versions of one archive.
+bool shareClass(const std::string& left, const std::string& right) {
+  const Archive one(left);
+  const Archive other(right);
+  for (std::uint64_t i = 0; i < one.size(); ++i) {
+    const std::string name(one.nameAt(i));
+    const bool isClass = name.ends_with(".class") && !name.starts_with("META-INF/") &&
+                         !name.ends_with("module-info.class") &&
+                         !name.ends_with("package-info.class");
+    if (isClass && other.contains(name)) return true;
+  }
+  return false;
+}
+
+void classPathVersions(const Inspection& inspection, Report& report) {
+  if (!inspection.classPath || inspection.plan.classPathKey == nullptr) return;
+  std::map<std::pair<std::string, std::string>, const ScannedElement*> firsts;
+  for (const ScannedElement& element : inspection.classPath->elements()) {
+    if (element.kind != ScannedElement::Kind::archive) continue;
+    const ArchiveName name = archiveNameOf(element.path);
+    if (name.version.empty()) continue;
+    const auto [first, isNew] = firsts.try_emplace({name.stem, name.rest}, &element);
+    const std::string& used = first->second->path;
+    if (isNew || archiveNameOf(used).version == name.version) continue;
+    if (!shareClass(used, element.path)) continue;
+    report(inspection.positionOf(inspection.plan.classPathKey),
+           concat({"two versions of ", printable(name.stem), name.rest, " are in the class path, ",
+                   "and ", shown(used), " comes first: remove it, or ", shown(element.path)}));
+  }
+}
+
 constexpr Rule rules[] = {
     {.id = "class-path-missing",
      .severity = Severity::warning,
@@ -201,6 +323,30 @@ constexpr Rule rules[] = {
      .example = {.lines = "velox.class.path.extended=%kvf.file.dir%/lib:%kvf.file.dir%/lbi"},
      .remedy = {.lines = "velox.class.path.extended=%kvf.file.dir%/lib"},
      .check = classPathMissing},
+    {.id = "class-path-folder",
+     .severity = Severity::warning,
+     .summary = "a folder of archives in java.class.path",
+     .explanation = "There a folder stands for the classes in it. velox.class.path.extended takes "
+                    "one for its archives too.",
+     .example = {.lines =
+                     "java.library=%JAVA_HOME%/lib/server/libjvm.so\njava.start.class=com.acme."
+                     "Main\njava.class.path=%kvf.file.dir%/lib/acme.jar:%kvf.file.dir%/lib",
+                 .whole = true},
+     .remedy = {.lines = "velox.class.path.extended=%kvf.file.dir%/lib"},
+     .check = classPathFolder},
+    {.id = "class-path-versions",
+     .severity = Severity::warning,
+     .summary = "two versions of one archive",
+     .explanation = "Of a class that is in both a JVM takes the one of the archive that comes "
+                    "first; within a folder that is the order of the file system.",
+     .example = {.note = "ext has acme-1.0.jar and acme-1.1.jar.",
+                 .lines = "velox.class.path.extended=%kvf.file.dir%/ext",
+                 .files = {{.path = "ext/acme-1.0.jar", .kind = ExampleFile::Kind::archive},
+                           {.path = "ext/acme-1.1.jar", .kind = ExampleFile::Kind::archive}}},
+     .remedy = {.note = "Remove one of them.",
+                .lines = "velox.class.path.extended=%kvf.file.dir%/ext",
+                .files = {{.path = "ext/acme-1.1.jar", .kind = ExampleFile::Kind::archive}}},
+     .check = classPathVersions},
     {.id = "class-path-star",
      .severity = Severity::error,
      .summary = "a * that nothing expands",
@@ -227,7 +373,7 @@ constexpr Rule rules[] = {
                            .kind = ExampleFile::Kind::link}}},
      .check = classPathLink},
     {.id = "class-path-truncated",
-     .severity = Severity::warning,
+     .severity = Severity::error,
      .summary = "more archives than the limits allow",
      .explanation = "One element brings at most 4,096 archives, from at most 4 levels; the rest is "
                     "silently left out.",

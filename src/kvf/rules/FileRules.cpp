@@ -1,9 +1,12 @@
+#include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
 
 #include <sys/stat.h>
 
+#include "config/PropertiesScanner.h"
 #include "foundation/PropertyKeys.h"
 #include "javarun/ArgumentSplitter.h"
 #include "kvf/rules/Rule.h"
@@ -35,18 +38,33 @@ std::string_view parsedPart(const SourceFile& file) {
   return text.substr(0, text.find('\0'));
 }
 
-void noSeparator(const Inspection& inspection, Report& report) {
-  for (const Position& at : inspection.run().droppedLines) {
-    report(at,
-           "no \"=\", \":\" or blank ends the key, so the launcher silently drops the line: "
-           "write key=value, or begin it with # to make it a comment");
-  }
-}
-
 std::string_view trimmed(std::string_view text) {
   const std::size_t start = text.find_first_not_of(" \t");
   if (start == std::string_view::npos) return {};
   return text.substr(start, text.find_last_not_of(" \t") - start + 1);
+}
+
+/// A comment behind a byte order mark, which goes without harm.
+bool isMarkedComment(const Inspection& inspection, const Position& at) {
+  const std::string_view line = inspection.fileOf(at).line(at.line);
+  return line.starts_with(byteOrderMark) &&
+         (line.substr(byteOrderMark.size()).starts_with('#') ||
+          line.substr(byteOrderMark.size()).starts_with('!') || line == byteOrderMark);
+}
+
+/// Options and comments of other kinds, which other rules know.
+bool isOfAnotherRule(const Inspection& inspection, const Position& at) {
+  const std::string_view line = trimmed(inspection.fileOf(at).line(at.line));
+  return line.starts_with('-') || line.starts_with(';') || line.starts_with("//");
+}
+
+void noSeparator(const Inspection& inspection, Report& report) {
+  for (const Position& at : inspection.run().droppedLines) {
+    if (isMarkedComment(inspection, at) || isOfAnotherRule(inspection, at)) continue;
+    report(at,
+           "no \"=\", \":\" or blank ends the key, so the launcher silently drops the line: "
+           "write key=value, or begin it with # to make it a comment");
+  }
 }
 
 /// True when blanks around the value make no difference, since its reader splits it at blanks.
@@ -120,26 +138,27 @@ void notExported(const Inspection& inspection, Report& report) {
 void carriageReturn(const Inspection& inspection, Report& report) {
   forEachFile(inspection, [&](const SourceFile& file, std::size_t index) {
     const std::string_view text = parsedPart(file);
-    const std::size_t first = text.find('\r');
-    if (first == std::string_view::npos) return;
     for (std::size_t at = 0; (at = text.find("\\\r\n", at)) != std::string_view::npos; at += 3) {
+      std::size_t start = at;
+      while (start > 0 && text[start - 1] == '\\') --start;
+      if ((at - start) % 2 != 0) continue;
       report({static_cast<int>(index), file.lineAt(at)},
-             "a backslash before a carriage return and a line feed continues nothing: it drops the "
-             "former, and the latter ends the entry; use bare line feeds");
+             "the backslash at the end of this line continues nothing, since the line ends with a "
+             "carriage return and a line feed: save the file with bare line feeds");
       return;
     }
-    report({static_cast<int>(index), file.lineAt(first)},
-           "the file has carriage returns: each ends an entry as a line feed does, and a backslash "
-           "before one continues nothing; use bare line feeds");
   });
 }
 
 void byteOrderMarkRule(const Inspection& inspection, Report& report) {
   forEachFile(inspection, [&](const SourceFile& file, std::size_t index) {
     if (!file.text.starts_with(byteOrderMark)) return;
+    // A comment becomes a key that nobody reads, or is dropped.
+    const char first = file.text.c_str()[byteOrderMark.size()];
+    if (first == '#' || first == '!' || first == '\r' || first == '\n') return;
     report(wholeFile(index),
-           "the file begins with a byte order mark, which becomes part of the "
-           "first key, or makes an entry of a comment: save it without")
+           "the file begins with a byte order mark, which becomes part of the first key: save it "
+           "without")
         .fix = {{file.stretch(static_cast<int>(index), 0, byteOrderMark.size()), ""}};
   });
 }
@@ -168,12 +187,92 @@ void notRegular(const Inspection& inspection, Report& report) {
   forEachFile(inspection, [&](const SourceFile& file, std::size_t index) {
     struct stat status = {};
     if (::stat(file.name.c_str(), &status) != 0 || S_ISREG(status.st_mode)) return;
-    const char* kind = S_ISDIR(status.st_mode)    ? "a folder, which yields no entries"
+    const bool isFolder = S_ISDIR(status.st_mode);
+    const char* kind = isFolder                   ? "a folder, which yields no entries"
                        : S_ISFIFO(status.st_mode) ? "a pipe, which can be read once only"
                                                   : "not a regular file";
     report(file.includedAt.value_or(wholeFile(index)),
            concat({shown(inspection.nameOf(file)), " is ", kind,
-                   ": the launcher may read it twice, use a file"}));
+                   ": the launcher may read it twice, use a file"}))
+        .harmless = !isFolder;
+  });
+}
+
+bool isWithin(const Position& at, const Entry& entry) {
+  return at.file == entry.at.file && entry.at.line <= at.line && at.line <= entry.at.endLine;
+}
+
+/// What a backslash stands in front of, to be dropped; '\0': nothing that matters.
+char afterLostBackslash(std::string_view raw) {
+  // What t, r and n become is another rule's.
+  constexpr std::string_view kept = "trn";
+  constexpr std::string_view ofExpressions = ".()[]{}*+?|^";
+  for (std::size_t i = 0; i + 1 < raw.size(); ++i) {
+    if (raw[i] != '\\') continue;
+    const char next = raw[++i];
+    const bool isWord = std::isalnum(static_cast<unsigned char>(next)) != 0;
+    if (isWord && kept.find(next) == std::string_view::npos) return next;
+    if (ofExpressions.find(next) != std::string_view::npos) return next;
+  }
+  return '\0';
+}
+
+void lostBackslash(const Inspection& inspection, Report& report) {
+  const auto& escapes = inspection.run().controlEscapes;
+  for (const Entry& entry : inspection.run().entries) {
+    const bool isTold = std::any_of(escapes.begin(), escapes.end(),
+                                    [&](const Position& at) { return isWithin(at, entry); });
+    const std::string_view raw = inspection.rawValueOf(entry);
+    const char next = afterLostBackslash(raw);
+    if (isTold || next == '\0') continue;
+    const std::string_view shownChar(&next, 1);
+    if (next == 'u') {
+      report(entry.at,
+             "\\u begins no character code here, only the backslash goes: write the character "
+             "itself, in UTF-8");
+      continue;
+    }
+    report(entry.at,
+           concat({"a backslash is dropped: \\", shownChar, " becomes ", shownChar, ", and the ",
+                   "value is ", shown(entry.written), "; write \\\\ for a backslash"}))
+        .harmless = std::isalnum(static_cast<unsigned char>(next)) == 0;
+  }
+}
+
+/// True when the launcher's reader makes an entry of the text.
+bool isEntry(std::string_view text) {
+  PropertiesEntry entry;
+  return PropertiesScanner(text).next(entry);
+}
+
+/// "key=value", as a line that was commented out has it, or one that was not meant to be.
+bool looksLikeEntry(std::string_view line) {
+  const std::string_view text = trimmed(line);
+  const std::size_t end = text.find_first_of("=: \t");
+  return end != std::string_view::npos && end > 0 && (text[end] == '=' || text[end] == ':') &&
+         std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(end), [](char c) {
+           return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '.' || c == '_';
+         });
+}
+
+void continuedComment(const Inspection& inspection, Report& report) {
+  const auto& entries = inspection.run().entries;
+  forEachFile(inspection, [&](const SourceFile& file, std::size_t index) {
+    for (std::size_t number = 1; number < file.lineStarts.size(); ++number) {
+      const std::string_view line = file.line(number);
+      const std::string_view comment = trimmed(line);
+      if (!comment.starts_with('#') && !comment.starts_with('!')) continue;
+      const std::string_view next = file.line(number + 1);
+      const std::string both = concat({line, "\n", next, "\n"});
+      const bool hides = isEntry(concat({next, "\n"})) && !isEntry(both);
+      if (!hides || !looksLikeEntry(next) || looksLikeEntry(comment.substr(1))) continue;
+      const Position at = {static_cast<int>(index), number};
+      const auto covers = [&](const Entry& entry) { return isWithin(at, entry); };
+      if (std::any_of(entries.begin(), entries.end(), covers)) continue;
+      report(at, concat({"the backslash at its end makes the next line part of this comment, so ",
+                         "that ", shown(next.substr(0, next.find_first_of("=:"))),
+                         " is not set: remove it, or write something behind it"}));
+    }
   });
 }
 
@@ -214,6 +313,21 @@ constexpr Rule rules[] = {
      .example = {.lines = R"(java.property.data=C:\temp\new)"},
      .remedy = {.lines = R"(java.property.data=C:\\temp\\new)"},
      .check = controlEscape},
+    {.id = "lost-backslash",
+     .severity = Severity::error,
+     .summary = "a backslash that vanishes",
+     .explanation = "A backslash takes the next character as it is and goes, so that one of a path "
+                    "or of a regular expression has to be written twice.",
+     .example = {.lines = R"(java.property.pattern=\d+)"},
+     .remedy = {.lines = R"(java.property.pattern=\\d+)"},
+     .check = lostBackslash},
+    {.id = "continued-comment",
+     .severity = Severity::error,
+     .summary = "a comment that ends with a backslash",
+     .explanation = "A backslash at the end of a line continues it, and that holds for comments.",
+     .example = {.lines = "# Data lies below C:\\acme\\\njava.property.data=x"},
+     .remedy = {.lines = "# Data lies below C:\\acme\\ here.\njava.property.data=x"},
+     .check = continuedComment},
     {.id = "not-exported",
      .severity = Severity::error,
      .summary = "a variable in a last line without a line end",
@@ -225,25 +339,30 @@ constexpr Rule rules[] = {
      .remedy = {.note = "End the line.", .lines = "velox.env.MODE=fast"},
      .check = notExported},
     {.id = "carriage-return",
-     .severity = Severity::warning,
-     .summary = "carriage returns",
-     .explanation = "A carriage return ends an entry as a line feed does. A backslash before the "
-                    "pair of both drops the first only, so that the entry ends there.",
-     .example = {.note = "A file that was saved on Windows.", .lines = "java.property.a=b\r"},
-     .remedy = {.note = "Save the file with bare line feeds.", .lines = "java.property.a=b"},
+     .severity = Severity::error,
+     .summary = "a continued line that ends with a carriage return",
+     .explanation = "A carriage return ends an entry as a line feed does, so that a file saved on "
+                    "Windows works. But a backslash before the pair of both drops the first only, "
+                    "and the second ends the entry.",
+     .example = {.note = "A file that was saved on Windows.",
+                 .lines = "java.property.a=b\\\r\njava.property.b=c"},
+     .remedy = {.note = "Save the file with bare line feeds, or do not continue lines.",
+                .lines = "java.property.a=b\r\njava.property.b=c\r"},
      .check = carriageReturn},
     {.id = "byte-order-mark",
      .severity = Severity::error,
      .summary = "a byte order mark",
-     .explanation = "The three bytes become part of the first key; a comment in the first line "
-                    "becomes an entry.",
+     .explanation = "The three bytes become part of the first key, which is then another one.",
      .example = {.note = "A file that was saved as \"UTF-8 with BOM\".",
-                 .lines = "\xEF\xBB\xBF# The acme "
-                          "service.\njava.library=%JAVA_HOME%/lib/server/"
+                 .lines = "\xEF\xBB\xBFvelox.env.MODE=fast\njava.library=%JAVA_HOME%/lib/server/"
                           "libjvm.so\nvelox.class.path.extended=%kvf.file.dir%/"
                           "lib\njava.start.class=com.acme.Main",
                  .whole = true},
-     .remedy = {.note = "Save it as UTF-8 without.", .lines = "# The acme service."},
+     .remedy = {.note = "Save it as UTF-8 without, or begin it with a comment.",
+                .lines = "\xEF\xBB\xBF# The acme service.\njava.library=%JAVA_HOME%/lib/server/"
+                         "libjvm.so\nvelox.class.path.extended=%kvf.file.dir%/"
+                         "lib\njava.start.class=com.acme.Main",
+                .whole = true},
      .check = byteOrderMarkRule},
     {.id = "nul-byte",
      .severity = Severity::error,
@@ -265,7 +384,7 @@ constexpr Rule rules[] = {
                 .files = {{.path = "half.kvf", .content = "# 16 characters\n", .times = 32768}}},
      .check = fileTooLarge},
     {.id = "not-a-regular-file",
-     .severity = Severity::warning,
+     .severity = Severity::error,
      .summary = "a properties file that is not a regular file",
      .explanation =
          "A folder yields no entries. A pipe can be read once, but a launch that exports "

@@ -23,6 +23,12 @@ Finding& Report::fatal(const Position& at, std::string text, std::string message
   return finding;
 }
 
+Finding& Report::harmless(const Position& at, std::string text) {
+  Finding& finding = (*this)(at, std::move(text));
+  finding.harmless = true;
+  return finding;
+}
+
 Finding& Report::fatalIf(bool fatal, const Position& at, std::string text) {
   Finding& finding = (*this)(at, std::move(text));
   finding.fatal = fatal;

@@ -8,6 +8,7 @@
 #include "kvf/launch/Inspection.h"
 
 struct Rule;
+enum class Severity;
 
 /// Text to put in the place of a stretch of a file.
 struct Edit {
@@ -24,9 +25,12 @@ struct Finding {
   Position at;
   std::string text;
   bool fatal = false;          ///< the launch ends before the application runs
+  bool harmless = false;       ///< the application runs as it was asked for, unlike by the rule
   std::string message = {};    ///< the launcher's own at its end, where it has one
   std::vector<Edit> fix = {};  ///< mends it without guessing; empty: that takes a decision
 
+  /// The rule's; but what is fatal is an error, and what is harmless a warning.
+  [[nodiscard]] Severity severity() const;
   /// Counted from 1, also where the file as a whole is meant; of the command line the index of the
   /// argument.
   [[nodiscard]] std::size_t line() const;
@@ -42,6 +46,8 @@ class Report {
   Finding& operator()(const Position& at, std::string text);
   /// A finding for which the launch ends before the application runs.
   Finding& fatal(const Position& at, std::string text, std::string message = {});
+  /// One that changes nothing of what the user asked for.
+  Finding& harmless(const Position& at, std::string text);
   /// One or the other.
   Finding& fatalIf(bool fatal, const Position& at, std::string text);
 

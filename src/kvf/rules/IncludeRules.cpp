@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstddef>
+#include <filesystem>
 #include <string_view>
 
 #include "config/Switches.h"
@@ -38,12 +39,30 @@ void shortInclude(const Inspection& inspection, Report& report) {
         entry.key.starts_with(keys::includePrefix)) {
       continue;
     }
-    report(entry.at,
-           entry.isInclude
-               ? concat({shown(entry.key), " includes the file only because this is the last ",
-                         "line and has no line end: write velox.include.kvf"})
-               : concat({shown(entry.key),
-                         " includes nothing; it is an ordinary key: write velox.include.kvf"}));
+    if (entry.isInclude) {
+      report.harmless(entry.at, concat({shown(entry.key), " includes the file only ",
+                                        "because this is the last line and has no line end: ",
+                                        "write velox.include.kvf"}));
+      continue;
+    }
+    report(entry.at, concat({shown(entry.key),
+                             " includes nothing; it is an ordinary key: write velox.include.kvf"}));
+  }
+}
+
+/// An include that is found from here, since the main file lies here.
+void relativeInclude(const Inspection& inspection, Report& report) {
+  if (!inspection.hasMainFile()) return;
+  const std::filesystem::path folder =
+      std::filesystem::path(inspection.run().files[0].name).parent_path();
+  for (const Entry& entry : inspection.run().entries) {
+    const std::string& written = entry.written;
+    if (!entry.isInclude || written.starts_with('/') || written.starts_with('%')) continue;
+    std::error_code error;
+    if (!std::filesystem::exists(folder / entry.value, error)) continue;
+    report(entry.at, concat({shown(written), " is looked for in the working directory of the ",
+                             "start, not beside this file: write %", keys::fileDirectory, "%/",
+                             printable(written)}));
   }
 }
 
@@ -67,7 +86,7 @@ void missingInclude(const Inspection& inspection, Report& report) {
 void includeDepth(const Inspection& inspection, Report& report) {
   includeFailures(inspection, report, true, "include fewer files");
   if (!inspection.run().tooMuch) return;
-  report(
+  report.harmless(
       inspection.mainFile(),
       "the includes add up to more than 32 MiB of text, and the rest was not read: include fewer "
       "files");
@@ -109,6 +128,16 @@ constexpr Rule rules[] = {
      .remedy = {.lines = "velox.include.kvf=%kvf.file.dir%/jvm.kvf",
                 .files = {{.path = "jvm.kvf", .content = "java.heap.size.max=1g\n"}}},
      .check = missingInclude},
+    {.id = "relative-include",
+     .severity = Severity::warning,
+     .summary = "an include that counts from the working directory",
+     .explanation = "A relative path is found only when the launcher is started from the folder "
+                    "that it counts from.",
+     .example = {.lines = "velox.include.kvf=jvm.kvf",
+                 .files = {{.path = "jvm.kvf", .content = "java.heap.size.max=1g\n"}}},
+     .remedy = {.lines = "velox.include.kvf=%kvf.file.dir%/jvm.kvf",
+                .files = {{.path = "jvm.kvf", .content = "java.heap.size.max=1g\n"}}},
+     .check = relativeInclude},
     {.id = "include-depth",
      .severity = Severity::error,
      .summary = "includes beyond the launcher's limits",

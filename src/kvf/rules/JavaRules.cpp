@@ -183,6 +183,15 @@ std::string otherNameOf(const FoundClass& found, const std::string& wanted) {
   return name;
 }
 
+/// The nested class that dots were written for: com.acme.Main$Server; empty: none.
+std::string nestedClassLike(const Inspection& inspection, std::string name) {
+  for (std::size_t dot = 0; (dot = name.rfind('.')) != std::string::npos;) {
+    name[dot] = '$';
+    if (inspection.classPath->find(withSlashes(name))) return name;
+  }
+  return {};
+}
+
 void startClassNotFound(const Inspection& inspection, Report& report) {
   const std::string name = inspection.valueOf(keys::startClass);
   if (!startsJava(inspection) || name.empty() || !inspection.classPath) return;
@@ -196,8 +205,9 @@ void startClassNotFound(const Inspection& inspection, Report& report) {
     return;
   }
   if (mayComeFromElsewhere(inspection, withSlashes(name))) return;
-  const std::string nearest = inspection.classPath->nearest(name);
-  // The same name below other folders is not another package.
+  const std::string nested = nestedClassLike(inspection, name);
+  const std::string nearest = nested.empty() ? inspection.classPath->nearest(name) : nested;
+  // The same name behind other folders is not another package.
   const bool isBelow = nearest.ends_with("." + name);
   const std::string advice =
       isBelow ? concat({" (it lies too deep there, as ", printable(nearest), ")"})

@@ -1,10 +1,12 @@
 #include <algorithm>
+#include <filesystem>
 #include <map>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "foundation/PropertyKeys.h"
+#include "javarun/JavaParameterParser.h"
 #include "kvf/rules/Keys.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
@@ -15,10 +17,17 @@ namespace {
 constexpr int maxSuggestions = 100;
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
-/// The names that values refer to.
+/// One name for each file, however an include writes it.
+std::string canonicalName(const SourceFile& file) {
+  std::error_code error;
+  const std::string name = std::filesystem::weakly_canonical(file.name, error).string();
+  return error ? file.name : name;
+}
+
+/// The names that values refer to, in every launch that reads the same file.
 class ReferencedNames {
  public:
-  explicit ReferencedNames(const Inspection& inspection) {
+  void add(const Inspection& inspection) {
     for (const Entry& entry : inspection.run().entries) {
       if (entry.skipped) skipped_.emplace_back(entry.written);
       for (const Reference& reference : entry.references) names_.insert(reference.name);
@@ -39,27 +48,141 @@ class ReferencedNames {
   std::vector<std::string_view> skipped_;
 };
 
-void unknownKey(const Inspection& inspection, Report& report) {
-  if (!inspection.knowsAllKeys()) return;
-  const ReferencedNames referenced(inspection);
+/// The family that the first words of the key were probably meant to be, with the rest of the key:
+/// java.property.mode for java.properties.mode. Empty: none.
+std::string familyMemberLike(std::string_view key) {
+  for (const std::string_view family :
+       {std::string_view(keys::javaPropertyPrefix), std::string_view(keys::environmentPrefix)}) {
+    const std::size_t first = key.find('.');
+    const std::size_t second = first == std::string_view::npos ? first : key.find('.', first + 1);
+    if (second == std::string_view::npos || second + 1 == key.size()) continue;
+    const std::string_view head = key.substr(0, second + 1);
+    if (!nearestName(head, {family}).empty()) return concat({family, key.substr(second + 1)});
+  }
+  return {};
+}
+
+/// How the key would be written so that somebody reads it.
+std::string adviceFor(std::string_view key) {
+  const bool isVariable =
+      key.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_") == std::string_view::npos;
+  if (isVariable) return concat({"for the environment write ", keys::environmentPrefix, key});
+  if (key.find('.') == std::string_view::npos) return "remove it, or refer to it";
+  return concat({"for a system property write ", keys::javaPropertyPrefix, key});
+}
+
+/// Other rules know lines that are no entries by their looks.
+bool isForeignLine(std::string_view key) {
+  return key.starts_with('-') || key.starts_with(';') || key.starts_with("//");
+}
+
+/// By the canonical names of the files.
+using ReferencesByFile = std::map<std::string, ReferencedNames>;
+
+ReferencesByFile referencesByFile(std::span<const Inspection> inspections) {
+  ReferencesByFile references;
+  for (const Inspection& inspection : inspections) {
+    std::set<std::string> names;
+    for (const SourceFile& file : inspection.run().files) names.insert(canonicalName(file));
+    for (const std::string& name : names) references[name].add(inspection);
+  }
+  return references;
+}
+
+void unknownKeysOf(const Inspection& inspection, const ReferencesByFile& references,
+                   Report& report) {
   const std::vector<std::string_view> candidates = settableKeys();
+  std::vector<const ReferencedNames*> referenced;
+  for (const SourceFile& file : inspection.run().files) {
+    referenced.push_back(&references.at(canonicalName(file)));
+  }
   int unknown = 0;
   for (const Entry& entry : inspection.run().entries) {
     const std::string& key = entry.key;
     const bool hasMark = key.starts_with(byteOrderMark);
     if (entry.isInclude || hasMark || key.starts_with(keys::includePrefixAtEndOfText)) continue;
-    if (referenced.contain(key)) continue;
+    if (referenced[static_cast<std::size_t>(entry.at.file)]->contain(key)) continue;
     const KeyInfo* info = findKey(key);
-    if (info == nullptr) {
-      const bool suggests = ++unknown <= maxSuggestions;
-      const std::string_view nearest = suggests ? nearestName(key, candidates) : "";
-      report(entry.at,
-             concat({"neither the launcher nor a reference reads ", shown(key), didYouMean(nearest),
-                     "; it has no effect: remove it, or refer to it"}));
-    } else if (info->use == KeyUse::launcher) {
+    if (info != nullptr && info->use != KeyUse::launcher) continue;
+    if (info != nullptr) {
       report(entry.at, concat({"the launcher sets ", shown(key),
                                " by itself; this value is not used: remove the line"}));
+      continue;
     }
+    if (isForeignLine(key)) continue;
+    std::string nearest = familyMemberLike(key);
+    if (nearest.empty() && ++unknown <= maxSuggestions) nearest = nearestName(key, candidates);
+    // What a file offers to those that include it, not every one of them takes.
+    if (nearest.empty() && inspection.fileOf(entry.at).includedAt) continue;
+    report(entry.at, nearest.empty() ? concat({"neither the launcher nor a reference reads ",
+                                               shown(key), "; it has no effect: ", adviceFor(key)})
+                                     : concat({"neither the launcher nor a reference reads ",
+                                               shown(key), ": write ", nearest}));
+  }
+}
+
+void unknownKey(std::span<const Inspection> inspections, Report& report) {
+  const ReferencesByFile references = referencesByFile(inspections);
+  for (const Inspection& inspection : inspections) {
+    if (!inspection.knowsAllKeys()) continue;
+    report.turnTo(inspection);
+    unknownKeysOf(inspection, references, report);
+  }
+}
+
+/// How an option of the JVM is written in a properties file.
+std::string keyForOption(std::string_view line) {
+  for (const javaparser::KeyOption& setting :
+       {javaparser::maxHeapSizeOption, javaparser::initialHeapSizeOption,
+        javaparser::minHeapSizeOption, javaparser::threadStackSizeOption}) {
+    if (!line.starts_with(setting.prefix)) continue;
+    return concat({setting.key, "=", line.substr(std::string_view(setting.prefix).size())});
+  }
+  if (line.starts_with("-D")) return concat({keys::javaPropertyPrefix, line.substr(2)});
+  for (const std::string_view name : {"-cp", "-classpath", "--class-path", "-jar"}) {
+    const bool isName = line.starts_with(name) && line.size() > name.size();
+    if (isName && line[name.size()] == ' ') {
+      return concat({keys::classPathExtended, "=", line.substr(name.size() + 1)});
+    }
+  }
+  return concat({keys::extendedProperties, "=", line});
+}
+
+/// Calls visit(line, at) for the lines that are entries, or none, whose first characters are these.
+template <class Visit>
+void forEachLineWith(const Inspection& inspection, std::string_view start, Visit&& visit) {
+  const auto look = [&](const Position& at) {
+    std::string_view line = inspection.fileOf(at).line(at.line);
+    line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
+    if (line.starts_with(start)) visit(line, at);
+  };
+  for (const Position& at : inspection.run().droppedLines) look(at);
+  for (const Entry& entry : inspection.run().entries) look(entry.at);
+}
+
+void optionLine(const Inspection& inspection, Report& report) {
+  forEachLineWith(inspection, "-", [&](std::string_view line, const Position& at) {
+    report(at, concat({"an option is no line of its own, and nobody reads this one: write ",
+                       printable(keyForOption(line))}));
+  });
+}
+
+void foreignComment(const Inspection& inspection, Report& report) {
+  for (const std::string_view mark : {";", "//"}) {
+    forEachLineWith(inspection, mark, [&](std::string_view /*line*/, const Position& at) {
+      report(at, concat({mark, " begins no comment; the line is an entry that nobody reads: begin ",
+                         "it with #"}));
+    });
+  }
+}
+
+void propertyName(const Inspection& inspection, Report& report) {
+  const std::string prefix = concat({keys::javaPropertyPrefix, "-D"});
+  for (const Entry& entry : inspection.run().entries) {
+    if (!entry.key.starts_with(prefix)) continue;
+    const std::string name = entry.key.substr(prefix.size());
+    report(entry.at, concat({"the property is called ", shown("-D" + name), ": write ",
+                             keys::javaPropertyPrefix, name}));
   }
 }
 
@@ -87,13 +210,16 @@ std::map<std::string, std::vector<const Entry*>> entriesByKey(const Inspection& 
   return byKey;
 }
 
-/// True for "key=%key% more", which replaces nothing.
-bool appends(const Entry& entry) {
-  return std::any_of(
-      entry.references.begin(), entry.references.end(), [&](const Reference& reference) {
-        return reference.name == entry.key && (reference.source == VariableSource::entries ||
-                                               reference.source == VariableSource::context);
-      });
+/// True when the value is made from the one that the key had before: "x=%x% more".
+bool takesUpEarlier(const Entry& entry) {
+  const std::string_view variable = entry.variable();
+  return std::any_of(entry.references.begin(), entry.references.end(),
+                     [&](const Reference& reference) {
+                       const bool isEntry = reference.source == VariableSource::entries ||
+                                            reference.source == VariableSource::context;
+                       return (reference.name == entry.key && isEntry) ||
+                              (!variable.empty() && reference.name == variable);
+                     });
 }
 
 void duplicateKey(const Inspection& inspection, Report& report) {
@@ -101,7 +227,8 @@ void duplicateKey(const Inspection& inspection, Report& report) {
     for (std::size_t i = 1; i < entries.size(); ++i) {
       const Entry& earlier = *entries[i - 1];
       const Entry& later = *entries[i];
-      if (earlier.at.file != later.at.file || earlier.at == later.at || appends(later)) continue;
+      if (earlier.at.file != later.at.file || earlier.at == later.at) continue;
+      if (takesUpEarlier(later)) continue;
       report(later.at, concat({shown(key), " is defined in line ", std::to_string(earlier.at.line),
                                " already, whose value ", shown(earlier.value),
                                " it replaces: keep one of them"}));
@@ -109,35 +236,25 @@ void duplicateKey(const Inspection& inspection, Report& report) {
   }
 }
 
-/// True for a line that is read twice, since its file is included twice.
-bool isSameLine(const Inspection& inspection, const Entry& a, const Entry& b) {
-  return a.at.line == b.at.line && a.value == b.value &&
-         inspection.fileOf(a.at).name == inspection.fileOf(b.at).name;
-}
-
 void overriddenKey(const Inspection& inspection, Report& report) {
   for (const auto& [key, entries] : entriesByKey(inspection)) {
     for (std::size_t i = 1; i < entries.size(); ++i) {
       const Entry& earlier = *entries[i - 1];
       const Entry& later = *entries[i];
-      if (earlier.at.file == later.at.file || isSameLine(inspection, earlier, later)) continue;
-      if (appends(later)) continue;
-      report(later.at, concat({shown(key), " replaces the value ", shown(earlier.value), " of ",
-                               inspection.nameOf(earlier.at),
-                               "; if that is meant, say so with # kvf: allow overridden-key"}));
+      if (earlier.value == later.value || takesUpEarlier(later)) continue;
+      if (!inspection.includes(earlier.at, later.at)) continue;
+      report(later.at, concat({shown(key), " of this include replaces the value ",
+                               shown(earlier.value), " of ", inspection.nameOf(earlier.at),
+                               ": move the include up, or the line below it"}));
     }
   }
   for (const Entry& entry : inspection.run().entries) {
-    if (!entry.global || entry.isInclude || entry.skipped) continue;
-    if (inspection.isFromGlobalFile(entry.key)) continue;
-    if (inspection.entryOf(entry.key) == nullptr) continue;
-    report(
-        entry.at,
-        concat(
-            {shown(entry.key), " has a value in ",
-             inspection.nameOf(inspection.positionOf(entry.key)), ", so that this one is not used",
-             !entry.variable().empty() ? " as a property, though the environment does get it" : "",
-             ": remove one of them"}));
+    if (!entry.global || entry.skipped || entry.variable().empty()) continue;
+    const Entry* own = inspection.entryOf(entry.key);
+    if (own == nullptr || own->global || own->value == entry.value) continue;
+    report(entry.at, concat({"the environment gets this value of ", entry.variable(),
+                             ", the property the one of ", inspection.nameOf(own->at),
+                             ": remove one of them"}));
   }
 }
 
@@ -147,10 +264,34 @@ constexpr Rule rules[] = {
      .summary = "a key that nothing reads",
      .explanation =
          "The launcher takes any key and says nothing about one that it does not know. A key is "
-         "known when the launcher reads it or when a value refers to it as %KEY%.",
+         "known when the launcher reads it or when a value refers to it as %KEY%, also in another "
+         "of the files that are checked together. What an include defines may be meant for other "
+         "files: there a name is reported only when it is nearly one that the launcher knows.",
      .example = {.lines = "java.heap.size.maximum=512m"},
      .remedy = {.lines = "java.heap.size.max=512m"},
-     .check = unknownKey},
+     .compare = unknownKey},
+    {.id = "option-line",
+     .severity = Severity::error,
+     .summary = "an option of the JVM as a line of its own",
+     .explanation = "A line is KEY=VALUE. One that begins with an option is dropped, or is an "
+                    "entry of a key that nobody reads.",
+     .example = {.lines = "-Xmx512m"},
+     .remedy = {.lines = "java.heap.size.max=512m"},
+     .check = optionLine},
+    {.id = "foreign-comment",
+     .severity = Severity::warning,
+     .summary = "a comment that begins with ; or //",
+     .explanation = "Comments begin with # or !. Other lines are entries, or are dropped.",
+     .example = {.lines = "; the heap\njava.heap.size.max=512m"},
+     .remedy = {.lines = "# the heap\njava.heap.size.max=512m"},
+     .check = foreignComment},
+    {.id = "property-name",
+     .severity = Severity::error,
+     .summary = "a property's name with the -D of an option",
+     .explanation = "java.property.NAME=VALUE becomes -DNAME=VALUE.",
+     .example = {.lines = "java.property.-Dmode=fast"},
+     .remedy = {.lines = "java.property.mode=fast"},
+     .check = propertyName},
     {.id = "empty-value",
      .severity = Severity::warning,
      .summary = "an empty value where that hides another source",
@@ -162,22 +303,21 @@ constexpr Rule rules[] = {
     {.id = "duplicate-key",
      .severity = Severity::warning,
      .summary = "a key that is defined twice in one file",
-     .explanation = "The later line wins; the earlier one counts for references between the two.",
+     .explanation = "The later line wins; the earlier one counts for references between the two, "
+                    "so that x=%x% more is sound.",
      .example = {.lines = "java.heap.size.max=1g\njava.heap.size.max=2g"},
      .remedy = {.note = "Keep one of them.", .lines = "java.heap.size.max=2g"},
      .check = duplicateKey},
     {.id = "overridden-key",
      .severity = Severity::warning,
-     .summary = "a key that is defined in two files",
+     .summary = "a line whose value an include replaces",
      .explanation = "An include stands for its entries at that place: it replaces what was defined "
-                    "before it, and is replaced by what follows. global.kvf supplies only what is "
-                    "absent or empty. An exported variable is different: the environment gets the "
-                    "value that was read last, even if that was in global.kvf.",
+                    "above it, and is replaced by what follows. global.kvf supplies only what is "
+                    "absent or empty; but of an exported variable the environment gets the value "
+                    "that was read last, which is that of global.kvf.",
      .example = {.lines = "java.heap.size.max=1g\nvelox.include.kvf=%kvf.file.dir%/defaults.kvf",
                  .files = {{.path = "defaults.kvf", .content = "java.heap.size.max=2g\n"}}},
-     .remedy = {.note = "Allow the replacement with a comment, where it happens.",
-                .lines = "velox.include.kvf=%kvf.file.dir%/defaults.kvf\n# kvf: allow "
-                         "overridden-key\njava.heap.size.max=1g",
+     .remedy = {.lines = "velox.include.kvf=%kvf.file.dir%/defaults.kvf\njava.heap.size.max=1g",
                 .files = {{.path = "defaults.kvf", .content = "java.heap.size.max=2g\n"}}},
      .check = overriddenKey},
 };

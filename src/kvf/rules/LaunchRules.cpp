@@ -190,7 +190,8 @@ void startDelay(const Inspection& inspection, Report& report) {
     const std::string& value = inspection.outer.arguments[index + 1].text;
     int milliseconds = 0;
     const char* effect = nullptr;
-    if (!WString::StringToInteger(value.c_str(), milliseconds)) {
+    const bool isNumber = WString::StringToInteger(value.c_str(), milliseconds);
+    if (!isNumber) {
       effect =
           "is not a number: there is no delay, and the text becomes an argument of the application";
     } else if (milliseconds < 0) {
@@ -200,7 +201,8 @@ void startDelay(const Inspection& inspection, Report& report) {
     }
     if (effect == nullptr) return;
     report(argumentAt(index + 1),
-           concat({shown(value), " ", effect, "; give milliseconds in thousands, such as 2000"}));
+           concat({shown(value), " ", effect, "; give milliseconds in thousands, such as 2000"}))
+        .harmless = isNumber && milliseconds > 0;
   });
 }
 
@@ -289,7 +291,7 @@ constexpr Rule rules[] = {
                 .command = "kvf check -- wrapper --propFile acme.kvf"},
      .check = tooManyArguments},
     {.id = "start-delay",
-     .severity = Severity::warning,
+     .severity = Severity::error,
      .summary = "a delay that is not what it says",
      .explanation = "--delayStart takes milliseconds but waits whole seconds; what is negative or "
                     "no number does not wait.",

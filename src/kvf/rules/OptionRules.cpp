@@ -136,6 +136,14 @@ const char* insteadOfProgramOption(std::string_view option) {
   return namesClasses ? "use velox.class.path.extended and java.start.class" : "leave it out";
 }
 
+/// True for options that stand together with commas between them. Properties, agents and logs have
+/// commas of their own.
+bool hasCommas(std::string_view word) {
+  const bool isFlag = word.starts_with("-XX:") || setsSize(word) || word.starts_with("-Xint");
+  return isFlag &&
+         (word.find(",-X") != std::string_view::npos || word.find(",-D") != std::string_view::npos);
+}
+
 /// Reports what is wrong with a word by itself, or with it as the value of the one before it.
 bool reportWord(const Inspection& inspection, const OptionLine& line, std::size_t index,
                 Report& report) {
@@ -146,7 +154,17 @@ bool reportWord(const Inspection& inspection, const OptionLine& line, std::size_
                             "launcher's process ignores: ", insteadOfProgramOption(word)}));
     return true;
   }
+  if (isOption && hasCommas(word)) {
+    report(line.at, concat({shown(word), " is one option, which the JVM does not know: write ",
+                            "blanks between options, not commas"}));
+    return true;
+  }
   if (isOption || word.starts_with("\"-")) return false;
+  if (index == 0 && word.starts_with('@')) {
+    report(line.at, concat({shown(word), " is read by the program java alone: write the options ",
+                            "here, or in a file for velox.include.kvf"}));
+    return true;
+  }
   if (index == 0) {
     report(line.at, concat({"text before the first \"-\" is dropped: ", shown(word)}));
     return true;
@@ -178,22 +196,6 @@ void optionWord(const Inspection& inspection, Report& report) {
                            "value alone, as in -Dname=\"two words\""}));
 }
 
-void optionPercent(const Inspection& inspection, Report& report) {
-  const Entry* entry = inspection.entryOf(keys::extendedProperties);
-  if (entry == nullptr) return;
-  std::size_t signs = 0;
-  char before = '\0';
-  for (const char c : entry->written) {
-    if (c == '%' && before != '\\') ++signs;
-    before = c;
-  }
-  if (signs % 2 == 0) return;
-  report(
-      entry->at,
-      "a percent sign stands alone; it stays, but the next one in this value makes a reference of "
-      "the text between them: write \\\\%");
-}
-
 constexpr Rule rules[] = {
     {.id = "option-blank",
      .severity = Severity::error,
@@ -213,13 +215,6 @@ constexpr Rule rules[] = {
      .example = {.lines = "java.extended.properties=-Xmx 512m"},
      .remedy = {.lines = "java.extended.properties=-Xmx512m"},
      .check = optionWord},
-    {.id = "option-percent",
-     .severity = Severity::warning,
-     .summary = "a lone percent sign in JVM options",
-     .explanation = "One percent sign stays as it is, two swallow the text between them.",
-     .example = {.lines = "java.extended.properties=-XX:ErrorFile=/var/log/hs%p.log"},
-     .remedy = {.lines = R"(java.extended.properties=-XX:ErrorFile=/var/log/hs\\%p.log)"},
-     .check = optionPercent},
 };
 
 }  // namespace

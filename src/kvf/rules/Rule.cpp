@@ -5,9 +5,10 @@
 std::vector<const Rule*> allRules() {
   std::vector<const Rule*> rules;
   for (const std::span<const Rule> group :
-       {fileRules(), keyRules(), includeRules(), variableRules(), javaRules(), classPathRules(),
-        memoryRules(), optionRules(), optionFormRules(), optionPathRules(), jvmRules(),
-        classDataRules(), launchRules(), surroundingsRules()}) {
+       {fileRules(), keyRules(), includeRules(), variableRules(), sourceRules(), shellRules(),
+        javaRules(), classPathRules(), memoryRules(), optionRules(), optionFormRules(),
+        optionPathRules(), jvmRules(), classDataRules(), launchRules(), surroundingsRules(),
+        secretRules()}) {
     for (const Rule& rule : group) rules.push_back(&rule);
   }
   return rules;
@@ -22,4 +23,9 @@ const Rule* findRule(std::string_view id) {
 
 const char* nameOf(Severity severity) {
   return severity == Severity::error ? "error" : "warning";
+}
+
+Severity Finding::severity() const {
+  if (fatal) return Severity::error;
+  return harmless ? Severity::warning : rule->severity;
 }

@@ -11,8 +11,8 @@
 #include "kvf/rules/Finding.h"
 
 enum class Severity {
-  error,    ///< it does not do what it says
-  warning,  ///< it may be meant so
+  error,    ///< changes what was asked for, or ends the launch, in every case
+  warning,  ///< the application may run as it was meant
 };
 
 /// A file that an example needs beside its own.
@@ -71,7 +71,7 @@ struct Rule {
   Example remedy;           ///< has none
   /// Reports every place where the rule is broken.
   void (*check)(const Inspection& inspection, Report& report) = nullptr;
-  /// The same of files that are checked together.
+  /// The same of all that is checked together, be it one.
   void (*compare)(std::span<const Inspection> inspections, Report& report) = nullptr;
 };
 
@@ -90,6 +90,9 @@ std::span<const Rule> jvmRules();
 std::span<const Rule> classDataRules();
 std::span<const Rule> launchRules();
 std::span<const Rule> surroundingsRules();
+std::span<const Rule> sourceRules();
+std::span<const Rule> shellRules();
+std::span<const Rule> secretRules();
 
 /// All of them, in that order.
 std::vector<const Rule*> allRules();

@@ -10,6 +10,7 @@
 #include "foundation/PropertyKeys.h"
 #include "foundation/TextPieces.h"
 #include "kvf/rules/Rule.h"
+#include "kvf/rules/ShellSyntax.h"
 #include "kvf/text/Text.h"
 
 namespace {
@@ -25,21 +26,21 @@ void startDirectory(const Inspection& inspection, Report& report) {
   const auto directory = inspection.value(keys::startDirectory);
   if (!directory) return;
   const Position at = inspection.positionOf(keys::startDirectory);
-  if (!directory->starts_with('/')) {
-    report(at,
-           concat({shown(*directory), " is relative: it depends on where the launcher is started ",
-                   "from, and --run enters it twice; begin it with / or with an absolute ",
-                   "reference"}));
+  if (isFolder(inspection.atLauncher(*directory))) {
+    if (directory->starts_with('/') || *directory == ".") return;
+    report.harmless(
+        at, concat({shown(*directory), " is relative: it depends on where the launcher is started ",
+                    "from, and --run enters it twice; begin it with / or with an absolute ",
+                    "reference"}));
     return;
   }
-  if (isFolder(*directory)) return;
   report(at, concat({"there is no folder ", shown(*directory),
                      "; the launcher silently stays in its working directory"}));
 }
 
 void processIdFile(const Inspection& inspection, Report& report) {
   const auto name = inspection.value(keys::processIdFile);
-  if (!name || name->empty()) return;
+  if (!name || name->empty() || shellExpansionIn(*name)) return;
   const Position at = inspection.positionOf(keys::processIdFile);
   const std::string path = inspection.atLauncher(*name);
   const std::string folder = fs::path(path).parent_path().string();
@@ -150,7 +151,7 @@ void scriptValue(const Inspection& inspection, Report& report) {
     }
   });
   for (const std::string& argument : inspection.plan.arguments) {
-    if (!argument.empty() && firstUnsafe(argument).empty()) continue;
+    if (firstUnsafe(argument).empty()) continue;
     broken(inspection.positionOf(keys::applicationArgs), "the argument", argument);
   }
 }

@@ -69,30 +69,69 @@ void forEachUnresolved(const Inspection& inspection, Visit&& visit) {
   });
 }
 
+/// The line further down that defines the name; null: none does.
+const Entry* laterEntry(const Inspection& inspection, const Entry& entry, std::string_view name) {
+  bool isBehind = false;
+  for (const Entry& other : inspection.run().entries) {
+    const bool defines = other.key == name || other.variable() == name;
+    if (isBehind && defines && !other.skipped) return &other;
+    if (&other == &entry || other.at == entry.at) isBehind = true;
+  }
+  return nullptr;
+}
+
+/// True when a line further down defines the name, which is then told.
+bool reportsOrder(const Inspection& inspection, const Entry& entry, const Reference& reference,
+                  Report& report) {
+  const Entry* later = laterEntry(inspection, entry, reference.name);
+  if (later == nullptr) return false;
+  report(entry.at,
+         concat({"%", reference.name, "% is defined only below, in ", inspection.nameOf(later->at),
+                 ", and disappears from the value: move that line above this one"}));
+  return true;
+}
+
+/// A name that the launcher sets, spelt otherwise: KVF_FILE_DIR, kvf.file.path.
+std::string_view builtInLike(std::string_view name) {
+  std::string plain(name);
+  std::transform(plain.begin(), plain.end(), plain.begin(), [](unsigned char c) {
+    return c == '_' || c == '-' ? '.' : static_cast<char>(std::tolower(c));
+  });
+  if (plain.starts_with("kvf.")) return keys::fileDirectory;
+  const std::string_view nearest = nearestName(plain, {keys::fileDirectory, keys::pathSeparator});
+  return plain.find('.') == std::string::npos ? std::string_view() : nearest;
+}
+
 void unresolvedReference(const Inspection& inspection, Report& report) {
   constexpr int maxSuggestions = 20;
   int unresolved = 0;
   forEachUnresolved(inspection, [&](const Entry& entry, const Reference& reference) {
     if (!looksLikeName(reference.name) || looksLikeEnvironment(reference.name)) return;
+    if (reportsOrder(inspection, entry, reference, report)) return;
     std::vector<std::string_view> known;
-    if (++unresolved <= maxSuggestions) {
+    if (const std::string_view builtIn = builtInLike(reference.name); !builtIn.empty()) {
+      known.push_back(builtIn);
+    } else if (++unresolved <= maxSuggestions) {
       for (const Entry& other : inspection.run().entries) {
         if (&other != &entry) known.emplace_back(other.key);
       }
     }
-    report(entry.at, concat({"%", reference.name, "% is defined nowhere before this line",
-                             didYouMean(nearestName(reference.name, known)),
-                             ", and disappears from the value: define it above, or with --propVar ",
-                             reference.name, "=VALUE"}));
+    report(
+        entry.at,
+        concat({"%", reference.name, "% is defined nowhere before this line",
+                didYouMean(known.size() == 1 ? known.front() : nearestName(reference.name, known)),
+                ", and disappears from the value: define it above, or with --propVar ",
+                reference.name, "=VALUE"}));
   });
 }
 
 void unsetVariable(const Inspection& inspection, Report& report) {
   forEachUnresolved(inspection, [&](const Entry& entry, const Reference& reference) {
     if (!looksLikeName(reference.name) || !looksLikeEnvironment(reference.name)) return;
+    if (reportsOrder(inspection, entry, reference, report)) return;
     report(entry.at,
-           concat({"%", reference.name,
-                   "% is not set in the environment now, nor defined before this line; unless the ",
+           concat({"%", reference.name, "% is not set in the environment now, nor defined before ",
+                   "this line", didYouMean(builtInLike(reference.name)), "; unless the ",
                    "launch has it, it disappears from the value: set it, or give --propVar ",
                    reference.name, "=VALUE"}));
   });
@@ -105,6 +144,31 @@ void percentPair(const Inspection& inspection, Report& report) {
            concat({"the text between two percent signs, ", shown("%" + reference.name + "%"),
                    ", is taken for a reference and disappears: ", escapeAdvice}));
   });
+}
+
+/// The name behind a percent sign that has no second one, when it is one that has a value.
+std::string openReference(const Inspection& inspection, std::string_view value) {
+  const std::size_t sign = value.rfind('%');
+  if (sign == std::string_view::npos) return {};
+  const std::string_view rest = value.substr(sign + 1);
+  const auto end = std::find_if(rest.begin(), rest.end(), [](char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) == 0 && c != '_' && c != '.' && c != '-';
+  });
+  const std::string name(rest.begin(), end);
+  const bool isVariable = name.size() > 2 && looksLikeEnvironment(name) && end != rest.end();
+  const bool isKnown = name == keys::fileDirectory || name == keys::pathSeparator ||
+                       inspection.run().lastInFiles.contains(name);
+  return isKnown || (isVariable && *end == '/') ? name : std::string();
+}
+
+void openReferenceRule(const Inspection& inspection, Report& report) {
+  for (const Entry& entry : inspection.run().entries) {
+    if (entry.skipped) continue;
+    const std::string name = openReference(inspection, entry.value);
+    if (name.empty() || entry.written.find("%" + name) == std::string::npos) continue;
+    report(entry.at, concat({"the reference %", name,
+                             " is not closed and stays as it is: ", "write %", name, "%"}));
+  }
 }
 
 void tooManyReferences(const Inspection& inspection, Report& report) {
@@ -127,7 +191,7 @@ std::string_view keyAt(const Inspection& inspection, const Position& at) {
 
 void tooMuchText(const Inspection& inspection, Report& report) {
   for (const Failure& failure : inspection.failures(Failure::Stage::expansion)) {
-    report(
+    report.harmless(
         failure.at,
         concat({"the references up to here add up to more than 32 MiB of text, so that ",
                 shown(keyAt(inspection, failure.at)), " was not examined; the launcher keeps ",
@@ -154,9 +218,17 @@ void referenceAgain(const Inspection& inspection, Report& report) {
   });
 }
 
+/// Logins and service managers set these for every program, so that an entry of that name is no
+/// default for an environment without.
+bool isAlwaysSet(std::string_view variable) {
+  constexpr std::string_view names[] = {"HOME", "HOSTNAME", "LANG",  "LOGNAME", "MAIL", "OLDPWD",
+                                        "PATH", "PWD",      "SHELL", "SHLVL",   "TERM", "USER"};
+  return std::find(std::begin(names), std::end(names), variable) != std::end(names);
+}
+
 void environmentWins(const Inspection& inspection, Report& report) {
   forEachReference(inspection, [&](const Entry& entry, const Reference& reference) {
-    if (reference.source != VariableSource::environment) return;
+    if (reference.source != VariableSource::environment || !isAlwaysSet(reference.name)) return;
     const auto found = inspection.run().lastInFiles.find(reference.name);
     if (found == inspection.run().lastInFiles.end()) return;
     const Entry* own = &inspection.run().entries[found->second];
@@ -198,6 +270,14 @@ constexpr Rule rules[] = {
      .example = {.lines = "application.args=100% sure, 5% unsure"},
      .remedy = {.lines = R"(application.args=100\\% sure, 5\\% unsure)"},
      .check = percentPair},
+    {.id = "open-reference",
+     .severity = Severity::error,
+     .summary = "a reference without its second percent sign",
+     .explanation = "A percent sign alone stays as it is, which is right for 50% but not for the "
+                    "name of a variable.",
+     .example = {.lines = "java.property.data=%kvf.file.dir/data"},
+     .remedy = {.lines = "java.property.data=%kvf.file.dir%/data"},
+     .check = openReferenceRule},
     {.id = "too-many-references",
      .severity = Severity::error,
      .summary = "more than 100 references in one value",
@@ -230,9 +310,10 @@ constexpr Rule rules[] = {
      .check = referenceAgain},
     {.id = "environment-wins",
      .severity = Severity::warning,
-     .summary = "a reference that the environment overrules",
-     .explanation = "A reference looks at the environment before the entries of the file. A key "
-                    "that has the name of a variable is not seen while that is set.",
+     .summary = "a key with the name of a variable that is always set",
+     .explanation = "A reference looks at the environment before the entries of the file. That "
+                    "makes an entry a default, as HEAP=512m for %HEAP%; but HOME, PATH, USER and "
+                    "their like are set in every start, so that the entry never counts.",
      .example = {.lines = "HOME=/opt/acme\njava.property.data=%HOME%/data"},
      .remedy = {.note = "Give the key a name that no environment has.",
                 .lines = "acme.home=/opt/acme\njava.property.data=%acme.home%/data"},

@@ -1,0 +1,165 @@
+#include "kvf/launch/Secrets.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "kvf/text/Text.h"
+
+namespace {
+
+constexpr std::string_view mark = "***";
+/// What is shorter stands in many a text by chance.
+constexpr std::size_t shortestHidden = 6;
+
+std::string lowered(std::string_view text) {
+  std::string result(text);
+  std::transform(result.begin(), result.end(), result.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return result;
+}
+
+bool isNameCharacter(char c) {
+  return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || c == '.' || c == '-';
+}
+
+/// Neither a place to look for the secret nor a switch or a number.
+bool isSecretValue(std::string_view value) {
+  const bool isNumber = value.find_first_not_of("0123456789") == std::string_view::npos;
+  constexpr std::string_view harmless[] = {"true", "false", "none", "null", "changeit"};
+  if (isNumber || value.starts_with('/') || value.starts_with("file:")) return false;
+  if (value.find_first_of("%$") != std::string_view::npos && value.find('{') != std::string::npos) {
+    return false;
+  }
+  return std::find(std::begin(harmless), std::end(harmless), value) == std::end(harmless);
+}
+
+struct Found {
+  std::size_t at = 0;
+  std::size_t size = 0;
+};
+
+/// The next "name=value" or "--name value" of a secret in a text, as an option, an argument or a
+/// part of a URL has it; of size 0: there is none.
+Found nextAssignment(std::string_view text, std::size_t from) {
+  for (std::size_t sign = from; (sign = text.find_first_of("= ", sign)) != std::string_view::npos;
+       ++sign) {
+    std::size_t start = sign;
+    while (start > from && isNameCharacter(text[start - 1])) --start;
+    const std::string_view name = text.substr(start, sign - start);
+    const std::size_t at = sign + 1;
+    const bool takesNext = name.starts_with("--") && !text.substr(at).starts_with('-');
+    if (!isSecretName(name) || (text[sign] == ' ' && !takesNext)) continue;
+    const std::size_t end = std::min(text.find_first_of(" \t&;\"',", at), text.size());
+    if (end > at && isSecretValue(text.substr(at, end - at))) return {at, end - at};
+  }
+  return {};
+}
+
+bool standsAlone(std::string_view text, std::size_t at, std::size_t size) {
+  const auto isPart = [&](std::size_t i) {
+    return i < text.size() && std::isalnum(static_cast<unsigned char>(text[i])) != 0;
+  };
+  return (at == 0 || !isPart(at - 1)) && !isPart(at + size);
+}
+
+void replaceAll(std::string& text, const std::string& value) {
+  for (std::size_t at = 0; (at = text.find(value, at)) != std::string::npos;) {
+    if (standsAlone(text, at, value.size())) {
+      text.replace(at, value.size(), mark);
+      at += mark.size();
+    } else {
+      at += value.size();
+    }
+  }
+}
+
+}  // namespace
+
+bool isSecretName(std::string_view name) {
+  constexpr std::string_view ends[] = {"password",   "passwd",      "passphrase",  "secret",
+                                       "token",      "apikey",      "api.key",     "api_key",
+                                       "api-key",    "secretkey",   "secret.key",  "secret_key",
+                                       "secret-key", "private.key", "private_key", "credentials"};
+  const std::string text = lowered(name);
+  // Those of a trust store protect nothing.
+  if (text.ends_with("truststorepassword")) return false;
+  return std::any_of(std::begin(ends), std::end(ends),
+                     [&](std::string_view end) { return text.ends_with(end); });
+}
+
+std::string_view writtenSecret(const Entry& entry) {
+  const std::string_view value = entry.written;
+  if (entry.isInclude || value.empty()) return {};
+  const auto isReference = [&](std::string_view text) {
+    return text.size() > 2 && text.front() == '%' && text.back() == '%';
+  };
+  if (isSecretName(entry.key)) {
+    return isSecretValue(value) && !isReference(value) ? value : std::string_view();
+  }
+  for (Found found = nextAssignment(value, 0); found.size > 0;
+       found = nextAssignment(value, found.at + found.size)) {
+    const std::string_view secret = value.substr(found.at, found.size);
+    if (!isReference(secret)) return secret;
+  }
+  return {};
+}
+
+Secrets::Secrets(const Inspection& inspection) {
+  const auto add = [&](std::string_view value) {
+    if (value.size() >= shortestHidden && isSecretValue(value)) values_.emplace(value);
+  };
+  for (const AssemblyRun* run : {&inspection.outer, &inspection.run()}) {
+    for (const Entry& entry : run->entries) {
+      if (isSecretName(entry.key)) add(entry.value);
+      add(writtenSecret(entry));
+      for (const Reference& reference : entry.references) {
+        if (isSecretName(reference.name)) add(reference.replacement);
+      }
+    }
+  }
+}
+
+std::string Secrets::masked(std::string_view text) const {
+  std::string result(text);
+  for (Found found = nextAssignment(result, 0); found.size > 0;
+       found = nextAssignment(result, found.at + mark.size())) {
+    result.replace(found.at, found.size, mark);
+  }
+  for (const std::string& value : values_) replaceAll(result, value);
+  return result;
+}
+
+void Secrets::mask(AssemblyRun& run) const {
+  const auto maskOf = [&](std::string_view name, std::string& value) {
+    value = isSecretName(name) && isSecretValue(value) ? std::string(mark) : masked(value);
+  };
+  for (Entry& entry : run.entries) {
+    maskOf(entry.key, entry.written);
+    maskOf(entry.key, entry.value);
+    for (Reference& reference : entry.references) {
+      maskOf(reference.name, reference.replacement);
+    }
+  }
+  SimpleProperties hidden;
+  run.merged.forEach([&](const WString& key, const WString& value) {
+    std::string text = toString(value);
+    maskOf(key.view(), text);
+    hidden.set(key, WString(text));
+  });
+  run.merged = hidden;
+}
+
+void Secrets::mask(Inspection& inspection) const {
+  mask(inspection.outer);
+  if (inspection.inner) mask(*inspection.inner);
+  for (auto& [name, value] : inspection.plan.exported) {
+    value = isSecretName(name) && isSecretValue(value) ? std::string(mark) : masked(value);
+  }
+  for (std::string& option : inspection.plan.options) option = masked(option);
+  bool isSecret = false;
+  for (std::string& argument : inspection.plan.arguments) {
+    const bool isName = argument.starts_with("--") && isSecretName(argument);
+    argument = isSecret && isSecretValue(argument) ? std::string(mark) : masked(argument);
+    isSecret = isName;
+  }
+}

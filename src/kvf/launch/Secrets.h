@@ -1,0 +1,33 @@
+#ifndef VELOX_KVF_LAUNCH_SECRETS_H
+#define VELOX_KVF_LAUNCH_SECRETS_H
+
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "kvf/launch/Inspection.h"
+
+/// True for the name of a password, token or key: one that ends so, as db.password or API_TOKEN.
+bool isSecretName(std::string_view name);
+
+/// The secrets of a launch: the values of such names, in its files and in variables they refer to.
+class Secrets {
+ public:
+  explicit Secrets(const Inspection& inspection);
+
+  /// The text with *** for every secret in it.
+  [[nodiscard]] std::string masked(std::string_view text) const;
+  /// Masks everything that a reader may be shown of the inspection.
+  void mask(Inspection& inspection) const;
+
+ private:
+  void mask(AssemblyRun& run) const;
+
+  std::set<std::string, std::greater<>> values_;  ///< longer ones before their beginnings
+};
+
+/// The secret that an entry itself holds, be it in an option or an argument; empty: none. One that
+/// it refers to by a variable stands elsewhere.
+std::string_view writtenSecret(const Entry& entry);
+
+#endif

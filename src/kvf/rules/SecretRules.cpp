@@ -1,0 +1,58 @@
+#include <filesystem>
+
+#include "kvf/launch/Secrets.h"
+#include "kvf/rules/Rule.h"
+#include "kvf/text/Text.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// True when users who are neither the owner nor of its group can read the file.
+bool isReadableByOthers(const std::string& name) {
+  std::error_code error;
+  fs::path path = fs::canonical(name, error);
+  const auto allows = [&](fs::perms right) {
+    const fs::perms rights = fs::status(path, error).permissions();
+    return !error && (rights & right) != fs::perms::none;
+  };
+  if (error || !allows(fs::perms::others_read)) return false;
+  while (path.has_relative_path()) {
+    path = path.parent_path();
+    if (!allows(fs::perms::others_exec)) return false;
+  }
+  return true;
+}
+
+void readableSecret(const Inspection& inspection, Report& report) {
+  for (const Entry& entry : inspection.run().entries) {
+    if (entry.skipped || writtenSecret(entry).empty()) continue;
+    const SourceFile& file = inspection.fileOf(entry.at);
+    if (!isReadableByOthers(file.name)) continue;
+    report(entry.at,
+           concat({"everyone on this machine can read the secret in this line: make the file ",
+                   "unreadable for others, with chmod o-r, or take it from a variable that the ",
+                   "service manager sets"}));
+  }
+}
+
+constexpr Rule rules[] = {
+    {.id = "readable-secret",
+     .severity = Severity::warning,
+     .summary = "a password in a file that everyone can read",
+     .explanation = "Names that end in password, secret, token or the like hold one, also in an "
+                    "option, an argument or a URL; a reference or a path does not. What counts are "
+                    "the modes of the file and of the folders above it.",
+     .example = {.note = "The file has the mode 0644.",
+                 .lines = "java.property.db.password=Tr0ub4dor"},
+     .remedy = {.note = "Take it from the environment; a unit reads it with EnvironmentFile=. Or "
+                        "let the file have the mode 0640 and the group of the service.",
+                .lines = "# kvf: allow unset-variable\njava.property.db.password=%DB_PASSWORD%"},
+     .check = readableSecret},
+};
+
+}  // namespace
+
+std::span<const Rule> secretRules() {
+  return rules;
+}

@@ -1,0 +1,258 @@
+#include <algorithm>
+#include <cctype>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "config/Switches.h"
+#include "foundation/PropertyKeys.h"
+#include "javarun/ArgumentSplitter.h"
+#include "javarun/ExtendedOptions.h"
+#include "kvf/rules/Keys.h"
+#include "kvf/rules/Rule.h"
+#include "kvf/rules/ShellSyntax.h"
+#include "kvf/text/Text.h"
+
+namespace {
+
+/// Values that the launcher, or the system, opens as they are.
+bool holdsPaths(const Entry& entry) {
+  constexpr std::string_view paths[] = {
+      keys::javaLibrary,     keys::applicationLibrary, keys::classPathExtended,
+      keys::classPath,       keys::javaPath,           keys::adjusterClassPath,
+      keys::javaLibraryPath, keys::processIdFile,      keys::startDirectory};
+  if (std::find(std::begin(paths), std::end(paths), entry.key) != std::end(paths)) return true;
+  const std::string_view variable = entry.variable();
+  const auto isOneOf = [&](std::string_view name) {
+    return variable == name || variable.ends_with(concat({"_", name}));
+  };
+  return isOneOf("PATH") || isOneOf("HOME") || isOneOf("DIR") || variable == "CLASSPATH";
+}
+
+/// Options of the JVM by their names, unlike properties, which the application reads.
+bool isOfJvm(std::string_view option) {
+  // A shell runs the commands of these.
+  if (option.starts_with("-XX:OnOutOfMemoryError") || option.starts_with("-XX:OnError")) {
+    return false;
+  }
+  return option.starts_with("-X") || option.starts_with("-javaagent:") ||
+         option.starts_with("-agent");
+}
+
+void shellVariable(const Inspection& inspection, Report& report) {
+  const auto tell = [&](const Entry& entry, std::string_view text) {
+    const auto expansion = shellExpansionIn(text);
+    if (!expansion) return;
+    report(entry.at,
+           concat({"only a shell expands ", shown(expansion->text), ", and there is none here: ",
+                   expansion->instead.empty()
+                       ? "have it done before the start, and refer to a variable with the result"
+                       : concat({"write ", expansion->instead})}));
+  };
+  for (const Entry& entry : inspection.run().entries) {
+    if (entry.skipped || entry.isInclude) continue;
+    if (holdsPaths(entry)) tell(entry, entry.written);
+    if (entry.key != keys::extendedProperties) continue;
+    for (const WString& option : splitExtendedOptions(WString(entry.written))) {
+      if (isOfJvm(option.view())) tell(entry, option.view());
+    }
+  }
+}
+
+LaunchWay wayOf(const Inspection& inspection) {
+  return inspection.isJava() ? LaunchWay::hostedJava : LaunchWay::nativeLibrary;
+}
+
+std::vector<std::string> wordsOf(std::string_view text, LaunchWay way) {
+  std::vector<std::string> words;
+  for (const WString& word : splitArguments(WString(text), way)) words.push_back(toString(word));
+  return words;
+}
+
+/// "$(POD_NAME)" in a word: its name.
+std::string_view clusterVariableIn(std::string_view word) {
+  const std::size_t start = word.find("$(");
+  if (start == std::string_view::npos) return {};
+  const std::string_view name = word.substr(start + 2, word.find(')', start) - start - 2);
+  const bool isName = std::all_of(name.begin(), name.end(), [](char c) {
+    return std::isupper(static_cast<unsigned char>(c)) != 0 ||
+           std::isdigit(static_cast<unsigned char>(c)) != 0 || c == '_';
+  });
+  return isName ? name : std::string_view();
+}
+
+void shellSyntax(const Inspection& inspection, Report& report) {
+  const Entry* entry = inspection.entryOf(keys::applicationArgs);
+  if (entry == nullptr) return;
+  const std::vector<std::string> words = wordsOf(entry->value, wayOf(inspection));
+  if (const std::string word = redirectionIn(words);
+      !word.empty() && entry->value.find("\"" + word) == std::string::npos) {
+    report(entry->at,
+           concat({"no shell reads this: the application gets ", shown(word),
+                   " as an argument; redirect where the launcher is started, or in its unit"}));
+  }
+  if (const std::string word = foreignQuoteIn(words); !word.empty()) {
+    report(entry->at, concat({"only double quotes hold words together: the application gets ",
+                              shown(word), " as an argument; write \"two words\""}));
+  }
+  for (const std::string& word : words) {
+    if (word == "$@" || word == "$*") {
+      report(entry->at,
+             concat({"the application gets ", shown(word), " as an argument: leave it out, the ",
+                     "arguments of the command line follow by themselves"}));
+    } else if (const std::string_view name = clusterVariableIn(word); !name.empty()) {
+      report(entry->at, concat({"$(", name, ") stays as it is here; a cluster expands it in ",
+                                "the arguments of a container alone: write %", name, "%"}));
+    } else if (word == "#" && &word != &words.back()) {
+      report(entry->at,
+             "a # does not begin a comment behind a value: the application gets it, and the words "
+             "behind it, as arguments; put the comment on a line of its own");
+    }
+  }
+}
+
+void argumentQuotes(const Inspection& inspection, Report& report) {
+  const Entry* entry = inspection.entryOf(keys::applicationArgs);
+  if (entry == nullptr || entry->value.find("\\\"") != std::string::npos) return;
+  const auto intended = shellWords(entry->value);
+  if (!intended) {
+    report(entry->at,
+           "a double quote is not closed: it goes, and at the start of a word it holds everything "
+           "behind it together; write a pair");
+    return;
+  }
+  // Of empty ones another rule knows.
+  const auto withoutEmpty = [](std::vector<std::string> words) {
+    std::erase(words, "");
+    return words;
+  };
+  const auto wanted = withoutEmpty(*intended);
+  const auto given = withoutEmpty(wordsOf(entry->value, wayOf(inspection)));
+  const auto [want, get] = std::mismatch(wanted.begin(), wanted.end(), given.begin(), given.end());
+  if (want == wanted.end() || want->find(' ') == std::string::npos) return;
+  report(entry->at, concat({"quotes within a word hold nothing together: the application gets ",
+                            get == given.end() ? "nothing of it" : shown(*get),
+                            "; write the whole word in ", "quotes, ", shown(*want)}));
+}
+
+void emptyArgument(const Inspection& inspection, Report& report) {
+  const std::string command = inspection.command();
+  const bool writesScript = inspection.forScript || command == switches::generateScript;
+  if (!writesScript && command != switches::cmdlineJava) return;
+  const std::string value = inspection.valueOf(keys::applicationArgs);
+  const auto countOfEmpty = [&](LaunchWay way) {
+    const std::vector<std::string> words = wordsOf(value, way);
+    return std::count(words.begin(), words.end(), "");
+  };
+  if (countOfEmpty(LaunchWay::hostedJava) == countOfEmpty(LaunchWay::externalJava)) return;
+  report(inspection.positionOf(keys::applicationArgs),
+         concat({"the empty argument \"\" gets lost with ",
+                 writesScript ? switches::generateScript : switches::cmdlineJava,
+                 ", and those behind it move up: start it with --run, which keeps it"}));
+}
+
+void quotedValue(const Inspection& inspection, Report& report) {
+  for (const Entry& entry : inspection.run().entries) {
+    if (entry.skipped || entry.isInclude) continue;
+    const std::string_view value = entry.written;
+    if (value.size() < 2 || value.front() != value.back()) continue;
+    const char quote = value.front();
+    if (quote != '"' && quote != '\'') continue;
+    if (value.substr(1, value.size() - 2).find(quote) != std::string_view::npos) continue;
+    const KeyInfo* info = findKey(entry.key);
+    const bool isSplit =
+        entry.key == keys::applicationArgs || entry.key == keys::extendedProperties;
+    if (info == nullptr || isSplit) continue;
+    report(entry.at, concat({"the quotes around ", shown(value.substr(1, value.size() - 2)),
+                             " belong to the value: leave them out, blanks need none"}));
+  }
+}
+
+/// A value that is complete by itself: a number, a size, a path, yes or no.
+bool isWhole(std::string_view word) {
+  constexpr std::string_view words[] = {"true", "false", "yes", "no", "on", "off"};
+  if (std::find(std::begin(words), std::end(words), word) != std::end(words)) return true;
+  if (word.starts_with('/') || word.starts_with('%')) return true;
+  const std::size_t digits = word.find_first_not_of("0123456789.");
+  return digits != 0 && word.size() - std::min(digits, word.size()) <= 2;
+}
+
+void trailingComment(const Inspection& inspection, Report& report) {
+  for (const Entry& entry : inspection.run().entries) {
+    const std::string_view value = entry.written;
+    const std::size_t mark = value.find(" #");
+    if (mark == std::string_view::npos || entry.skipped) continue;
+    const std::string_view word = value.substr(0, value.find_last_not_of(" \t", mark) + 1);
+    const bool isComment = value.size() == mark + 2 || value[mark + 2] == ' ';
+    if (!isComment || word.find(' ') != std::string_view::npos || word.empty()) continue;
+    const KeyInfo* info = findKey(entry.key);
+    const bool isOwn = info != nullptr && info->rest == nullptr;
+    const bool isSplit =
+        entry.key == keys::applicationArgs || entry.key == keys::extendedProperties;
+    if (isSplit || (!isOwn && !isWhole(word))) continue;
+    report(entry.at, concat({"a # does not begin a comment behind a value: the value is ",
+                             shown(value), "; put the comment on a line of its own"}));
+  }
+}
+
+constexpr Rule rules[] = {
+    {.id = "shell-variable",
+     .severity = Severity::error,
+     .summary = "$NAME, ~ and the like where only a shell would expand them",
+     .explanation = "No shell reads a properties file: paths, variables of paths and options of "
+                    "the JVM have $HOME or ~ as they stand there. An argument or a property may "
+                    "have them, since the application may want them.",
+     .example = {.lines = "velox.env.ACME_HOME=$HOME/acme"},
+     .remedy = {.lines = "velox.env.ACME_HOME=%HOME%/acme"},
+     .check = shellVariable},
+    {.id = "shell-syntax",
+     .severity = Severity::warning,
+     .summary = "redirections, single quotes and the like in application.args",
+     .explanation = "Blanks split the arguments and double quotes hold them together; everything "
+                    "else is the application's: > FILE, 2>&1, a last &, \"$@\", single and "
+                    "typographic quotes, a comment.",
+     .example = {.lines = "application.args=--port 80 > /var/log/acme.log"},
+     .remedy = {.note = "Redirect where the launcher is started.",
+                .lines = "application.args=--port 80"},
+     .check = shellSyntax},
+    {.id = "argument-quotes",
+     .severity = Severity::error,
+     .summary = "double quotes that hold no words together",
+     .explanation = "In application.args quotes count at the start of a word alone; within a word "
+                    "they vanish. In java.extended.properties they stand around a value.",
+     .example = {.lines = "application.args=--title=\"Acme Server\""},
+     .remedy = {.lines = "application.args=\"--title=Acme Server\""},
+     .check = argumentQuotes},
+    {.id = "empty-argument",
+     .severity = Severity::error,
+     .summary = "an empty argument that gets lost",
+     .explanation = "--run hands \"\" on as an empty argument; --cmdlineJava and the script of "
+                    "--generateScript leave it out.",
+     .example = {.lines = "application.args=--suffix \"\" --port 80",
+                 .command = "kvf check -- wrapper --propFile acme.kvf --cmdlineJava"},
+     .remedy = {.lines = "application.args=--suffix \"\" --port 80",
+                .command = "kvf check -- wrapper --propFile acme.kvf --run"},
+     .check = emptyArgument},
+    {.id = "quoted-value",
+     .severity = Severity::warning,
+     .summary = "a value in quotes",
+     .explanation = "A value reaches to the end of its line, and quotes belong to it. Only "
+                    "application.args and java.extended.properties split at blanks.",
+     .example = {.lines = "velox.env.ACME_HOME=\"/opt/acme\""},
+     .remedy = {.lines = "velox.env.ACME_HOME=/opt/acme"},
+     .check = quotedValue},
+    {.id = "trailing-comment",
+     .severity = Severity::warning,
+     .summary = "a comment behind a value",
+     .explanation = "A comment has a line of its own. What looks like one behind a value belongs "
+                    "to the value.",
+     .example = {.lines = "java.property.timeout=30 # seconds"},
+     .remedy = {.lines = "# Seconds.\njava.property.timeout=30"},
+     .check = trailingComment},
+};
+
+}  // namespace
+
+std::span<const Rule> shellRules() {
+  return rules;
+}
