@@ -2,6 +2,7 @@
 #define VELOX_TESTS_E2E_LIFECYCLETEST_H
 
 #include <fstream>
+#include <stdexcept>
 #include <string>
 
 #include "e2e/WrapperTest.h"
@@ -34,8 +35,11 @@ class LifecycleTest : public WrapperTest {
   }
   static pid_t childOf(pid_t parent) {
     const std::string id = std::to_string(parent);
-    pid_t child = -1;
-    std::ifstream("/proc/" + id + "/task/" + id + "/children") >> child;
+    pid_t child = 0;
+    // Never a number that stands for many processes: the tests send it signals.
+    if (!(std::ifstream("/proc/" + id + "/task/" + id + "/children") >> child)) {
+      throw std::runtime_error("no child of " + id);
+    }
     return child;
   }
 };
