@@ -49,10 +49,15 @@ else()
     velox_flags
     INTERFACE -fstack-protector-strong "$<${optimized}:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3>"
               "$<${optimized}:-ffunction-sections;-fdata-sections>")
-  # What not every compiler and processor has.
-  foreach(flag fstack-clash-protection fcf-protection mbranch-protection=standard)
-    check_cxx_compiler_flag(-${flag} velox_has_${flag})
-    if(velox_has_${flag})
+  # What not every compiler and processor has. Clang takes one of another processor, with a warning.
+  set(protections fstack-clash-protection fcf-protection)
+  if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
+    set(protections fstack-clash-protection mbranch-protection=standard)
+  endif()
+  foreach(flag IN LISTS protections)
+    string(MAKE_C_IDENTIFIER velox_has_${flag} velox_has_flag)
+    check_cxx_compiler_flag(-${flag} ${velox_has_flag})
+    if(${velox_has_flag})
       target_compile_options(velox_flags INTERFACE -${flag})
     endif()
   endforeach()

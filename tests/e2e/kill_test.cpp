@@ -66,7 +66,8 @@ TEST_F(Kill, ReportsThatTheProcessIsAnotherUsers) {
 }
 
 TEST_F(Kill, ReportsThatTheProcessIdFileCannotBeRemoved) {
-  Child instance = sandbox_.start({"sleep", "60"}, {.asNobody = true});
+  Child instance = sandbox_.start({"sh", "-c", "echo up; exec sleep 60"}, {.asNobody = true});
+  ASSERT_TRUE(instance.prints("up"));
   sandbox_.write("locked/pid", std::to_string(instance.id()));
   fs::permissions(sandbox_.path("locked"), static_cast<fs::perms>(0555));
   kvf("processID.file.name=locked/pid\n");
