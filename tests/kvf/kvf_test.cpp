@@ -371,6 +371,19 @@ TEST_F(KvfTest, AJvmNamesEachOptionInItsLine) {
   EXPECT_FALSE(told.has("app.kvf:1:"));
 }
 
+TEST_F(KvfTest, AJvmLooksForTheStartClassOnAModulePath) {
+  if (javaRelease() < 9) GTEST_SKIP() << "no modules";
+  const std::string modules =
+      std::string("velox.class.path.extended=/tmp\njava.start.class=") +
+      "probe.Probe\njava.extended.properties=--module-path=" VELOX_PROBE_JAR;
+  kvf("java.library=" + jvmLibrary() + "\n" + modules + "\n");
+  EXPECT_TRUE(run({"check", "--jvm", "app.kvf"}).has("name its module with --add-modules"));
+  kvf("java.library=" + jvmLibrary() + "\n" + modules + " --add-modules=ALL-MODULE-PATH\n");
+  EXPECT_EQ(run({"check", "--jvm", "app.kvf"}), (Outcome{0, ""}));
+  kvf("java.library=" + jvmLibrary() + "\n" + modules + " --add-modules=acme.gone\n");
+  EXPECT_TRUE(run({"check", "--jvm", "app.kvf"}).has("Module acme.gone not found"));
+}
+
 TEST_F(KvfTest, ATrialTouchesNothingOfTheApplication) {
   sandbox_.write("gc.log", "a log\n");
   sandbox_.write("app.jfr", "a recording\n");

@@ -245,16 +245,21 @@ void startClassLoads(const Inspection& inspection, Report& report) {
   const std::string& failure = inspection.jvmTrial->classFailure;
   const std::string name = withSlashes(inspection.valueOf(keys::startClass));
   const bool isToldElsewhere =
-      withSlashes(failure).ends_with("ClassNotFoundException: " + name) ||
+      (withSlashes(failure).ends_with("ClassNotFoundException: " + name) &&
+       !mayComeFromElsewhere(inspection, name)) ||
       failure.find("(wrong name: ") != std::string::npos ||
       failure.find("UnsupportedClassVersionError: " + name) != std::string::npos ||
       failure.find("ClassFormatError: ") != std::string::npos;
   if (isToldElsewhere) return;
-  const bool isMissing = failure.find("NoClassDefFoundError") != std::string::npos;
+  // A class of the module path, too, is only found in a module that is resolved.
+  const bool isMissing = failure.find("NoClassDefFoundError") != std::string::npos ||
+                         failure.find("ClassNotFoundException") != std::string::npos;
   report.fatal(
       inspection.positionOf(keys::startClass),
       concat({"the JVM cannot load the start class, and ", endOf(inspection), ": ", shown(failure),
-              isMissing ? ": put what has this class into the class path" : ""}));
+              isMissing ? ": put what has this class into the class path, or name its module with "
+                          "--add-modules"
+                        : ""}));
 }
 
 /// Whether the class or one above it has the method; nothing when a class cannot be looked at.
