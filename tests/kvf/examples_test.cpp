@@ -29,6 +29,8 @@ std::string sumOf(std::string_view text, std::size_t times) {
 class ExampleFolder {
  public:
   explicit ExampleFolder(const Example& example) : example_(example) {
+    // Others reach the files, as those of a service.
+    fs::permissions(fs::path(sandbox_.path()).parent_path(), fs::perms(0755));
     sandbox_.write("acme.kvf", properties());
     for (const char* folder : {"lib", "bin"}) fs::create_directory(sandbox_.path(folder));
     fs::copy_file(VELOX_ACME_JAR, sandbox_.path("lib/acme.jar"));

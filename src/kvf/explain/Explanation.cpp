@@ -72,6 +72,22 @@ bool hasHiddenMain(const Inspection& inspection) {
   return main != nullptr && !main->isPublic();
 }
 
+/// The places whose values refer to each key.
+std::map<std::string, std::vector<std::string>> usersByKey(const Inspection& inspection) {
+  std::map<std::string, std::vector<std::string>> users;
+  for (const Entry& entry : inspection.run().entries) {
+    std::set<std::string_view> names;
+    for (const Reference& reference : entry.references) {
+      const bool isEntry = reference.source == VariableSource::entries ||
+                           reference.source == VariableSource::context;
+      const bool isNew =
+          isEntry && !reference.whileExporting && names.insert(reference.name).second;
+      if (isNew) users[reference.name].push_back(inspection.nameOf(entry.at));
+    }
+  }
+  return users;
+}
+
 }  // namespace
 
 std::vector<ExplainedProperty> explainProperties(const Inspection& inspection) {
@@ -81,13 +97,13 @@ std::vector<ExplainedProperty> explainProperties(const Inspection& inspection) {
     if (isPlain(entry)) entries[entry.key].push_back(&entry);
   }
 
+  std::map<std::string, std::vector<std::string>> users = usersByKey(inspection);
   std::vector<ExplainedProperty> properties;
   std::set<std::string> done;
   const auto add = [&](const std::string& key) {
     const auto value = inspection.value(key.c_str());
     if (!value || !done.insert(key).second) return;
-    ExplainedProperty property = {
-        key, originOf(inspection, key, *value), {}, usersOf(inspection, key)};
+    ExplainedProperty property = {key, originOf(inspection, key, *value), {}, users[key]};
     const Entry* used = inspection.entryOf(key);
     for (const Entry* entry : entries[key]) {
       if (entry == used) continue;
@@ -128,18 +144,10 @@ std::vector<ExplainedEntry> explainKey(const Inspection& inspection, std::string
   return chain;
 }
 
-std::vector<std::string> usersOf(const Inspection& inspection, std::string_view key) {
-  std::vector<std::string> users;
-  for (const Entry& entry : inspection.run().entries) {
-    const bool refers = std::any_of(
-        entry.references.begin(), entry.references.end(), [&](const Reference& reference) {
-          const bool isEntry = reference.source == VariableSource::entries ||
-                               reference.source == VariableSource::context;
-          return isEntry && reference.name == key && !reference.whileExporting;
-        });
-    if (refers) users.push_back(inspection.nameOf(entry.at));
-  }
-  return users;
+std::vector<std::string> usersOf(const Inspection& inspection, const std::string& key) {
+  const auto users = usersByKey(inspection);
+  const auto found = users.find(key);
+  return found == users.end() ? std::vector<std::string>() : found->second;
 }
 
 std::string whatItBrings(const ScannedElement& element) {

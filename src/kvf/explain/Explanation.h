@@ -43,7 +43,7 @@ std::vector<ExplainedProperty> explainProperties(const Inspection& inspection);
 std::vector<ExplainedEntry> explainKey(const Inspection& inspection, std::string_view key);
 
 /// The places whose values refer to the key.
-std::vector<std::string> usersOf(const Inspection& inspection, std::string_view key);
+std::vector<std::string> usersOf(const Inspection& inspection, const std::string& key);
 
 /// What an element of the expanded class path brings, or why it brings nothing.
 std::string whatItBrings(const ScannedElement& element);

@@ -59,18 +59,7 @@ bool standsAlone(std::string_view text, std::size_t at, std::size_t size) {
   const auto isPart = [&](std::size_t i) {
     return i < text.size() && std::isalnum(static_cast<unsigned char>(text[i])) != 0;
   };
-  return (at == 0 || !isPart(at - 1)) && !isPart(at + size);
-}
-
-void replaceAll(std::string& text, const std::string& value) {
-  for (std::size_t at = 0; (at = text.find(value, at)) != std::string::npos;) {
-    if (standsAlone(text, at, value.size())) {
-      text.replace(at, value.size(), mark);
-      at += mark.size();
-    } else {
-      at += value.size();
-    }
-  }
+  return at + size <= text.size() && (at == 0 || !isPart(at - 1)) && !isPart(at + size);
 }
 
 }  // namespace
@@ -106,7 +95,9 @@ std::string_view writtenSecret(const Entry& entry) {
 
 Secrets::Secrets(const Inspection& inspection) {
   const auto add = [&](std::string_view value) {
-    if (value.size() >= shortestHidden && isSecretValue(value)) values_.emplace(value);
+    if (value.size() < shortestHidden || !isSecretValue(value)) return;
+    values_.emplace(value);
+    lengths_.insert(value.size());
   };
   for (const AssemblyRun* run : {&inspection.outer, &inspection.run()}) {
     for (const Entry& entry : run->entries) {
@@ -119,14 +110,30 @@ Secrets::Secrets(const Inspection& inspection) {
   }
 }
 
+std::size_t Secrets::valueAt(std::string_view text, std::size_t at) const {
+  const auto found = std::find_if(lengths_.begin(), lengths_.end(), [&](std::size_t length) {
+    return standsAlone(text, at, length) && values_.contains(std::string(text.substr(at, length)));
+  });
+  return found == lengths_.end() ? 0 : *found;
+}
+
+std::string Secrets::withoutValues(std::string_view text) const {
+  std::string result;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t length = valueAt(text, at);
+    result += length > 0 ? mark : text.substr(at, 1);
+    at += std::max<std::size_t>(length, 1);
+  }
+  return result;
+}
+
 std::string Secrets::masked(std::string_view text) const {
   std::string result(text);
   for (Found found = nextAssignment(result, 0); found.size > 0;
        found = nextAssignment(result, found.at + mark.size())) {
     result.replace(found.at, found.size, mark);
   }
-  for (const std::string& value : values_) replaceAll(result, value);
-  return result;
+  return withoutValues(result);
 }
 
 void Secrets::mask(AssemblyRun& run) const {

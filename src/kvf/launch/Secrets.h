@@ -1,6 +1,8 @@
 #ifndef VELOX_KVF_LAUNCH_SECRETS_H
 #define VELOX_KVF_LAUNCH_SECRETS_H
 
+#include <cstddef>
+#include <functional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -23,7 +25,12 @@ class Secrets {
  private:
   void mask(AssemblyRun& run) const;
 
-  std::set<std::string, std::greater<>> values_;  ///< longer ones before their beginnings
+  /// The length of the secret that stands there; 0: none.
+  [[nodiscard]] std::size_t valueAt(std::string_view text, std::size_t at) const;
+  [[nodiscard]] std::string withoutValues(std::string_view text) const;
+
+  std::set<std::string> values_;
+  std::set<std::size_t, std::greater<>> lengths_;  ///< of the values; the longest first
 };
 
 /// The secret that an entry itself holds, be it in an option or an argument; empty: none. One that

@@ -1,8 +1,10 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <set>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include <sys/stat.h>
 
@@ -198,8 +200,12 @@ void notRegular(const Inspection& inspection, Report& report) {
   });
 }
 
-bool isWithin(const Position& at, const Entry& entry) {
-  return at.file == entry.at.file && entry.at.line <= at.line && at.line <= entry.at.endLine;
+/// Lines by their files.
+using Lines = std::set<std::pair<int, std::size_t>>;
+
+bool holdsOne(const Entry& entry, const Lines& lines) {
+  const auto first = lines.lower_bound({entry.at.file, entry.at.line});
+  return first != lines.end() && *first <= std::pair(entry.at.file, entry.at.endLine);
 }
 
 /// What a backslash stands in front of, to be dropped; '\0': nothing that matters.
@@ -218,10 +224,10 @@ char afterLostBackslash(std::string_view raw) {
 }
 
 void lostBackslash(const Inspection& inspection, Report& report) {
-  const auto& escapes = inspection.run().controlEscapes;
+  Lines escapes;
+  for (const Position& at : inspection.run().controlEscapes) escapes.emplace(at.file, at.line);
   for (const Entry& entry : inspection.run().entries) {
-    const bool isTold = std::any_of(escapes.begin(), escapes.end(),
-                                    [&](const Position& at) { return isWithin(at, entry); });
+    const bool isTold = holdsOne(entry, escapes);
     const std::string_view raw = inspection.rawValueOf(entry);
     const char next = afterLostBackslash(raw);
     if (isTold || next == '\0') continue;
@@ -256,7 +262,12 @@ bool looksLikeEntry(std::string_view line) {
 }
 
 void continuedComment(const Inspection& inspection, Report& report) {
-  const auto& entries = inspection.run().entries;
+  Lines continuations;
+  for (const Entry& entry : inspection.run().entries) {
+    for (std::size_t line = entry.at.line + 1; line <= entry.at.endLine; ++line) {
+      continuations.emplace(entry.at.file, line);
+    }
+  }
   forEachFile(inspection, [&](const SourceFile& file, std::size_t index) {
     for (std::size_t number = 1; number < file.lineStarts.size(); ++number) {
       const std::string_view line = file.line(number);
@@ -267,8 +278,7 @@ void continuedComment(const Inspection& inspection, Report& report) {
       const bool hides = isEntry(concat({next, "\n"})) && !isEntry(both);
       if (!hides || !looksLikeEntry(next) || looksLikeEntry(comment.substr(1))) continue;
       const Position at = {static_cast<int>(index), number};
-      const auto covers = [&](const Entry& entry) { return isWithin(at, entry); };
-      if (std::any_of(entries.begin(), entries.end(), covers)) continue;
+      if (continuations.contains({at.file, at.line})) continue;
       report(at, concat({"the backslash at its end makes the next line part of this comment, so ",
                          "that ", shown(next.substr(0, next.find_first_of("=:"))),
                          " is not set: remove it, or write something behind it"}));

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <deque>
 #include <filesystem>
 #include <map>
 #include <set>
@@ -24,10 +25,10 @@ std::string canonicalName(const SourceFile& file) {
   return error ? file.name : name;
 }
 
-/// The names that values refer to, in every launch that reads the same file.
+/// The names that the values of a launch refer to.
 class ReferencedNames {
  public:
-  void add(const Inspection& inspection) {
+  explicit ReferencedNames(const Inspection& inspection) {
     for (const Entry& entry : inspection.run().entries) {
       if (entry.skipped) skipped_.emplace_back(entry.written);
       for (const Reference& reference : entry.references) names_.insert(reference.name);
@@ -76,32 +77,40 @@ bool isForeignLine(std::string_view key) {
   return key.starts_with('-') || key.starts_with(';') || key.starts_with("//");
 }
 
-/// By the canonical names of the files.
-using ReferencesByFile = std::map<std::string, ReferencedNames>;
-
-ReferencesByFile referencesByFile(std::span<const Inspection> inspections) {
-  ReferencesByFile references;
-  for (const Inspection& inspection : inspections) {
-    std::set<std::string> names;
-    for (const SourceFile& file : inspection.run().files) names.insert(canonicalName(file));
-    for (const std::string& name : names) references[name].add(inspection);
+/// What the launches refer to, by the canonical names of the files that each reads.
+class References {
+ public:
+  explicit References(std::span<const Inspection> inspections) {
+    for (const Inspection& inspection : inspections) {
+      ReferencedNames& names = names_.emplace_back(inspection);
+      std::set<std::string> files;
+      for (const SourceFile& file : inspection.run().files) files.insert(canonicalName(file));
+      for (const std::string& file : files) byFile_[file].push_back(&names);
+    }
   }
-  return references;
-}
 
-void unknownKeysOf(const Inspection& inspection, const ReferencesByFile& references,
-                   Report& report) {
+  /// Those of every launch that reads the file.
+  [[nodiscard]] const std::vector<const ReferencedNames*>& of(const SourceFile& file) const {
+    return byFile_.at(canonicalName(file));
+  }
+
+ private:
+  std::deque<ReferencedNames> names_;
+  std::map<std::string, std::vector<const ReferencedNames*>> byFile_;
+};
+
+void unknownKeysOf(const Inspection& inspection, const References& references, Report& report) {
   const std::vector<std::string_view> candidates = settableKeys();
-  std::vector<const ReferencedNames*> referenced;
-  for (const SourceFile& file : inspection.run().files) {
-    referenced.push_back(&references.at(canonicalName(file)));
-  }
+  std::vector<const std::vector<const ReferencedNames*>*> referenced;
+  for (const SourceFile& file : inspection.run().files) referenced.push_back(&references.of(file));
   int unknown = 0;
   for (const Entry& entry : inspection.run().entries) {
     const std::string& key = entry.key;
     const bool hasMark = key.starts_with(byteOrderMark);
     if (entry.isInclude || hasMark || key.starts_with(keys::includePrefixAtEndOfText)) continue;
-    if (referenced[static_cast<std::size_t>(entry.at.file)]->contain(key)) continue;
+    const auto& readers = *referenced[static_cast<std::size_t>(entry.at.file)];
+    const auto refers = [&](const ReferencedNames* names) { return names->contain(key); };
+    if (std::any_of(readers.begin(), readers.end(), refers)) continue;
     const KeyInfo* info = findKey(key);
     if (info != nullptr && info->use != KeyUse::launcher) continue;
     if (info != nullptr) {
@@ -122,7 +131,7 @@ void unknownKeysOf(const Inspection& inspection, const ReferencesByFile& referen
 }
 
 void unknownKey(std::span<const Inspection> inspections, Report& report) {
-  const ReferencesByFile references = referencesByFile(inspections);
+  const References references(inspections);
   for (const Inspection& inspection : inspections) {
     if (!inspection.knowsAllKeys()) continue;
     report.turnTo(inspection);

@@ -69,13 +69,14 @@ void forEachUnresolved(const Inspection& inspection, Visit&& visit) {
   });
 }
 
-/// The line further down that defines the name; null: none does.
+/// The line further down that defines the name, which has no value yet; null: none does.
 const Entry* laterEntry(const Inspection& inspection, const Entry& entry, std::string_view name) {
-  bool isBehind = false;
-  for (const Entry& other : inspection.run().entries) {
-    const bool defines = other.key == name || other.variable() == name;
-    if (isBehind && defines && !other.skipped) return &other;
-    if (&other == &entry || other.at == entry.at) isBehind = true;
+  for (const std::string_view prefix :
+       {std::string_view(), std::string_view(keys::environmentPrefix)}) {
+    const auto found = inspection.run().lastInFiles.find(concat({prefix, name}));
+    if (found == inspection.run().lastInFiles.end()) continue;
+    const Entry& later = inspection.run().entries[found->second];
+    if (later.at != entry.at) return &later;
   }
   return nullptr;
 }
