@@ -15,7 +15,8 @@ _kvf_command_line() {
 }
 
 _kvf_files() {
-  mapfile -t COMPREPLY < <(compgen -f ${1:+-X "!*.$1"} -- "$word"; compgen -d -- "$word")
+  # Folders as well, so that one can descend into them.
+  mapfile -t COMPREPLY < <(compgen -d -- "$word"; for suffix; do compgen -f -X "!*.$suffix" -- "$word"; done)
   compopt -o filenames 2>/dev/null
 }
 
@@ -37,14 +38,17 @@ _kvf() {
     --disable) mapfile -t COMPREPLY < <(compgen -W "$(kvf rules 2>/dev/null | awk '{print $1}')" -- "$word"); return ;;
     --format) mapfile -t COMPREPLY < <(compgen -W 'text json' -- "$word"); return ;;
     --java) mapfile -t COMPREPLY < <(compgen -W "$(seq 8 26)" -- "$word"); return ;;
+    --key) mapfile -t COMPREPLY < <(compgen -W "$(kvf keys 2>/dev/null)" -- "$word"); return ;;
+    --severity) mapfile -t COMPREPLY < <(compgen -W 'error warning' -- "$word"); return ;;
+    --color) mapfile -t COMPREPLY < <(compgen -W 'auto always never' -- "$word"); return ;;
     --jar) _kvf_files jar; return ;;
     --lib | --jre) mapfile -t COMPREPLY < <(compgen -d -- "$word"); compopt -o filenames 2>/dev/null; return ;;
-    --wrapper) mapfile -t COMPREPLY < <(compgen -f -- "$word"); compopt -o filenames 2>/dev/null; return ;;
-    --name | --main | --run-for | --key) return ;;
+    --wrapper | --stdin-name) mapfile -t COMPREPLY < <(compgen -f -- "$word"); compopt -o filenames 2>/dev/null; return ;;
+    --name | --main | --run-for | --memory) return ;;
   esac
   local options=
   case $command in
-    check) options='--format --java --json --jvm --script --disable' ;;
+    check) options='--severity --stdin-name --memory --color --format --java --json --jvm --script --disable' ;;
     explain) options='--json --key --show-secrets' ;;
     jvm) options='--json --line' ;;
     new) options='--jar --lib --name --main --jre --wrapper --force' ;;
@@ -55,7 +59,8 @@ _kvf() {
     return
   fi
   case $command in
-    check | explain | cds) _kvf_files kvf ;;
+    check) _kvf_files kvf service ;;
+    explain | cds) _kvf_files kvf ;;
     new) mapfile -t COMPREPLY < <(compgen -d -- "$word"); compopt -o filenames 2>/dev/null ;;
     rules) mapfile -t COMPREPLY < <(compgen -W "$(kvf rules 2>/dev/null | awk '{print $1}')" -- "$word") ;;
   esac

@@ -3,6 +3,10 @@ function __kvf_rules
     command -q kvf; and kvf rules 2>/dev/null | string match -r '^\S+'
 end
 
+function __kvf_keys
+    command -q kvf; and kvf keys 2>/dev/null
+end
+
 function __kvf_first
     test (count (commandline -opc)) -eq 1
 end
@@ -38,9 +42,14 @@ complete -c kvf -n '__kvf_in check' -l format -x -a 'text json' -d 'How to print
 complete -c kvf -n '__kvf_in check' -l java -x -a '(seq 8 26)' -d 'Also what this release would not take'
 complete -c kvf -n '__kvf_in check' -l jvm -d 'Start the JVM with the options'
 complete -c kvf -n '__kvf_in check' -l script -d 'Also what a script cannot carry'
+complete -c kvf -n '__kvf_in check' -k -a '(__fish_complete_suffix .service)'
+complete -c kvf -n '__kvf_in check' -l severity -x -a 'error warning' -d 'What the status counts'
+complete -c kvf -n '__kvf_in check' -l color -x -a 'auto always never' -d 'Use colour'
+complete -c kvf -n '__kvf_in check' -l memory -x -d 'Memory of the launch'
+complete -c kvf -n '__kvf_in check' -l stdin-name -r -F -d 'File that standard input stands for'
 complete -c kvf -n '__kvf_in check' -l disable -x -a '(__kvf_rules)' -d 'Leave out a rule'
 complete -c kvf -n '__kvf_in explain' -l show-secrets -d 'Print passwords'
-complete -c kvf -n '__kvf_in explain' -l key -x -d 'One key with its history'
+complete -c kvf -n '__kvf_in explain' -l key -x -a '(__kvf_keys)' -d 'One key with its history'
 complete -c kvf -n '__kvf_in jvm' -l line -d 'Print the line for a properties file'
 complete -c kvf -n '__kvf_in new' -l jar -r -k -a '(__fish_complete_suffix .jar)' -d 'The application'
 complete -c kvf -n '__kvf_in new' -l lib -x -a '(__fish_complete_directories)' -d 'Folder with its archives'

@@ -63,8 +63,44 @@ TEST_F(KvfTest, CheckTakesACommandLineAsItWouldBeTyped) {
   EXPECT_EQ(run({"check", "--", "wrapper", "--propFile", "app.kvf", "--propVar", "WHO=x",
                  "--generateScript"}),
             (Outcome{0, ""}));
-  // By the program's name, as the launcher finds it.
-  EXPECT_EQ(run({"check", "--", "/opt/app"}).status, 1);
+  EXPECT_EQ(run({"check", "--", "java", "-jar", "x"}).status, 2);
+  EXPECT_EQ(run({"check", "--", "nosuch"}).status, 2);
+}
+
+TEST_F(KvfTest, CheckTakesFilesFoldersUnitsAndStandardInput) {
+  kvf(probe());
+  sandbox_.write("all/base.kvf", "acme.home=/x\njava.property.a=%acme.home%\n");
+  sandbox_.write("all/deep/app.kvf", "velox.include.kvf=%kvf.file.dir%/../base.kvf\n" + probe());
+  sandbox_.write("warning.kvf", probe() + "acme=1\n");
+  sandbox_.write("error.kvf", probe() + "\nword\n");
+  sandbox_.write("other.service", "[Service]\nExecStart=/bin/true\n");
+  sandbox_.write("app.yaml", "---\na: b\n");
+  const struct {
+    const char* command;
+    int status;
+    const char* output;
+  } rows[] = {
+      {"check --severity=error warning.kvf", 0, "warning.kvf:4: warning: "},
+      {"check --severity error error.kvf", 1, "error.kvf:5: error: "},
+      {"check --color=always error.kvf", 1, "\033[1;31merror\033[0m: "},
+      {"check --severity=all app.kvf", 2, "kvf: --severity: "},
+      {"check --jsn app.kvf", 2, "(did you mean --json?); see kvf check --help\n"},
+      {"chek app.kvf", 2, "(did you mean check?); see kvf --help\n"},
+      {"check --disable unit-stp app.kvf", 2, "(did you mean unit-stop?)"},
+      {"check all", 0, ""},
+      {"check - <error.kvf", 1, "-:5: error: "},
+      {"check --stdin-name gone/x.kvf - <error.kvf", 1, "gone/x.kvf:5: error: "},
+      {"check " VELOX_WRAPPER, 2, "is a program or a library, and no properties file\n"},
+      {"check " VELOX_PROBE_JAR, 2, "is an archive, and no properties file\n"},
+      {"check app.yaml", 2, "is YAML, and no properties file\n"},
+      {"check other.service", 2, "does not start the launcher: \"/bin/true\" is another program"},
+      {"check gone.service", 2, "kvf: there is no unit \"gone.service\"\n"},
+  };
+  for (const auto& row : rows) {
+    const Outcome outcome = sandbox_.run({"sh", "-c", std::string(VELOX_KVF " ") + row.command});
+    EXPECT_EQ(outcome.status, row.status) << row.command << outcome.out;
+    EXPECT_NE(outcome.out.find(row.output), std::string::npos) << row.command << outcome.out;
+  }
 }
 
 TEST_F(KvfTest, AFindingCanBeAllowed) {

@@ -1,21 +1,22 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
 #include <unistd.h>
 
 #include "config/Switches.h"
+#include "foundation/MemorySize.h"
 #include "foundation/PropertyKeys.h"
+#include "kvf/commands/CheckTargets.h"
 #include "kvf/commands/FindingFormats.h"
+#include "kvf/commands/Launches.h"
 #include "kvf/commands/Output.h"
 #include "kvf/commands/Subcommand.h"
 #include "kvf/jvm/OptionHistory.h"
-#include "kvf/launch/Inspector.h"
 #include "kvf/rules/Check.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
@@ -25,7 +26,11 @@ namespace {
 struct CheckOptions {
   std::vector<std::string> files;
   std::vector<std::string> disabled;
+  std::string stdinName = "-";
   std::string format = "text";
+  std::string severity = "warning";
+  std::string colour = "auto";
+  std::string memory;
   bool json = false;
   bool forScript = false;
   bool withJvm = false;
@@ -57,8 +62,10 @@ void tellWhatIsLeftOut(const Inspection& inspection) {
 }
 
 int report(std::vector<Inspection> inspections, const CheckOptions& options) {
+  const auto memory = memorySize(options.memory);
   for (Inspection& inspection : inspections) {
     inspection.forScript = options.forScript;
+    if (memory) inspection.surroundings.memory = MemoryBound{*memory, "--memory " + options.memory};
     inspection.javaRelease = options.javaRelease;
     if (!options.withJvm) continue;
     inspection.jvmTrial = trialOf(inspection);
@@ -69,34 +76,37 @@ int report(std::vector<Inspection> inspections, const CheckOptions& options) {
   const ExitStatus status =
       findFindingFormat(options.json ? "json" : options.format)->print(findings);
   if (status != success) return status;
-  return findings.empty() ? success : negative;
+  const bool counts = std::any_of(findings.begin(), findings.end(), [&](const Finding& finding) {
+    return finding.severity() == Severity::error || options.severity == nameOf(Severity::warning);
+  });
+  return counts ? negative : success;
 }
 
-int runCheck(const CheckOptions& options, const std::vector<std::string>& commandLine) {
+/// Why these options cannot be used; empty: they can.
+std::string complaintAbout(const CheckOptions& options, const LauncherArguments& commandLine) {
+  std::vector<std::string_view> ids;
+  for (const Rule* known : allRules()) ids.emplace_back(known->id);
   for (const std::string& id : options.disabled) {
-    if (findRule(id) == nullptr) return complain("there is no rule " + shown(id));
+    if (findRule(id) == nullptr)
+      return concat({"there is no rule ", shown(id), didYouMean(nearestName(id, ids))});
   }
-  if (findFindingFormat(options.format) == nullptr) {
-    return complain("there is no format " + shown(options.format));
-  }
-  if (!commandLine.empty() && !options.files.empty()) {
-    return complain("give either files or a command line, not both");
-  }
+  if (findFindingFormat(options.format) == nullptr)
+    return "there is no format " + shown(options.format);
+  if (!options.memory.empty() && !memorySize(options.memory))
+    return shown(options.memory) + " is no size such as 512m";
+  if (!commandLine.empty() && !options.files.empty())
+    return "give either files or a command line, not both";
+  if (commandLine.empty() && options.files.empty()) return "give a file, or -- and a command line";
+  return {};
+}
+
+int runCheck(const CheckOptions& options, const LauncherArguments& commandLine) {
+  const std::string complaint = complaintAbout(options, commandLine);
+  if (!complaint.empty()) return complain(complaint);
+  chooseColour(options.colour);
+  if (commandLine.empty()) return report(inspectTargets(options.files, options.stdinName), options);
   std::vector<Inspection> inspections;
-  if (!commandLine.empty()) {
-    inspections.push_back(inspectCommandLine(commandLine));
-    return report(std::move(inspections), options);
-  }
-  if (options.files.empty()) return complain("give a file, or -- and a command line");
-  std::set<std::filesystem::path> seen;
-  for (const std::string& file : options.files) {
-    if (::access(file.c_str(), R_OK) != 0) return complain(shown(file) + " cannot be read");
-    std::error_code error;
-    // A file that is named twice is no second instance.
-    if (seen.insert(std::filesystem::canonical(file, error)).second || error) {
-      inspections.push_back(inspectFile(file));
-    }
-  }
+  inspections.push_back(inspectTyped(commandLine));
   return report(std::move(inspections), options);
 }
 
@@ -104,7 +114,18 @@ int runCheck(const CheckOptions& options, const std::vector<std::string>& comman
 
 RunSubcommand declareCheck(CLI::App& command) {
   const auto options = std::make_shared<CheckOptions>();
-  command.add_option("FILE", options->files, "Properties files");
+  command.add_option("FILE", options->files,
+                     "Properties files, folders, systemd units, - for standard input");
+  command.add_option("--severity", options->severity, "What the status counts: error or warning")
+      ->type_name("LEVEL")
+      ->check(CLI::IsMember({"error", "warning"}));
+  command.add_option("--stdin-name", options->stdinName, "The file that standard input stands for")
+      ->type_name("FILE");
+  command.add_option("--memory", options->memory, "The memory that the launch will have")
+      ->type_name("SIZE");
+  command.add_option("--color", options->colour, "auto, always or never")
+      ->type_name("WHEN")
+      ->check(CLI::IsMember({"auto", "always", "never"}));
   command.add_option("--format", options->format, "text or json")->type_name("FORMAT");
   command.add_flag("--json", options->json, "The same as --format json");
   command.add_flag("--script", options->forScript, "Also what a generated script cannot carry");

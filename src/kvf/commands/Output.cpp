@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <utility>
 
 #include <unistd.h>
@@ -32,6 +33,8 @@ std::string withoutControls(std::string_view json) {
   return escaped;
 }
 
+std::optional<bool> chosenColour;
+
 }  // namespace
 
 ExitStatus complain(std::string_view text) {
@@ -53,7 +56,12 @@ ExitStatus printJson(nlohmann::ordered_json document) {
                "\n");
 }
 
+void chooseColour(std::string_view when) {
+  chosenColour = when == "auto" ? std::optional<bool>() : when == "always";
+}
+
 bool wantsColour() {
+  if (chosenColour) return *chosenColour;
   const char* refused = std::getenv("NO_COLOR");
   return ::isatty(STDOUT_FILENO) == 1 && (refused == nullptr || *refused == '\0');
 }

@@ -21,7 +21,11 @@ ExitStatus print(std::string_view text);
 /// Bytes that are no UTF-8 become U+FFFD.
 ExitStatus printJson(nlohmann::ordered_json document);
 
-/// True when standard output is a terminal and NO_COLOR is not set.
+/// "always", "never" or, as without a call, "auto".
+void chooseColour(std::string_view when);
+
+/// True when that was chosen; on its own when standard output is a terminal and NO_COLOR is not
+/// set.
 bool wantsColour();
 
 #endif

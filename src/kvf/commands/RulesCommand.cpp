@@ -51,7 +51,9 @@ std::string shownExample(const Example& example) {
   if (!example.note.empty()) text += indented(example.note);
   for (const ExampleFile& file : example.files) {
     const bool isShort = file.times == 1 && file.content.size() < longest;
-    if (file.path == nullptr || file.kind != ExampleFile::Kind::text || !isShort) continue;
+    const bool isText =
+        file.kind == ExampleFile::Kind::text || file.kind == ExampleFile::Kind::unit;
+    if (file.path == nullptr || !isText || !isShort) continue;
     if (!file.content.empty())
       text += indented(concat({file.path, ": ", printableLines(file.content)}));
   }

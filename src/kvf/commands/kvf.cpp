@@ -4,7 +4,7 @@
 #include <cstring>
 #include <exception>
 #include <iostream>
-#include <sstream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -17,6 +17,47 @@
 
 namespace {
 
+/// Names of values as the manual page has them, without types and checks.
+class HelpFormatter : public CLI::Formatter {
+ public:
+  std::string make_option_opts(const CLI::Option* option) const override {
+    const std::string type = option->get_type_name();
+    const std::string name = type.substr(0, type.find(':'));
+    // What a library calls a text or a number; a positional has its own name.
+    const bool isNamed = !option->get_positional() && name != "TEXT" && name != "UINT";
+    return isNamed && !name.empty() ? " " + name : "";
+  }
+};
+
+/// What is wrong with the command line, in one line.
+std::string complaintAbout(const CLI::ParseError& error, const CLI::App& app) {
+  const std::vector<CLI::App*> parsed = app.get_subcommands();
+  const std::vector<std::string> remaining = app.remaining(true);
+  std::vector<std::string> names;
+  std::string complaint = error.what();
+  std::string help = "kvf --help";
+  if (!parsed.empty()) {
+    help = concat({"kvf ", parsed.front()->get_name(), " --help"});
+    for (const CLI::Option* option : parsed.front()->get_options())
+      for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  } else {
+    for (const Subcommand& subcommand : subcommands())
+      if (!subcommand.hidden) names.emplace_back(subcommand.name);
+    complaint = "give a command, such as check";
+  }
+  if (!remaining.empty()) {
+    const std::string& word = remaining.front();
+    const bool isOption = word.starts_with('-');
+    const std::string meant =
+        didYouMean(nearestName(word.substr(0, word.find('=')), {names.begin(), names.end()}));
+    complaint =
+        parsed.empty() || isOption
+            ? concat({"there is no ", isOption ? "option " : "command ", shown(word), meant})
+            : concat({shown(word), " is one argument too many"});
+  }
+  return concat({complaint, "; see ", help});
+}
+
 int run(int argc, char** argv) {
   // What stands after "--" is a command line of the launcher, with switches of its own.
   char** const dashes = std::find_if(
@@ -26,6 +67,7 @@ int run(int argc, char** argv) {
   CLI::App app("Says what a properties file means before anything starts.", "kvf");
   app.set_version_flag("--version", std::string("kvf ") + wrapper_version);
   app.require_subcommand(1);
+  app.formatter(std::make_shared<HelpFormatter>());
   int status = success;
   for (const Subcommand& subcommand : subcommands()) {
     CLI::App* command = app.add_subcommand(subcommand.name, subcommand.summary);
@@ -36,12 +78,10 @@ int run(int argc, char** argv) {
   }
   try {
     app.parse(static_cast<int>(dashes - argv), argv);
+  } catch (const CLI::Success& request) {
+    return app.exit(request, std::cout, std::cerr);
   } catch (const CLI::ParseError& error) {
-    std::ostringstream complaint;
-    const int exitStatus = app.exit(error, std::cout, complaint);
-    std::istringstream lines(complaint.str());
-    for (std::string line; std::getline(lines, line);) std::cerr << printable(line) << '\n';
-    return exitStatus == 0 ? success : noAnswer;
+    return complain(complaintAbout(error, app));
   }
   return status;
 }

@@ -218,7 +218,8 @@ std::vector<std::string> differencesOfJavaCommand(const Inspection& inspection) 
     differences.push_back(concat({"java gives main the stack of ", stack->wanted.option,
                                   ", here it has ", std::to_string(stack->limit >> 10U), "k"}));
   }
-  if (inspection.plan.exported.contains(ownOptions) || std::getenv(ownOptions) != nullptr) {
+  if (inspection.plan.exported.contains(ownOptions) ||
+      inspection.surroundings.environment.contains(ownOptions)) {
     differences.push_back(concat({"java reads further options from ", ownOptions}));
   }
   return differences;

@@ -81,7 +81,18 @@ bool Inspection::includes(const Position& including, const Position& included) c
   return at.has_value();
 }
 
+Position Inspection::placeOf(const Position& at) const {
+  if (at.file != Position::commandLine || argumentPlaces.empty()) return at;
+  return argumentPlaces[std::min(at.line, argumentPlaces.size() - 1)];
+}
+
+Position Inspection::unitPosition(const UnitPlace& at) {
+  return {.file = Position::unit - static_cast<int>(at.file), .line = at.line};
+}
+
 const SourceFile& Inspection::fileOf(const Position& at) const {
+  if (at.file <= Position::unit)
+    return unitFiles[static_cast<std::size_t>(Position::unit - at.file)];
   return run().files[static_cast<std::size_t>(at.file)];
 }
 
@@ -154,10 +165,11 @@ std::string Inspection::nameOf(const SourceFile& file) const {
 }
 
 std::string Inspection::nameOf(const Position& position) const {
-  if (position.file == Position::commandLine) {
-    return concat({"command line:", std::to_string(position.line)});
+  const Position at = placeOf(position);
+  if (at.file == Position::commandLine) {
+    return concat({"command line:", std::to_string(at.line)});
   }
-  const SourceFile& file = fileOf(position);
-  if (position.line == 0) return nameOf(file);
-  return concat({nameOf(file), ":", std::to_string(position.line)});
+  const SourceFile& file = fileOf(at);
+  if (at.line == 0) return nameOf(file);
+  return concat({nameOf(file), ":", std::to_string(at.line)});
 }

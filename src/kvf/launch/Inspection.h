@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <deque>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,6 +17,8 @@
 #include "foundation/Properties.h"
 #include "kvf/launch/ClassPathScan.h"
 #include "kvf/launch/JvmTrial.h"
+#include "kvf/launch/Surroundings.h"
+#include "kvf/service/ServiceUnit.h"
 
 /// What one command line would make of its properties files, as the launcher's own code tells it,
 /// with the position of everything. Nothing here depends on the environment or the working
@@ -25,6 +28,8 @@
 /// are bytes.
 struct Position {
   static constexpr int commandLine = -1;
+  /// The first file of the unit that the launch is from; the others are below.
+  static constexpr int unit = -2;
 
   int file = commandLine;   ///< index into AssemblyRun::files
   std::size_t line = 0;     ///< 0 is the file as a whole; of an argument: its index
@@ -147,6 +152,15 @@ class Inspection {
   LaunchPlan plan;
   std::optional<ClassPathScan> classPath;  ///< of a Java launch
   std::vector<std::string> commandLine;
+  /// Where each argument stands, when it was not typed as it is: in a unit, or as an argument of a
+  /// start script; else empty.
+  std::vector<Position> argumentPlaces;
+  LaunchSurroundings surroundings;
+  std::shared_ptr<const ServiceUnit> unit;  ///< that starts it; null: none
+  std::string unitKey;                      ///< the key of the unit that the command stands at
+  std::vector<SourceFile> unitFiles;
+  std::string programFile;           ///< where the program of the command line was found, if it was
+  std::string scriptRefusal;         ///< what the start script says instead of starting this
   std::optional<JvmTrial> jvmTrial;  ///< when it was asked for
   unsigned javaRelease = 0;          ///< the options must fit it, too; 0: that of the JVM alone
   std::string shownFolder;  ///< how files below the absolute folder are named; both may be empty
@@ -171,10 +185,14 @@ class Inspection {
   [[nodiscard]] bool isFromGlobalFile(const std::string& key) const;
   /// True when the file of the one place includes that of the other, directly or not.
   [[nodiscard]] bool includes(const Position& outer, const Position& inner) const;
+  /// Where a reader finds an argument of the command line; other positions are as they are.
+  [[nodiscard]] Position placeOf(const Position& at) const;
   /// The file of a position that is not the command line.
   [[nodiscard]] const SourceFile& fileOf(const Position& at) const;
   /// What follows an entry's key up to the line end.
   [[nodiscard]] std::string_view rawValueOf(const Entry& entry) const;
+  /// A line of a file of the unit.
+  [[nodiscard]] static Position unitPosition(const UnitPlace& at);
   /// Where the key got its value; where it is nowhere defined, the main file as a whole.
   [[nodiscard]] Position positionOf(std::string_view key) const;
   /// The main file, or the command line when there is none.

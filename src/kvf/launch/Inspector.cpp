@@ -63,6 +63,23 @@ class DirectoryGuard {
   int descriptor_;
 };
 
+/// The environment of other surroundings, for as long as this lives, and their directory; / stands
+/// in for one that is not there.
+class EntryTexts {
+ public:
+  void enter(const LaunchSurroundings& surroundings) {
+    for (const auto& [name, value] : surroundings.environment)
+      texts_.push_back(concat({name, "=", value}));
+    ::clearenv();
+    for (std::string& text : texts_) ::putenv(text.data());
+    const bool entered = ::chdir(surroundings.directory.c_str()) == 0 || ::chdir("/") == 0;
+    static_cast<void>(entered);
+  }
+
+ private:
+  std::vector<std::string> texts_;
+};
+
 /// What the launcher's log would end the process for.
 struct LaunchEnds {
   std::string message;
@@ -210,9 +227,11 @@ void planLaunch(Inspection& inspection) {
   }
   const char* path = std::getenv("PATH");
   plan.path = path == nullptr ? "" : path;
-  plan.outerDirectory = workingDirectory();
+  const std::string outer = workingDirectory();
+  plan.outerDirectory = inspection.surroundings.directory;
   enterApplicationDirectory(inspection);
   plan.directory = workingDirectory();
+  if (plan.directory == outer) plan.directory = plan.outerDirectory;
 
   const SimpleProperties& merged = inspection.run().merged;
   const javaparser::JavaParameterParser parser(merged);
@@ -246,13 +265,17 @@ bool readsSameFiles(const AssemblyRun& left, const AssemblyRun& right) {
 
 }  // namespace
 
-Inspection inspectCommandLine(const std::vector<std::string>& commandLine,
-                              const GivenTexts& given) {
+Inspection inspectCommandLine(const std::vector<std::string>& commandLine, const GivenTexts& given,
+                              const LaunchSurroundings* surroundings) {
   const ThrowingSink sink;
-  const EnvironmentGuard environment;
+  EntryTexts entries;
+  const EnvironmentGuard own;
   const DirectoryGuard directory;
 
   Inspection inspection;
+  inspection.surroundings = surroundings == nullptr ? LaunchSurroundings::here() : *surroundings;
+  if (surroundings != nullptr) entries.enter(*surroundings);
+  const EnvironmentGuard environment;
   inspection.commandLine = commandLine;
   AssemblyRun& outer = inspection.outer;
   SourceTexts sources(given);

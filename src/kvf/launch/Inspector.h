@@ -12,12 +12,13 @@
 /// restored afterwards, as are the working directory and the launcher's process-wide state; nothing
 /// is started, loaded or written. Where a launch would end with a message, that becomes a failure,
 /// and the assembly goes on without what caused it. Each file is read once; those in `given` are
-/// not read at all.
+/// not read at all. Without surroundings it is a launch from here.
 ///
 /// Throws EndlessSource where reading a file does not come to an end.
 /// Not for use from several threads.
 Inspection inspectCommandLine(const std::vector<std::string>& commandLine,
-                              const GivenTexts& given = {});
+                              const GivenTexts& given = {},
+                              const LaunchSurroundings* surroundings = nullptr);
 
 /// The same for a file that is looked at by itself, as if a launcher got its absolute path and the
 /// further arguments. Places in it, and in files below its folder, are named as the file was.

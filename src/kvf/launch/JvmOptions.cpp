@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "foundation/MemorySize.h"
 #include "javarun/JavaParameterParser.h"
 #include "kvf/text/Text.h"
 
@@ -76,6 +77,13 @@ std::vector<SizeOption> sizeOptions(const Inspection& inspection) {
     found.push_back({size->kind, option, value, positionOfOption(inspection, option), isJoined});
   }
   return found;
+}
+
+std::optional<std::uint64_t> maximumHeap(const Inspection& inspection) {
+  std::optional<std::uint64_t> bytes;
+  for (const SizeOption& size : sizeOptions(inspection))
+    if (size.kind == SizeKind::maximumHeap) bytes = memorySize(size.size);
+  return bytes;
 }
 
 Position positionOfOption(const Inspection& inspection, const std::string& option) {

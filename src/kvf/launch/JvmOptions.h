@@ -1,6 +1,8 @@
 #ifndef VELOX_KVF_LAUNCH_JVMOPTIONS_H
 #define VELOX_KVF_LAUNCH_JVMOPTIONS_H
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,6 +26,9 @@ struct SizeOption {
 /// All of them, in the JVM's order: of one kind the last one counts. Those of a key with an empty
 /// value are left out.
 std::vector<SizeOption> sizeOptions(const Inspection& inspection);
+
+/// The maximum heap in bytes; nothing when no option sets it well.
+std::optional<std::uint64_t> maximumHeap(const Inspection& inspection);
 
 /// Where an option of the plan comes from.
 Position positionOfOption(const Inspection& inspection, const std::string& option);

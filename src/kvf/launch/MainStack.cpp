@@ -4,8 +4,6 @@
 #include <string>
 #include <vector>
 
-#include <sys/resource.h>
-
 #include "foundation/MemorySize.h"
 #include "foundation/PropertyKeys.h"
 
@@ -18,10 +16,8 @@ std::optional<MainStack> stackThatMainLacks(const Inspection& inspection) {
   if (last == options.rend()) return std::nullopt;
   const auto wanted = memorySize(last->size);
   const auto raised = memorySize(inspection.valueOf(keys::threadStackSize));
-  struct rlimit limit = {};
-  if (!wanted || (raised && *raised >= *wanted) || ::getrlimit(RLIMIT_STACK, &limit) != 0) {
-    return std::nullopt;
-  }
-  if (limit.rlim_cur == RLIM_INFINITY || *wanted <= limit.rlim_cur) return std::nullopt;
-  return MainStack{*last, std::max(static_cast<std::size_t>(limit.rlim_cur), raised.value_or(0))};
+  if (!wanted || (raised && *raised >= *wanted)) return std::nullopt;
+  const std::size_t limit = inspection.surroundings.softStackLimit;
+  if (*wanted <= limit) return std::nullopt;
+  return MainStack{*last, std::max(limit, raised.value_or(0))};
 }

@@ -92,6 +92,19 @@ std::string variableOf(std::string_view name) {
   return variable + "_ARGS";
 }
 
+/// The system's limit for one text is for the variable's name and the final NUL too.
+std::size_t mostBytesOfWords(std::string_view variable) {
+  constexpr std::size_t maxTextBytes = 131072;
+  return maxTextBytes - variable.size() - 2;
+}
+
+std::string textBetween(std::string_view text, std::string_view start, std::string_view end) {
+  const std::size_t at = text.find(start);
+  if (at == std::string_view::npos) return {};
+  text.remove_prefix(at + start.size());
+  return std::string(text.substr(0, text.find(end)));
+}
+
 /// A path as a value: one below the folder moves with it.
 std::string located(const std::string& path) {
   const std::string spelled = spelledInPropertiesFile(path);
@@ -156,14 +169,54 @@ bool isApplicationName(std::string_view name) {
 }
 
 std::string startScript(const ApplicationFolder& folder) {
-  // The system's limit is for the variable's name and the final NUL too.
-  constexpr std::size_t maxTextBytes = 131072;
   const std::string variable = variableOf(folder.name);
   std::string text(script);
   replaceAll(text, "@NAME@", folder.name);
   replaceAll(text, "@VARIABLE@", variable);
-  replaceAll(text, "@LIMIT@", std::to_string(maxTextBytes - variable.size() - 2));
+  replaceAll(text, "@LIMIT@", std::to_string(mostBytesOfWords(variable)));
   return text;
+}
+
+std::optional<HandedOver> handedOver(std::string_view text, const std::string& file,
+                                     const std::vector<std::string>& arguments) {
+  ApplicationFolder folder;
+  folder.name = textBetween(text, "--propFile \"$here/", ".kvf\"");
+  if (folder.name.empty() || startScript(folder) != text) return std::nullopt;
+
+  const std::string here = file.substr(0, file.rfind("/bin/"));
+  const std::string variable = variableOf(folder.name);
+  std::string words;
+  std::size_t single = 0;
+  HandedOver result;
+  std::vector<std::string> rest;
+  for (std::size_t number = 1; number < arguments.size(); ++number) {
+    const std::string& argument = arguments[number];
+    if (single == 0) {
+      const std::string longer = words + (words.empty() ? "\"" : " \"") + argument + "\"";
+      const bool fits = argument.find('"') == std::string::npos &&
+                        argument.find("@@#@@") == std::string::npos &&
+                        longer.size() <= mostBytesOfWords(variable);
+      if (fits) {
+        words = longer;
+        continue;
+      }
+      single = number;
+    }
+    if (argument.starts_with("--") && result.refusal.empty()) {
+      result.refusal = "cannot hand over argument " + std::to_string(number) +
+                       ": it begins with two dashes, and argument " + std::to_string(single) +
+                       " holds a double quote or @@#@@, or is too long";
+    }
+    rest.push_back(argument);
+    result.typed.push_back(number);
+  }
+  result.commandLine = {here + "/bin/wrapper", "--run",
+                        "--propFile",          here + "/" + folder.name + ".kvf",
+                        "--propVar",           variable + "=" + words};
+  // The first argument stands for all those in the text.
+  result.typed.insert(result.typed.begin(), {0, 0, 0, 0, 0, words.empty() ? 0U : 1U});
+  result.commandLine.insert(result.commandLine.end(), rest.begin(), rest.end());
+  return result;
 }
 
 std::string propertiesFile(const ApplicationFolder& folder) {

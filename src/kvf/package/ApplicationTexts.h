@@ -1,6 +1,8 @@
 #ifndef VELOX_KVF_PACKAGE_APPLICATIONTEXTS_H
 #define VELOX_KVF_PACKAGE_APPLICATIONTEXTS_H
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,6 +29,19 @@ bool isApplicationName(std::string_view name);
 /// one that begins with two dashes and holds, or comes after one that holds, a double quote or
 /// "@@#@@", and what exceeds the system's 128 KiB for one text: those it refuses with status 64.
 std::string startScript(const ApplicationFolder& folder);
+
+/// What a start script makes of its arguments.
+struct HandedOver {
+  std::vector<std::string> commandLine;  ///< of the launcher
+  std::vector<std::size_t> typed;        ///< for each of them, which of the script's it comes from
+  std::string refusal;  ///< what the script says instead of starting anything; empty: it starts
+};
+
+/// The launch of a start script of that text with these arguments, where `file` is its path without
+/// links, its first argument the script as it was typed. Nothing when it is no start script, or
+/// somebody has changed it.
+std::optional<HandedOver> handedOver(std::string_view text, const std::string& file,
+                                     const std::vector<std::string>& arguments);
 
 std::string propertiesFile(const ApplicationFolder& folder);
 

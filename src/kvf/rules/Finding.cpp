@@ -6,7 +6,8 @@ std::size_t Finding::line() const {
   return at.file == Position::commandLine ? at.line : std::max<std::size_t>(at.line, 1);
 }
 
-Finding& Report::operator()(const Position& at, std::string text) {
+Finding& Report::operator()(const Position& position, std::string text) {
+  const Position at = inspection_->placeOf(position);
   const bool isArgument = at.file == Position::commandLine;
   return findings_->emplace_back(
       Finding{.rule = rule_,

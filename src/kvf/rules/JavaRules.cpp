@@ -45,8 +45,7 @@ void noLibrary(const Inspection& inspection, Report& report) {
 /// Which libjvm.so the loader would take when java.library leads nowhere; empty: probably none.
 std::string fallbackLibrary(const Inspection& inspection) {
   const auto exported = inspection.plan.exported.find("LD_LIBRARY_PATH");
-  const char* inherited = std::getenv("LD_LIBRARY_PATH");
-  std::string path = inherited == nullptr ? "" : inherited;
+  std::string path = inspection.surroundings.variable("LD_LIBRARY_PATH");
   if (exported != inspection.plan.exported.end()) path = exported->second;
   for (const std::string_view element : pathElements(path)) {
     std::string library = concat({element, "/libjvm.so"});

@@ -4,8 +4,6 @@
 #include <optional>
 #include <vector>
 
-#include <sys/resource.h>
-
 #include "foundation/MemorySize.h"
 #include "foundation/PropertyKeys.h"
 #include "kvf/launch/JvmOptions.h"
@@ -75,14 +73,13 @@ void stackSize(const Inspection& inspection, Report& report) {
                            inspection.valueOf(keys::threadStackSize), ": write less"}));
     return;
   }
-  struct rlimit limit = {};
-  if (!wanted || ::getrlimit(RLIMIT_STACK, &limit) != 0) return;
-  if (limit.rlim_max == RLIM_INFINITY || *wanted <= limit.rlim_max) return;
-  report(
-      inspection.positionOf(keys::threadStackSize),
-      concat({"the hard stack limit here is ", std::to_string(limit.rlim_max >> 10U),
-              "k, so that the main thread does not get ", inspection.valueOf(keys::threadStackSize),
-              ": raise it, with LimitSTACK= in a unit or ulimit -Hs"}));
+  const std::uint64_t limit = inspection.surroundings.stackLimit;
+  if (!wanted || *wanted <= limit) return;
+  report(inspection.positionOf(keys::threadStackSize),
+         concat({"the hard stack limit ", inspection.unit ? "of the unit" : "here", " is ",
+                 std::to_string(limit >> 10U), "k, so that the main thread does not get ",
+                 inspection.valueOf(keys::threadStackSize),
+                 ": raise it, with LimitSTACK= in a unit or ulimit -Hs"}));
 }
 
 void mainStack(const Inspection& inspection, Report& report) {

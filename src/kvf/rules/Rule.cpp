@@ -8,7 +8,7 @@ std::vector<const Rule*> allRules() {
        {fileRules(), keyRules(), includeRules(), variableRules(), sourceRules(), shellRules(),
         javaRules(), classPathRules(), memoryRules(), optionRules(), optionFormRules(),
         optionPathRules(), jvmRules(), classDataRules(), launchRules(), surroundingsRules(),
-        secretRules()}) {
+        secretRules(), unitRules(), unitAccessRules()}) {
     for (const Rule& rule : group) rules.push_back(&rule);
   }
   return rules;

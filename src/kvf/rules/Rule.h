@@ -23,6 +23,7 @@ struct ExampleFile {
     archive,      ///< the application's
     newerClass,   ///< the start class, for a Java that does not exist yet
     orphanClass,  ///< the start class, extending com.acme.BaseApp
+    unit,         ///< lines of [Service], each in place of the one with that key there
   };
 
   const char* path = nullptr;  ///< below the example's folder
@@ -39,6 +40,8 @@ struct ExampleFile {
 ///                    java.start.class=com.acme.Main
 ///     lib/acme.jar   the class com.acme.Main
 ///     libacme.so     the same as a native application
+///     acme.service   Type=exec, PassEnvironment=JAVA_HOME, SuccessExitStatus=143 and
+///                    ExecStart=%Y/bin/wrapper --propFile %Y/acme.kvf, where an example has a unit
 ///
 struct Example {
   std::string_view note = {};   ///< in words: what the lines do not show, or what else to do
@@ -93,6 +96,8 @@ std::span<const Rule> surroundingsRules();
 std::span<const Rule> sourceRules();
 std::span<const Rule> shellRules();
 std::span<const Rule> secretRules();
+std::span<const Rule> unitRules();
+std::span<const Rule> unitAccessRules();
 
 /// All of them, in that order.
 std::vector<const Rule*> allRules();

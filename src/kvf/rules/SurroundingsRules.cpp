@@ -17,16 +17,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool isFolder(const std::string& path) {
-  struct stat status = {};
-  return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
-
 void startDirectory(const Inspection& inspection, Report& report) {
   const auto directory = inspection.value(keys::startDirectory);
   if (!directory) return;
   const Position at = inspection.positionOf(keys::startDirectory);
-  if (isFolder(inspection.atLauncher(*directory))) {
+  if (inspection.surroundings.hasFolder(inspection.atLauncher(*directory))) {
     if (directory->starts_with('/') || *directory == ".") return;
     report.harmless(
         at, concat({shown(*directory), " is relative: it depends on where the launcher is started ",
@@ -45,11 +40,11 @@ void processIdFile(const Inspection& inspection, Report& report) {
   const std::string path = inspection.atLauncher(*name);
   const std::string folder = fs::path(path).parent_path().string();
   struct stat status = {};
-  if (::stat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
+  if (!inspection.surroundings.hasFolder(folder)) {
     report(at, concat({"there is no folder ", shown(folder),
                        ": the launcher prints \"file ... can not access\" and runs without a ",
                        "process-ID file"}));
-  } else if ((status.st_mode & S_IWOTH) != 0) {
+  } else if (::stat(folder.c_str(), &status) == 0 && (status.st_mode & S_IWOTH) != 0) {
     report(at,
            concat({"everyone may write to ", shown(folder),
                    ": another user can place a file or a link of that name there; use a folder ",
@@ -92,9 +87,8 @@ std::string folderOfProgram(const std::string& program, std::string_view path) {
 void pathHidesLauncher(const Inspection& inspection, Report& report) {
   const auto exported = inspection.plan.exported.find("PATH");
   if (exported == inspection.plan.exported.end() || !inspection.inner) return;
-  const char* now = std::getenv("PATH");
   const std::string program = inspection.commandLine[0];
-  const std::string folder = folderOfProgram(program, now == nullptr ? "" : now);
+  const std::string folder = folderOfProgram(program, inspection.surroundings.variable("PATH"));
   if (folder.empty() || !folderOfProgram(program, exported->second).empty()) return;
   report.fatal(
       inspection.positionOf(std::string(keys::environmentPrefix) + "PATH"),

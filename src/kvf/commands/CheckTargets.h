@@ -1,0 +1,16 @@
+#ifndef VELOX_KVF_COMMANDS_CHECKTARGETS_H
+#define VELOX_KVF_COMMANDS_CHECKTARGETS_H
+
+#include <string>
+#include <vector>
+
+#include "kvf/launch/Inspection.h"
+
+/// The launches of what `kvf check` is given: properties files, folders (each .kvf below one, but
+/// those that are only included by others), service units of systemd, start scripts of `kvf new`,
+/// and "-" for standard input, which is taken for the file `stdinName`. What is given twice counts
+/// once. Throws std::runtime_error with a sentence for what is nothing of this.
+std::vector<Inspection> inspectTargets(const std::vector<std::string>& targets,
+                                       const std::string& stdinName);
+
+#endif

@@ -1,0 +1,33 @@
+#ifndef VELOX_KVF_COMMANDS_PROGRAM_H
+#define VELOX_KVF_COMMANDS_PROGRAM_H
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "kvf/launch/Surroundings.h"
+
+/// What a command line starts.
+struct StartedProgram {
+  enum class Kind {
+    launcher,
+    startScript,  ///< as `kvf new` writes it, which starts the launcher
+    checker,      ///< kvf itself
+    other,
+  };
+
+  Kind kind = Kind::other;
+  std::string file;         ///< the program's, where it was found
+  std::string description;  ///< of another one: "is a script, and none that kvf new wrote"
+  std::vector<std::string> commandLine;  ///< the launcher's
+  std::vector<std::size_t> typed;        ///< for each of its arguments, which one was typed
+  std::string refusal;                   ///< of a start script, when it would start nothing
+};
+
+/// Looks at the program that the first argument names, found along `path` where it has no slash. A
+/// program that is not there is taken for the launcher by what it is called and by its arguments.
+/// REQUIRES: there is an argument.
+StartedProgram programOf(const std::vector<std::string>& commandLine, const std::string& path,
+                         const std::string& directory);
+
+#endif
