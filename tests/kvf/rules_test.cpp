@@ -66,7 +66,7 @@ struct Row {
 const Row rows[] = {
     {"unknown-key", 4, "did you mean java.heap.size.max?", launch() + "java.heap.size.mx=1g\n"},
     {"unknown-key", 4, "the launcher sets", launch() + "wrapper.kvf.file=x\n"},
-    {"unknown-key", 4, ": write java.property.a", launch() + "java.properties.a=1\n"},
+    {"unknown-key", 4, "did you mean java.property.a?", launch() + "java.properties.a=1\n"},
     {"unknown-key", 4, "write velox.env.ACME", launch() + "ACME=1\n"},
     {"option-line", 4, "write java.property.a=b", launch() + "-Da=b\n"},
     {"option-line", 4, "extended.properties=-XX:+UseSerialGC", launch() + "-XX:+UseSerialGC\n"},

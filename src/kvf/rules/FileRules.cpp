@@ -252,10 +252,11 @@ bool isEntry(std::string_view text) {
 }
 
 /// "key=value", as a line that was commented out has it, or one that was not meant to be.
-bool looksLikeEntry(std::string_view line) {
+bool looksLikeEntry(std::string_view line, std::string_view separators) {
   const std::string_view text = trimmed(line);
   const std::size_t end = text.find_first_of("=: \t");
-  return end != std::string_view::npos && end > 0 && (text[end] == '=' || text[end] == ':') &&
+  return end != std::string_view::npos && end > 0 &&
+         separators.find(text[end]) != std::string_view::npos &&
          std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(end), [](char c) {
            return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '.' || c == '_';
          });
@@ -276,7 +277,7 @@ void continuedComment(const Inspection& inspection, Report& report) {
       const std::string_view next = file.line(number + 1);
       const std::string both = concat({line, "\n", next, "\n"});
       const bool hides = isEntry(concat({next, "\n"})) && !isEntry(both);
-      if (!hides || !looksLikeEntry(next) || looksLikeEntry(comment.substr(1))) continue;
+      if (!hides || !looksLikeEntry(next, "=:") || looksLikeEntry(comment.substr(1), "=")) continue;
       const Position at = {static_cast<int>(index), number};
       if (continuations.contains({at.file, at.line})) continue;
       report(at, concat({"the backslash at its end makes the next line part of this comment, so ",

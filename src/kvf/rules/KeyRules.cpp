@@ -123,10 +123,9 @@ void unknownKeysOf(const Inspection& inspection, const References& references, R
     if (nearest.empty() && ++unknown <= maxSuggestions) nearest = nearestName(key, candidates);
     // What a file offers to those that include it, not every one of them takes.
     if (nearest.empty() && inspection.fileOf(entry.at).includedAt) continue;
-    report(entry.at, nearest.empty() ? concat({"neither the launcher nor a reference reads ",
-                                               shown(key), "; it has no effect: ", adviceFor(key)})
-                                     : concat({"neither the launcher nor a reference reads ",
-                                               shown(key), ": write ", nearest}));
+    report(entry.at,
+           concat({"neither the launcher nor a reference reads ", shown(key), didYouMean(nearest),
+                   "; it has no effect", nearest.empty() ? ": " + adviceFor(key) : ""}));
   }
 }
 

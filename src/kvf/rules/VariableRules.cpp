@@ -166,7 +166,9 @@ void openReferenceRule(const Inspection& inspection, Report& report) {
   for (const Entry& entry : inspection.run().entries) {
     if (entry.skipped) continue;
     const std::string name = openReference(inspection, entry.value);
-    if (name.empty() || entry.written.find("%" + name) == std::string::npos) continue;
+    const std::size_t at = name.empty() ? std::string::npos : entry.written.rfind("%" + name);
+    const bool isEscaped = at != 0 && at != std::string::npos && entry.written[at - 1] == '\\';
+    if (at == std::string::npos || isEscaped) continue;
     report(entry.at, concat({"the reference %", name,
                              " is not closed and stays as it is: ", "write %", name, "%"}));
   }
