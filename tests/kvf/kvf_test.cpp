@@ -171,7 +171,8 @@ TEST_F(KvfTest, ExplainNamesTheOriginOfEverySetting) {
   sandbox_.write("defaults.kvf", "java.heap.size.max=32m\nhome=/opt\n");
   sandbox_.write("global.kvf", "java.heap.size.initial=8m\njava.heap.size.max=1m\n");
   kvf("velox.include.kvf=%kvf.file.dir%/defaults.kvf\n" + probe() +
-      "java.heap.size.max=64m\njava.property.place=%home%/%NAME%\nx=%kvf.file.dir%%PATH%\n");
+      "java.heap.size.max=64m\njava.property.place=%home%/%NAME%\nx=%kvf.file.dir%%PATH%\n"
+      "home=/later\n");
   const Texts arguments = {"explain", "--json", "app.kvf", "--", "--propVar", "NAME=x", "word"};
   const nlohmann::json launch = json(arguments);
   const auto property = [&](const std::string& key) {

@@ -134,6 +134,7 @@ const Row rows[] = {
     {"start-method", 3, "is damaged", launch(jvm, "%kvf.file.dir%/damaged")},
     {"stop-method", 5, "did you mean halt?",
      launch() + "application.stop.signals=TERM\njava.stop.method=stop\n"},
+    {"native-library", 1, "\"/gone.so\" is not there", "application.library=/gone.so\n"},
     {"native-library", 1, "for another architecture",
      "application.library=%kvf.file.dir%/riscv.so\n"},
     {"native-library", 1, "is not a shared library", "application.library=" VELOX_PROBE_JAR "\n"},
@@ -356,7 +357,15 @@ TEST(Rules, FindTheirMistakeOnTheCommandLine) {
   const std::string recorded =
       sandbox.write("recorded.kvf", launch() + "processID.file.name=/run/acme.pid\n");
   const LaunchRow launchRows[] = {
+      {"missing-file",
+       2,
+       "open properties file : /gone.kvf",
+       {"w", "--propFile", "/gone.kvf", "x"}},
       {"unknown-switch", 3, "write --propVar a=b", {"w", "--propFile", app, "--propvar=a=b"}},
+      {"unknown-switch",
+       3,
+       "write --propVar",
+       {"w", "--propFile", app, "--propVar=a=/a/long/value"}},
       {"dashed-argument", 3, "\"--cleanInstall\"", {"w", "--propFile", app, "--cleanInstall"}},
       {"switch-value", 3, "takes \"--run\"", {"w", "--propFile", app, "--propVar", "--run"}},
       {"kill-command", 3, "needs processID.file.name", {"w", "--propFile", app, "--kill", "Abort"}},
@@ -378,6 +387,10 @@ TEST(Rules, SoundCommandLinesHaveNoFinding) {
       sandbox.write("app.kvf", launch() + "velox.env.PROBE=1\nprocessID.file.name=/run/acme.pid\n");
   Texts full = {"wrapper", "--propFile", app};
   full.resize(1022, "argument");
+  // No class-data archive, of which a launch without a JVM asks nothing.
+  const std::string archived = sandbox.write(
+      "archived.kvf",
+      launch() + "java.extended.properties=-XX:SharedArchiveFile=%kvf.file.dir%/app.kvf\n");
   const Texts lines[] = {
       full,
       {"w", "--propFile", app, "--propVar", "WHO=a=b", "--delayStart", "2000", "-x", "y"},
@@ -385,6 +398,7 @@ TEST(Rules, SoundCommandLinesHaveNoFinding) {
       {"w", "--propFile", app, "--cmdlineJava"},
       {"w", "--debug", "--silent", "--pid", "--run", "--propFile", app},
       {"w", "--version"},
+      {"w", "--version", "--propFile", archived},
       {"w", "--help"},
   };
   for (const Texts& line : lines) {

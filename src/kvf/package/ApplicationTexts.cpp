@@ -93,7 +93,7 @@ std::string variableOf(std::string_view name) {
 }
 
 /// The system's limit for one text is for the variable's name and the final NUL too.
-std::size_t mostBytesOfWords(std::string_view variable) {
+std::size_t maxBytesOfWords(std::string_view variable) {
   constexpr std::size_t maxTextBytes = 131072;
   return maxTextBytes - variable.size() - 2;
 }
@@ -173,7 +173,7 @@ std::string startScript(const ApplicationFolder& folder) {
   std::string text(script);
   replaceAll(text, "@NAME@", folder.name);
   replaceAll(text, "@VARIABLE@", variable);
-  replaceAll(text, "@LIMIT@", std::to_string(mostBytesOfWords(variable)));
+  replaceAll(text, "@LIMIT@", std::to_string(maxBytesOfWords(variable)));
   return text;
 }
 
@@ -195,7 +195,7 @@ std::optional<HandedOver> handedOver(std::string_view text, const std::string& f
       const std::string longer = words + (words.empty() ? "\"" : " \"") + argument + "\"";
       const bool fits = argument.find('"') == std::string::npos &&
                         argument.find("@@#@@") == std::string::npos &&
-                        longer.size() <= mostBytesOfWords(variable);
+                        longer.size() <= maxBytesOfWords(variable);
       if (fits) {
         words = longer;
         continue;
