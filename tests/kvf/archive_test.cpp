@@ -5,30 +5,17 @@
 
 #include <gtest/gtest.h>
 #include <unistd.h>
-#include <zip.h>
 
+#include "kvf/ZipFile.h"
 #include "support/Sandbox.h"
 
 namespace {
-
-/// An archive with these entries; the texts must live until it is written.
-std::string writeArchive(const Sandbox& sandbox, const std::string& name,
-                         const std::map<std::string, std::string>& entries) {
-  std::string file = sandbox.path(name);
-  zip_t* zip = zip_open(file.c_str(), ZIP_CREATE, nullptr);
-  for (const auto& [entry, text] : entries) {
-    zip_source_t* source = zip_source_buffer(zip, text.data(), text.size(), 0);
-    zip_file_add(zip, entry.c_str(), source, ZIP_FL_ENC_UTF_8);
-  }
-  EXPECT_EQ(zip_close(zip), 0);
-  return file;
-}
 
 const std::map<std::string, std::string> acme = {{"META-INF/MANIFEST.MF", "Main-Class: Acme\n"},
                                                  {"zeros", std::string(100000, '\0')}};
 
 TEST(Archive, NamesAndEntries) {
-  const Sandbox sandbox;
+  Sandbox sandbox;
   const Archive archive(writeArchive(sandbox, "acme.jar", acme));
   EXPECT_EQ(archive.state(), ArchiveState::readable);
   EXPECT_EQ(archive.size(), 2);

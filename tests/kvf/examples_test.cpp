@@ -130,14 +130,24 @@ class ExampleFolder {
     }
   }
 
+  /// The JDK's folder; Java 8 is made to look like the later ones, which the examples show.
+  [[nodiscard]] std::string home() const {
+    if (javaRelease() > 8) return javaHome();
+    const fs::path home = sandbox_.path("jdk");
+    if (fs::create_directories(home / "lib")) {
+      fs::create_symlink(fs::path(jvmLibrary()).parent_path(), home / "lib/server");
+      for (const char* name : {"bin", "release"}) {
+        fs::create_symlink(fs::path(javaHome()) / name, home / name);
+      }
+    }
+    return home;
+  }
   [[nodiscard]] Outcome run(const std::string& command) const {
-    const fs::path library = jvmLibrary();
-    return sandbox_.run(
-        {"sh", "-c", command},
-        {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"},
-                         {"HOME", "/home/acme"},
-                         {"JAVA_HOME", library.parent_path().parent_path().parent_path()},
-                         {"PATH", sandbox_.path("bin") + ":/usr/bin:/bin"}}});
+    return sandbox_.run({"sh", "-c", command},
+                        {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"},
+                                         {"HOME", "/home/acme"},
+                                         {"JAVA_HOME", home()},
+                                         {"PATH", sandbox_.path("bin") + ":/usr/bin:/bin"}}});
   }
 
   const Example& example_;

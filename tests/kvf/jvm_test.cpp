@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "kvf/ZipFile.h"
 #include "kvf/jvm/JvmSearch.h"
 #include "kvf/text/Text.h"
 #include "support/Sandbox.h"
@@ -62,7 +63,10 @@ TEST(JvmSearch, NewestFirst) {
   Homes homes;
   homes.add("jvm/a", "9.0.4");
   homes.add("jvm/b", "17.0.10");
-  homes.add("jvm/c", "1.8.0_392", "jre/lib/amd64/server/libjvm.so");
+  // Of a package that brings no file "release".
+  homes.add("jvm/c", "", "jre/lib/amd64/server/libjvm.so");
+  writeArchive(homes.sandbox, "jvm/c/jre/lib/rt.jar",
+               {{"META-INF/MANIFEST.MF", "Implementation-Version: 1.8.0_392\n"}});
   homes.add("jvm/d", "17.0.9+9-Debian");
   homes.add("jvm/e", "");
   homes.sandbox.write("jvm/f/release", "JAVA_VERSION=\"30\"\n");

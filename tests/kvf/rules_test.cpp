@@ -2,8 +2,8 @@
 #include <string>
 
 #include <gtest/gtest.h>
-#include <zip.h>
 
+#include "kvf/ZipFile.h"
 #include "kvf/formats/Archive.h"
 #include "kvf/launch/Inspector.h"
 #include "kvf/rules/Check.h"
@@ -195,13 +195,6 @@ const Row rows[] = {
     {"environment-name", 4, "not a name that a shell takes", launch() + "velox.env.1A=1\n"},
 };
 
-void writeArchive(const std::string& path, const std::string& entry, const std::string& text) {
-  zip_t* zip = zip_open(path.c_str(), ZIP_CREATE, nullptr);
-  zip_source_t* source = zip_source_buffer(zip, text.data(), text.size(), 0);
-  zip_file_add(zip, entry.c_str(), source, ZIP_FL_ENC_UTF_8);
-  EXPECT_EQ(zip_close(zip), 0);
-}
-
 /// What the rows refer to.
 void writeSurroundings(Sandbox& sandbox) {
   sandbox.write("empty.kvf", "");
@@ -215,11 +208,13 @@ void writeSurroundings(Sandbox& sandbox) {
   }
   sandbox.write("broken.jar", "PK");
   sandbox.write("vast.jar", "PK\5\6" + std::string(11, '\0') + '\x40' + std::string(6, '\0'));
-  writeArchive(sandbox.path("manifest.jar"), "META-INF/MANIFEST.MF",
-               "Manifest-Version: 1.0\nClass-Path: gone.jar lib/\n a.jar\n");
+  writeArchive(
+      sandbox, "manifest.jar",
+      {{"META-INF/MANIFEST.MF", "Manifest-Version: 1.0\nClass-Path: gone.jar lib/\n a.jar\n"}});
   // Its classes are in the archives that it names, by URLs.
-  writeArchive(sandbox.path("urls.jar"), "META-INF/MANIFEST.MF",
-               "Class-Path: my%20lib/a.jar file:" + sandbox.path("gone.jar") + "\n");
+  writeArchive(sandbox, "urls.jar",
+               {{"META-INF/MANIFEST.MF",
+                 "Class-Path: my%20lib/a.jar file:" + sandbox.path("gone.jar") + "\n"}});
   sandbox.write("links/note", "");
   fs::create_symlink(jar, sandbox.path("links/a.jar"));
   fs::create_symlink(sandbox.path("links/note"), sandbox.path("links/other"));

@@ -7,6 +7,7 @@
 #include <sstream>
 #include <system_error>
 
+#include "kvf/formats/Manifest.h"
 #include "kvf/text/FileText.h"
 
 namespace fs = std::filesystem;
@@ -121,6 +122,18 @@ std::map<std::string, std::string> readReleaseFile(const fs::path& file) {
     values[line.substr(0, equals)] = std::move(value);
   }
   return values;
+}
+
+/// A package of Java 8 may lack the file "release"; the archive of its classes, which later ones
+/// have not, tells the same.
+void readOldManifest(const fs::path& home, Jvm& jvm) {
+  for (const char* archive : {"jre/lib/rt.jar", "lib/rt.jar"}) {
+    const Manifest manifest = manifestOf(home / archive);
+    if (manifest.empty()) continue;
+    jvm.version = attributeOf(manifest, "Implementation-Version");
+    jvm.vendor = attributeOf(manifest, "Implementation-Vendor");
+    return;
+  }
 }
 
 /// The numbers of a version in order; without the "1" in front of Java 8 and older.
@@ -249,6 +262,7 @@ std::optional<Jvm> jvmAt(const fs::path& home) {
   std::map<std::string, std::string> values = readReleaseFile(home / "release");
   jvm.version = values["JAVA_VERSION"];
   jvm.vendor = values["IMPLEMENTOR"];
+  if (jvm.version.empty()) readOldManifest(home, jvm);
   jvm.release = releaseOfVersion(jvm.version);
   return jvm;
 }
