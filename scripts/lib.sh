@@ -42,7 +42,7 @@ have_header() { have c++ && echo "#include <$1>" | c++ -E -x c++ - >/dev/null 2>
 links() { echo 'extern "C" int LLVMFuzzerTestOneInput() { return 0; }' | "$@" -x c++ - -o "$log.probe" >/dev/null 2>&1; }
 
 # missing_packages KIND...: the Debian packages of what is not there; KIND is build, kvf, test,
-# bench, check, package or root.
+# bench, check, package, arm64 (to cross-build), root or emulator (to run what was cross-built).
 missing_packages() {
   for kind in "$@"; do
     case $kind in
@@ -87,7 +87,17 @@ missing_packages() {
         have shellcheck || echo shellcheck
         links clang++ -fsanitize=fuzzer || echo libclang-rt-dev
         ;;
+      arm64)
+        have aarch64-linux-gnu-g++ || echo g++-aarch64-linux-gnu
+        for library in z:zlib1g gtest:libgtest zip:libzip; do
+          ls /usr/lib/aarch64-linux-gnu/lib"${library%:*}".[as]* >/dev/null 2>&1 || echo "${library#*:}-dev:arm64"
+        done
+        # For the packages' dependencies.
+        [ -e /usr/lib/aarch64-linux-gnu/libstdc++.so.6 ] || echo libstdc++6:arm64
+        have qemu-aarch64-static || echo qemu-user-static
+        ;;
       root) have debootstrap || echo debootstrap ;;
+      emulator) have qemu-aarch64-static || echo qemu-user-static ;;
     esac
   done
 }
@@ -103,6 +113,7 @@ set_up() {
     as_root=sudo
   fi
   echo "Installing: $packages"
+  case $packages in *:arm64*) $as_root dpkg --add-architecture arm64 ;; esac
   quietly "apt-get update" $as_root apt-get update
   # shellcheck disable=SC2086 # a list of packages, and a sudo that may be empty
   quietly "apt-get install" $as_root env DEBIAN_FRONTEND=noninteractive \

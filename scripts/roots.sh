@@ -1,7 +1,7 @@
 # shellcheck shell=sh
 # Machines that nothing was installed on: minimal Debian systems in folders of their own; sourced after
 # lib.sh. They are made once a fortnight, by debootstrap, and kept as archives in $roots; each use gets
-# a fresh copy, which goes when the script ends.
+# a fresh copy, which goes when the script ends. One for another processor runs in an emulator.
 
 roots=${VELOX_ROOTS:-${XDG_CACHE_HOME:-$HOME/.cache}/velox-wrapper/roots}
 root=
@@ -17,16 +17,30 @@ why_no_roots() {
   fi
 }
 
+# why_no_emulator: what keeps this machine from running programs for 64-bit ARM; as above.
+why_no_emulator() {
+  [ "$(uname -m)" != aarch64 ] || return 0
+  (set_up emulator) >&2 || { echo "qemu-user-static cannot be installed"; return 0; }
+  formats=/proc/sys/fs/binfmt_misc
+  [ -e $formats/register ] || mount -t binfmt_misc binfmt_misc $formats 2>/dev/null || :
+  # The first bytes of such a program, and which of them count.
+  [ -e $formats/qemu-aarch64 ] || printf '%s' \
+    ':qemu-aarch64:M::\x7fELF\x02\x01\x01\x00\x00\x00\x00\x00\x00\x00\x00\x00\x02\x00\xb7\x00' \
+    ':\xff\xff\xff\xff\xff\xff\xff\x00\xff\xff\xff\xff\xff\xff\xff\xff\xfe\xff\xff\xff' \
+    ":$(command -v qemu-aarch64-static):OCF" 2>/dev/null >$formats/register || :
+  [ -e $formats/qemu-aarch64 ] || echo "this system does not pass programs on to an emulator (binfmt_misc)"
+}
+
 # kept NAME: whether its archive is there and not too old.
 kept() { [ -n "$(find "$roots/$1.tar" -mtime -14 2>/dev/null)" ]; }
 
 # keep NAME: the current root becomes an archive.
 keep() {
-  rm -rf "$root"/var/cache/apt/archives/*.deb "$root/src"
+  rm -rf "$root"/var/cache/apt/archives/*.deb
   tar -C "$root" -cf "$roots/$1.tar.$$" . && mv "$roots/$1.tar.$$" "$roots/$1.tar"
 }
 
-# fresh NAME: $root becomes a fresh copy of that archive.
+# fresh NAME: $root becomes a fresh copy of that archive; without a name, an empty folder.
 fresh() {
   discard
   mkdir -p "$roots"
@@ -42,27 +56,29 @@ discard() {
   root=
 }
 
-# minimal SUITE[-ARCHITECTURE]: $root becomes a minimal Debian with the little that everybody has. The
-# host's way to the network goes along.
+# minimal SUITE[-arm64]: $root becomes a minimal Debian with the little that everybody has.
 minimal() {
   kept "$1" || {
     fresh ""
-    suite=${1%-*}
-    architecture=${1#"$suite"}
-    set -- "$1" --variant=minbase --include=git,ca-certificates,sudo "$suite" "$root"
-    [ -z "$architecture" ] || set -- "$@" "--arch=${architecture#-}"
-    bootstrap "$@"
-    apt-config dump | grep -E '^Acquire::(Check-|https?::|Retries|Force)' >"$root/etc/apt/apt.conf.d/90host" || :
+    quietly "making a minimal $1 (once a fortnight)" bootstrap "$1"
     keep "$1"
   }
   fresh "$1"
 }
 
-# bootstrap NAME DEBOOTSTRAP'S ARGUMENTS
+# bootstrap SUITE[-arm64]: fills $root. The host's way to the network goes along.
 bootstrap() {
+  suite=${1%-arm64}
   name=$1
-  shift
-  quietly "making a minimal $name (once a fortnight)" debootstrap "$@"
+  set -- --variant=minbase --include=git,ca-certificates,sudo "$suite" "$root"
+  if [ "$suite" = "$name" ] || [ "$(uname -m)" = aarch64 ]; then
+    debootstrap "$@"
+  else
+    debootstrap --foreign --arch=arm64 "$@"
+    cp "$(command -v qemu-aarch64-static)" "$root/usr/bin/"
+    inside '/debootstrap/debootstrap --second-stage'
+  fi
+  apt-config dump | grep -E '^Acquire::(Check-|https?::|Retries|Force)' >"$root/etc/apt/apt.conf.d/90host" || :
 }
 
 # take_sources: this tree, without what was built in it, in /src of the root.
@@ -82,6 +98,6 @@ inside() {
     cd "$1"
     pivot_root . mnt
     umount -l /mnt
-    exec env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root VELOX_STRICT="${VELOX_STRICT-}" \
-      sh -eu -c "cd /src 2>/dev/null || :; $2"' sh "$root" "$1"
+    exec env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root DEBIAN_FRONTEND=noninteractive \
+      VELOX_STRICT="${VELOX_STRICT-}" sh -eu -c "cd /src 2>/dev/null || :; $2"' sh "$root" "$1"
 }
