@@ -1,12 +1,17 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <string>
+#include <string_view>
 #include <vector>
+
+#include <unistd.h>
 
 #include "foundation/WString.h"
 #include "foundation/wrapper_vid.h"
@@ -90,9 +95,37 @@ bool isOutputWritten() {
   return std::cout.flush().good() && std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
 }
 
-}  // namespace
+/// Takes no memory.
+int complainOfMemory() noexcept {
+  constexpr std::string_view text = "kvf: memory is exhausted\n";
+  static_cast<void>(::write(STDERR_FILENO, text.data(), text.size()) > 0);
+  return noAnswer;
+}
 
-int main(int argc, char** argv) {
+bool memoryHasFailed = false;
+
+void noteNoMemory() {
+  memoryHasFailed = true;
+  throw std::bad_alloc();
+}
+
+/// Where memory ends in a place that no exception may leave, as in the library's own walk through a
+/// folder.
+void endWithoutException() {
+  if (memoryHasFailed) ::_exit(complainOfMemory());
+  std::abort();
+}
+
+/// In front of what libraries make before main.
+struct EndsWithoutException {
+  EndsWithoutException() {
+    std::set_new_handler(noteNoMemory);
+    std::set_terminate(endWithoutException);
+  }
+};
+[[gnu::init_priority(101)]] const EndsWithoutException endsWithoutException;
+
+int answer(int argc, char** argv) {
   try {
     const int status = run(argc, argv);
     // Where a command could not print, it has said so.
@@ -103,7 +136,19 @@ int main(int argc, char** argv) {
     endBy(interruption);
   } catch (const WException& exception) {
     return complain(exception.getDescription(false).view());
+  } catch (const std::bad_alloc&) {
+    return complainOfMemory();
   } catch (const std::exception& exception) {
     return complain(exception.what());
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return answer(argc, argv);
+  } catch (const std::bad_alloc&) {
+    return complainOfMemory();
   }
 }

@@ -116,17 +116,6 @@ class TreeCopy {
   std::vector<fs::path> leadingOut_;
 };
 
-/// A name that is free, with ".orig" and perhaps a number after it.
-template <class Take>
-fs::path keptAs(const fs::path& target, Take&& take) {
-  for (int number = 1;; ++number) {
-    const fs::path name =
-        concat({target.native(), ".orig", number == 1 ? "" : "." + std::to_string(number)});
-    if (take(name)) return name;
-    if (errno != EEXIST) throw FileError("keep what is there as", name, errno);
-  }
-}
-
 }  // namespace
 
 FolderUpdate::FolderUpdate(const fs::path& folder) {
@@ -160,8 +149,12 @@ void FolderUpdate::makeFolder(const fs::path& folder) {
     return;
   }
   makeFolder(folder.parent_path());
-  if (::mkdir(folder.c_str(), folderMode) != 0) throw FileError("make", folder, errno);
   madeFolders_.push_back(folder);
+  if (::mkdir(folder.c_str(), folderMode) != 0) {
+    const int error = errno;
+    madeFolders_.pop_back();
+    throw FileError("make", folder, error);
+  }
   if (::chmod(folder.c_str(), folderMode) != 0) throw FileError("set the mode of", folder, errno);
 }
 
@@ -209,8 +202,9 @@ void FolderUpdate::place(const fs::path& part) {
   makeFolder(target.parent_path());
   const fs::file_type former = typeOf(target);
   if (former == fs::file_type::not_found) {
+    moves_.push_back({fresh, target});
     moveToFreeName(fresh, target);
-    moves_.emplace_back([fresh, target] { ::rename(target.c_str(), fresh.c_str()); });
+    moves_.back().done = Move::Kind::moved;
     return;
   }
   const fs::file_type type = typeOf(fresh);
@@ -220,33 +214,51 @@ void FolderUpdate::place(const fs::path& part) {
   const bool isEdited = texts_.contains(part) && !(isFile && haveSameBytes(target, fresh));
   if (isFile) takeAttributes(fresh, target);
   if (former != type || isEdited) keepFormer(target);
+  moves_.push_back({fresh, target});
   exchange(fresh, target);
-  moves_.emplace_back([fresh, target] { exchange(fresh, target); });
+  moves_.back().done = Move::Kind::exchanged;
 }
 
 void FolderUpdate::keepFormer(const fs::path& target) {
   // A second name; the first one goes in one step with the replacement.
-  const fs::path name = keptAs(target, [&](const fs::path& free) {
-    return ::linkat(AT_FDCWD, target.c_str(), AT_FDCWD, free.c_str(), 0) == 0;
-  });
-  moves_.emplace_back([name] { ::unlink(name.c_str()); });
-  kept_.push_back(name);
+  for (int number = 1;; ++number) {
+    const fs::path name =
+        concat({target.native(), ".orig", number == 1 ? "" : "." + std::to_string(number)});
+    kept_.push_back(name);
+    moves_.push_back({{}, name});
+    if (::linkat(AT_FDCWD, target.c_str(), AT_FDCWD, name.c_str(), 0) == 0) break;
+    if (errno != EEXIST) throw FileError("keep what is there as", name, errno);
+    kept_.pop_back();
+    moves_.pop_back();
+  }
+  moves_.back().done = Move::Kind::linked;
+}
+
+void FolderUpdate::takeBack(const Move& move) {
+  switch (move.done) {
+    case Move::Kind::none:
+      break;
+    case Move::Kind::moved:
+      if (::rename(move.target.c_str(), move.fresh.c_str()) != 0)
+        throw FileError("move", move.target, errno);
+      break;
+    case Move::Kind::exchanged:
+      exchange(move.fresh, move.target);
+      break;
+    case Move::Kind::linked:
+      if (::unlink(move.target.c_str()) != 0) throw FileError("remove", move.target, errno);
+  }
 }
 
 void FolderUpdate::undo() noexcept {
-  bool isBack = true;
   for (; !moves_.empty(); moves_.pop_back()) {
     try {
-      moves_.back()();
+      takeBack(moves_.back());
     } catch (const std::exception& error) {
-      std::fprintf(stderr, "kvf: %s\n", printable(error.what()).c_str());
-      isBack = false;
+      std::fprintf(stderr, "kvf: %s; what could not be put back is in %s\n", error.what(),
+                   beside_->path().c_str());
+      beside_->keep();
     }
-  }
-  if (!isBack) {
-    std::fprintf(stderr, "kvf: what could not be put back is in %s\n",
-                 printable(beside_->path().native()).c_str());
-    beside_->keep();
   }
   beside_.reset();
   for (; !madeFolders_.empty(); madeFolders_.pop_back()) ::rmdir(madeFolders_.back().c_str());

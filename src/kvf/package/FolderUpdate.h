@@ -2,7 +2,6 @@
 #define VELOX_KVF_PACKAGE_FOLDERUPDATE_H
 
 #include <filesystem>
-#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -45,10 +44,18 @@ class FolderUpdate {
  private:
   /// Where the parts are made.
   [[nodiscard]] std::filesystem::path parts() const { return beside_->path() / "parts"; }
+  /// What install() has done; noted before it is done, as noting takes memory.
+  struct Move {
+    enum class Kind { none, moved, exchanged, linked };
+    std::filesystem::path fresh, target;
+    Kind done = Kind::none;
+  };
+
   [[nodiscard]] std::filesystem::path prepared(const std::filesystem::path& part);
   void makeFolder(const std::filesystem::path& folder);
   void place(const std::filesystem::path& part);
   void keepFormer(const std::filesystem::path& target);
+  static void takeBack(const Move& move);
   void undo() noexcept;
 
   std::filesystem::path folder_;
@@ -57,7 +64,7 @@ class FolderUpdate {
   std::vector<std::filesystem::path> parts_;
   std::set<std::filesystem::path> texts_;
   std::vector<std::filesystem::path> kept_;
-  std::vector<std::function<void()>> moves_;  ///< each takes one back
+  std::vector<Move> moves_;
 };
 
 #endif

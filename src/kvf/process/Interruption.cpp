@@ -35,7 +35,7 @@ InterruptionWatch::InterruptionWatch() {
   latest = 0;
   struct sigaction noting {};
   noting.sa_sigaction = note;
-  noting.sa_flags = SA_SIGINFO;
+  noting.sa_flags = SA_SIGINFO | SA_RESTART;
   struct sigaction passing {};
   passing.sa_handler = passBy;
   std::size_t index = 0;

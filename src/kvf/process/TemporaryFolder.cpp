@@ -3,9 +3,13 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <system_error>
+#include <cstring>
+#include <string_view>
 
+#include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "kvf/process/FileError.h"
@@ -21,7 +25,12 @@ fs::path newFolder(const fs::path& parent, const std::string& prefix) {
     const int error = errno;
     throw FileError("make a folder in", parent, error);
   }
-  return pattern;
+  try {
+    return pattern;
+  } catch (...) {
+    ::rmdir(pattern.c_str());
+    throw;
+  }
 }
 
 fs::path placeForTemporaryFiles() {
@@ -29,15 +38,35 @@ fs::path placeForTemporaryFiles() {
   return named == nullptr || *named == '\0' ? "/tmp" : named;
 }
 
-/// What is in a folder without rights for its owner cannot be removed.
-void openFolders(const fs::path& root) {
-  std::error_code error;
-  fs::permissions(root, fs::perms::owner_all, fs::perm_options::add, error);
-  for (fs::recursive_directory_iterator entry(root, error), end; !error && entry != end;
-       entry.increment(error)) {
-    if (entry->symlink_status(error).type() == fs::file_type::directory)
-      fs::permissions(entry->path(), fs::perms::owner_all, fs::perm_options::add, error);
+/// Removes the entry of the folder with all below it; 0, or an error number. Takes no memory: the
+/// want of it may be why something is removed.
+int removeTree(int folder, const char* name) {
+  if (::unlinkat(folder, name, 0) == 0) return 0;
+  if (errno != EISDIR) return errno;
+  // Without these rights nothing in it can be removed.
+  static_cast<void>(::fchmodat(folder, name, S_IRWXU, 0) == 0);
+  const int opened = ::openat(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (opened < 0) return errno;
+  int error = 0;
+  for (bool goesOn = true; goesOn && error == 0;) {
+    goesOn = false;
+    alignas(dirent64) char buffer[2048];
+    ::lseek(opened, 0, SEEK_SET);
+    for (long length = 0;
+         (length = ::syscall(SYS_getdents64, opened, buffer, sizeof buffer)) > 0;) {
+      for (long at = 0; at < length;) {
+        const auto* entry = reinterpret_cast<const dirent64*>(buffer + at);
+        at += entry->d_reclen;
+        const std::string_view text = entry->d_name;
+        if (text == "." || text == "..") continue;
+        goesOn = true;
+        if (const int failed = removeTree(opened, entry->d_name); failed != 0) error = failed;
+      }
+    }
   }
+  ::close(opened);
+  if (error != 0) return error;
+  return ::unlinkat(folder, name, AT_REMOVEDIR) == 0 ? 0 : errno;
 }
 
 }  // namespace
@@ -48,16 +77,12 @@ TemporaryFolder::TemporaryFolder(const fs::path& parent, const std::string& pref
     : path_(newFolder(parent, prefix)) {}
 
 TemporaryFolder::~TemporaryFolder() {
-  if (path_.empty()) return;
-  std::error_code error;
-  fs::remove_all(path_, error);
-  if (!error) return;
-  openFolders(path_);
-  fs::remove_all(path_, error);
-  if (error) {
-    std::fprintf(stderr, "kvf: cannot remove %s: %s\n", printable(path_.native()).c_str(),
-                 error.message().c_str());
-  }
+  if (kept_) return;
+  // A file may come in between.
+  int error = removeTree(AT_FDCWD, path_.c_str());
+  if (error != 0) error = removeTree(AT_FDCWD, path_.c_str());
+  if (error != 0 && error != ENOENT)
+    std::fprintf(stderr, "kvf: cannot remove %s: %s\n", path_.c_str(), std::strerror(error));
 }
 
 void TemporaryFolder::giveToOwnerOfParent() const {

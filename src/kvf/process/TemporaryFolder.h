@@ -21,10 +21,11 @@ class TemporaryFolder {
   /// as that user can write into it.
   void giveToOwnerOfParent() const;
   /// Leaves the folder where it is, for what in it must not be lost.
-  void keep() { path_.clear(); }
+  void keep() { kept_ = true; }
 
  private:
   std::filesystem::path path_;
+  bool kept_ = false;
 };
 
 #endif

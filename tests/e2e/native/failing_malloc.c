@@ -1,4 +1,4 @@
-/* Preloaded into the launcher: allocation number $FAIL_AT of all its processes together fails, and
+/* Preloaded into the launcher, or the program $FAIL_IN: allocation number $FAIL_AT of all its processes together fails, and
  * with $FAIL_ON every later one. The count stands in the file $FAIL_COUNT. */
 
 #define _GNU_SOURCE
@@ -39,7 +39,9 @@ void* realloc(void* block, size_t size) {
 }
 
 __attribute__((constructor)) static void start(void) {
-  if (strcmp(program_invocation_short_name, "wrapper") != 0) return;
+  const char* program = getenv("FAIL_IN");
+  if (program == NULL) program = "wrapper";
+  if (strcmp(program_invocation_short_name, program) != 0) return;
   fail_at = strtol(getenv("FAIL_AT"), NULL, 10);
   fail_on = getenv("FAIL_ON") != NULL;
   const int file = open(getenv("FAIL_COUNT"), O_RDWR | O_CLOEXEC);

@@ -1,0 +1,335 @@
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <string>
+#include <thread>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include "support/Sandbox.h"
+
+// Every system call and allocation of kvf in turn fails, or is where a signal ends kvf: what the
+// user has is then what it was, or whole and new. VELOX_WALK=1 walks through all calls and every
+// tenth allocation, else through a few of each.
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Tests find an environment of their own.
+const bool walksAll = std::getenv("VELOX_WALK") != nullptr;
+
+struct Fault {
+  const char* name;
+  int error;   ///< of the call, which is not made; 0: it is made
+  int signal;  ///< comes before the call; 0: none
+  enum class Memory { isThere, failsOnce, isGone } memory = Memory::isThere;  ///< not calls
+};
+constexpr Fault faults[] = {{"EIO", EIO, 0},
+                            {"ENOSPC", ENOSPC, 0},
+                            {"SIGTERM", 0, SIGTERM},
+                            {"SIGKILL", 0, SIGKILL},
+                            {"allocation", 0, 0, Fault::Memory::failsOnce},
+                            {"allocations", 0, 0, Fault::Memory::isGone}};
+
+struct Walk {
+  const char* name;
+  Texts arguments;
+};
+const Walk walks[] = {
+    {"check", {"check", "--json", "app.kvf"}},
+    {"explain", {"explain", "app.kvf"}},
+    {"new", {"new", "made/here", "--jar", "probe.jar", "--main", "probe.Probe", "--jre", "jvm"}},
+    {"force",
+     {"new", "old", "--jar", "old/lib/probe.jar", "--main", "probe.Probe", "--jre", "old/runtime",
+      "--name", "app", "--force"}},
+    {"cds", {"cds", "--write", "app.kvf", "--", "./run"}},
+};
+
+void PrintTo(const Walk& walk, std::ostream* out) {
+  *out << walk.name;
+}
+
+/// Passes a descriptor through a socket.
+void sendDescriptor(int socket, int descriptor) {
+  alignas(cmsghdr) char control[CMSG_SPACE(sizeof descriptor)] = {};
+  char byte = 0;
+  iovec data = {&byte, 1};
+  msghdr message = {};
+  message.msg_iov = &data;
+  message.msg_iovlen = 1;
+  message.msg_control = control;
+  message.msg_controllen = sizeof control;
+  cmsghdr* header = CMSG_FIRSTHDR(&message);
+  *header = {CMSG_LEN(sizeof descriptor), SOL_SOCKET, SCM_RIGHTS};
+  std::memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
+  if (::sendmsg(socket, &message, 0) != 1) std::abort();
+}
+
+int receivedDescriptor(int socket) {
+  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+  char byte = 0;
+  iovec data = {&byte, 1};
+  msghdr message = {};
+  message.msg_iov = &data;
+  message.msg_iovlen = 1;
+  message.msg_control = control;
+  message.msg_controllen = sizeof control;
+  int descriptor = -1;
+  if (::recvmsg(socket, &message, MSG_CMSG_CLOEXEC) == 1)
+    std::memcpy(&descriptor, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof descriptor);
+  return descriptor;
+}
+
+/// From here on the system asks about every system call of this process and those that it starts.
+int askAboutCalls() {
+  sock_filter code[] = {
+      {BPF_LD | BPF_W | BPF_ABS, 0, 0, offsetof(seccomp_data, nr)},
+      // It tells whom to ask.
+      {BPF_JMP | BPF_JEQ | BPF_K, 0, 1, SYS_sendmsg},
+      {BPF_RET | BPF_K, 0, 0, SECCOMP_RET_ALLOW},
+      {BPF_RET | BPF_K, 0, 0, SECCOMP_RET_USER_NOTIF},
+  };
+  const sock_fprog program = {static_cast<unsigned short>(std::size(code)), code};
+  ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+  return static_cast<int>(
+      ::syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, SECCOMP_FILTER_FLAG_NEW_LISTENER, &program));
+}
+
+/// Answers for kvf's calls, its guardian's too, once the dynamic loader has done its work.
+class Injector {
+ public:
+  Injector(const Fault& fault, long at) : fault_(fault), at_(at) {}
+
+  void serve(int listener) {
+    for (;;) {
+      pollfd poll = {listener, POLLIN, 0};
+      ::poll(&poll, 1, -1);
+      if ((poll.revents & POLLIN) == 0) break;
+      seccomp_notif call = {};
+      // It may have ended meanwhile.
+      if (::ioctl(listener, SECCOMP_IOCTL_NOTIF_RECV, &call) != 0) continue;
+      seccomp_notif_resp answer = {call.id, 0, 0, SECCOMP_USER_NOTIF_FLAG_CONTINUE};
+      if (isOfKvf(call) && ++count_ == at_) {
+        number_ = call.data.nr;
+        if (fault_.signal != 0) ::kill(static_cast<pid_t>(call.pid), fault_.signal);
+        if (fault_.error != 0) answer = {call.id, 0, -fault_.error, 0};
+      }
+      ::ioctl(listener, SECCOMP_IOCTL_NOTIF_SEND, &answer);
+    }
+    ::close(listener);
+  }
+
+  [[nodiscard]] long count() const { return count_; }
+  [[nodiscard]] int number() const { return number_; }
+
+ private:
+  /// The others have no error, or none that a program could meet.
+  static bool canFail(int number) {
+    return number != SYS_exit_group && number != SYS_brk && number != SYS_futex;
+  }
+
+  bool isOfKvf(const seccomp_notif& call) {
+    const auto process = static_cast<pid_t>(call.pid);
+    if (first_ == 0) first_ = process;
+    std::error_code error;
+    const fs::path program = fs::read_symlink("/proc/" + std::to_string(process) + "/exe", error);
+    if (program != VELOX_KVF || !canFail(call.data.nr)) return false;
+    // Of a signal to the guardian this process would not know.
+    if (process != first_ && fault_.signal != 0) return false;
+    // The loader ends with this call.
+    if (!loaded_) loaded_ = call.data.nr == SYS_munmap;
+    return loaded_;
+  }
+
+  const Fault& fault_;
+  long at_;
+  long count_ = 0;
+  int number_ = -1;
+  pid_t first_ = 0;
+  bool loaded_ = false;
+};
+
+class FaultWalk : public testing::TestWithParam<Walk> {
+ protected:
+  /// Every file below the sandbox with its owner, mode and content.
+  using Tree = std::map<std::string, std::string>;
+
+  void setUp(const Sandbox& box) const {
+    Sandbox& sandbox = const_cast<Sandbox&>(box);
+    const std::string java =
+        "#!/bin/sh\nfor option do case $option in -Xlog:class+load=info:file=*)\n"
+        "echo '[1] probe.Probe source: shared objects file (top)' >${option#*file=};; esac; done\n";
+    for (const std::string jvm : {"jvm", "old/runtime"}) {
+      sandbox.write(jvm + "/lib/server/libjvm.so", "library");
+      sandbox.write(jvm + "/bin/java", java, true);
+      sandbox.write(jvm + "/release", "JAVA_VERSION=\"17.0.1\"\n");
+      fs::create_symlink("release", sandbox.path(jvm + "/link"));
+    }
+    sandbox.write("tmp/file", "");
+    fs::copy_file(VELOX_PROBE_JAR, sandbox.path("probe.jar"));
+    fs::create_directories(sandbox.path("old/lib"));
+    fs::copy_file(VELOX_PROBE_JAR, sandbox.path("old/lib/probe.jar"));
+    sandbox.write("old/app.kvf", "edited");
+    sandbox.write("old/bin/wrapper", "former");
+    sandbox.write("app.kvf",
+                  "java.library=%kvf.file.dir%/jvm/lib/server/libjvm.so\n"
+                  "java.start.class=probe.Probe\njava.class.path=probe.jar\n");
+    sandbox.write("run",
+                  "#!/bin/sh\np=${_JAVA_OPTIONS#*ArchiveClassesAtExit=\\\"}\n"
+                  "printf '\\250\\253\\013\\360' >\"${p%%\\\"*}\"\n",
+                  true);
+  }
+
+  inline static const std::string javaLine = "java.path=%kvf.file.dir%/runtime/bin/java\n";
+
+  static Tree treeOf(const Sandbox& sandbox) {
+    Tree tree;
+    for (const auto& entry : fs::recursive_directory_iterator(sandbox.path())) {
+      struct stat status = {};
+      ::lstat(entry.path().c_str(), &status);
+      const std::string name = entry.path().lexically_relative(sandbox.path());
+      std::string& text = tree[name];
+      text = std::to_string(status.st_uid) + " " + std::to_string(status.st_mode) + " ";
+      if (entry.is_symlink())
+        text += fs::read_symlink(entry.path());
+      else if (entry.is_regular_file())
+        text += sandbox.read(name);
+      // The unit holds the path; and without a look at bin/java it is not named.
+      for (const std::string& part : {sandbox.path(), javaLine}) {
+        const std::size_t at = text.find(part);
+        if (at != std::string::npos) text.erase(at, part.size());
+      }
+    }
+    return tree;
+  }
+
+  struct Result {
+    Outcome outcome;
+    Tree tree;
+    long count = 0;
+    int number = -1;
+  };
+
+  Result run(const Fault& fault, long at) const {
+    const Sandbox sandbox;
+    setUp(sandbox);
+    Texts arguments = GetParam().arguments;
+    arguments.insert(arguments.begin(), VELOX_KVF);
+    Start start = {.environment = {{"TMPDIR", sandbox.path("tmp")}}};
+    Result result = fault.memory == Fault::Memory::isThere
+                        ? runWithCalls(sandbox, arguments, start, {fault, at})
+                        : runWithMemory(sandbox, arguments, start, fault, at);
+    result.tree = treeOf(sandbox);
+    return result;
+  }
+
+  static Result runWithCalls(const Sandbox& sandbox, const Texts& arguments, Start& start,
+                             Injector injector) {
+    int sockets[2] = {};
+    EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets), 0);
+    start.inChild = [&] { sendDescriptor(sockets[1], askAboutCalls()); };
+    Child child = sandbox.start(arguments, start);
+    std::thread server([&] { injector.serve(receivedDescriptor(sockets[0])); });
+    ::close(sockets[1]);
+    Result result;
+    result.outcome = child.wait();
+    server.join();
+    ::close(sockets[0]);
+    result.count = injector.count();
+    result.number = injector.number();
+    return result;
+  }
+
+  static Result runWithMemory(const Sandbox& sandbox, const Texts& arguments, Start& start,
+                              const Fault& fault, long at) {
+    const fs::path counter = fs::path(sandbox.path()).parent_path() / "count";
+    std::ofstream(counter) << std::string(sizeof(long), '\0');
+    start.environment["LD_PRELOAD"] = VELOX_NATIVE_DIRECTORY "/libfailing_malloc.so";
+    start.environment["FAIL_IN"] = "kvf";
+    start.environment["FAIL_COUNT"] = counter;
+    start.environment["FAIL_AT"] = std::to_string(at);
+    if (fault.memory == Fault::Memory::isGone) start.environment["FAIL_ON"] = "1";
+    Result result;
+    result.outcome = sandbox.run(arguments, start);
+    std::ifstream(counter).read(reinterpret_cast<char*>(&result.count), sizeof result.count);
+    return result;
+  }
+
+  /// What may stay behind a process that was killed.
+  static bool isTemporary(const std::string& name) {
+    return name.starts_with("tmp/kvf-") || name.find(".kvf-") != std::string::npos ||
+           name.find(".app.kvf.") != std::string::npos || name == "made";
+  }
+
+  void expectNothingLost(const Result& result, const Fault& fault) const {
+    for (const auto& [name, text] : result.tree) {
+      const auto old = before_.find(name);
+      const auto fresh = after_.find(name);
+      const bool isOld = old != before_.end() && old->second == text;
+      const bool isNew = fresh != after_.end() && fresh->second == text;
+      EXPECT_TRUE(isOld || isNew || (fault.signal == SIGKILL && isTemporary(name)))
+          << name << ": " << text.substr(0, 200);
+    }
+    for (const auto& [name, text] : before_) EXPECT_TRUE(result.tree.contains(name)) << name;
+    EXPECT_TRUE(result.outcome.status != 0 || result.tree == after_) << "only half is done";
+  }
+
+  Tree before_, after_;
+};
+
+TEST_P(FaultWalk, LeavesWhatWasOrWhatIsWhole) {
+  constexpr Fault none = {"none", 0, 0};
+  {
+    const Sandbox sandbox;
+    setUp(sandbox);
+    before_ = treeOf(sandbox);
+  }
+  const Result whole = run(none, 0);
+  ASSERT_LT(whole.outcome.status, 2) << whole.outcome.out;
+  ASSERT_GT(whole.count, 10);
+  after_ = whole.tree;
+  long runs = 0;
+  for (const Fault& fault : faults) {
+    // So many of them that none fails.
+    const bool ofMemory = fault.memory != Fault::Memory::isThere;
+    const long count = ofMemory ? run(fault, 1L << 40U).count : whole.count;
+    const long step = walksAll ? (ofMemory ? 10 : 1) : std::max(1L, count / 10);
+    for (long at = 1 + runs % step; at <= count; at += step, ++runs) {
+      const Result result = run(fault, at);
+      SCOPED_TRACE(std::string(fault.name) + " at " + std::to_string(at) + ", system call " +
+                   std::to_string(result.number) + ": " + testing::PrintToString(result.outcome));
+      expectNothingLost(result, fault);
+      const int status = result.outcome.status;
+      if (fault.signal == 0) {
+        EXPECT_LT(status, 3);
+        EXPECT_TRUE(status < 2 || !result.outcome.out.empty());
+      } else {
+        EXPECT_TRUE(status == whole.outcome.status || status == 128 + fault.signal);
+      }
+    }
+  }
+  std::cout << GetParam().name << ": " << whole.count << " system calls, " << runs << " faults\n";
+}
+
+INSTANTIATE_TEST_SUITE_P(, FaultWalk, testing::ValuesIn(walks),
+                         [](const auto& walk) { return walk.param.name; });
+
+}  // namespace
