@@ -43,6 +43,27 @@ TEST(ClassFile, NoPartOfAClassIsAClass) {
   EXPECT_GT(longest, bytes.size() * 9 / 10);
 }
 
+TEST(ClassFile, ConstantsOfEveryKind) {
+  const auto fixed = [](int tag, std::size_t bytes) {
+    return static_cast<char>(tag) + std::string(bytes, 'x');
+  };
+  const auto utf8 = [](const std::string& text) {
+    return std::string("\1\0", 2) + static_cast<char>(text.size()) + text;
+  };
+  // Of 8 bytes are long and double, which count twice.
+  std::string constants = utf8("A") + std::string("\7\0\1", 3) + fixed(5, 8) + fixed(6, 8);
+  for (const int tag : {3, 4, 9, 10, 11, 12, 17, 18}) constants += fixed(tag, 4);
+  for (const int tag : {8, 16, 19, 20}) constants += fixed(tag, 2);
+  constants += fixed(15, 3) + utf8("main") + utf8("()V");
+  const std::string method("\0\x8\0\x14\0\x15\0\0", 8);  // static, names 20 and 21
+  const std::string bytes = std::string("\xCA\xFE\xBA\xBE\0\0\0\x34\0\x16", 10) + constants +
+                            std::string("\0\0\0\2\0\0\0\0\0\0\0\1", 12) + method;
+  const auto parsed = parseClassFile(bytes);
+  ASSERT_TRUE(parsed);
+  EXPECT_EQ(parsed->name, "A");
+  EXPECT_NE(parsed->staticMethod("main", "()V"), nullptr);
+}
+
 TEST(ClassFile, JavaReleases) {
   EXPECT_EQ(javaReleaseOf(44), 0);
   EXPECT_EQ(javaReleaseOf(45), 1);

@@ -311,7 +311,7 @@ TEST_P(FaultWalk, LeavesWhatWasOrWhatIsWhole) {
     // So many of them that none fails.
     const bool ofMemory = fault.memory != Fault::Memory::isThere;
     const long count = ofMemory ? run(fault, 1L << 40U).count : whole.count;
-    const long step = walksAll ? (ofMemory ? 10 : 1) : std::max(1L, count / 10);
+    const long step = walksAll ? (ofMemory ? 40 : 1) : std::max(1L, count / 10);
     for (long at = 1 + runs % step; at <= count; at += step, ++runs) {
       const Result result = run(fault, at);
       SCOPED_TRACE(std::string(fault.name) + " at " + std::to_string(at) + ", system call " +

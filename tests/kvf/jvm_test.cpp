@@ -1,3 +1,4 @@
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -88,6 +89,35 @@ TEST(JvmSearch, TheJvmOfALibrary) {
   EXPECT_FALSE(jvmOfLibrary(jdk / "release"));
 }
 
+TEST(JvmSearch, LooksIntoTheFoldersOfDistributionsAndToolManagers) {
+  ::setenv("HOME", "/h", 1);
+  ::setenv("ASDF_DATA_DIR", "/asdf", 1);
+  const JvmPlaces places = usualJvmPlaces();
+  EXPECT_EQ(places.folders, (std::vector<fs::path>{"/usr/lib/jvm",
+                                                   "/usr/lib64/jvm",
+                                                   "/usr/local/lib/jvm",
+                                                   "/usr/java",
+                                                   "/usr/local/java",
+                                                   "/usr/local",
+                                                   "/opt",
+                                                   "/opt/java",
+                                                   "/opt/jdk",
+                                                   "/opt/jvm",
+                                                   "/run/current-system/sw/lib",
+                                                   "/nix/var/nix/profiles/default/lib",
+                                                   "/home/linuxbrew/.linuxbrew/opt",
+                                                   "/snap/openjdk/current",
+                                                   "/h/.sdkman/candidates/java",
+                                                   "/asdf/installs/java",
+                                                   "/h/.local/share/mise/installs/java",
+                                                   "/h/.jenv/versions",
+                                                   "/h/.jabba/jdk",
+                                                   "/h/.gradle/jdks",
+                                                   "/h/.jdks/",
+                                                   "/h/.nix-profile/lib/",
+                                                   "/h/.linuxbrew/opt/"}));
+}
+
 TEST(JvmCommand, Lines) {
   Homes homes;
   const std::string home = homes.add("100% j\\vm", "99.1");
@@ -103,6 +133,9 @@ TEST(JvmCommand, Lines) {
       homes.sandbox.run({VELOX_KVF, "jvm", "--line", "--json"}, start).out.starts_with("{"));
   EXPECT_TRUE(homes.sandbox.run({VELOX_KVF, "jvm"}, start)
                   .out.starts_with("99.1  Acme  (found by JAVA_HOME)\n    " + line));
+  fs::remove(home + "/release");
+  EXPECT_TRUE(homes.sandbox.run({VELOX_KVF, "jvm"}, start)
+                  .has("unknown version  (found by JAVA_HOME)\n    " + line));
 }
 
 }  // namespace

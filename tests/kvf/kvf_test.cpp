@@ -1,5 +1,6 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -134,6 +135,49 @@ TEST_F(KvfTest, ExplainHidesSecretsAndTellsWhoUsesAKey) {
   for (const char* secret : {"Tr0ub4dor", "geheim", "=y"}) EXPECT_FALSE(hidden.has(secret));
   EXPECT_TRUE(run({"explain", "--show-secrets", "app.kvf"}).has("password=Tr0ub4dor"));
   EXPECT_TRUE(run({"explain", "--key", "acme.password", "app.kvf"}).has("used by app.kvf:5\n"));
+}
+
+/// The names in the document, with those of what they are in: "a a.b".
+void addMembers(const nlohmann::json& value, const std::string& path,
+                std::set<std::string>& names) {
+  for (const auto& [name, member] : value.items()) {
+    const std::string inner = value.is_object() ? path + name : path;
+    if (value.is_object()) names.insert(inner);
+    if (member.is_structured()) addMembers(member, value.is_object() ? inner + "." : path, names);
+  }
+}
+
+TEST_F(KvfTest, DocumentsHaveTheseMembers) {
+  kvf(probe() + "a=1\na=%HOME%\njava.property.x=%a%\nvelox.env.A=1\n" +
+      "velox.include.kvf=/gone\njava.class.path=lib/*\n");
+  struct Case {
+    Texts arguments;
+    std::string members;
+  };
+  const Case cases[] = {
+      {{"check", "--json", "app.kvf"},
+       "findings findings.column findings.endColumn findings.endLine findings.fatal findings.file "
+       "findings.line findings.rule findings.severity findings.text schema"},
+      {{"explain", "--json", "app.kvf"},
+       "arguments classPath classPath.expanded classPath.expanded.brings classPath.expanded.path "
+       "classPath.written command differences directory endsWith endsWith.message endsWith.origin "
+       "endsWith.rule environment environment.name environment.value jvm jvm.library jvm.vendor "
+       "jvm.version options properties properties.key properties.origin properties.overrode "
+       "properties.overrode.origin properties.overrode.value properties.value schema"},
+      {{"explain", "--json", "--key", "java.property.x", "app.kvf"},
+       "chain chain.origin chain.references chain.references.from chain.references.name "
+       "chain.references.value chain.used chain.value chain.written key schema value"},
+      {{"jvm", "--json"},
+       "jvms jvms.foundBy jvms.home jvms.homes jvms.java jvms.library jvms.release jvms.vendor "
+       "jvms.version schema"},
+  };
+  for (const Case& row : cases) {
+    std::set<std::string> names;
+    addMembers(json(row.arguments), "", names);
+    std::string members;
+    for (const std::string& name : names) members += (members.empty() ? "" : " ") + name;
+    EXPECT_EQ(members, row.members) << row.arguments[0];
+  }
 }
 
 TEST_F(KvfTest, FilesGivenTogetherAreCompared) {
