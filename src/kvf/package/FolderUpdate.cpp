@@ -80,22 +80,21 @@ class TreeCopy {
   void copyFolder(const fs::path& from, const fs::path& to) {
     if (::mkdir(to.c_str(), folderMode) != 0 || ::chmod(to.c_str(), folderMode) != 0)
       throw FileError("make", to, errno);
-    for (const auto& entry : fs::directory_iterator(from)) {
+    for (const std::string& name : namesIn(from)) {
       InterruptionWatch::look();
-      const fs::path place = to / entry.path().filename();
-      switch (typeOf(entry.path())) {
+      const fs::path entry = from / name;
+      switch (typeOf(entry)) {
         case fs::file_type::symlink:
-          copyLink(entry.path(), place);
+          copyLink(entry, to / name);
           break;
         case fs::file_type::directory:
-          copyFolder(entry.path(), place);
+          copyFolder(entry, to / name);
           break;
         case fs::file_type::regular:
-          copyToNewFile(entry.path(), place, modeOf(entry.path()));
+          copyToNewFile(entry, to / name, modeOf(entry));
           break;
         default:
-          throw FileError(
-              concat({entry.path().native(), " is neither a file, a folder nor a link"}));
+          throw FileError(concat({entry.native(), " is neither a file, a folder nor a link"}));
       }
     }
   }

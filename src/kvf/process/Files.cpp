@@ -5,8 +5,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <vector>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <linux/limits.h>
 #include <sys/stat.h>
@@ -176,6 +178,23 @@ Descriptor::~Descriptor() {
 std::string readWhole(const fs::path& file) {
   struct stat status = {};
   return wholeText(openToRead(file, status), file);
+}
+
+std::vector<std::string> namesIn(const fs::path& folder) {
+  struct Close {
+    void operator()(DIR* stream) const { ::closedir(stream); }
+  };
+  const std::unique_ptr<DIR, Close> stream(::opendir(folder.c_str()));
+  if (!stream) throw FileError("read", folder, errno);
+  std::vector<std::string> names;
+  for (;;) {
+    errno = 0;
+    const dirent* entry = ::readdir(stream.get());
+    if (entry == nullptr && errno != 0) throw FileError("read", folder, errno);
+    if (entry == nullptr) return names;
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") names.emplace_back(name);
+  }
 }
 
 void writeNewFile(const fs::path& file, std::string_view text, unsigned mode) {

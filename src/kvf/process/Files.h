@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "kvf/process/FileError.h"
 
@@ -33,6 +34,9 @@ class Descriptor {
 
 /// A regular file of at most 64 MiB.
 std::string readWhole(const std::filesystem::path& file);
+/// What is in a folder. Unlike the walk of the standard library it has no place where want of
+/// memory ends the process.
+std::vector<std::string> namesIn(const std::filesystem::path& folder);
 /// Makes a file that was not there, with just this mode, whatever the umask is.
 void writeNewFile(const std::filesystem::path& file, std::string_view text, unsigned mode);
 /// The same from another, regular file.

@@ -26,7 +26,8 @@ fs::path newFolder(const fs::path& parent, const std::string& prefix) {
     throw FileError("make a folder in", parent, error);
   }
   try {
-    return pattern;
+    // A copy: moved from, it would not name the folder below.
+    return std::string_view(pattern);
   } catch (...) {
     ::rmdir(pattern.c_str());
     throw;
