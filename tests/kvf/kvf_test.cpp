@@ -163,10 +163,11 @@ TEST_F(KvfTest, DocumentsHaveTheseMembers) {
        "classPath.written command differences directory endsWith endsWith.message endsWith.origin "
        "endsWith.rule environment environment.name environment.value jvm jvm.library jvm.vendor "
        "jvm.version options properties properties.key properties.origin properties.overrode "
-       "properties.overrode.origin properties.overrode.value properties.value schema"},
+       "properties.overrode.origin properties.overrode.value properties.usedBy properties.value "
+       "schema"},
       {{"explain", "--json", "--key", "java.property.x", "app.kvf"},
        "chain chain.origin chain.references chain.references.from chain.references.name "
-       "chain.references.value chain.used chain.value chain.written key schema value"},
+       "chain.references.value chain.used chain.value chain.written key schema usedBy value"},
       {{"jvm", "--json"},
        "jvms jvms.foundBy jvms.home jvms.homes jvms.java jvms.library jvms.release jvms.vendor "
        "jvms.version schema"},
