@@ -1,5 +1,6 @@
-/* Preloaded into the launcher, or the program $FAIL_IN: allocation number $FAIL_AT of all its processes together fails, and
- * with $FAIL_ON every later one. The count stands in the file $FAIL_COUNT. */
+/* Preloaded into the launcher, or the program $FAIL_IN: allocation number $FAIL_AT of all its
+ * processes together fails, and with $FAIL_ON every later one. The count stands in the file
+ * $FAIL_COUNT. */
 
 #define _GNU_SOURCE
 #include <errno.h>
