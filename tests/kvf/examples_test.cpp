@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "kvf/formats/Archive.h"
+#include "kvf/package/ApplicationTexts.h"
 #include "kvf/rules/Rule.h"
 #include "support/Jdk.h"
 #include "support/Sandbox.h"
@@ -111,6 +112,10 @@ class ExampleFolder {
       sandbox_.write(file.path, sumOf(file.content, file.times));
     } else if (file.kind == Kind::link) {
       fs::create_symlink(file.content, path);
+    } else if (file.kind == Kind::startScript) {
+      ApplicationFolder acme;
+      acme.name = "acme";
+      sandbox_.write(file.path, startScript(acme), true);
     } else if (file.kind == Kind::unit) {
       const std::string sound =
           "Type=exec\nPassEnvironment=JAVA_HOME\nSuccessExitStatus=143\n"

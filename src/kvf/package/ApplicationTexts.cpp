@@ -202,10 +202,12 @@ std::optional<HandedOver> handedOver(std::string_view text, const std::string& f
       }
       single = number;
     }
-    if (argument.starts_with("--") && result.refusal.empty()) {
+    if (argument.starts_with("--")) {
+      if (!result.refusal.empty()) continue;
       result.refusal = "cannot hand over argument " + std::to_string(number) +
                        ": it begins with two dashes, and argument " + std::to_string(single) +
                        " holds a double quote or @@#@@, or is too long";
+      continue;
     }
     rest.push_back(argument);
     result.typed.push_back(number);

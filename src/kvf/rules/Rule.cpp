@@ -5,10 +5,11 @@
 std::vector<const Rule*> allRules() {
   std::vector<const Rule*> rules;
   for (const std::span<const Rule> group :
-       {fileRules(), keyRules(), includeRules(), variableRules(), sourceRules(), shellRules(),
-        javaRules(), classPathRules(), memoryRules(), optionRules(), optionFormRules(),
-        optionPathRules(), jvmRules(), classDataRules(), launchRules(), surroundingsRules(),
-        secretRules(), unitRules(), unitAccessRules()}) {
+       {fileRules(),         keyRules(),        includeRules(),     variableRules(),  sourceRules(),
+        shellRules(),        javaRules(),       classPathRules(),   memoryRules(),    optionRules(),
+        optionFormRules(),   optionPathRules(), jvmRules(),         classDataRules(), launchRules(),
+        surroundingsRules(), secretRules(),     memoryTotalRules(), habitRules(),     unitRules(),
+        unitAccessRules()}) {
     for (const Rule& rule : group) rules.push_back(&rule);
   }
   return rules;

@@ -23,6 +23,7 @@ struct ExampleFile {
     archive,      ///< the application's
     newerClass,   ///< the start class, for a Java that does not exist yet
     orphanClass,  ///< the start class, extending com.acme.BaseApp
+    startScript,  ///< of kvf new, for an application acme
     unit,         ///< lines of [Service], each in place of the one with that key there
   };
 
@@ -96,6 +97,8 @@ std::span<const Rule> surroundingsRules();
 std::span<const Rule> sourceRules();
 std::span<const Rule> shellRules();
 std::span<const Rule> secretRules();
+std::span<const Rule> memoryTotalRules();
+std::span<const Rule> habitRules();
 std::span<const Rule> unitRules();
 std::span<const Rule> unitAccessRules();
 
