@@ -1,6 +1,7 @@
 #include "kvf/rules/Check.h"
 
 #include <algorithm>
+#include <map>
 #include <string_view>
 #include <tuple>
 #include <utility>
@@ -31,20 +32,31 @@ bool allows(std::string_view line, std::string_view rule) {
   return false;
 }
 
-/// The first line of the entry that the place lies in.
-std::size_t firstLineOf(const Inspection& inspection, const Position& at) {
-  for (const Entry& entry : inspection.run().entries) {
-    const Position& whole = entry.at;
-    if (whole.file == at.file && whole.line <= at.line && at.line <= whole.endLine) {
-      return whole.line;
+/// The first lines of the entries that go on over several.
+class EntryStarts {
+ public:
+  explicit EntryStarts(const Inspection& inspection) {
+    for (const Entry& entry : inspection.run().entries) {
+      for (std::size_t line = entry.at.line + 1; line <= entry.at.endLine; ++line) {
+        starts_[{entry.at.file, line}] = entry.at.line;
+      }
     }
   }
-  return at.line;
-}
+
+  /// Of the entry that the place lies in.
+  [[nodiscard]] std::size_t of(const Position& at) const {
+    const auto start = starts_.find({at.file, at.line});
+    return start == starts_.end() ? at.line : start->second;
+  }
+
+ private:
+  std::map<std::pair<int, std::size_t>, std::size_t> starts_;
+};
 
 /// True when a comment right above the line allows the rule; for the file as a whole, one of its
 /// first comments.
-bool isAllowed(const Inspection& inspection, const Position& at, std::string_view rule) {
+bool isAllowed(const Inspection& inspection, const EntryStarts& starts, const Position& at,
+               std::string_view rule) {
   if (at.file == Position::commandLine) return false;
   const SourceFile& file = inspection.fileOf(at);
   if (at.line == 0) {
@@ -53,8 +65,7 @@ bool isAllowed(const Inspection& inspection, const Position& at, std::string_vie
     }
     return false;
   }
-  for (std::size_t line = firstLineOf(inspection, at) - 1; line > 0 && isComment(file.line(line));
-       --line) {
+  for (std::size_t line = starts.of(at) - 1; line > 0 && isComment(file.line(line)); --line) {
     if (allows(file.line(line), rule)) return true;
   }
   return false;
@@ -100,18 +111,20 @@ std::vector<Finding> check(std::span<const Inspection> inspections,
            std::tie(b.inspection, b.at.file, b.at.line);
   });
 
-  for (const Inspection& inspection : inspections) {
+  std::vector<Finding> reported;
+  std::set<std::tuple<const Rule*, std::string, std::size_t, std::string>> seen;
+  for (auto next = findings.begin(); next != findings.end();) {
+    const Inspection& inspection = *next->inspection;
     const Secrets secrets(inspection);
-    for (Finding& finding : findings) {
-      if (finding.inspection == &inspection) finding.text = secrets.masked(finding.text);
+    const EntryStarts starts(inspection);
+    for (; next != findings.end() && next->inspection == &inspection; ++next) {
+      if (isAllowed(inspection, starts, next->at, next->rule->id)) continue;
+      next->text = secrets.masked(next->text);
+      const bool isNew = seen.emplace(next->rule, next->file, next->line(), next->text).second;
+      if (isNew) reported.push_back(std::move(*next));
     }
   }
-  std::set<std::tuple<const Rule*, std::string, std::size_t, std::string>> seen;
-  std::erase_if(findings, [&](const Finding& finding) {
-    return isAllowed(*finding.inspection, finding.at, finding.rule->id) ||
-           !seen.emplace(finding.rule, finding.file, finding.line(), finding.text).second;
-  });
-  return findings;
+  return reported;
 }
 
 std::vector<Finding> fatalFindings(const Inspection& inspection) {
