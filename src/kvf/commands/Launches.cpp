@@ -9,8 +9,6 @@
 #include "kvf/launch/Inspector.h"
 #include "kvf/text/Text.h"
 
-namespace fs = std::filesystem;
-
 namespace {
 
 using Kind = StartedProgram::Kind;
