@@ -202,7 +202,7 @@ TEST_F(New, WhatCannotBeMadeLeavesNothingBehind) {
        "the start class probe.Probe$Failing has no static method main(String[])"},
       {{"new:1", "--jar", "probe.jar"}, "cannot hold a folder with a colon in its name"},
       {{"new", "--jar", "probe.jar", "--wrapper", "missing"}, "cannot read missing: No such file"},
-      {{"new", "--jar", "probe.jar", "--wrapper", VELOX_KVF}, "is not the wrapper"},
+      {{"new", "--jar", "probe.jar", "--wrapper", "/bin/true"}, "is not the wrapper"},
       {{"old/new", "--jar", "probe.jar", "--jre", "old"}, "lies in the runtime"},
       {{"new", "--jar", "probe.jar", "--jre", "linked"}, "the JVM of linked lies outside of it"},
       {{"there", "--jar", "probe.jar"}, "there is there already; --force writes into it"},

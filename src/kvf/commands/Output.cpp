@@ -48,7 +48,7 @@ ExitStatus print(std::string_view text) {
   return written ? success : complain("standard output cannot be written");
 }
 
-ExitStatus printJson(nlohmann::ordered_json document) {
+ExitStatus printJson(const nlohmann::ordered_json& document) {
   nlohmann::ordered_json versioned = {{"schema", jsonSchema}};
   versioned.update(document);
   return print(withoutControls(versioned.dump(2, ' ', false,

@@ -19,7 +19,7 @@ ExitStatus print(std::string_view text);
 
 /// Writes a document with "schema" as its first member: within one schema, members are only added.
 /// Bytes that are no UTF-8 become U+FFFD.
-ExitStatus printJson(nlohmann::ordered_json document);
+ExitStatus printJson(const nlohmann::ordered_json& document);
 
 /// "always", "never" or, as without a call, "auto".
 void chooseColour(std::string_view when);
