@@ -91,14 +91,18 @@ TEST(ClassDataSharing, TheClassPathToWriteHasFoldersOfClassesAtItsEnd) {
 TEST(ClassDataSharing, OlderJvmsWriteNoArchiveAtTheirEnd) {
   ClassDataLaunch launch;
   launch.jvm.release = 12;
-  EXPECT_EQ(classDataObstacles(launch).size(), 1);
+  EXPECT_EQ(classDataWritingObstacles(launch).size(), 1);
   launch.jvm.release = 13;
-  EXPECT_EQ(classDataObstacles(launch), Texts());
+  EXPECT_EQ(classDataWritingObstacles(launch), Texts());
 }
 
 /// The Java fixture with an archive of its own in lib/.
 class Cds : public testing::Test {
  protected:
+  void SetUp() override {
+    if (javaRelease() < 13) GTEST_SKIP() << "before Java 13 a JVM writes no archive at its end";
+  }
+
   Cds() {
     fs::create_directory(sandbox_.path("lib"));
     fs::copy_file(VELOX_PROBE_JAR, sandbox_.path("lib/probe.jar"));

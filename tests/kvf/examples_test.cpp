@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
@@ -141,9 +142,8 @@ class ExampleFolder {
     const fs::path home = sandbox_.path("jdk");
     if (fs::create_directories(home / "lib")) {
       fs::create_symlink(fs::path(jvmLibrary()).parent_path(), home / "lib/server");
-      for (const char* name : {"bin", "release"}) {
-        fs::create_symlink(fs::path(javaHome()) / name, home / name);
-      }
+      fs::create_symlink(fs::path(javaHome()) / "bin", home / "bin");
+      std::ofstream(home / "release") << "JAVA_VERSION=\"1.8.0\"\n";
     }
     return home;
   }

@@ -118,11 +118,6 @@ ClassDataSubject classDataSubject(const Inspection& inspection) {
 
 std::vector<std::string> classDataObstacles(const ClassDataLaunch& launch) {
   std::vector<std::string> obstacles;
-  if (launch.jvm.release != 0 && launch.jvm.release < firstWithArchivesAtExit) {
-    obstacles.push_back(
-        concat({"Java ", launch.jvm.version,
-                " writes no archive when an application ends; Java 13 and newer do"}));
-  }
   for (const std::string& option : launch.options) {
     if (startsWithAny(option, forbiddenOptions))
       obstacles.push_back("the JVM uses no archive with the option " + shown(option));
@@ -136,6 +131,18 @@ std::vector<std::string> classDataObstacles(const ClassDataLaunch& launch) {
                                   " is on the class path and not empty, and archives follow it"}));
     }
   }
+  return obstacles;
+}
+
+std::vector<std::string> classDataWritingObstacles(const ClassDataLaunch& launch) {
+  std::vector<std::string> obstacles;
+  if (launch.jvm.release != 0 && launch.jvm.release < firstWithArchivesAtExit) {
+    obstacles.push_back(
+        concat({"Java ", launch.jvm.version,
+                " writes no archive when an application ends; Java 13 and newer do"}));
+  }
+  const std::vector<std::string> further = classDataObstacles(launch);
+  obstacles.insert(obstacles.end(), further.begin(), further.end());
   return obstacles;
 }
 

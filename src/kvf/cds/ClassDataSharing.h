@@ -28,9 +28,12 @@ struct ClassDataSubject {
 };
 ClassDataSubject classDataSubject(const Inspection& inspection);
 
-/// Why the JVM would write no archive for the launch, each with what to change; none when nothing
+/// Why the JVM would use no archive for the launch, each with what to change; none when nothing
 /// speaks against it.
 std::vector<std::string> classDataObstacles(const ClassDataLaunch& launch);
+
+/// Why it would write none at its end: these, and that it is too old.
+std::vector<std::string> classDataWritingObstacles(const ClassDataLaunch& launch);
 
 /// The class path without folders that only held archives, as the value of java.class.path; what
 /// lies below the folder is named by %kvf.file.dir%.

@@ -79,7 +79,7 @@ class ArchiveMaker {
     if (!subject.launch)
       return complain(options_.file + ": " + subject.complaint + "; see kvf check", notFoundOut);
     launch_ = *subject.launch;
-    const std::vector<std::string> obstacles = classDataObstacles(launch_);
+    const std::vector<std::string> obstacles = classDataWritingObstacles(launch_);
     if (!obstacles.empty()) return tellObstacles(obstacles);
     // Before the application runs, which may take long.
     if (options_.write) static_cast<void>(FileReplacement(file_));

@@ -118,7 +118,8 @@ class Trial {
     leaveOutVariables();
     // Agents and class loaders may bring the class, or change it.
     if (result_.leftOut.empty()) startClass_ = start.startClass;
-    own_ = {"-XX:-UsePerfData", concat({"-XX:ErrorFile=", scratchFolder, "/error"})};
+    // A file for each start: up to Java 11 one that is there is left alone, for another elsewhere.
+    own_ = {"-XX:-UsePerfData", concat({"-XX:ErrorFile=", scratchFolder, "/error%p"})};
   }
 
   JvmTrial result() {
