@@ -24,7 +24,7 @@ _kvf() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} command=${COMP_WORDS[1]} i
   COMPREPLY=()
   if [ "$COMP_CWORD" -eq 1 ]; then
-    local commands='check explain jvm new cds rules'
+    local commands='check explain jvm new cds ready rules'
     [[ $word == -* ]] && commands='--help --version'
     mapfile -t COMPREPLY < <(compgen -W "$commands" -- "$word")
     return
@@ -42,9 +42,10 @@ _kvf() {
     --severity) mapfile -t COMPREPLY < <(compgen -W 'error warning' -- "$word"); return ;;
     --color) mapfile -t COMPREPLY < <(compgen -W 'auto always never' -- "$word"); return ;;
     --jar) _kvf_files jar; return ;;
+    --pid) mapfile -t COMPREPLY < <(compgen -W "$(ps -e -o pid= 2>/dev/null)" -- "$word"); return ;;
     --lib | --jre) mapfile -t COMPREPLY < <(compgen -d -- "$word"); compopt -o filenames 2>/dev/null; return ;;
-    --wrapper | --stdin-name) mapfile -t COMPREPLY < <(compgen -f -- "$word"); compopt -o filenames 2>/dev/null; return ;;
-    --name | --main | --run-for | --memory) return ;;
+    --wrapper | --stdin-name | --unix) mapfile -t COMPREPLY < <(compgen -f -- "$word"); compopt -o filenames 2>/dev/null; return ;;
+    --name | --main | --run-for | --memory | --tcp | --timeout) return ;;
   esac
   local options=
   case $command in
@@ -53,6 +54,7 @@ _kvf() {
     jvm) options='--json --line' ;;
     new) options='--jar --lib --name --main --jre --wrapper --force' ;;
     cds) options='--run-for --write --wrapper' ;;
+    ready) options='--pid --tcp --unix --timeout' ;;
   esac
   if [[ $word == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$options --help" -- "$word")

@@ -26,6 +26,11 @@ constexpr Subcommand table[] = {
          "Ctrl-C.\n"
          "Exit status: 0 the archive serves, 1 it cannot, 2 that could not be found out.",
      .declare = declareCds},
+    {.name = "ready",
+     .summary = "Waits until a process listens; for ExecStartPost= of a unit.",
+     .footer = "Exit status: 0 it listens, 1 it has ended or the time is over, 2 that could not be "
+               "found out.",
+     .declare = declareReady},
     {.name = "keys",
      .summary = "Lists the keys of a properties file.",
      .hidden = true,

@@ -35,6 +35,7 @@ RunSubcommand declareRules(CLI::App& command);
 RunSubcommand declareJvm(CLI::App& command);
 RunSubcommand declareNew(CLI::App& command);
 RunSubcommand declareCds(CLI::App& command);
+RunSubcommand declareReady(CLI::App& command);
 RunSubcommand declareKeys(CLI::App& command);
 
 #endif

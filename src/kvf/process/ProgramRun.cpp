@@ -1,12 +1,8 @@
 #include "kvf/process/ProgramRun.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <charconv>
 #include <csignal>
-#include <cstring>
-#include <filesystem>
 #include <system_error>
 
 #include <fcntl.h>
@@ -19,6 +15,7 @@
 #include "kvf/process/ExecArguments.h"
 #include "kvf/process/Files.h"
 #include "kvf/process/Interruption.h"
+#include "kvf/process/Processes.h"
 
 // Between this process and the program stands another one, the guardian. Whatever the program
 // starts becomes a child of the guardian's when its own parent ends, and the guardian learns of the
@@ -121,32 +118,6 @@ class Spawning {
   posix_spawnattr_t attributes_ = {};
 };
 
-struct Process {
-  pid_t id, parent;
-};
-
-/// All processes that can be seen.
-std::vector<Process> processes() {
-  std::vector<Process> found;
-  std::error_code error;
-  for (std::filesystem::directory_iterator entry("/proc", error), end; !error && entry != end;
-       entry.increment(error)) {
-    const std::string name = entry->path().filename();
-    pid_t id = 0;
-    if (std::from_chars(name.data(), name.data() + name.size(), id).ec != std::errc()) continue;
-    // "4711 (name) S PARENT ...", where the name may hold anything.
-    std::array<char, 1024> text{};
-    const Descriptor file(::open((entry->path() / "stat").c_str(), O_RDONLY | O_CLOEXEC));
-    if (file.number() < 0 || ::read(file.number(), text.data(), text.size() - 1) <= 0) continue;
-    const char* const state = std::strrchr(text.data(), ')');
-    if (state == nullptr || std::strlen(state) < 5) continue;
-    pid_t parent = 0;
-    std::from_chars(state + 4, text.data() + text.size(), parent);
-    found.push_back({id, parent});
-  }
-  return found;
-}
-
 class Guardian {
  public:
   Guardian(const Spawning& spawning, pid_t parent, std::optional<std::chrono::seconds> limit)
@@ -221,15 +192,9 @@ class Guardian {
 
   /// Sends the signal to every process that comes from this one.
   void signalFamily(int signal) const {
-    const std::vector<Process> all = processes();
-    std::vector<pid_t> family = {::getpid()};
-    for (std::size_t i = 0; i < family.size(); ++i) {
-      for (const Process& process : all) {
-        if (process.parent == family[i]) family.push_back(process.id);
-      }
-    }
+    std::vector<int> family = familyOf(::getpid(), processes());
     // Without /proc there is one that is known.
-    if (all.empty() && !programEnded_) family.push_back(program_);
+    if (family.size() == 1 && !programEnded_) family.push_back(program_);
     std::for_each(family.begin() + 1, family.end(), [&](pid_t id) { ::kill(id, signal); });
   }
 

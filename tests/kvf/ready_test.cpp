@@ -1,0 +1,174 @@
+#include <csignal>
+#include <cstddef>
+#include <cstdio>
+#include <string>
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include "kvf/process/ListeningSockets.h"
+#include "support/Sandbox.h"
+
+namespace {
+
+TEST(ListeningSockets, WhatTheTablesOfTheSystemSay) {
+  const std::string head = "  sl  local_address rem_address   st tx_queue rx_queue ...\n";
+  const auto names = [](const std::vector<ListeningSocket>& sockets) {
+    std::string text;
+    for (const auto& socket : sockets)
+      text += nameOf(socket.place) + " " + std::to_string(socket.number) + "\n";
+    return text;
+  };
+  const std::string rest = " 00000000:00000000 00:00000000 00000000     0        0 ";
+  EXPECT_EQ(names(listeningInTcpTable(
+                head + "   0: 0100007F:1F90 00000000:0000 0A" + rest + "4711 1 00 100 0\n" +
+                "   1: 0100007F:1F90 0100007F:9C40 01" + rest + "4712 1 00 20 4\n" +
+                "  10: 00000000:0016 00000000:0000 0A" + rest + "18446744073709551615 1\n" +
+                "  11: 00000000 0 0A" + rest + "1\n 12:\n\n")),
+            "127.0.0.1:8080 4711\n0.0.0.0:22 18446744073709551615\n");
+  const std::string none = " 00000000000000000000000000000000:0000 0A";
+  EXPECT_EQ(names(listeningInTcpTable(
+                head + "   0: 00000000000000000000000001000000:0050" + none + rest + "1 1\n" +
+                "   1: 0000000000000000FFFF00000100007F:0051" + none + rest + "2 1\n" +
+                "   2: B80D0120000000000000000001000000:0052" + none + rest + "3 1\n")),
+            "[::1]:80 1\n127.0.0.1:81 2\n[2001:db8::1]:82 3\n");
+  EXPECT_EQ(names(listeningInUnixTable(
+                "Num       RefCount Protocol Flags    Type St Inode Path\n"
+                "0000000000000000: 00000002 00000000 00010000 0001 01   123 /run/two words\n"
+                "0000000000000000: 00000003 00000000 00000000 0001 03 45678 /run/connected\n"
+                "0000000000000000: 00000002 00000000 00010000 0005 01 45679 @abstract\n"
+                "0000000000000000: 00000002 00000000 00010000 0001 01 45680\n")),
+            "/run/two words 123\n@abstract 45679\n");
+}
+
+TEST(ListeningSockets, WhoServesWhom) {
+  const auto isServed = [](const std::string& bound, const std::string& wanted) {
+    return serves({tcpPlace(bound).value(), 1}, tcpPlace(wanted).value(), 0);
+  };
+  struct Case {
+    std::string bound, wanted;
+    bool served;
+  };
+  const Case cases[] = {
+      {"127.0.0.1:80", "80", true},
+      {"127.0.0.1:80", "81", false},
+      {"127.0.0.1:80", "127.0.0.1:80", true},
+      {"127.0.0.1:80", "127.0.0.2:80", false},
+      {"0.0.0.0:80", "127.0.0.1:80", true},
+      {"127.0.0.1:80", "0.0.0.0:80", false},
+      {"0.0.0.0:80", "[::1]:80", false},
+      {"[::]:80", "127.0.0.1:80", true},
+      {"[::]:80", "[::1]:80", true},
+      {"[::1]:80", "127.0.0.1:80", false},
+      {"[::ffff:127.0.0.1]:80", "127.0.0.1:80", true},
+  };
+  for (const Case& row : cases)
+    EXPECT_EQ(isServed(row.bound, row.wanted), row.served) << row.bound << " " << row.wanted;
+  for (const char* text : {"", "0", "65536", "80x", ":80", "localhost:80", "::1:80", "[::1]", "1:"})
+    EXPECT_EQ(tcpPlace(text).has_value(), false) << text;
+}
+
+int listening(const void* address, std::size_t length, int family) {
+  const int handle = ::socket(family, SOCK_STREAM, 0);
+  const auto* const generic = static_cast<const sockaddr*>(address);
+  if (::bind(handle, generic, static_cast<socklen_t>(length)) != 0 || ::listen(handle, 1) != 0)
+    ::_exit(9);
+  return handle;
+}
+
+void listenOn(const std::string& name) {
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  name.copy(address.sun_path, sizeof address.sun_path - 1);
+  if (name[0] == '@') address.sun_path[0] = '\0';
+  listening(&address, offsetof(sockaddr_un, sun_path) + name.size(), AF_UNIX);
+}
+
+/// On 127.0.0.1.
+void listenOnSomePort() {
+  sockaddr_in address = {};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  listening(&address, sizeof address, AF_INET);
+  ::dprintf(STDOUT_FILENO, "listens\n");
+}
+
+class Ready : public testing::Test {
+ protected:
+  [[nodiscard]] Outcome ready(const Child& child, Texts arguments, const Start& start = {}) const {
+    arguments.insert(arguments.begin(), {VELOX_KVF, "ready", "--pid", std::to_string(child.id())});
+    return sandbox_.run(arguments, start);
+  }
+  [[nodiscard]] static std::string process(const Child& child) {
+    return "kvf: process " + std::to_string(child.id()) + " ";
+  }
+
+  Sandbox sandbox_;
+};
+
+TEST_F(Ready, WaitsForTheSocketOfThatProcessByAnyOfItsNames) {
+  const std::string name = sandbox_.path("a b.sock");
+  Child child([&] {
+    ::usleep(200'000);
+    if (::chdir(sandbox_.path().c_str()) != 0) ::_exit(9);
+    listenOn("a b.sock");
+    listenOn("@" + sandbox_.path());
+    ::pause();
+  });
+  EXPECT_EQ(ready(child, {"--unix", name, "--unix", "@" + sandbox_.path()}), (Outcome{0, ""}));
+  EXPECT_EQ(ready(child, {"--unix", "a b.sock", "--timeout", "0"}), (Outcome{0, ""}));
+  EXPECT_EQ(ready(child, {"--unix", name, "--unix", "@other", "--timeout", "0"}),
+            (Outcome{1, process(child) + "does not listen on @other; it listens on @" +
+                            sandbox_.path() + ", a b.sock\n"}));
+
+  Child stranger([] { ::pause(); });
+  EXPECT_EQ(ready(stranger, {"--unix", "@" + sandbox_.path(), "--timeout", "1"}),
+            (Outcome{1, process(stranger) + "does not listen on @" + sandbox_.path() +
+                            " after 1 s; another process does; it listens nowhere\n"}));
+}
+
+TEST_F(Ready, AChildOfTheProcessCounts) {
+  Child parent([] {
+    if (::fork() == 0) listenOnSomePort();
+    ::pause();
+  });
+  ASSERT_TRUE(parent.prints("listens\n"));
+  const Outcome outcome = ready(parent, {"--tcp", "1", "--timeout", "0"});
+  const std::string before = "it listens on 127.0.0.1:";
+  ASSERT_TRUE(outcome.has(before));
+  std::string port = outcome.out.substr(outcome.out.find(before) + before.size());
+  port.pop_back();
+  EXPECT_EQ(ready(parent, {"--tcp", "127.0.0.1:" + port}), (Outcome{0, ""}));
+}
+
+TEST_F(Ready, EndsWithTheProcessOrASignal) {
+  Child child([] { ::usleep(300'000); });
+  EXPECT_EQ(ready(child, {"--tcp", "1"}),
+            (Outcome{1, process(child) + "has ended without listening on TCP port 1\n"}));
+  const std::string id = std::to_string(child.id());
+  child.wait();
+  EXPECT_EQ(sandbox_.run({VELOX_KVF, "ready", "--pid", id, "--tcp", "1"}),
+            (Outcome{1, "kvf: there is no process " + id + "\n"}));
+
+  Child other([] { ::pause(); });
+  Child waiting =
+      sandbox_.start({VELOX_KVF, "ready", "--pid", std::to_string(other.id()), "--tcp", "1"});
+  ::usleep(200'000);
+  ::kill(waiting.id(), SIGTERM);
+  EXPECT_EQ(waiting.wait(), (Outcome{128 + SIGTERM, "kvf: Terminated\n"}));
+}
+
+TEST_F(Ready, SaysWhatItCannotSee) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root has processes of other users";
+  Child child([] { ::pause(); });
+  EXPECT_EQ(sandbox_.run({"setpriv", "--reuid=65534", "--clear-groups", VELOX_KVF, "ready", "--pid",
+                          std::to_string(child.id()), "--tcp", "1", "--timeout", "0"}),
+            (Outcome{2, "kvf: cannot see what process " + std::to_string(child.id()) +
+                            " has open: Permission denied; ask as its user or as root, in a unit "
+                            "by ExecStartPost=+\n"}));
+}
+
+}  // namespace
