@@ -105,7 +105,7 @@ TEST_F(New, TheClassPathOfTheManifestComesAlongOnce) {
                        "x.jar:" + lib + "x-2.jar]\n"));
   EXPECT_NE(sandbox_.read("made/app.kvf")
                 .find("\njava.extended.properties=--add-opens=java.base/java.lang=ALL-UNNAMED "
-                      "--add-opens=java.base/java.util=ALL-UNNAMED\n"),
+                      "--add-opens=java.base/java.util=ALL-UNNAMED %APP_JVM_OPTIONS%\n"),
             std::string::npos);
 }
 
@@ -244,6 +244,29 @@ TEST(NewApplication, TheUnitQuotesItsPath) {
   folder.name = "acme";
   const std::string unit = serviceUnit(folder, "/a b/50%\"");
   EXPECT_NE(unit.find("ExecStart=\"/a b/50%%\\\"/bin/acme\"\n"), std::string::npos) << unit;
+}
+
+TEST_F(New, TheUnitIsSoundAndItsCheckFindsWhatIsNot) {
+  jar("probe.jar", "Main-Class: probe.Probe\nAdd-Opens: java.base/java.lang\n");
+  ASSERT_EQ(kvfNew({"a b", "--jar", "probe.jar"}).status, 0);
+  EXPECT_EQ(sandbox_.run({VELOX_KVF, "check", "a b", "a b/probe.service"}, withJvm),
+            (Outcome{0, ""}));
+
+  const std::string unit = sandbox_.read("a b/probe.service");
+  const std::string mark = "ExecStartPre=/bin/sh -c '";
+  const std::size_t at = unit.find(mark) + mark.size();
+  std::string command = unit.substr(at, unit.find('\'', at) - at);
+  command.replace(command.find("$$"), 2, "$");
+  const auto checked = [&](const std::string& path) {
+    Start start = withJvm;
+    start.environment["PATH"] = path;
+    return sandbox_.run({"/bin/sh", "-c", command, sandbox_.path("a b/bin/probe")}, start);
+  };
+  const std::string here = fs::path(VELOX_KVF).parent_path().string() + ":/usr/bin:/bin";
+  EXPECT_EQ(checked(here), (Outcome{0, ""}));
+  sandbox_.write("a b/probe.kvf", sandbox_.read("a b/probe.kvf") + "java.start.class=No\n");
+  EXPECT_EQ(checked(here).status, 1);
+  EXPECT_EQ(checked("/nowhere"), (Outcome{0, ""}));
 }
 
 TEST(ApplicationTexts, AJvmOfTheMachineStaysWhereItIsAndAShippedOneMoves) {

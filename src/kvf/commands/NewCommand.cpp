@@ -29,7 +29,8 @@ int make(const NewApplicationRequest& request) {
   const std::string name = request.name.empty() ? nameForArchive(request.jar) : request.name;
   text += concat({"made ", printable(request.directory.native()), ":\n  bin/", name,
                   "  starts the application, from anywhere\n  ", name,
-                  ".kvf  says what it is started with\n  ", name, ".service  is a systemd unit\n"});
+                  ".kvf  says what it is started with\n  ", name,
+                  ".service  is a systemd unit, with ", name, ".tmpfiles.conf\n"});
   return print(text);
 }
 

@@ -8,6 +8,8 @@
 namespace {
 
 constexpr std::string_view directoryReference = "%kvf.file.dir%/";
+constexpr std::string_view forArguments = "_ARGS";
+constexpr std::string_view forOptions = "_JVM_OPTIONS";
 // A value may refer to 100 variables.
 constexpr std::size_t elementsOfValue = 90;
 
@@ -66,16 +68,32 @@ After=network.target
 
 [Service]
 # Copy this file to /etc/systemd/system, or: systemctl link FILE. It names the folder as it was
-# made; change the path after a move.
+# made; change the paths after a move.
+# Where kvf is installed, a mistake in the properties file fails the start, with its line in the
+# journal.
+ExecStartPre=/bin/sh -c 'if command -v kvf >/dev/null; then exec kvf check --severity=error -- "$$0"; fi' @SCRIPT@
 ExecStart=@SCRIPT@
 Type=exec
+SyslogIdentifier=@NAME@
 # A JVM that is ended by SIGTERM, as a stop does, has status 143.
 SuccessExitStatus=143
 Restart=on-failure
 #User=@NAME@
 
+# A crash leaves its report in /var/log/@NAME@-crash, and a full heap a copy of it, which holds
+# whatever the application knew. @NAME@.tmpfiles.conf, copied to /etc/tmpfiles.d, removes both after
+# a month.
+LogsDirectory=@NAME@-crash
+LogsDirectoryMode=0700
+Environment="@VARIABLE@=-XX:ErrorFile=%L/@NAME@-crash/hs_err_pid%%p.log -XX:+HeapDumpOnOutOfMemoryError -XX:HeapDumpPath=%L/@NAME@-crash -XX:+ExitOnOutOfMemoryError"
+
 [Install]
 WantedBy=multi-user.target
+)";
+
+constexpr std::string_view temporaryFiles =
+    R"(# What crashes of @NAME@ have left. The unit makes the folder.
+e /var/log/@NAME@-crash - - - 30d
 )";
 
 void replaceAll(std::string& text, std::string_view from, std::string_view to) {
@@ -83,13 +101,14 @@ void replaceAll(std::string& text, std::string_view from, std::string_view to) {
     text.replace(at, from.size(), to);
 }
 
-std::string variableOf(std::string_view name) {
+/// "ACME_ARGS" for the application acme.
+std::string variableOf(std::string_view name, std::string_view suffix) {
   std::string variable;
   for (const char c : name) {
     const auto byte = static_cast<unsigned char>(c);
     variable += std::isalnum(byte) != 0 ? static_cast<char>(std::toupper(byte)) : '_';
   }
-  return variable + "_ARGS";
+  return variable.append(suffix);
 }
 
 /// The system's limit for one text is for the variable's name and the final NUL too.
@@ -140,11 +159,14 @@ std::string classPathEntries(const ApplicationFolder& folder) {
   return entries + "java.class.path=" + joinedElements(references) + "\n";
 }
 
-std::string optionsEntry(const std::vector<std::string>& options) {
-  if (options.empty()) return "#java.extended.properties=-XX:+UseSerialGC -Dname=value\n";
+std::string optionsEntries(const ApplicationFolder& folder) {
+  const std::string variable = variableOf(folder.name, forOptions);
   std::string line;
-  for (const std::string& option : options) line += (line.empty() ? "" : " ") + option;
-  return "java.extended.properties=" + spelledInPropertiesFile(line) + "\n";
+  for (const std::string& option : folder.options) line += option + " ";
+  return "# Options of the JVM, with one blank between them, and those that the environment gives, "
+         "such as\n# the unit's.\n" +
+         variable + "=\njava.extended.properties=" + spelledInPropertiesFile(line) + "%" +
+         variable + "%\n";
 }
 
 std::string jvmEntries(const ApplicationFolder& folder) {
@@ -169,7 +191,7 @@ bool isApplicationName(std::string_view name) {
 }
 
 std::string startScript(const ApplicationFolder& folder) {
-  const std::string variable = variableOf(folder.name);
+  const std::string variable = variableOf(folder.name, forArguments);
   std::string text(script);
   replaceAll(text, "@NAME@", folder.name);
   replaceAll(text, "@VARIABLE@", variable);
@@ -184,7 +206,7 @@ std::optional<HandedOver> handedOver(std::string_view text, const std::string& f
   if (folder.name.empty() || startScript(folder) != text) return std::nullopt;
 
   const std::string here = file.substr(0, file.rfind("/bin/"));
-  const std::string variable = variableOf(folder.name);
+  const std::string variable = variableOf(folder.name, forArguments);
   std::string words;
   std::size_t single = 0;
   HandedOver result;
@@ -222,17 +244,17 @@ std::optional<HandedOver> handedOver(std::string_view text, const std::string& f
 }
 
 std::string propertiesFile(const ApplicationFolder& folder) {
-  const std::string variable = variableOf(folder.name);
+  const std::string variable = variableOf(folder.name, forArguments);
   return "# How " + folder.name + " is started. `kvf check " + folder.name +
          ".kvf` finds mistakes, `kvf explain " + folder.name +
          ".kvf`\n# shows what a start would use. %kvf.file.dir% is the folder of this file.\n\n" +
          jvmEntries(folder) + "\njava.start.class=" + folder.startClass +
          "\n# What jps shows.\njava.property.sun.java.command=" + folder.startClass +
          "\n\n# In the order of the search. Archives that are added to lib/ are added here too.\n" +
-         classPathEntries(folder) + "\n# Options of the JVM, with one blank between them.\n" +
-         optionsEntry(folder.options) + "#java.heap.size.max=512m\n\n# The arguments, which bin/" +
-         folder.name + " hands over; these for a start without it.\n" + variable +
-         "=\napplication.args=%" + variable + "%\n";
+         classPathEntries(folder) + "\n" + optionsEntries(folder) +
+         "#java.heap.size.max=512m\n\n# The arguments, which bin/" + folder.name +
+         " hands over; these for a start without it.\n" + variable + "=\napplication.args=%" +
+         variable + "%\n";
 }
 
 std::string serviceUnit(const ApplicationFolder& folder, std::string_view directory) {
@@ -242,6 +264,13 @@ std::string serviceUnit(const ApplicationFolder& folder, std::string_view direct
   replaceAll(path, "%", "%%");
   std::string text(unit);
   replaceAll(text, "@NAME@", folder.name);
+  replaceAll(text, "@VARIABLE@", variableOf(folder.name, forOptions));
   replaceAll(text, "@SCRIPT@", "\"" + path + "\"");
+  return text;
+}
+
+std::string temporaryFilesRule(const ApplicationFolder& folder) {
+  std::string text(temporaryFiles);
+  replaceAll(text, "@NAME@", folder.name);
   return text;
 }

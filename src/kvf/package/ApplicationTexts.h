@@ -11,7 +11,8 @@
 ///
 ///     bin/NAME      the start script        lib/          the archives
 ///     bin/wrapper   the launcher            runtime/      the Java runtime, if it is shipped
-///     NAME.kvf      the properties file     NAME.service  the systemd unit
+///     NAME.kvf      the properties file     NAME.service  the systemd unit, and
+///                                           NAME.tmpfiles.conf
 struct ApplicationFolder {
   std::string name;                   ///< see isApplicationName
   std::string startClass;             ///< "com.acme.Main"
@@ -47,5 +48,8 @@ std::string propertiesFile(const ApplicationFolder& folder);
 
 /// The unit that starts the script in this (absolute) folder.
 std::string serviceUnit(const ApplicationFolder& folder, std::string_view directory);
+
+/// What removes after a month what crashes under that unit have left; see tmpfiles.d(5).
+std::string temporaryFilesRule(const ApplicationFolder& folder);
 
 #endif

@@ -189,6 +189,7 @@ void makeFolder(const NewApplicationRequest& request, const ArchiveCollection& a
   update.write("bin/" + folder.name, startScript(folder), forAllToRun);
   update.write(folder.name + ".kvf", propertiesFile(folder), forAll);
   update.write(folder.name + ".service", serviceUnit(folder, update.folder().native()), forAll);
+  update.write(folder.name + ".tmpfiles.conf", temporaryFilesRule(folder), forAll);
   for (const CollectedArchive& archive : archives.archives())
     update.copy(archive.source, "lib/" + archive.name);
   if (!request.runtime.empty()) {

@@ -78,6 +78,14 @@ std::string complaintAbout(const std::string& path, PathUse use) {
   return complaintAboutFolder(fs::path(path).parent_path());
 }
 
+/// True for what lies in a folder that the service manager makes, for the user of the service.
+bool isInMadeFolder(const Inspection& inspection, const fs::path& path) {
+  const auto& made = inspection.surroundings.madeFolders;
+  return std::any_of(made.begin(), made.end(), [&](const std::string& folder) {
+    return path == folder || path.parent_path() == folder;
+  });
+}
+
 struct OptionReport {
   const Inspection& inspection;
   Report& report;
@@ -85,8 +93,11 @@ struct OptionReport {
 
   void operator()(std::string_view path, PathUse use, bool isNeeded,
                   std::string_view outcome) const {
-    const std::string complaint =
-        path.empty() ? std::string() : complaintAbout(inspection.atApplication(path), use);
+    if (path.empty()) return;
+    const std::string place = inspection.atApplication(path);
+    const bool isWritten = use == PathUse::written || use == PathUse::writtenBelow;
+    if (isWritten && isInMadeFolder(inspection, place)) return;
+    const std::string complaint = complaintAbout(place, use);
     if (complaint.empty()) return;
     report.fatalIf(isNeeded && inspection.startsJvm(), positionOfOption(inspection, option),
                    concat({complaint, " for ", shown(option), ", and ",
