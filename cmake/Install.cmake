@@ -99,3 +99,7 @@ if(grammars)
   install(FILES ${grammars} DESTINATION ${CMAKE_INSTALL_DATADIR}/velox-wrapper/textmate
           COMPONENT Runtime)
 endif()
+
+# What makes annotations of findings in a workflow's log.
+install(FILES packaging/ci/problem-matcher.json DESTINATION ${CMAKE_INSTALL_DATADIR}/velox-wrapper
+        COMPONENT Runtime)

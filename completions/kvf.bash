@@ -36,22 +36,23 @@ _kvf() {
   done
   case $before in
     --disable) mapfile -t COMPREPLY < <(compgen -W "$(kvf rules 2>/dev/null | awk '{print $1}')" -- "$word"); return ;;
-    --format) mapfile -t COMPREPLY < <(compgen -W 'text json' -- "$word"); return ;;
+    --format) mapfile -t COMPREPLY < <(compgen -W 'text gcc json sarif github gitlab checkstyle' -- "$word"); return ;;
     --java) mapfile -t COMPREPLY < <(compgen -W "$(seq 8 26)" -- "$word"); return ;;
     --key) mapfile -t COMPREPLY < <(compgen -W "$(kvf keys 2>/dev/null)" -- "$word"); return ;;
     --severity) mapfile -t COMPREPLY < <(compgen -W 'error warning' -- "$word"); return ;;
     --color) mapfile -t COMPREPLY < <(compgen -W 'auto always never' -- "$word"); return ;;
     --jar) _kvf_files jar; return ;;
     --pid) mapfile -t COMPREPLY < <(compgen -W "$(ps -e -o pid= 2>/dev/null)" -- "$word"); return ;;
-    --lib | --jre) mapfile -t COMPREPLY < <(compgen -d -- "$word"); compopt -o filenames 2>/dev/null; return ;;
+    --lib | --jre | --root) mapfile -t COMPREPLY < <(compgen -d -- "$word"); compopt -o filenames 2>/dev/null; return ;;
     --wrapper | --stdin-name | --unix) mapfile -t COMPREPLY < <(compgen -f -- "$word"); compopt -o filenames 2>/dev/null; return ;;
     --name | --main | --run-for | --memory | --tcp | --timeout) return ;;
   esac
   local options=
   case $command in
-    check) options='--severity --stdin-name --memory --color --format --java --json --jvm --script --disable' ;;
+    check) options='--severity --stdin-name --memory --color --format --root --fix --diff --java --json --jvm --script --disable' ;;
     explain) options='--json --key --show-secrets' ;;
     jvm) options='--json --line' ;;
+    rules) options=--json ;;
     new) options='--jar --lib --name --main --jre --wrapper --force' ;;
     cds) options='--run-for --write --wrapper' ;;
     ready) options='--pid --tcp --unix --timeout' ;;

@@ -56,6 +56,7 @@ struct Walk {
 const Walk walks[] = {
     {"check", {"check", "--json", "app.kvf"}},
     {"explain", {"explain", "app.kvf"}},
+    {"fix", {"check", "--fix", "app.kvf"}},
     {"new", {"new", "made/here", "--jar", "probe.jar", "--main", "probe.Probe", "--jre", "jvm"}},
     {"force",
      {"new", "old", "--jar", "old/lib/probe.jar", "--main", "probe.Probe", "--jre", "old/runtime",
@@ -191,7 +192,8 @@ class FaultWalk : public testing::TestWithParam<Walk> {
     sandbox.write("old/bin/wrapper", "former");
     sandbox.write("app.kvf",
                   "java.library=%kvf.file.dir%/jvm/lib/server/libjvm.so\n"
-                  "java.start.class=probe.Probe\njava.class.path=probe.jar\n");
+                  "java.start.class=probe.Probe\njava.class.path=probe.jar\n"
+                  "java.property.a=b \n");
     sandbox.write("run",
                   "#!/bin/sh\np=${_JAVA_OPTIONS#*ArchiveClassesAtExit=\\\"}\n"
                   "printf '\\250\\253\\013\\360' >\"${p%%\\\"*}\"\n",

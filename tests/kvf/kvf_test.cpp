@@ -171,6 +171,9 @@ TEST_F(KvfTest, DocumentsHaveTheseMembers) {
       {{"jvm", "--json"},
        "jvms jvms.foundBy jvms.home jvms.homes jvms.java jvms.library jvms.release jvms.vendor "
        "jvms.version schema"},
+      {{"rules", "--json"},
+       "rules rules.example rules.explanation rules.id rules.remedy rules.severity rules.summary "
+       "schema"},
   };
   for (const Case& row : cases) {
     std::set<std::string> names;

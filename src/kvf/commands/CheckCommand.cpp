@@ -1,6 +1,9 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,14 +15,18 @@
 #include "foundation/MemorySize.h"
 #include "foundation/PropertyKeys.h"
 #include "kvf/commands/CheckTargets.h"
-#include "kvf/commands/FindingFormats.h"
 #include "kvf/commands/Launches.h"
 #include "kvf/commands/Output.h"
 #include "kvf/commands/Subcommand.h"
+#include "kvf/fix/Fixes.h"
 #include "kvf/jvm/OptionHistory.h"
+#include "kvf/report/FindingFormats.h"
 #include "kvf/rules/Check.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
+#include "kvf/text/UnifiedDiff.h"
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -31,7 +38,10 @@ struct CheckOptions {
   std::string severity = "warning";
   std::string colour = "auto";
   std::string memory;
+  std::string root;
   bool json = false;
+  bool fix = false;
+  bool diff = false;
   bool forScript = false;
   bool withJvm = false;
   unsigned javaRelease = 0;
@@ -61,20 +71,110 @@ void tellWhatIsLeftOut(const Inspection& inspection) {
                printable(inspection.nameOf(inspection.mainFile())).c_str(), list.c_str());
 }
 
-int report(std::vector<Inspection> inspections, const CheckOptions& options) {
-  const auto memory = memorySize(options.memory);
-  for (Inspection& inspection : inspections) {
-    inspection.forScript = options.forScript;
-    if (memory) inspection.surroundings.memory = MemoryBound{*memory, "--memory " + options.memory};
-    inspection.javaRelease = options.javaRelease;
-    if (!options.withJvm) continue;
-    inspection.jvmTrial = trialOf(inspection);
-    tellWhatIsLeftOut(inspection);
+/// One check of everything. The findings point into the inspections.
+struct Checked {
+  std::vector<Inspection> inspections;
+  std::vector<Finding> findings;
+};
+
+/// What is given to check, in the state that texts which stand for those of files make of it.
+class Subject {
+ public:
+  Subject(const CheckOptions& options, const LauncherArguments& commandLine)
+      : options_(options), commandLine_(commandLine) {
+    if (!isFromStandardInput()) return;
+    stdinPath_ = fs::weakly_canonical(fs::absolute(options.stdinName));
+    texts_[stdinPath_] = std::string(std::istreambuf_iterator<char>(std::cin), {});
   }
-  const std::vector<Finding> findings =
-      check(inspections, {options.disabled.begin(), options.disabled.end()});
-  const ExitStatus status =
-      findFindingFormat(options.json ? "json" : options.format)->print(findings);
+
+  /// Where standard input would lie; empty when it is not asked for.
+  [[nodiscard]] const std::string& stdinPath() const { return stdinPath_; }
+  [[nodiscard]] const std::string& stdinText() const { return texts_.at(stdinPath_); }
+
+  [[nodiscard]] Checked check(const GivenTexts& changed) const {
+    GivenTexts texts = changed;
+    texts.insert(texts_.begin(), texts_.end());
+    Checked checked = {inspect(texts), {}};
+    for (Inspection& inspection : checked.inspections) prepare(inspection);
+    checked.findings =
+        ::check(checked.inspections, {options_.disabled.begin(), options_.disabled.end()});
+    return checked;
+  }
+
+  /// Keeps the texts that cannot be read again, as those of pipes.
+  void keepStreams(const std::vector<Inspection>& inspections) {
+    for (const Inspection& inspection : inspections) {
+      for (const SourceFile& file : inspection.run().files) {
+        std::error_code error;
+        const fs::path path = inspection.atLauncher(file.name);
+        if (!file.unread && fs::is_other(path, error)) texts_.emplace(path, file.text);
+      }
+    }
+  }
+
+ private:
+  [[nodiscard]] bool isFromStandardInput() const {
+    return std::find(options_.files.begin(), options_.files.end(), "-") != options_.files.end();
+  }
+
+  [[nodiscard]] std::vector<Inspection> inspect(const GivenTexts& texts) const {
+    if (commandLine_.empty()) return inspectTargets(options_.files, options_.stdinName, texts);
+    std::vector<Inspection> inspections;
+    inspections.push_back(inspectTyped(commandLine_, texts));
+    return inspections;
+  }
+
+  void prepare(Inspection& inspection) const {
+    inspection.forScript = options_.forScript;
+    if (const auto memory = memorySize(options_.memory))
+      inspection.surroundings.memory = MemoryBound{*memory, "--memory " + options_.memory};
+    inspection.javaRelease = options_.javaRelease;
+    if (options_.withJvm) inspection.jvmTrial = trialOf(inspection);
+  }
+
+  const CheckOptions& options_;
+  const LauncherArguments& commandLine_;
+  std::string stdinPath_;
+  GivenTexts texts_;
+};
+
+/// Puts the fixes in, until what they uncover is mended, too.
+Fixes mend(Subject& subject, Checked& checked) {
+  // Each round mends something; more than a few are a fix that does not do what it should.
+  constexpr int mostRounds = 20;
+  Fixes fixes;
+  subject.keepStreams(checked.inspections);
+  for (int round = 0; round < mostRounds && fixes.apply(checked.findings); ++round)
+    checked = subject.check(fixes.texts());
+  return fixes;
+}
+
+ExitStatus printDiff(const Fixes& fixes) {
+  std::string text;
+  for (const auto& [path, file] : fixes.files())
+    text += unifiedDiff(file.name, file.before, file.after);
+  const ExitStatus status = print(text);
+  return status == success && !text.empty() ? negative : status;
+}
+
+/// Writes the files; what came from standard input goes to standard output.
+ExitStatus writeFixes(const Fixes& fixes, const Subject& subject) {
+  fixes.write(subject.stdinPath());
+  for (const auto& [path, file] : fixes.files()) {
+    std::fprintf(stderr, "kvf: %s: %s mended\n", printable(file.name).c_str(),
+                 countOf(file.fixes, "mistake").c_str());
+  }
+  if (subject.stdinPath().empty()) return success;
+  const auto fixed = fixes.files().find(subject.stdinPath());
+  return print(fixed == fixes.files().end() ? subject.stdinText() : fixed->second.after);
+}
+
+int report(const std::vector<Finding>& findings, const CheckOptions& options, std::FILE* stream) {
+  const FindingFormat* format = findFindingFormat(options.json ? "json" : options.format);
+  ReportOptions reportOptions;
+  reportOptions.colour = wantsColour();
+  if (!options.root.empty()) reportOptions.root = fs::canonical(options.root);
+  const ExitStatus status = print(format->text(findings, reportOptions), stream);
   if (status != success) return status;
   const bool counts = std::any_of(findings.begin(), findings.end(), [&](const Finding& finding) {
     return finding.severity() == Severity::error || options.severity == nameOf(Severity::warning);
@@ -92,6 +192,9 @@ std::string complaintAbout(const CheckOptions& options, const LauncherArguments&
   }
   if (findFindingFormat(options.format) == nullptr)
     return "there is no format " + shown(options.format);
+  if (std::error_code error; !options.root.empty() && !fs::is_directory(options.root, error))
+    return shown(options.root) + " is no folder";
+  if (options.fix && options.diff) return "give either --fix or --diff, not both";
   if (!options.memory.empty() && !memorySize(options.memory))
     return shown(options.memory) + " is no size such as 512m";
   if (!commandLine.empty() && !options.files.empty())
@@ -104,10 +207,17 @@ int runCheck(const CheckOptions& options, const LauncherArguments& commandLine) 
   const std::string complaint = complaintAbout(options, commandLine);
   if (!complaint.empty()) return complain(complaint);
   chooseColour(options.colour);
-  if (commandLine.empty()) return report(inspectTargets(options.files, options.stdinName), options);
-  std::vector<Inspection> inspections;
-  inspections.push_back(inspectTyped(commandLine));
-  return report(std::move(inspections), options);
+  Subject subject(options, commandLine);
+  Checked checked = subject.check({});
+  for (const Inspection& inspection : checked.inspections) tellWhatIsLeftOut(inspection);
+  std::FILE* stream = stdout;
+  if (options.diff) return printDiff(mend(subject, checked));
+  if (options.fix) {
+    const ExitStatus written = writeFixes(mend(subject, checked), subject);
+    if (written != success) return written;
+    if (!subject.stdinPath().empty()) stream = stderr;
+  }
+  return report(checked.findings, options, stream);
 }
 
 }  // namespace
@@ -126,7 +236,14 @@ RunSubcommand declareCheck(CLI::App& command) {
   command.add_option("--color", options->colour, "auto, always or never")
       ->type_name("WHEN")
       ->check(CLI::IsMember({"auto", "always", "never"}));
-  command.add_option("--format", options->format, "text or json")->type_name("FORMAT");
+  std::string formats;
+  for (const FindingFormat& format : findingFormats())
+    formats += concat({formats.empty() ? "" : ", ", format.name});
+  command.add_option("--format", options->format, formats)->type_name("FORMAT");
+  command.add_option("--root", options->root, "Name files below this folder from there on")
+      ->type_name("FOLDER");
+  command.add_flag("--fix", options->fix, "Mend what takes no decision");
+  command.add_flag("--diff", options->diff, "Print what --fix would change, and write nothing");
   command.add_flag("--json", options->json, "The same as --format json");
   command.add_flag("--script", options->forScript, "Also what a generated script cannot carry");
   command.add_flag("--jvm", options->withJvm, "Start the configured JVM with the options");

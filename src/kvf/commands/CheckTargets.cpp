@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <iostream>
 #include <iterator>
 #include <set>
 #include <stdexcept>
@@ -87,7 +86,8 @@ std::string identityOf(const std::string& file) {
 
 class Targets {
  public:
-  explicit Targets(const std::string& stdinName) : stdinName_(stdinName) {}
+  Targets(const std::string& stdinName, const GivenTexts& given)
+      : stdinName_(stdinName), given_(given) {}
 
   void add(const std::string& target) {
     std::error_code error;
@@ -96,7 +96,7 @@ class Targets {
     } else if (fs::is_directory(target, error)) {
       addFolder(target);
     } else if (isUnit(target)) {
-      if (seen_.insert(target).second) take(inspectUnit(target));
+      if (seen_.insert(target).second) take(inspectUnit(target, given_));
     } else {
       addFile(target);
     }
@@ -113,9 +113,8 @@ class Targets {
   static bool isUnit(const std::string& target) { return target.ends_with(serviceSuffix); }
 
   void addStandardInput() {
-    const std::string text(std::istreambuf_iterator<char>(std::cin), {});
-    refuseOther(stdinName_, text);
-    inspections_.push_back(inspectFile(stdinName_, {}, {{fs::absolute(stdinName_), text}}));
+    refuseOther(stdinName_, given_.at(fs::weakly_canonical(fs::absolute(stdinName_))));
+    inspections_.push_back(inspectFile(stdinName_, {}, given_));
   }
 
   void addFile(const std::string& file) {
@@ -126,11 +125,11 @@ class Targets {
     const std::string start = textOfFile(file, enough);
     if (start.starts_with("#!") && !file.ends_with(propertiesSuffix)) {
       inspections_.push_back(
-          inspectTyped({fs::path(file).parent_path().empty() ? "./" + file : file}));
+          inspectTyped({fs::path(file).parent_path().empty() ? "./" + file : file}, given_));
       return;
     }
     refuseOther(file, textOfFile(file, 16));
-    inspections_.push_back(inspectFile(file));
+    inspections_.push_back(inspectFile(file, {}, given_));
   }
 
   void addFolder(const std::string& folder) {
@@ -146,7 +145,7 @@ class Targets {
     std::sort(files.begin(), files.end());
     std::vector<Inspection> launches;
     for (const std::string& file : files)
-      if (seen_.insert(identityOf(file)).second) launches.push_back(inspectFile(file));
+      if (seen_.insert(identityOf(file)).second) launches.push_back(inspectFile(file, {}, given_));
     dropParts(launches);
     take(std::move(launches));
   }
@@ -165,6 +164,7 @@ class Targets {
   }
 
   const std::string& stdinName_;
+  const GivenTexts& given_;
   std::set<std::string> seen_;
   std::vector<Inspection> inspections_;
 };
@@ -172,8 +172,8 @@ class Targets {
 }  // namespace
 
 std::vector<Inspection> inspectTargets(const std::vector<std::string>& targets,
-                                       const std::string& stdinName) {
-  Targets all(stdinName);
+                                       const std::string& stdinName, const GivenTexts& given) {
+  Targets all(stdinName, given);
   for (const std::string& target : targets) all.add(target);
   return std::move(all).inspections();
 }

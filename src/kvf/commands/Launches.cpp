@@ -13,8 +13,9 @@ namespace {
 
 using Kind = StartedProgram::Kind;
 
-Inspection inspectProgram(StartedProgram program, const LaunchSurroundings* surroundings) {
-  Inspection inspection = inspectCommandLine(program.commandLine, {}, surroundings);
+Inspection inspectProgram(StartedProgram program, const GivenTexts& given,
+                          const LaunchSurroundings* surroundings) {
+  Inspection inspection = inspectCommandLine(program.commandLine, given, surroundings);
   inspection.programFile = program.file;
   inspection.scriptRefusal = std::move(program.refusal);
   if (program.kind == Kind::startScript) {
@@ -90,7 +91,7 @@ void refuseOtherRoot(const std::string& file, const ServiceUnit& unit) {
 
 }  // namespace
 
-Inspection inspectTyped(const std::vector<std::string>& commandLine) {
+Inspection inspectTyped(const std::vector<std::string>& commandLine, const GivenTexts& given) {
   const LaunchSurroundings here = LaunchSurroundings::here();
   StartedProgram program = programOf(commandLine, here.variable("PATH"), here.directory);
   if (program.kind == Kind::checker) program.description = "is kvf itself";
@@ -99,10 +100,10 @@ Inspection inspectTyped(const std::vector<std::string>& commandLine) {
                                      "; a command line of the launcher, or of a start script of "
                                      "kvf new, can be checked"}));
   }
-  return inspectProgram(std::move(program), nullptr);
+  return inspectProgram(std::move(program), given, nullptr);
 }
 
-std::vector<Inspection> inspectUnit(const std::string& file) {
+std::vector<Inspection> inspectUnit(const std::string& file, const GivenTexts& given) {
   const auto unit = std::make_shared<const ServiceUnit>(ServiceUnit::load(file));
   refuseOtherRoot(file, *unit);
   const LaunchSurroundings surroundings = surroundingsOf(*unit);
@@ -119,7 +120,7 @@ std::vector<Inspection> inspectUnit(const std::string& file) {
     }
     if (program.kind == Kind::checker) continue;
     const std::vector<Position> places = placesOf(program, command);
-    Inspection inspection = inspectProgram(std::move(program), &surroundings);
+    Inspection inspection = inspectProgram(std::move(program), given, &surroundings);
     inspection.argumentPlaces = places;
     inspection.unit = unit;
     inspection.unitKey = command.key;

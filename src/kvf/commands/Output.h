@@ -1,6 +1,7 @@
 #ifndef VELOX_KVF_COMMANDS_OUTPUT_H
 #define VELOX_KVF_COMMANDS_OUTPUT_H
 
+#include <cstdio>
 #include <nlohmann/json_fwd.hpp>
 #include <string_view>
 
@@ -14,11 +15,10 @@ enum ExitStatus : int {
 /// Says on standard error, in one line, why there is no answer.
 ExitStatus complain(std::string_view text);
 
-/// Writes to standard output; what cannot be written leaves no answer.
-ExitStatus print(std::string_view text);
+/// Writes to standard output, or standard error; what cannot be written leaves no answer.
+ExitStatus print(std::string_view text, std::FILE* stream = stdout);
 
-/// Writes a document with "schema" as its first member: within one schema, members are only added.
-/// Bytes that are no UTF-8 become U+FFFD.
+/// Writes a document with its schema.
 ExitStatus printJson(const nlohmann::ordered_json& document);
 
 /// "always", "never" or, as without a call, "auto".

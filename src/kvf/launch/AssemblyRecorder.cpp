@@ -88,7 +88,8 @@ void AssemblyRecorder::lineDropped(std::size_t offset) {
 }
 
 void AssemblyRecorder::controlEscaped(std::size_t offset) {
-  run_.controlEscapes.push_back(positionAt(offset));
+  const SourceFile& file = run_.files[static_cast<std::size_t>(currentFile())];
+  run_.controlEscapes.push_back(file.stretch(currentFile(), offset - 1, offset + 1));
 }
 
 bool AssemblyRecorder::entryScanned(const PropertiesEntry& scanned) {

@@ -1,6 +1,7 @@
 #include "kvf/launch/Inspection.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <iterator>
 
@@ -41,6 +42,13 @@ std::string_view SourceFile::line(std::size_t number) const {
   std::string_view found = rest.substr(0, rest.find('\n'));
   if (found.ends_with('\r')) found.remove_suffix(1);
   return found;
+}
+
+Position SourceFile::lineStretch(int file, std::size_t number) const {
+  if (number > lineStarts.size()) return {file, number};
+  const std::string_view written = line(number);
+  const std::size_t blanks = std::min(written.find_first_not_of(" \t"), written.size());
+  return {file, number, blanks + 1, number, written.size() + 1};
 }
 
 std::string_view Entry::variable() const {
@@ -94,6 +102,14 @@ const SourceFile& Inspection::fileOf(const Position& at) const {
   if (at.file <= Position::unit)
     return unitFiles[static_cast<std::size_t>(Position::unit - at.file)];
   return run().files[static_cast<std::size_t>(at.file)];
+}
+
+std::string Inspection::pathOf(const Position& at) const {
+  const std::string& name = fileOf(at).name;
+  // A unit is looked for from here, its launch may be elsewhere.
+  const std::filesystem::path path =
+      at.file <= Position::unit ? std::filesystem::absolute(name).native() : atLauncher(name);
+  return path.lexically_normal().native();
 }
 
 std::string_view Inspection::rawValueOf(const Entry& entry) const {

@@ -53,6 +53,8 @@ struct SourceFile {
   [[nodiscard]] Position stretch(int file, std::size_t start, std::size_t end) const;
   /// Without its line end. REQUIRES: 1 <= number.
   [[nodiscard]] std::string_view line(std::size_t number) const;
+  /// What is written in a line, without the blanks in front, where `file` is the index of this one.
+  [[nodiscard]] Position lineStretch(int file, std::size_t number) const;
 };
 
 /// A %reference% in a value.
@@ -189,6 +191,8 @@ class Inspection {
   [[nodiscard]] Position placeOf(const Position& at) const;
   /// The file of a position that is not the command line.
   [[nodiscard]] const SourceFile& fileOf(const Position& at) const;
+  /// The same by its absolute path.
+  [[nodiscard]] std::string pathOf(const Position& at) const;
   /// What follows an entry's key up to the line end.
   [[nodiscard]] std::string_view rawValueOf(const Entry& entry) const;
   /// A line of a file of the unit.

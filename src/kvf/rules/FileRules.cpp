@@ -11,6 +11,7 @@
 #include "config/PropertiesScanner.h"
 #include "foundation/PropertyKeys.h"
 #include "javarun/ArgumentSplitter.h"
+#include "kvf/rules/EntryText.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
@@ -24,20 +25,10 @@ Position wholeFile(std::size_t file) {
   return {static_cast<int>(file), 0};
 }
 
-Position stretchOf(const Inspection& inspection, int file, std::size_t start, std::size_t end) {
-  return inspection.run().files[static_cast<std::size_t>(file)].stretch(file, start, end);
-}
-
 template <class Visit>
 void forEachFile(const Inspection& inspection, Visit&& visit) {
   const auto& files = inspection.run().files;
   for (std::size_t i = 0; i < files.size(); ++i) visit(files[i], i);
-}
-
-/// The part of a text that the launcher parses.
-std::string_view parsedPart(const SourceFile& file) {
-  const std::string_view text = file.text;
-  return text.substr(0, text.find('\0'));
 }
 
 std::string_view trimmed(std::string_view text) {
@@ -60,9 +51,19 @@ bool isOfAnotherRule(const Inspection& inspection, const Position& at) {
   return line.starts_with('-') || line.starts_with(';') || line.starts_with("//");
 }
 
+/// True when the line ends with a backslash that takes the carriage return before the line feed.
+bool endsInLostContinuation(const SourceFile& file, std::size_t line) {
+  if (line == 0 || line >= file.lineStarts.size()) return false;
+  const std::string_view text = file.line(line);
+  const std::size_t kept = text.find_last_not_of('\\') + 1;
+  return (text.size() - kept) % 2 != 0 && file.text[file.lineStarts[line] - 2] == '\r';
+}
+
 void noSeparator(const Inspection& inspection, Report& report) {
   for (const Position& at : inspection.run().droppedLines) {
     if (isMarkedComment(inspection, at) || isOfAnotherRule(inspection, at)) continue;
+    // It was to be continued.
+    if (endsInLostContinuation(inspection.fileOf(at), at.line - 1)) continue;
     report(at,
            "no \"=\", \":\" or blank ends the key, so the launcher silently drops the line: "
            "write key=value, or begin it with # to make it a comment");
@@ -81,6 +82,16 @@ bool ignoresBlanks(const Entry& entry) {
   return entry.key == keys::extendedProperties || entry.key == keys::stopSignals;
 }
 
+/// The value without the blanks in front of it, unless something else there makes one wonder.
+std::vector<Edit> separatedByEquals(const EntryText& text) {
+  const std::string_view raw = text.raw();
+  const std::size_t sign = raw.find_first_not_of(" \t");
+  const std::size_t value = raw.find_first_not_of(" \t", sign + 1);
+  if (value == std::string_view::npos || value == sign + 1) return {};
+  if (std::string_view("=:\\").find(raw[value]) != std::string_view::npos) return {};
+  return {text.separateBy("=", value)};
+}
+
 void blankBeforeValue(const Inspection& inspection, Report& report) {
   for (const Entry& entry : inspection.run().entries) {
     // The blank ended the key, so that what follows it belongs to the value.
@@ -96,7 +107,8 @@ void blankBeforeValue(const Inspection& inspection, Report& report) {
     report(entry.at, concat({"the blank before \"", std::string_view(&first, 1),
                              "\" ends the key, so that the value is ", shown(written),
                              afterColon ? " with the colon" : " with a blank in front", ": write ",
-                             entry.key, "=VALUE"}));
+                             entry.key, "=VALUE"}))
+        .fix = separatedByEquals({inspection, entry});
   }
 }
 
@@ -105,18 +117,19 @@ void trailingBlank(const Inspection& inspection, Report& report) {
     const std::string_view written = entry.written;
     const std::size_t end = written.find_last_not_of(" \t");
     if (end == std::string_view::npos || end + 1 == written.size()) continue;
-    const std::string_view raw = inspection.rawValueOf(entry);
+    const EntryText text(inspection, entry);
+    const std::string_view raw = text.raw();
     if (ignoresBlanks(entry)) continue;
     const std::size_t rawEnd = raw.find_last_not_of(" \t\r");
     // A backslash in front of the blank says that it is meant.
     if (rawEnd == std::string_view::npos || raw[rawEnd] == '\\') continue;
-    Finding& finding = report(
-        entry.at,
+    const Edit edit = text.replace(rawEnd + 1, raw.size(), "");
+    report(
+        edit.at,
         concat(
             {"the value ends with ", countOf(written.size() - end - 1, "blank"),
-             R"(, kept as a part of it: remove what is not meant, or write "\ " for one that is)"}));
-    finding.fix = {
-        {stretchOf(inspection, entry.at.file, entry.rawAt + rawEnd + 1, entry.rawEnd), ""}};
+             R"(, kept as a part of it: remove what is not meant, or write "\ " for one that is)"}))
+        .fix = {edit};
   }
 }
 
@@ -133,22 +146,62 @@ void notExported(const Inspection& inspection, Report& report) {
     if (entry.endedByLineEnd || entry.variable().empty()) continue;
     report(entry.at, concat({"the last line has no line end, so that the variable is not ",
                              "exported, only set as a property: end the line"}))
-        .fix = {{stretchOf(inspection, entry.at.file, entry.rawEnd, entry.rawEnd), "\n"}};
+        .fix = {EntryText(inspection, entry).insert(entry.rawEnd - entry.rawAt, "\n")};
   }
 }
 
+/// "key=value", as a line that was commented out has it, or one that was not meant to be.
+bool looksLikeEntry(std::string_view line, std::string_view separators) {
+  const std::string_view text = trimmed(line);
+  const std::size_t end = text.find_first_of("=: \t");
+  return end != std::string_view::npos && end > 0 &&
+         separators.find(text[end]) != std::string_view::npos &&
+         std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(end), [](char c) {
+           return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '.' || c == '_';
+         });
+}
+
+/// Where a line of the file ends in a lost continuation, comments left out.
+std::vector<std::size_t> lostContinuations(const Inspection& inspection, int file) {
+  std::set<std::size_t> lines;
+  for (const Entry& entry : inspection.run().entries)
+    if (entry.at.file == file) lines.insert(entry.at.endLine);
+  for (const Position& at : inspection.run().droppedLines)
+    if (at.file == file) lines.insert(at.line);
+  std::vector<std::size_t> lost;
+  const SourceFile& source = inspection.run().files[static_cast<std::size_t>(file)];
+  std::copy_if(lines.begin(), lines.end(), std::back_inserter(lost),
+               [&](std::size_t line) { return endsInLostContinuation(source, line); });
+  return lost;
+}
+
+/// True when the line is a part of what the one before it begins, as far as one can tell.
+bool looksContinued(std::string_view line) {
+  const std::string_view text = trimmed(line);
+  return !text.starts_with('#') && !text.starts_with('!') && !looksLikeEntry(text, "=:");
+}
+
+/// Continues the lines, if all of them go on with what looks like that.
+std::vector<Edit> continuing(const SourceFile& file, int index,
+                             const std::vector<std::size_t>& lines) {
+  std::vector<Edit> edits;
+  for (const std::size_t line : lines) {
+    if (!looksContinued(file.line(line + 1))) return {};
+    const std::size_t lineFeed = file.lineStarts[line] - 1;
+    edits.push_back({file.stretch(index, lineFeed - 1, lineFeed), ""});
+  }
+  return edits;
+}
+
 void carriageReturn(const Inspection& inspection, Report& report) {
-  forEachFile(inspection, [&](const SourceFile& file, std::size_t index) {
-    const std::string_view text = parsedPart(file);
-    for (std::size_t at = 0; (at = text.find("\\\r\n", at)) != std::string_view::npos; at += 3) {
-      std::size_t start = at;
-      while (start > 0 && text[start - 1] == '\\') --start;
-      if ((at - start) % 2 != 0) continue;
-      report({static_cast<int>(index), file.lineAt(at)},
-             "the backslash at the end of this line continues nothing, since the line ends with a "
-             "carriage return and a line feed: save the file with bare line feeds");
-      return;
-    }
+  forEachFile(inspection, [&](const SourceFile& file, std::size_t number) {
+    const int index = static_cast<int>(number);
+    const std::vector<std::size_t> lines = lostContinuations(inspection, index);
+    if (lines.empty()) return;
+    report({index, lines.front()},
+           "the backslash at the end of this line continues nothing, since the line ends with a "
+           "carriage return and a line feed: save the file with bare line feeds")
+        .fix = continuing(file, index, lines);
   });
 }
 
@@ -169,7 +222,7 @@ void nulByte(const Inspection& inspection, Report& report) {
   forEachFile(inspection, [&](const SourceFile& file, std::size_t index) {
     const std::size_t nul = file.text.find('\0');
     if (nul == std::string::npos) return;
-    report({static_cast<int>(index), file.lineAt(nul)},
+    report(file.stretch(static_cast<int>(index), nul, nul + 1),
            "a NUL byte ends the file for the launcher; the rest is not read: remove it");
   });
 }
@@ -208,19 +261,38 @@ bool holdsOne(const Entry& entry, const Lines& lines) {
   return first != lines.end() && *first <= std::pair(entry.at.file, entry.at.endLine);
 }
 
-/// What a backslash stands in front of, to be dropped; '\0': nothing that matters.
-char afterLostBackslash(std::string_view raw) {
+bool isWordCharacter(char c) {
+  return std::isalnum(static_cast<unsigned char>(c)) != 0;
+}
+
+/// The backslashes that are dropped and matter.
+std::vector<std::size_t> lostBackslashes(std::string_view raw) {
   // What t, r and n become is another rule's.
   constexpr std::string_view kept = "trn";
   constexpr std::string_view ofExpressions = ".()[]{}*+?|^";
+  std::vector<std::size_t> lost;
   for (std::size_t i = 0; i + 1 < raw.size(); ++i) {
     if (raw[i] != '\\') continue;
-    const char next = raw[++i];
-    const bool isWord = std::isalnum(static_cast<unsigned char>(next)) != 0;
-    if (isWord && kept.find(next) == std::string_view::npos) return next;
-    if (ofExpressions.find(next) != std::string_view::npos) return next;
+    const char next = raw[i + 1];
+    const bool isLost = isWordCharacter(next) ? kept.find(next) == std::string_view::npos
+                                              : ofExpressions.find(next) != std::string_view::npos;
+    if (isLost) lost.push_back(i);
+    ++i;
   }
-  return '\0';
+  return lost;
+}
+
+/// Doubles the backslashes, if one stands before a letter that never needs it.
+std::vector<Edit> doubled(const EntryText& text, const std::vector<std::size_t>& backslashes) {
+  const std::string_view raw = text.raw();
+  const auto isBefore = [&](std::size_t at) { return isWordCharacter(raw[at + 1]); };
+  const auto isCode = [&](std::size_t at) { return raw[at + 1] == 'u'; };
+  if (std::none_of(backslashes.begin(), backslashes.end(), isBefore) ||
+      std::any_of(backslashes.begin(), backslashes.end(), isCode))
+    return {};
+  std::vector<Edit> edits;
+  for (const std::size_t at : backslashes) edits.push_back(text.insert(at, "\\"));
+  return edits;
 }
 
 void lostBackslash(const Inspection& inspection, Report& report) {
@@ -228,20 +300,23 @@ void lostBackslash(const Inspection& inspection, Report& report) {
   for (const Position& at : inspection.run().controlEscapes) escapes.emplace(at.file, at.line);
   for (const Entry& entry : inspection.run().entries) {
     const bool isTold = holdsOne(entry, escapes);
-    const std::string_view raw = inspection.rawValueOf(entry);
-    const char next = afterLostBackslash(raw);
-    if (isTold || next == '\0') continue;
+    const EntryText text(inspection, entry);
+    const std::vector<std::size_t> lost = lostBackslashes(text.raw());
+    if (isTold || lost.empty()) continue;
+    const Position at = text.replace(lost.front(), lost.front() + 2, "").at;
+    const char next = text.raw()[lost.front() + 1];
     const std::string_view shownChar(&next, 1);
     if (next == 'u') {
-      report(entry.at,
+      report(at,
              "\\u begins no character code here, only the backslash goes: write the character "
              "itself, in UTF-8");
       continue;
     }
-    report(entry.at,
-           concat({"a backslash is dropped: \\", shownChar, " becomes ", shownChar, ", and the ",
-                   "value is ", shown(entry.written), "; write \\\\ for a backslash"}))
-        .harmless = std::isalnum(static_cast<unsigned char>(next)) == 0;
+    Finding& finding = report(
+        at, concat({"a backslash is dropped: \\", shownChar, " becomes ", shownChar, ", and the ",
+                    "value is ", shown(entry.written), "; write \\\\ for a backslash"}));
+    finding.harmless = !isWordCharacter(next);
+    finding.fix = doubled(text, lost);
   }
 }
 
@@ -249,17 +324,6 @@ void lostBackslash(const Inspection& inspection, Report& report) {
 bool isEntry(std::string_view text) {
   PropertiesEntry entry;
   return PropertiesScanner(text).next(entry);
-}
-
-/// "key=value", as a line that was commented out has it, or one that was not meant to be.
-bool looksLikeEntry(std::string_view line, std::string_view separators) {
-  const std::string_view text = trimmed(line);
-  const std::size_t end = text.find_first_of("=: \t");
-  return end != std::string_view::npos && end > 0 &&
-         separators.find(text[end]) != std::string_view::npos &&
-         std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(end), [](char c) {
-           return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '.' || c == '_';
-         });
 }
 
 void continuedComment(const Inspection& inspection, Report& report) {
@@ -282,7 +346,8 @@ void continuedComment(const Inspection& inspection, Report& report) {
       if (continuations.contains({at.file, at.line})) continue;
       report(at, concat({"the backslash at its end makes the next line part of this comment, so ",
                          "that ", shown(next.substr(0, next.find_first_of("=:"))),
-                         " is not set: remove it, or write something behind it"}));
+                         " is not set: remove it, or write something behind it"}))
+          .fix = {{{at.file, number, line.size(), number, line.size() + 1}, ""}};
     }
   });
 }
@@ -356,9 +421,9 @@ constexpr Rule rules[] = {
                     "Windows works. But a backslash before the pair of both drops the first only, "
                     "and the second ends the entry.",
      .example = {.note = "A file that was saved on Windows.",
-                 .lines = "java.property.a=b\\\r\njava.property.b=c"},
+                 .lines = "java.property.hosts=alpha,\\\r\n  beta"},
      .remedy = {.note = "Save the file with bare line feeds, or do not continue lines.",
-                .lines = "java.property.a=b\r\njava.property.b=c\r"},
+                .lines = "java.property.hosts=alpha,\\\n  beta"},
      .check = carriageReturn},
     {.id = "byte-order-mark",
      .severity = Severity::error,
@@ -370,7 +435,7 @@ constexpr Rule rules[] = {
                           "lib\njava.start.class=com.acme.Main",
                  .whole = true},
      .remedy = {.note = "Save it as UTF-8 without, or begin it with a comment.",
-                .lines = "\xEF\xBB\xBF# The acme service.\njava.library=%JAVA_HOME%/lib/server/"
+                .lines = "velox.env.MODE=fast\njava.library=%JAVA_HOME%/lib/server/"
                          "libjvm.so\nvelox.class.path.extended=%kvf.file.dir%/"
                          "lib\njava.start.class=com.acme.Main",
                 .whole = true},

@@ -7,8 +7,10 @@ std::size_t Finding::line() const {
 }
 
 Finding& Report::operator()(const Position& position, std::string text) {
-  const Position at = inspection_->placeOf(position);
+  Position at = inspection_->placeOf(position);
   const bool isArgument = at.file == Position::commandLine;
+  const bool isLine = !isArgument && at.line != 0 && at.column == 0;
+  if (isLine) at = inspection_->fileOf(at).lineStretch(at.file, at.line);
   return findings_->emplace_back(
       Finding{.rule = rule_,
               .inspection = inspection_,

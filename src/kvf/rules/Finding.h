@@ -22,7 +22,7 @@ struct Finding {
   const Rule* rule = nullptr;
   const Inspection* inspection = nullptr;  ///< where the place is; the finding does not own it
   std::string file;                        ///< as a reader knows it; "command line"
-  Position at;
+  Position at;  ///< with columns, unless it is an argument or a file as a whole
   std::string text;
   bool fatal = false;          ///< the launch ends before the application runs
   bool harmless = false;       ///< the application runs as it was asked for, unlike by the rule

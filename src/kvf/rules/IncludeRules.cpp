@@ -5,6 +5,7 @@
 
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
+#include "kvf/rules/EntryText.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
@@ -39,14 +40,21 @@ void shortInclude(const Inspection& inspection, Report& report) {
         entry.key.starts_with(keys::includePrefix)) {
       continue;
     }
-    if (entry.isInclude) {
-      report.harmless(entry.at, concat({shown(entry.key), " includes the file only ",
-                                        "because this is the last line and has no line end: ",
-                                        "write velox.include.kvf"}));
-      continue;
-    }
-    report(entry.at, concat({shown(entry.key),
-                             " includes nothing; it is an ordinary key: write velox.include.kvf"}));
+    const EntryText text(inspection, entry);
+    const std::string key = shown(entry.key);
+    Finding& finding =
+        entry.isInclude
+            ? report.harmless(text.placeOfKey(),
+                              concat({key, " includes the file only because this is the last line ",
+                                      "and has no line end: write ", keys::includePrefix}))
+            : report(text.placeOfKey(),
+                     concat({key, " includes nothing; it is an ordinary key: write ",
+                             keys::includePrefix}));
+    std::error_code error;
+    const bool isThere =
+        std::filesystem::is_regular_file(inspection.atLauncher(entry.value), error);
+    if (isThere && entry.key == keys::includePrefixAtEndOfText && text.hasPlainKey())
+      finding.fix = {text.replaceKey(keys::includePrefix)};
   }
 }
 

@@ -8,6 +8,7 @@
 
 #include "foundation/PropertyKeys.h"
 #include "javarun/JavaParameterParser.h"
+#include "kvf/rules/EntryText.h"
 #include "kvf/rules/Keys.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
@@ -99,6 +100,13 @@ class References {
   std::map<std::string, std::vector<const ReferencedNames*>> byFile_;
 };
 
+/// Gives the value to another key, unless that has one already.
+std::vector<Edit> renamedTo(const std::string& key, const Inspection& inspection,
+                            const EntryText& text) {
+  const bool isFree = !key.empty() && !key.ends_with('.') && !inspection.value(key.c_str());
+  return isFree && text.hasPlainKey() ? std::vector{text.replaceKey(key)} : std::vector<Edit>();
+}
+
 void unknownKeysOf(const Inspection& inspection, const References& references, Report& report) {
   const std::vector<std::string_view> candidates = settableKeys();
   std::vector<const std::vector<const ReferencedNames*>*> referenced;
@@ -120,12 +128,18 @@ void unknownKeysOf(const Inspection& inspection, const References& references, R
     }
     if (isForeignLine(key)) continue;
     std::string nearest = familyMemberLike(key);
-    if (nearest.empty() && ++unknown <= maxSuggestions) nearest = nearestName(key, candidates);
+    std::string meant = nearest;
+    if (nearest.empty() && ++unknown <= maxSuggestions) {
+      nearest = nearestName(key, candidates);
+      meant = misspeltName(key, candidates);
+    }
     // What a file offers to those that include it, not every one of them takes.
     if (nearest.empty() && inspection.fileOf(entry.at).includedAt) continue;
-    report(entry.at,
+    const EntryText text(inspection, entry);
+    report(text.placeOfKey(),
            concat({"neither the launcher nor a reference reads ", shown(key), didYouMean(nearest),
-                   "; it has no effect", nearest.empty() ? ": " + adviceFor(key) : ""}));
+                   "; it has no effect", nearest.empty() ? ": " + adviceFor(key) : ""}))
+        .fix = renamedTo(meant, inspection, text);
   }
 }
 
@@ -138,22 +152,42 @@ void unknownKey(std::span<const Inspection> inspections, Report& report) {
   }
 }
 
-/// How an option of the JVM is written in a properties file.
-std::string keyForOption(std::string_view line) {
+/// What a properties file has in the place of an option's first characters.
+struct KeyForOption {
+  std::size_t option;  ///< how many characters
+  std::string key;     ///< with what follows it
+};
+
+KeyForOption keyForOption(std::string_view line) {
   for (const javaparser::KeyOption& setting :
        {javaparser::maxHeapSizeOption, javaparser::initialHeapSizeOption,
         javaparser::minHeapSizeOption, javaparser::threadStackSizeOption}) {
-    if (!line.starts_with(setting.prefix)) continue;
-    return concat({setting.key, "=", line.substr(std::string_view(setting.prefix).size())});
+    const std::string_view prefix = setting.prefix;
+    if (line.starts_with(prefix)) return {prefix.size(), concat({setting.key, "="})};
   }
-  if (line.starts_with("-D")) return concat({keys::javaPropertyPrefix, line.substr(2)});
+  if (line.starts_with("-D")) return {2, std::string(keys::javaPropertyPrefix)};
   for (const std::string_view name : {"-cp", "-classpath", "--class-path", "-jar"}) {
     const bool isName = line.starts_with(name) && line.size() > name.size();
-    if (isName && line[name.size()] == ' ') {
-      return concat({keys::classPathExtended, "=", line.substr(name.size() + 1)});
-    }
+    if (isName && line[name.size()] == ' ')
+      return {name.size() + 1, concat({keys::classPathExtended, "="})};
   }
-  return concat({keys::extendedProperties, "=", line});
+  return {0, concat({keys::extendedProperties, "="})};
+}
+
+/// Writes the option with its key, if it is a flag, a size or a property, the only option of that
+/// key.
+std::vector<Edit> withKey(std::string_view line, const Position& at, const Inspection& inspection) {
+  const std::string_view text = inspection.fileOf(at).line(at.line);
+  const auto [option, key] = keyForOption(line);
+  const bool isProperty = line.starts_with("-D");
+  const bool isOption = isProperty || line.starts_with("-X");
+  const bool isPlain = line.find_first_of(" \t\\\"%") == std::string_view::npos &&
+                       at.endLine <= at.line && (!isProperty || line.find('=') != line.npos);
+  const std::string name = isProperty ? concat({key, line.substr(2, line.find('=') - 2)})
+                                      : key.substr(0, key.size() - 1);
+  if (!isOption || !isPlain || inspection.value(name.c_str())) return {};
+  const std::size_t column = text.size() - line.size() + 1;
+  return {{{at.file, at.line, column, at.line, column + option}, key}};
 }
 
 /// Calls visit(line, at) for the lines that are entries, or none, whose first characters are these.
@@ -169,17 +203,30 @@ void forEachLineWith(const Inspection& inspection, std::string_view start, Visit
 }
 
 void optionLine(const Inspection& inspection, Report& report) {
+  std::map<std::string, int> uses;
+  forEachLineWith(inspection, "-", [&](std::string_view line, const Position& /*at*/) {
+    ++uses[keyForOption(line).key];
+  });
   forEachLineWith(inspection, "-", [&](std::string_view line, const Position& at) {
-    report(at, concat({"an option is no line of its own, and nobody reads this one: write ",
-                       printable(keyForOption(line))}));
+    const auto [option, key] = keyForOption(line);
+    Finding& finding =
+        report(at, concat({"an option is no line of its own, and nobody reads this one: write ",
+                           printable(concat({key, line.substr(option)}))}));
+    // The later one would replace the earlier.
+    if (uses[key] == 1 || line.starts_with("-D")) finding.fix = withKey(line, at, inspection);
   });
 }
 
 void foreignComment(const Inspection& inspection, Report& report) {
   for (const std::string_view mark : {";", "//"}) {
-    forEachLineWith(inspection, mark, [&](std::string_view /*line*/, const Position& at) {
-      report(at, concat({mark, " begins no comment; the line is an entry that nobody reads: begin ",
-                         "it with #"}));
+    forEachLineWith(inspection, mark, [&](std::string_view line, const Position& at) {
+      Finding& finding =
+          report(at, concat({mark, " begins no comment; the line is an entry that nobody reads: ",
+                             "begin it with #"}));
+      const bool isContinued = at.endLine > at.line || line.ends_with('\\');
+      const std::size_t column = inspection.fileOf(at).line(at.line).size() - line.size() + 1;
+      if (!isContinued)
+        finding.fix = {{{at.file, at.line, column, at.line, column + mark.size()}, "#"}};
     });
   }
 }
@@ -189,8 +236,10 @@ void propertyName(const Inspection& inspection, Report& report) {
   for (const Entry& entry : inspection.run().entries) {
     if (!entry.key.starts_with(prefix)) continue;
     const std::string name = entry.key.substr(prefix.size());
-    report(entry.at, concat({"the property is called ", shown("-D" + name), ": write ",
-                             keys::javaPropertyPrefix, name}));
+    const EntryText text(inspection, entry);
+    report(text.placeOfKey(), concat({"the property is called ", shown("-D" + name), ": write ",
+                                      keys::javaPropertyPrefix, name}))
+        .fix = renamedTo(concat({keys::javaPropertyPrefix, name}), inspection, text);
   }
 }
 

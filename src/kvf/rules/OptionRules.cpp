@@ -4,9 +4,11 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/MemorySize.h"
 #include "foundation/PropertyKeys.h"
 #include "javarun/ExtendedOptions.h"
 #include "kvf/launch/JvmOptions.h"
+#include "kvf/rules/EntryText.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
@@ -42,12 +44,21 @@ struct OptionLine {
   std::string text;
   Position at;
   std::vector<Word> words;
+  std::optional<EntryText> written;  ///< in a file
+
+  /// Of a word as it is written there.
+  [[nodiscard]] Position placeOf(std::string_view word) const {
+    return written ? written->placeOf(word) : at;
+  }
 };
 
 std::optional<OptionLine> optionLine(const Inspection& inspection) {
   const auto value = inspection.value(keys::extendedProperties);
   if (!value) return std::nullopt;
-  return OptionLine{*value, inspection.positionOf(keys::extendedProperties), wordsOf(*value)};
+  OptionLine line = {*value, inspection.positionOf(keys::extendedProperties), wordsOf(*value), {}};
+  if (const Entry* entry = inspection.entryOf(keys::extendedProperties))
+    line.written.emplace(inspection, *entry);
+  return line;
 }
 
 /// A JVM refuses a size with a "=" in it; other options with one too many it does not know.
@@ -55,18 +66,53 @@ bool refusesJoined(const Inspection& inspection, std::string_view option) {
   return inspection.startsJvm() && setsSize(option);
 }
 
+/// Leaves one blank between words, and none at the end: on the line of the word before.
+std::vector<Edit> withSingleBlanks(const EntryText& text) {
+  const std::string_view raw = text.raw();
+  std::vector<Edit> edits;
+  std::vector<std::size_t> run;  // of blanks between words, without line ends
+  bool inQuotes = false;
+  bool inWord = false;
+  for (std::size_t i = 0; i < raw.size(); ++i) {
+    const char c = raw[i];
+    const bool isContinuation = c == '\\' && i + 1 < raw.size() && raw[i + 1] == '\n';
+    if (isContinuation) {
+      ++i;
+    } else if (c == '\\') {
+      return {};  // What it stands for is meant.
+    } else if ((c == ' ' || c == '\t') && !inQuotes) {
+      run.push_back(i);
+    } else {
+      for (std::size_t blank = 1; blank < run.size() && inWord; ++blank)
+        edits.push_back(text.replace(run[blank], run[blank] + 1, ""));
+      if (inWord && !run.empty() && raw[run[0]] == '\t')
+        edits.push_back(text.replace(run[0], run[0] + 1, " "));
+      run.clear();
+      inWord = true;
+      if (c == '"') inQuotes = !inQuotes;
+    }
+  }
+  for (const std::size_t blank : run) edits.push_back(text.replace(blank, blank + 1, ""));
+  return edits;
+}
+
 void optionBlank(const Inspection& inspection, Report& report) {
   const std::optional<OptionLine> line = optionLine(inspection);
   if (!line) return;
+  const std::vector<Edit> fix =
+      line->written ? withSingleBlanks(*line->written) : std::vector<Edit>();
   if (line->text.find('\t') != std::string::npos) {
     report(line->at,
-           "a tab does not separate options, it becomes part of one: write a single blank");
+           "a tab does not separate options, it becomes part of one: write a single blank")
+        .fix = fix;
   }
   const auto reportAfter = [&](const Word& word) {
-    report.fatalIf(refusesJoined(inspection, word.text), line->at,
-                   concat({"two blanks, or a continuation line that is indented, follow ",
-                           shown(word.text), ": the empty word between them becomes its value, ",
-                           shown(word.text + "="), "; write a single blank"}));
+    report
+        .fatalIf(refusesJoined(inspection, word.text), line->placeOf(word.text),
+                 concat({"two blanks, or a continuation line that is indented, follow ",
+                         shown(word.text), ": the empty word between them becomes its value, ",
+                         shown(word.text + "="), "; write a single blank"}))
+        .fix = fix;
   };
   for (std::size_t i = 1; i < line->words.size(); ++i) {
     if (line->words[i].blanksBefore > 1) reportAfter(line->words[i - 1]);
@@ -144,38 +190,65 @@ bool hasCommas(std::string_view word) {
          (word.find(",-X") != std::string_view::npos || word.find(",-D") != std::string_view::npos);
 }
 
+/// Blanks in the place of those commas.
+std::vector<Edit> withBlanks(const OptionLine& line, std::string_view word) {
+  const auto start = line.written ? line.written->find(word) : std::nullopt;
+  if (!start) return {};
+  std::vector<Edit> edits;
+  for (std::size_t at = 0; at + 2 < word.size(); ++at) {
+    const std::string_view next = word.substr(at, 3);
+    if (next == ",-X" || next == ",-D")
+      edits.push_back(line.written->replace(*start + at, *start + at + 1, " "));
+  }
+  return edits;
+}
+
+/// The option and its value, which is "-Xmx 512m", in one word.
+std::vector<Edit> withoutBlank(const OptionLine& line, std::string_view option,
+                               std::string_view value) {
+  const auto start = line.written ? line.written->find(concat({option, " ", value})) : std::nullopt;
+  if (!start) return {};
+  const std::size_t blank = *start + option.size();
+  return {line.written->replace(blank, blank + 1, "")};
+}
+
 /// Reports what is wrong with a word by itself, or with it as the value of the one before it.
 bool reportWord(const Inspection& inspection, const OptionLine& line, std::size_t index,
                 Report& report) {
   const std::string& word = line.words[index].text;
   const bool isOption = word.starts_with('-');
   if (isOption && isOfJavaProgram(word)) {
-    report(line.at, concat({shown(word), " is an option of the program java, which a JVM in the ",
-                            "launcher's process ignores: ", insteadOfProgramOption(word)}));
+    report(line.placeOf(word),
+           concat({shown(word), " is an option of the program java, which a JVM in the ",
+                   "launcher's process ignores: ", insteadOfProgramOption(word)}));
     return true;
   }
   if (isOption && hasCommas(word)) {
-    report(line.at, concat({shown(word), " is one option, which the JVM does not know: write ",
-                            "blanks between options, not commas"}));
+    report(line.placeOf(word),
+           concat({shown(word), " is one option, which the JVM does not know: write ",
+                   "blanks between options, not commas"}))
+        .fix = withBlanks(line, word);
     return true;
   }
   if (isOption || word.starts_with("\"-")) return false;
   if (index == 0 && word.starts_with('@')) {
-    report(line.at, concat({shown(word), " is read by the program java alone: write the options ",
-                            "here, or in a file for velox.include.kvf"}));
+    report(line.placeOf(word),
+           concat({shown(word), " is read by the program java alone: write the options ",
+                   "here, or in a file for velox.include.kvf"}));
     return true;
   }
   if (index == 0) {
-    report(line.at, concat({"text before the first \"-\" is dropped: ", shown(word)}));
+    report(line.placeOf(word), concat({"text before the first \"-\" is dropped: ", shown(word)}));
     return true;
   }
   const std::string& option = line.words[index - 1].text;
   if (!option.starts_with('-') || takesValueAsWord(option) || isOfJavaProgram(option)) return false;
-  report.fatalIf(
-      refusesJoined(inspection, option), line.at,
-      concat({shown(concat({option, " ", word})), " becomes one option, ",
-              shown(concat({option, "=", word})),
+  const std::string both = concat({option, " ", word});
+  Finding& finding = report.fatalIf(
+      refusesJoined(inspection, option), line.placeOf(both),
+      concat({shown(both), " becomes one option, ", shown(concat({option, "=", word})),
               ": write it in one word, with double quotes around a blank that is meant"}));
+  if (setsSize(option + word) && memorySize(word)) finding.fix = withoutBlank(line, option, word);
   return true;
 }
 

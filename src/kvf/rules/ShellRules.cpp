@@ -8,6 +8,7 @@
 #include "foundation/PropertyKeys.h"
 #include "javarun/ArgumentSplitter.h"
 #include "javarun/ExtendedOptions.h"
+#include "kvf/rules/EntryText.h"
 #include "kvf/rules/Keys.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/rules/ShellSyntax.h"
@@ -39,15 +40,30 @@ bool isOfJvm(std::string_view option) {
          option.starts_with("-agent");
 }
 
+/// The reference that says the same, where the launch has the variable.
+std::vector<Edit> asReference(const Inspection& inspection, const EntryText& text,
+                              const ShellExpansion& expansion) {
+  const std::string& instead = expansion.instead;
+  const auto at = text.find(expansion.text);
+  const bool hasOtherSigns = text.raw().find('%') != std::string_view::npos;
+  if (!at || instead.empty() || hasOtherSigns) return {};
+  const std::string name = instead.substr(1, instead.size() - 2);
+  if (inspection.surroundings.variable(name).empty()) return {};
+  return {text.replace(*at, *at + expansion.text.size(), instead)};
+}
+
 void shellVariable(const Inspection& inspection, Report& report) {
   const auto tell = [&](const Entry& entry, std::string_view text) {
     const auto expansion = shellExpansionIn(text);
     if (!expansion) return;
-    report(entry.at,
-           concat({"only a shell expands ", shown(expansion->text), ", and there is none here: ",
-                   expansion->instead.empty()
-                       ? "have it done before the start, and refer to a variable with the result"
-                       : concat({"write ", expansion->instead})}));
+    const EntryText written(inspection, entry);
+    Finding& finding = report(
+        written.placeOf(expansion->text),
+        concat({"only a shell expands ", shown(expansion->text), ", and there is none here: ",
+                expansion->instead.empty()
+                    ? "have it done before the start, and refer to a variable with the result"
+                    : concat({"write ", expansion->instead})}));
+    finding.fix = asReference(inspection, written, *expansion);
   };
   for (const Entry& entry : inspection.run().entries) {
     if (entry.skipped || entry.isInclude) continue;
@@ -151,6 +167,18 @@ void emptyArgument(const Inspection& inspection, Report& report) {
                  ", and those behind it move up: start it with --run, which keeps it"}));
 }
 
+/// Takes the quotes away, unless the value then has other ends than before.
+std::vector<Edit> withoutQuotes(const EntryText& text, std::string_view value) {
+  const auto at = text.find(value);
+  constexpr std::string_view keptByQuotes = " \t=";
+  const bool hasOwnEnds = value.size() > 2 &&
+                          keptByQuotes.find(value[1]) == std::string_view::npos &&
+                          keptByQuotes.find(value[value.size() - 2]) == std::string_view::npos;
+  if (!at || !hasOwnEnds) return {};
+  const std::size_t last = *at + value.size() - 1;
+  return {text.replace(*at, *at + 1, ""), text.replace(last, last + 1, "")};
+}
+
 void quotedValue(const Inspection& inspection, Report& report) {
   for (const Entry& entry : inspection.run().entries) {
     if (entry.skipped || entry.isInclude) continue;
@@ -163,8 +191,11 @@ void quotedValue(const Inspection& inspection, Report& report) {
     const bool isSplit =
         entry.key == keys::applicationArgs || entry.key == keys::extendedProperties;
     if (info == nullptr || isSplit) continue;
-    report(entry.at, concat({"the quotes around ", shown(value.substr(1, value.size() - 2)),
-                             " belong to the value: leave them out, blanks need none"}));
+    const EntryText text(inspection, entry);
+    report(text.placeOf(value),
+           concat({"the quotes around ", shown(value.substr(1, value.size() - 2)),
+                   " belong to the value: leave them out, blanks need none"}))
+        .fix = withoutQuotes(text, value);
   }
 }
 
@@ -175,6 +206,14 @@ bool isWhole(std::string_view word) {
   if (word.starts_with('/') || word.starts_with('%')) return true;
   const std::size_t digits = word.find_first_not_of("0123456789.");
   return digits != 0 && word.size() - std::min(digits, word.size()) <= 2;
+}
+
+/// Moves the comment above the entry; it comes with the blanks in front of it.
+std::vector<Edit> onItsOwnLine(const EntryText& text, std::string_view comment) {
+  const auto at = text.find(comment);
+  if (!at || !text.isOneLine() || comment.find('\\') != std::string_view::npos) return {};
+  return {text.insertLineAbove(comment.substr(comment.find('#'))),
+          text.replace(*at, *at + comment.size(), "")};
 }
 
 void trailingComment(const Inspection& inspection, Report& report) {
@@ -190,8 +229,11 @@ void trailingComment(const Inspection& inspection, Report& report) {
     const bool isSplit =
         entry.key == keys::applicationArgs || entry.key == keys::extendedProperties;
     if (isSplit || (!isOwn && !isWhole(word))) continue;
-    report(entry.at, concat({"a # does not begin a comment behind a value: the value is ",
-                             shown(value), "; put the comment on a line of its own"}));
+    const EntryText text(inspection, entry);
+    report(text.placeOf(value.substr(mark + 1)),
+           concat({"a # does not begin a comment behind a value: the value is ", shown(value),
+                   "; put the comment on a line of its own"}))
+        .fix = onItsOwnLine(text, value.substr(word.size()));
   }
 }
 

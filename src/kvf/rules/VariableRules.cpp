@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "foundation/PropertyKeys.h"
+#include "kvf/rules/EntryText.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
@@ -30,6 +31,11 @@ bool looksLikeEnvironment(std::string_view name) {
 /// the inner run, which sees the exported variables.
 bool countsInOuterRun(const Entry& entry) {
   return entry.isInclude || entry.exported || entry.key == keys::processIdFile;
+}
+
+/// Of a reference in the value as it is written.
+Position placeOf(const Inspection& inspection, const Entry& entry, std::string_view name) {
+  return EntryText(inspection, entry).placeOf(concat({"%", name, "%"}));
 }
 
 /// Calls visit(definition, reference) where a reference of the launch that counts was replaced.
@@ -86,7 +92,7 @@ bool reportsOrder(const Inspection& inspection, const Entry& entry, const Refere
                   Report& report) {
   const Entry* later = laterEntry(inspection, entry, reference.name);
   if (later == nullptr) return false;
-  report(entry.at,
+  report(placeOf(inspection, entry, reference.name),
          concat({"%", reference.name, "% is defined only below, in ", inspection.nameOf(later->at),
                  ", and disappears from the value: move that line above this one"}));
   return true;
@@ -118,7 +124,7 @@ void unresolvedReference(const Inspection& inspection, Report& report) {
       }
     }
     report(
-        entry.at,
+        placeOf(inspection, entry, reference.name),
         concat({"%", reference.name, "% is defined nowhere before this line",
                 didYouMean(known.size() == 1 ? known.front() : nearestName(reference.name, known)),
                 ", and disappears from the value: define it above, or with --propVar ",
@@ -130,7 +136,7 @@ void unsetVariable(const Inspection& inspection, Report& report) {
   forEachUnresolved(inspection, [&](const Entry& entry, const Reference& reference) {
     if (!looksLikeName(reference.name) || !looksLikeEnvironment(reference.name)) return;
     if (reportsOrder(inspection, entry, reference, report)) return;
-    report(entry.at,
+    report(placeOf(inspection, entry, reference.name),
            concat({"%", reference.name, "% is not set in the environment now, nor defined before ",
                    "this line", didYouMean(builtInLike(reference.name)), "; unless the ",
                    "launch has it, it disappears from the value: set it, or give --propVar ",
@@ -138,12 +144,44 @@ void unsetVariable(const Inspection& inspection, Report& report) {
   });
 }
 
+/// True when no two percent signs of the value have a name between them, so that none of them can
+/// belong to another reference.
+bool hasNoOtherReference(std::string_view raw) {
+  std::size_t sign = raw.find('%');
+  while (sign != std::string_view::npos) {
+    const std::size_t next = raw.find('%', sign + 1);
+    if (next == std::string_view::npos) return true;
+    const std::string_view between = raw.substr(sign + 1, next - sign - 1);
+    if (between.empty() || looksLikeName(between)) return false;
+    sign = next;
+  }
+  return true;
+}
+
+/// True for text that nobody would take for a name: "100% of all, 50%".
+bool isPlainText(std::string_view between) {
+  constexpr std::string_view blanks = " \t";
+  return blanks.find(between.front()) != std::string_view::npos ||
+         blanks.find(between.back()) != std::string_view::npos;
+}
+
+/// Takes both signs as such, where they cannot be meant as a reference.
+std::vector<Edit> escapedPair(const EntryText& text, const Entry& entry, std::string_view name) {
+  const auto at = text.find(concat({"%", name, "%"}));
+  const bool isEscaped = text.raw().find("\\%") != std::string_view::npos;
+  if (!at || isEscaped || !isPlainText(name) || !hasNoOtherReference(text.raw())) return {};
+  // What is exported is read twice.
+  const char* escape = entry.variable().empty() ? R"(\\)" : R"(\\\\)";
+  return {text.insert(*at, escape), text.insert(*at + 1 + name.size(), escape)};
+}
+
 void percentPair(const Inspection& inspection, Report& report) {
   forEachUnresolved(inspection, [&](const Entry& entry, const Reference& reference) {
     if (looksLikeName(reference.name)) return;
-    report(entry.at,
+    report(placeOf(inspection, entry, reference.name),
            concat({"the text between two percent signs, ", shown("%" + reference.name + "%"),
-                   ", is taken for a reference and disappears: ", escapeAdvice}));
+                   ", is taken for a reference and disappears: ", escapeAdvice}))
+        .fix = escapedPair({inspection, entry}, entry, reference.name);
   });
 }
 
@@ -169,8 +207,12 @@ void openReferenceRule(const Inspection& inspection, Report& report) {
     const std::size_t at = name.empty() ? std::string::npos : entry.written.rfind("%" + name);
     const bool isEscaped = at != 0 && at != std::string::npos && entry.written[at - 1] == '\\';
     if (at == std::string::npos || isEscaped) continue;
-    report(entry.at, concat({"the reference %", name,
-                             " is not closed and stays as it is: ", "write %", name, "%"}));
+    const EntryText text(inspection, entry);
+    const std::string open = "%" + name;
+    Finding& finding = report(
+        text.placeOf(open),
+        concat({"the reference ", open, " is not closed and stays as it is: write ", open, "%"}));
+    if (const auto start = text.find(open)) finding.fix = {text.insert(*start + open.size(), "%")};
   }
 }
 
@@ -236,10 +278,11 @@ void environmentWins(const Inspection& inspection, Report& report) {
     if (found == inspection.run().lastInFiles.end()) return;
     const Entry* own = &inspection.run().entries[found->second];
     if (own->value == reference.replacement) return;
-    report(entry.at, concat({"%", reference.name, "% is ", shown(reference.replacement),
-                             " from the environment, not ", shown(own->value), " of ",
-                             inspection.nameOf(own->at),
-                             ": the environment comes first, choose another ", "name"}));
+    report(placeOf(inspection, entry, reference.name),
+           concat({"%", reference.name, "% is ", shown(reference.replacement),
+                   " from the environment, not ", shown(own->value), " of ",
+                   inspection.nameOf(own->at), ": the environment comes first, choose another ",
+                   "name"}));
   });
 }
 

@@ -46,18 +46,27 @@ bool isContinuation(char c) {
   return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
 }
 
-/// The length of the character at the start of the text; 0 when it is malformed UTF-8 or a control
-/// character.
-std::size_t printableLength(std::string_view text) {
+/// The length of the character at the start of the text; 0 when it is malformed UTF-8.
+std::size_t characterLength(std::string_view text) {
   const auto lead = static_cast<unsigned char>(text[0]);
-  if (lead < 0x80) return isControl(text[0]) ? 0 : 1;
+  if (lead < 0x80) return 1;
   const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
   if (lead < 0xC2 || lead > 0xF4 || text.size() < length) return 0;
   for (std::size_t i = 1; i < length; ++i) {
     if (!isContinuation(text[i])) return 0;
   }
-  const bool control = lead == 0xC2 && static_cast<unsigned char>(text[1]) < 0xA0;
-  return control ? 0 : length;
+  // Longer than it need be, a surrogate, or beyond the last character.
+  const auto second = static_cast<unsigned char>(text[1]);
+  const bool isInvalid = (lead == 0xE0 && second < 0xA0) || (lead == 0xED && second >= 0xA0) ||
+                         (lead == 0xF0 && second < 0x90) || (lead == 0xF4 && second >= 0x90);
+  return isInvalid ? 0 : length;
+}
+
+/// The same; 0 also for a control character.
+std::size_t printableLength(std::string_view text) {
+  const bool isUpperControl =
+      text[0] == '\xC2' && text.size() > 1 && static_cast<unsigned char>(text[1]) < 0xA0;
+  return isControl(text[0]) || isUpperControl ? 0 : characterLength(text);
 }
 
 /// Calls visit(text, isPrintable) for every character, and for every byte that is not printable.
@@ -93,6 +102,13 @@ std::string concat(std::initializer_list<std::string_view> pieces) {
   std::string text;
   for (const std::string_view piece : pieces) text += piece;
   return text;
+}
+
+std::size_t charactersIn(std::string_view text) {
+  std::size_t count = 0;
+  for (; !text.empty(); ++count)
+    text.remove_prefix(std::max<std::size_t>(characterLength(text), 1));
+  return count;
 }
 
 std::string printable(std::string_view text) {
@@ -192,6 +208,19 @@ std::string_view nearestName(std::string_view text,
     nearest = candidate;
   }
   return nearest;
+}
+
+std::string_view misspeltName(std::string_view text,
+                              const std::vector<std::string_view>& candidates) {
+  constexpr std::size_t maxSlips = 2;
+  const std::string_view nearest = nearestName(text, candidates);
+  if (nearest.empty()) return {};
+  const std::size_t slips = editDistance(text, nearest);
+  const auto isAsNear = [&](std::string_view other) {
+    return other != nearest && editDistance(text, other) <= slips;
+  };
+  const bool isOnly = std::none_of(candidates.begin(), candidates.end(), isAsNear);
+  return slips <= maxSlips && isOnly ? nearest : std::string_view();
 }
 
 std::string countOf(std::size_t number, std::string_view noun) {

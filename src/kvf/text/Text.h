@@ -16,6 +16,9 @@ inline std::string toString(const WString& text) {
 /// The pieces, one after the other.
 std::string concat(std::initializer_list<std::string_view> pieces);
 
+/// The number of characters (Unicode code points). A byte that is no UTF-8 counts as one.
+std::size_t charactersIn(std::string_view text);
+
 /// Fit for one line on a terminal: control characters and malformed UTF-8 as escapes.
 std::string printable(std::string_view text);
 
@@ -39,6 +42,11 @@ std::string spelledInPropertiesFile(std::string_view value);
 /// The candidate that the text was probably meant to be: few characters differ. Empty: none.
 std::string_view nearestName(std::string_view text,
                              const std::vector<std::string_view>& candidates);
+
+/// The candidate that one or two slips of the keyboard made the text of; empty: none, or there is
+/// another one as near.
+std::string_view misspeltName(std::string_view text,
+                              const std::vector<std::string_view>& candidates);
 
 /// "1 blank", "2 blanks".
 std::string countOf(std::size_t number, std::string_view noun);

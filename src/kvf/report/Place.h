@@ -1,0 +1,23 @@
+#ifndef VELOX_KVF_REPORT_PLACE_H
+#define VELOX_KVF_REPORT_PLACE_H
+
+#include <cstddef>
+
+#include "kvf/launch/Inspection.h"
+
+/// Where something stands in a file, as readers and other programs count: lines and columns from 1,
+/// columns in characters (Unicode code points; a tab is one, a byte that is no UTF-8 is one), the
+/// end behind the last of them.
+struct Place {
+  std::size_t line = 1;    ///< of the command line: the number of the argument
+  std::size_t column = 0;  ///< 0: the argument, or the file, as a whole
+  std::size_t endLine = 0;
+  std::size_t endColumn = 0;
+
+  [[nodiscard]] bool hasColumns() const { return column != 0; }
+};
+
+/// The place of a position in the files of the inspection.
+Place placeOf(const Inspection& inspection, const Position& at);
+
+#endif
