@@ -78,7 +78,8 @@ TEST(FindingFormats, SarifHasRulesPlacesAndFixes) {
   const json run = json::parse(reportOn(text(), "sarif")).at("runs").at(0);
   EXPECT_EQ(run["originalUriBaseIds"]["ROOT"]["uri"], "file:///x%20y/");
   const json& result = run["results"].at(1);
-  EXPECT_EQ(run["tool"]["driver"]["rules"][result["ruleIndex"].get<int>()]["id"], "open-reference");
+  EXPECT_EQ(run["tool"]["driver"]["rules"][result["ruleIndex"].get<std::size_t>()]["id"],
+            "open-reference");
   EXPECT_EQ(result["level"], "error");
   const json artifact = {{"uri", "%C3%A4,1.kvf"}, {"uriBaseId", "ROOT"}};
   const json& physical = result["locations"][0]["physicalLocation"];
@@ -125,7 +126,9 @@ TEST(FindingFormats, TheProblemMatcherTakesWhatIsPrinted) {
     for (std::size_t count = 0; std::getline(lines, line); ++count) {
       std::smatch match;
       ASSERT_TRUE(std::regex_match(line, match, matcher)) << line;
-      const auto part = [&](const char* name) { return match.str(pattern[name].get<int>()); };
+      const auto part = [&](const char* name) {
+        return match.str(pattern[name].get<std::size_t>());
+      };
       EXPECT_EQ(part("file"), "\xC3\xA4,1.kvf");
       EXPECT_EQ(part("line"), "4");
       EXPECT_EQ(part("column"), format == std::string("text") ? "" : count == 0 ? "34" : "17");
