@@ -24,7 +24,7 @@ _kvf() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} command=${COMP_WORDS[1]} i
   COMPREPLY=()
   if [ "$COMP_CWORD" -eq 1 ]; then
-    local commands='check explain jvm new cds ready rules'
+    local commands='check explain jvm import new cds ready rules'
     [[ $word == -* ]] && commands='--help --version'
     mapfile -t COMPREPLY < <(compgen -W "$commands" -- "$word")
     return
@@ -42,17 +42,20 @@ _kvf() {
     --severity) mapfile -t COMPREPLY < <(compgen -W 'error warning' -- "$word"); return ;;
     --color) mapfile -t COMPREPLY < <(compgen -W 'auto always never' -- "$word"); return ;;
     --jar) _kvf_files jar; return ;;
+    --unit) _kvf_files service; return ;;
     --pid) mapfile -t COMPREPLY < <(compgen -W "$(ps -e -o pid= 2>/dev/null)" -- "$word"); return ;;
     --lib | --jre | --root) mapfile -t COMPREPLY < <(compgen -d -- "$word"); compopt -o filenames 2>/dev/null; return ;;
-    --wrapper | --stdin-name | --unix) mapfile -t COMPREPLY < <(compgen -f -- "$word"); compopt -o filenames 2>/dev/null; return ;;
+    --wrapper | --secrets | --stdin-name | --unix) mapfile -t COMPREPLY < <(compgen -f -- "$word"); compopt -o filenames 2>/dev/null; return ;;
     --name | --main | --run-for | --memory | --tcp | --timeout) return ;;
   esac
+  if [ "$command" = import ] && [ "$before" = --write ]; then _kvf_files kvf; return; fi
   local options=
   case $command in
     check) options='--severity --stdin-name --memory --color --format --root --fix --diff --java --json --jvm --script --disable' ;;
     explain) options='--json --key --show-secrets' ;;
     jvm) options='--json --line' ;;
     rules) options=--json ;;
+    import) options='--pid --unit --write --secrets' ;;
     new) options='--jar --lib --name --main --jre --wrapper --force' ;;
     cds) options='--run-for --write --wrapper' ;;
     ready) options='--pid --tcp --unix --timeout' ;;

@@ -16,6 +16,11 @@ constexpr Subcommand table[] = {
      .declare = declareExplain},
     {.name = "rules", .summary = "Lists the rules, or explains one.", .declare = declareRules},
     {.name = "jvm", .summary = "Lists the JVMs of this machine.", .declare = declareJvm},
+    {.name = "import",
+     .summary = "Prints a properties file that starts what a command line of java starts.",
+     .footer = "-- java ... is that command line.\n"
+               "Exit status: 0 all of it is carried, 1 not all, 2 no file could be made.",
+     .declare = declareImport},
     {.name = "new", .summary = "Makes a folder to ship from a jar.", .declare = declareNew},
     {.name = "cds",
      .summary = "Runs an application once to write the archive that makes it start sooner.",

@@ -33,6 +33,7 @@ RunSubcommand declareCheck(CLI::App& command);
 RunSubcommand declareExplain(CLI::App& command);
 RunSubcommand declareRules(CLI::App& command);
 RunSubcommand declareJvm(CLI::App& command);
+RunSubcommand declareImport(CLI::App& command);
 RunSubcommand declareNew(CLI::App& command);
 RunSubcommand declareCds(CLI::App& command);
 RunSubcommand declareReady(CLI::App& command);

@@ -33,14 +33,16 @@ bool isSecretValue(std::string_view value) {
   return std::find(std::begin(harmless), std::end(harmless), value) == std::end(harmless);
 }
 
-struct Found {
-  std::size_t at = 0;
-  std::size_t size = 0;
-};
+bool standsAlone(std::string_view text, std::size_t at, std::size_t size) {
+  const auto isPart = [&](std::size_t i) {
+    return i < text.size() && std::isalnum(static_cast<unsigned char>(text[i])) != 0;
+  };
+  return at + size <= text.size() && (at == 0 || !isPart(at - 1)) && !isPart(at + size);
+}
 
-/// The next "name=value" or "--name value" of a secret in a text, as an option, an argument or a
-/// part of a URL has it; of size 0: there is none.
-Found nextAssignment(std::string_view text, std::size_t from) {
+}  // namespace
+
+SecretStretch nextSecret(std::string_view text, std::size_t from) {
   for (std::size_t sign = from; (sign = text.find_first_of("= ", sign)) != std::string_view::npos;
        ++sign) {
     std::size_t start = sign;
@@ -54,15 +56,6 @@ Found nextAssignment(std::string_view text, std::size_t from) {
   }
   return {};
 }
-
-bool standsAlone(std::string_view text, std::size_t at, std::size_t size) {
-  const auto isPart = [&](std::size_t i) {
-    return i < text.size() && std::isalnum(static_cast<unsigned char>(text[i])) != 0;
-  };
-  return at + size <= text.size() && (at == 0 || !isPart(at - 1)) && !isPart(at + size);
-}
-
-}  // namespace
 
 bool isSecretName(std::string_view name) {
   constexpr std::string_view ends[] = {"password",   "passwd",      "passphrase",  "secret",
@@ -85,8 +78,8 @@ std::string_view writtenSecret(const Entry& entry) {
   if (isSecretName(entry.key)) {
     return isSecretValue(value) && !isReference(value) ? value : std::string_view();
   }
-  for (Found found = nextAssignment(value, 0); found.size > 0;
-       found = nextAssignment(value, found.at + found.size)) {
+  for (SecretStretch found = nextSecret(value, 0); found.size > 0;
+       found = nextSecret(value, found.at + found.size)) {
     const std::string_view secret = value.substr(found.at, found.size);
     if (!isReference(secret)) return secret;
   }
@@ -129,8 +122,8 @@ std::string Secrets::withoutValues(std::string_view text) const {
 
 std::string Secrets::masked(std::string_view text) const {
   std::string result(text);
-  for (Found found = nextAssignment(result, 0); found.size > 0;
-       found = nextAssignment(result, found.at + mark.size())) {
+  for (SecretStretch found = nextSecret(result, 0); found.size > 0;
+       found = nextSecret(result, found.at + mark.size())) {
     result.replace(found.at, found.size, mark);
   }
   return withoutValues(result);

@@ -12,6 +12,16 @@
 /// True for the name of a password, token or key: one that ends so, as db.password or API_TOKEN.
 bool isSecretName(std::string_view name);
 
+/// A part of a text.
+struct SecretStretch {
+  std::size_t at = 0;
+  std::size_t size = 0;  ///< 0: there is none
+};
+
+/// The value of the next "name=value" or "--name value" of a secret in a text, as an option, an
+/// argument or a part of a URL has it.
+SecretStretch nextSecret(std::string_view text, std::size_t from);
+
 /// The secrets of a launch: the values of such names, in its files and in variables they refer to.
 class Secrets {
  public:

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cctype>
 #include <optional>
-#include <sstream>
 #include <system_error>
 
 #include "config/Switches.h"
 #include "kvf/formats/Archive.h"
 #include "kvf/formats/ClassFile.h"
+#include "kvf/import/ManifestStart.h"
 #include "kvf/jvm/JvmSearch.h"
 #include "kvf/package/ApplicationTexts.h"
 #include "kvf/package/ArchiveCollection.h"
@@ -22,41 +22,6 @@ namespace {
 
 constexpr char mainDescriptor[] = "([Ljava/lang/String;)V";
 constexpr int maxSuperClasses = 64;
-
-/// Options for what only `java -jar` reads in the manifest of its archive.
-struct ManifestOption {
-  const char* attribute;
-  const char* option;
-  bool manyValues;  ///< "module/package" texts, each opened to all
-};
-constexpr ManifestOption manifestOptions[] = {
-    {.attribute = "Add-Opens", .option = "--add-opens", .manyValues = true},
-    {.attribute = "Add-Exports", .option = "--add-exports", .manyValues = true},
-    {.attribute = "Enable-Native-Access", .option = "--enable-native-access", .manyValues = false},
-};
-
-struct LostAttribute {
-  const char* attribute;
-  const char* advice;
-};
-constexpr LostAttribute lostAttributes[] = {
-    {"Launcher-Agent-Class",
-     "an agent that only `java -jar` starts; if the archive has a Premain-Class too, add "
-     "-javaagent:%kvf.file.dir%/lib/FILE to java.extended.properties"},
-    {"SplashScreen-Image", "a picture that only the java command shows"},
-};
-
-std::vector<std::string> optionsOf(const Manifest& manifest) {
-  std::vector<std::string> options;
-  for (const ManifestOption& entry : manifestOptions) {
-    std::istringstream words(attributeOf(manifest, entry.attribute));
-    for (std::string word; words >> word;) {
-      options.push_back(std::string(entry.option) + "=" + word +
-                        (entry.manyValues ? "=ALL-UNNAMED" : ""));
-    }
-  }
-  return options;
-}
 
 std::string withSlashes(std::string className) {
   std::replace(className.begin(), className.end(), '.', '/');
@@ -162,7 +127,7 @@ ApplicationFolder describe(const NewApplicationRequest& request, const ArchiveCo
     throw NewApplicationError(request.jar.string() +
                               " names no start class in its manifest; give --main");
   folder.release = checkStartClass(archives, folder.startClass);
-  folder.options = optionsOf(manifest);
+  folder.options = optionsOfManifest(manifest, 0);
   for (const CollectedArchive& archive : archives.archives())
     folder.archives.push_back(archive.name);
   if (request.runtime.empty()) {
@@ -210,10 +175,8 @@ std::vector<std::string> makeApplication(const NewApplicationRequest& request) t
   checkLauncher(request.launcher);
   std::vector<std::string> notes = archives.notes();
   makeFolder(request, archives, folder, notes);
-  for (const LostAttribute& lost : lostAttributes) {
-    if (!attributeOf(manifest, lost.attribute).empty())
-      notes.push_back(std::string("not carried along: ") + lost.attribute + ", " + lost.advice);
-  }
+  for (const std::string& loss : lossesOfManifest(manifest))
+    notes.push_back("not carried along: " + loss);
   return notes;
 } catch (const fs::filesystem_error& error) {
   throw FileError("use", error.path1(), error.code().value());

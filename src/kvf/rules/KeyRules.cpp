@@ -121,6 +121,10 @@ void unknownKeysOf(const Inspection& inspection, const References& references, R
     if (std::any_of(readers.begin(), readers.end(), refers)) continue;
     const KeyInfo* info = findKey(key);
     if (info != nullptr && info->use != KeyUse::launcher) continue;
+    // Those stand for arguments that the command line does not have; 0 is the program.
+    if (info != nullptr && info->name == std::string_view(keys::commandLineArgumentPrefix) &&
+        !key.ends_with(".0"))
+      continue;
     if (info != nullptr) {
       report(entry.at, concat({"the launcher sets ", shown(key),
                                " by itself; this value is not used: remove the line"}));

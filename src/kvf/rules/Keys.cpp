@@ -67,7 +67,7 @@ constexpr KeyInfo table[] = {
      .becomes = "The application's arguments. A Java application gets them before those of the "
                 "command line, a native one after them.",
      .traps = "Quotes open only after a blank. An empty pair of quotes is an argument under --run, "
-              "but not for an external java. There is no way to pass a double quote."},
+              "but not for an external java. A double quote needs commandline.argv.1."},
     {.name = keys::javaPath,
      .section = java,
      .type = "the path of a java program",
@@ -273,7 +273,10 @@ constexpr KeyInfo table[] = {
      .rest = "NUMBER",
      .section = set,
      .type = "an argument",
-     .becomes = "The arguments of the command line that are no switches; 0 is the program.",
+     .becomes =
+         "The arguments of the command line that are no switches; 0 is the program. Those of "
+         "a file stand for the ones that the command line does not have, each as it is, "
+         "after application.args; the first missing number ends them.",
      .use = KeyUse::launcher},
     {.name = keys::variablePrefix,
      .rest = "NAME",

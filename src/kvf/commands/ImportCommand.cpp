@@ -1,0 +1,99 @@
+#include <CLI/CLI.hpp>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "kvf/commands/Output.h"
+#include "kvf/commands/Subcommand.h"
+#include "kvf/import/ImportError.h"
+#include "kvf/import/ImportedFile.h"
+#include "kvf/import/JavaCommandLine.h"
+#include "kvf/import/JavaStart.h"
+#include "kvf/process/Files.h"
+#include "kvf/process/Interruption.h"
+#include "kvf/text/Text.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct ImportQuestion {
+  std::optional<int> process;
+  std::string unit;
+  fs::path file;     ///< to write; empty: standard output
+  fs::path secrets;  ///< the same for the secrets; empty: they stay
+};
+
+constexpr unsigned forOwner = 0600;
+constexpr unsigned forAll = 0644;
+
+JavaStart startOf(const ImportQuestion& question, const LauncherArguments& commandLine) {
+  const int sources =
+      (question.process ? 1 : 0) + (question.unit.empty() ? 0 : 1) + (commandLine.empty() ? 0 : 1);
+  if (sources != 1) {
+    throw ImportError(
+        "give one of -- java ..., --pid NUMBER and --unit NAME; see kvf import --help");
+  }
+  if (question.process) return startOfProcess(*question.process);
+  if (!question.unit.empty()) return startOfUnit(question.unit);
+  return typedStart(commandLine);
+}
+
+/// The file of the secrets as the other one names it, which may be moved together with it.
+std::string includeOf(const ImportQuestion& question) {
+  if (question.secrets.empty()) return {};
+  const fs::path secrets = fs::absolute(question.secrets).lexically_normal();
+  const fs::path file = fs::absolute(question.file).lexically_normal();
+  if (!question.file.empty() && file.parent_path() == secrets.parent_path())
+    return concat({"%kvf.file.dir%/", spelledInPropertiesFile(secrets.filename().native())});
+  return spelledInPropertiesFile(secrets.native());
+}
+
+/// Writes both or neither.
+void write(const ImportQuestion& question, const ImportedFile& imported) {
+  if (!imported.secrets.empty()) writeNewFile(question.secrets, imported.secrets, forOwner);
+  if (question.file.empty()) return;
+  try {
+    writeNewFile(question.file, imported.text, imported.holdsSecrets ? forOwner : forAll);
+  } catch (...) {
+    std::error_code error;
+    if (!imported.secrets.empty()) fs::remove(question.secrets, error);
+    throw;
+  }
+}
+
+int import(const ImportQuestion& question, const LauncherArguments& commandLine) {
+  const InterruptionWatch interruptions;
+  try {
+    const JavaStart start = startOf(question, commandLine);
+    const ImportedFile imported =
+        importedFile(start, readJavaCommandLine(start), {includeOf(question), ""});
+    write(question, imported);
+    if (question.file.empty()) {
+      if (const ExitStatus status = print(imported.text); status != success) return status;
+    }
+    for (const std::string& loss : imported.losses) complain("not carried: " + loss);
+    if (imported.holdsSecrets)
+      complain(
+          "the file holds a password or the like; --secrets FILE keeps such in a file of its own");
+    return imported.losses.empty() ? success : negative;
+  } catch (const ImportError& error) {
+    return complain(error.what());
+  } catch (const FileError& error) {
+    return complain(error.what());
+  }
+}
+
+}  // namespace
+
+RunSubcommand declareImport(CLI::App& command) {
+  const auto question = std::make_shared<ImportQuestion>();
+  command.add_option("--pid", question->process, "A process that runs java")->type_name("NUMBER");
+  command.add_option("--unit", question->unit, "A systemd unit that starts java")
+      ->type_name("UNIT");
+  command.add_option("--write", question->file, "Write this new file")->type_name("FILE");
+  command.add_option("--secrets", question->secrets, "Put passwords into this new file, mode 0600")
+      ->type_name("FILE");
+  return [question](const LauncherArguments& arguments) { return import(*question, arguments); };
+}

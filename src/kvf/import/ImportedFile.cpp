@@ -1,0 +1,433 @@
+#include "kvf/import/ImportedFile.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <iterator>
+#include <map>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "foundation/PropertyKeys.h"
+#include "kvf/formats/Archive.h"
+#include "kvf/formats/ClassFile.h"
+#include "kvf/formats/Manifest.h"
+#include "kvf/import/ImportError.h"
+#include "kvf/import/ManifestStart.h"
+#include "kvf/launch/ClassPathScan.h"
+#include "kvf/launch/Secrets.h"
+#include "kvf/text/PropertiesSpelling.h"
+#include "kvf/text/Text.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::size_t longestLine = 100;
+
+/// An option with a key of its own. The launcher puts those behind all others, where they would
+/// overrule what they come before here.
+struct SizeKey {
+  std::string_view prefix;
+  const char* key;
+  std::vector<std::string_view> rivals;
+};
+const SizeKey sizeKeys[] = {
+    {"-Xmx", keys::heapSizeMax, {"-XX:MaxHeapSize="}},
+    {"-Xms", keys::heapSizeInitial, {"-XX:InitialHeapSize=", "-XX:MinHeapSize="}},
+    {"-Xss", keys::threadStackSize, {"-XX:ThreadStackSize=", "-XX:MainThreadStackSize="}},
+};
+constexpr std::string_view optionFiles[] = {
+    "-XX:Flags=", "-XX:VMOptionsFile=", "-XX:+ReadVMOptions"};
+
+const SizeKey* sizeKeyOf(const std::string& option, const std::vector<SourcedWord>& options) {
+  const auto isThere = [&](std::string_view start) {
+    return std::any_of(options.begin(), options.end(),
+                       [&](const SourcedWord& each) { return each.text.starts_with(start); });
+  };
+  if (std::any_of(std::begin(optionFiles), std::end(optionFiles), isThere)) return nullptr;
+  for (const SizeKey& size : sizeKeys) {
+    if (!option.starts_with(size.prefix) || option.size() == size.prefix.size()) continue;
+    return std::any_of(size.rivals.begin(), size.rivals.end(), isThere) ? nullptr : &size;
+  }
+  return nullptr;
+}
+
+/// An option without its value, which may be long or a secret.
+std::string nameOf(const std::string& option) {
+  return printable(option.substr(0, option.find('=')));
+}
+
+class Writer {
+ public:
+  Writer(const JavaStart& start, const JavaCommandLine& line, const ImportRequest& request)
+      : start_(start), line_(line), request_(request) {}
+
+  ImportedFile write() {
+    result_.losses = line_.losses;
+    writeJvm();
+    writeStart();
+    writeClassPath();
+    writeOptions();
+    writeArguments();
+    section("The directory of the application.");
+    entry(keys::startDirectory, start_.directory);
+    writeEnvironment();
+    writeRest();
+
+    std::string head = concat({"# Imported from ", printable(start_.origin),
+                               ". `kvf check` finds mistakes, `kvf explain` shows what a start "
+                               "uses.\n"});
+    if (!result_.secrets.empty()) {
+      head += concat({"\n# Passwords and the like.\n", keys::includePrefix,
+                      ".secrets=", request_.secretsInclude, "\n"});
+      result_.secrets = concat({"# Included by the file that uses them.\n", result_.secrets});
+    }
+    result_.text = head + text_;
+    return std::move(result_);
+  }
+
+ private:
+  void comment(std::string_view text) {
+    // A backslash at its end would take the next line along.
+    text_ += concat({"# ", text, text.ends_with('\\') ? " .\n" : "\n"});
+  }
+  void section(std::string_view text) {
+    text_ += '\n';
+    comment(text);
+  }
+
+  /// An entry with the value as it is meant; says when no spelling brings it.
+  void entry(std::string_view key, const std::string& value) {
+    if (isLost(key, value)) return;
+    emit(text_, key, spelledPart(value));
+  }
+  /// An entry with a value that is spelled already, but for its start.
+  static void emit(std::string& text, std::string_view key, const std::string& spelled) {
+    // A backslash that is meant is followed by a second one.
+    bool hasControl = false;
+    for (std::size_t at = 0; (at = spelled.find('\\', at)) != std::string::npos; at += 2) {
+      const char next = at + 1 < spelled.size() ? spelled[at + 1] : '\0';
+      hasControl = hasControl || next == 't' || next == 'r' || next == 'n';
+    }
+    if (hasControl) text += "# kvf: allow control-escape\n";
+    const char* const start = spelled.starts_with('=') ? "=" : spelled.starts_with(' ') ? "\\" : "";
+    text += concat({key, "=", start, spelled, "\n"});
+    // A blank at the end counts anyway, but nobody sees it.
+    if (spelled.size() > 1 && spelled.ends_with(' ')) text.insert(text.size() - 2, "\\");
+  }
+  bool isLost(std::string_view what, const std::string& value) {
+    if (!cannotBeValue(value)) return false;
+    result_.losses.push_back(concat({printable(what),
+                                     ": no value can hold a percent sign and "
+                                     "@@#@@"}));
+    return true;
+  }
+
+  /// Where an entry belongs whose value is a secret, and its text.
+  void writeSecretEntry(const std::string& key, const std::string& spelled) {
+    result_.holdsSecrets = result_.holdsSecrets || request_.secretsInclude.empty();
+    emit(request_.secretsInclude.empty() ? text_ : result_.secrets, key, spelled);
+  }
+
+  /// The word, already spelled for its list, with references in place of the secrets.
+  std::string withoutSecrets(const std::string& word, bool isWhole) {
+    std::string text;
+    std::size_t at = 0;
+    const auto replace = [&](std::size_t from, std::size_t size) {
+      text += spelledPart(word.substr(at, from - at));
+      const std::string secret = word.substr(from, size);
+      at = from + size;
+      const bool cannotMove = word.find(percentMark) != std::string::npos;
+      if (cannotMove && !request_.secretsInclude.empty())
+        result_.losses.emplace_back("a secret with @@#@@ in it is not moved to a file of its own");
+      if (request_.secretsInclude.empty() || cannotMove) {
+        result_.holdsSecrets = true;
+        text += spelledPart(secret);
+        return;
+      }
+      const std::string name = concat({"secret.", std::to_string(++secretNumber_)});
+      writeSecretEntry(name, spelledPart(secret));
+      text += concat({"%", name, "%"});
+    };
+    if (isWhole) {
+      const bool isQuoted = word.starts_with('"');
+      replace(isQuoted ? 1 : 0, word.size() - (isQuoted ? 2 : 0));
+    } else {
+      for (SecretStretch found = nextSecret(word, 0); found.size > 0; found = nextSecret(word, at))
+        replace(found.at, found.size);
+    }
+    return text + spelledPart(std::string_view(word).substr(at));
+  }
+  void writeJvm();
+  void writeStart();
+  void writeModule();
+  void checkMain(const std::string& startClass);
+  void writeClassPath();
+  void writeOptions();
+  void writeArguments();
+  void writeEnvironment();
+  void writeRest();
+
+  const JavaStart& start_;
+  const JavaCommandLine& line_;
+  const ImportRequest& request_;
+  ImportedFile result_;
+  std::string text_;
+  std::vector<SourcedWord> manifestOptions_;
+  std::size_t secretNumber_ = 0;
+};
+
+void Writer::writeJvm() {
+  if (!start_.jvm) throw ImportError(concat({"there is no JVM around ", shown(start_.program)}));
+  const Jvm& jvm = *start_.jvm;
+  section(concat({"The JVM of ", printable(start_.program),
+                  jvm.version.empty() ? "" : ", which is Java ", printable(jvm.version), "."}));
+  entry(keys::javaLibrary, line_.library.empty() ? jvm.library.native() : line_.library);
+  if (!jvm.java.empty()) entry(keys::javaPath, jvm.java);
+}
+
+void Writer::writeStart() {
+  const SourcedWord& what = line_.what;
+  if (line_.kind == JavaCommandLine::Kind::module) return writeModule();
+  std::string startClass = what.text;
+  if (line_.kind == JavaCommandLine::Kind::archive) {
+    const fs::path archive = fs::path(start_.directory) / what.text;
+    const std::string name = printable(what.text);
+    if (Archive(archive).state() != ArchiveState::readable)
+      throw ImportError(concat({archive.native(), " is no archive that can be read"}));
+    const Manifest manifest = manifestOf(archive);
+    startClass = attributeOf(manifest, "Main-Class");
+    if (startClass.empty())
+      throw ImportError(concat({name, " names no start class in its manifest: java refuses it"}));
+    for (std::string& option : optionsOfManifest(manifest, start_.jvm->release))
+      manifestOptions_.push_back({std::move(option), concat({"the manifest of ", name})});
+    for (const std::string& loss : lossesOfManifest(manifest)) result_.losses.push_back(loss);
+    section(concat({"Main-Class of ", name, " (", what.from, ")."}));
+  } else {
+    section(concat({"The start class (", what.from, ")."}));
+    std::replace(startClass.begin(), startClass.end(), '/', '.');
+  }
+  entry(keys::startClass, startClass);
+  comment("What jps shows.");
+  entry(concat({keys::javaPropertyPrefix, "sun.java.command"}), what.text);
+  checkMain(startClass);
+}
+
+void Writer::writeModule() {
+  const std::string& text = line_.what.text;
+  const std::size_t slash = text.find('/');
+  if (slash == std::string::npos)
+    throw ImportError(concat({shown(text), " (", line_.what.from,
+                              ") leaves the class to the module: "
+                              "give both, -m ",
+                              text, "/CLASS; jar --describe-module names it"}));
+  const std::string startClass = text.substr(slash + 1);
+  section(concat({"The start class and its module (", line_.what.from,
+                  "), by the properties that java sets."}));
+  entry(keys::startClass, startClass);
+  const auto property = [&](std::string_view name, const std::string& value) {
+    entry(concat({keys::javaPropertyPrefix, name}), value);
+  };
+  property("jdk.module.main", text.substr(0, slash));
+  property("jdk.module.main.class", startClass);
+  comment("What jps shows.");
+  property("sun.java.command", text);
+}
+
+/// Java 25 starts classes that the launcher does not.
+void Writer::checkMain(const std::string& startClass) {
+  ClassPathElement element;
+  const std::string& path = line_.classPath ? line_.classPath->text : ".";
+  for (std::size_t at = 0; at <= path.size();) {
+    const std::size_t end = std::min(path.find(':', at), path.size());
+    element.expanded.push_back(end == at ? "." : path.substr(at, end - at));
+    at = end + 1;
+  }
+  const ClassPathScan scan({element}, start_.directory, startClass);
+  std::optional<FoundClass> found = scan.startClass();
+  if (!found) return;
+  constexpr int maxSuperClasses = 64;
+  for (int level = 0; found && level < maxSuperClasses; ++level) {
+    const auto parsed = parseClassFile(found->bytes);
+    if (!parsed || parsed->staticMethod("main", "([Ljava/lang/String;)V") != nullptr) return;
+    const std::string super(parsed->superName);
+    if (super == "java/lang/Object") {
+      result_.losses.push_back(concat({"The start class ", printable(startClass),
+                                       " has no static method main(String[]), which the launcher "
+                                       "calls."}));
+      return;
+    }
+    found = scan.find(super);
+  }
+}
+
+void Writer::writeClassPath() {
+  const bool isModule = line_.kind == JavaCommandLine::Kind::module;
+  const std::string path = line_.classPath ? line_.classPath->text : isModule ? "" : ".";
+  section(line_.classPath ? concat({"The class path (", line_.classPath->from, ")."})
+          : isModule      ? "No class path, as for java with -m."
+                          : "No class path is given: java takes the directory.");
+  if (path.empty()) comment("kvf: allow empty-value");
+  if (isLost(keys::classPath, path)) return;
+  std::string spelled;
+  const bool inLines = path.size() > longestLine;
+  for (std::size_t at = 0; at <= path.size();) {
+    const std::size_t end = inLines ? path.find(':', at) : std::string::npos;
+    const std::string element = path.substr(at, end == std::string::npos ? end : end + 1 - at);
+    spelled += spelledPart(element);
+    if (end == std::string::npos) break;
+    spelled += "\\\n";
+    at = end + 1;
+  }
+  emit(text_, keys::classPath, spelled);
+}
+
+void Writer::writeOptions() {
+  std::vector<SourcedWord> options = manifestOptions_;
+  options.insert(options.end(), line_.options.begin(), line_.options.end());
+
+  // Of a size and of a system property the last one counts.
+  std::map<std::string_view, const SourcedWord*> sizes;
+  std::map<std::string, const SourcedWord*> properties;
+  std::vector<std::string> order;
+  std::vector<const SourcedWord*> others;
+  for (const SourcedWord& option : options) {
+    const std::size_t equals = option.text.find('=');
+    if (const SizeKey* size = sizeKeyOf(option.text, options)) {
+      sizes[size->prefix] = &option;
+    } else if (option.text.starts_with("-D") && equals != std::string::npos && equals > 2) {
+      const std::string name = option.text.substr(2, equals - 2);
+      if (const auto [place, isNew] = properties.insert_or_assign(name, &option); isNew)
+        order.push_back(name);
+    } else {
+      others.push_back(&option);
+    }
+  }
+  // One without a value would overrule the one with a value.
+  std::erase_if(others, [&](const SourcedWord* option) {
+    return option->text.starts_with("-D") && properties.contains(option->text.substr(2)) &&
+           properties.at(option->text.substr(2)) > option;
+  });
+
+  if (!sizes.empty()) text_ += '\n';
+  for (const SizeKey& size : sizeKeys) {
+    const auto found = sizes.find(size.prefix);
+    if (found == sizes.end()) continue;
+    comment(concat({size.prefix, " (", found->second->from, ")"}));
+    entry(size.key, found->second->text.substr(size.prefix.size()));
+  }
+
+  if (!order.empty()) section("System properties.");
+  std::string from;
+  for (const std::string& name : order) {
+    const SourcedWord& option = *properties.at(name);
+    const std::string key = concat({keys::javaPropertyPrefix, spelledKey(name)});
+    const std::string value = option.text.substr(name.size() + 3);
+    if (isLost(key, value)) continue;
+    const bool isSecret = isSecretName(name) && !value.empty();
+    if (isSecret && !request_.secretsInclude.empty()) {
+      writeSecretEntry(key, spelledPart(value));
+      continue;
+    }
+    if (std::exchange(from, option.from) != option.from) comment(option.from);
+    emit(text_, key, isSecret ? spelledPart(value) : withoutSecrets(value, false));
+    result_.holdsSecrets = result_.holdsSecrets || isSecret;
+  }
+
+  std::string line, comments;
+  for (const SourcedWord* option : others) {
+    const std::optional<std::string> word = optionWord(option->text);
+    if (!word || word->find(percentMark) != std::string::npos) {
+      result_.losses.push_back(concat({nameOf(option->text), " (", option->from,
+                                       "): the line of "
+                                       "options cannot hold a double quote or @@#@@"}));
+      continue;
+    }
+    comments += concat({"#   ", nameOf(option->text), " (", option->from, ")\n"});
+    const std::string spelled = withoutSecrets(*word, false);
+    line += line.empty() ? spelled : " " + spelled;
+  }
+  if (line.empty()) return;
+  section("Options of the JVM, with one blank between them:");
+  text_ += comments;
+  emit(text_, keys::extendedProperties, line);
+}
+
+void Writer::writeArguments() {
+  const std::vector<SourcedWord>& arguments = line_.arguments;
+  const bool takesMore = !request_.argumentsVariable.empty();
+  if (arguments.empty() && !takesMore) return;
+  const std::string first = arguments.empty() ? "" : arguments.front().from;
+  const std::string last = arguments.empty() ? "" : arguments.back().from;
+  section(concat({"The arguments of the application", first.empty() ? "" : " (", first,
+                  first == last ? "" : " to ", first == last ? "" : last, first.empty() ? "" : ")",
+                  "; those of the command line follow."}));
+  std::string value;
+  std::size_t number = 0;
+  bool isSecret = false;
+  for (; number < arguments.size(); ++number) {
+    const std::string& argument = arguments[number].text;
+    const std::optional<std::string> word = argumentWord(argument);
+    if (!word || word->find(percentMark) != std::string::npos) break;
+    value += (value.empty() ? "" : " ") + withoutSecrets(*word, isSecret);
+    isSecret = argument.starts_with('-') && isSecretName(argument);
+  }
+  if (takesMore) {
+    text_ += concat({request_.argumentsVariable, "=\n"});
+    value += concat({value.empty() ? "" : " ", "%", request_.argumentsVariable, "%"});
+  }
+  if (!value.empty()) emit(text_, keys::applicationArgs, value);
+  if (number == arguments.size()) return;
+
+  // Those are taken as they are, one by one.
+  comment(
+      "A double quote needs an entry for each argument from there on. Arguments of the command");
+  comment("line take the place of these.");
+  for (std::size_t own = 1; number < arguments.size(); ++number, ++own) {
+    const std::string& argument = arguments[number].text;
+    const std::string key = concat({keys::commandLineArgumentPrefix, std::to_string(own)});
+    if (isLost(concat({"argument ", std::to_string(number + 1)}), argument)) break;
+    emit(text_, key, argument.empty() ? "" : withoutSecrets(argument, isSecret));
+    isSecret = argument.starts_with('-') && isSecretName(argument);
+  }
+}
+
+void Writer::writeEnvironment() {
+  if (!start_.variables.empty()) section("The environment.");
+  for (const auto& [name, value] : start_.variables) {
+    const std::string key = concat({keys::environmentPrefix, spelledKey(name)});
+    if (isLost(name, value)) continue;
+    const bool isSecret = isSecretName(name) && !value.empty();
+    if (isSecret) {
+      writeSecretEntry(key, spelledPart(escapedPercents(value)));
+    } else {
+      emit(text_, key, spelledPart(escapedPercents(value)));
+    }
+  }
+  if (start_.leftOut.empty()) return;
+  section("Left out, as whoever starts an application sets them:");
+  std::string names = "  ";
+  for (const std::string& name : start_.leftOut) {
+    if (names.size() + name.size() >= longestLine) comment(std::exchange(names, "  "));
+    names += concat({names.size() > 2 ? " " : "", printable(name)});
+  }
+  comment(names);
+}
+
+void Writer::writeRest() {
+  std::vector<std::string> notes = start_.notes;
+  notes.insert(notes.end(), line_.notes.begin(), line_.notes.end());
+  if (!notes.empty()) text_ += '\n';
+  for (const std::string& note : notes) comment(note);
+  if (result_.losses.empty()) return;
+  section("NOT CARRIED:");
+  for (const std::string& loss : result_.losses) comment("  " + loss);
+}
+
+}  // namespace
+
+ImportedFile importedFile(const JavaStart& start, const JavaCommandLine& line,
+                          const ImportRequest& request) {
+  return Writer(start, line, request).write();
+}

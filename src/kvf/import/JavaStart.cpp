@@ -1,0 +1,355 @@
+#include "kvf/import/JavaStart.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstddef>
+#include <filesystem>
+#include <iterator>
+#include <sstream>
+#include <string_view>
+#include <utility>
+
+#include "foundation/TextPieces.h"
+#include "kvf/import/ImportError.h"
+#include "kvf/launch/Surroundings.h"
+#include "kvf/process/Files.h"
+#include "kvf/service/EnvironmentFile.h"
+#include "kvf/service/ServiceUnit.h"
+#include "kvf/text/Text.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// Variables that a shell, a terminal, a session or a service manager sets for whatever it starts.
+constexpr std::string_view sessionNames[] = {"_",
+                                             "COLORTERM",
+                                             "COLUMNS",
+                                             "DISPLAY",
+                                             "EDITOR",
+                                             "HISTFILE",
+                                             "HISTSIZE",
+                                             "HOME",
+                                             "HOSTNAME",
+                                             "HUSHLOGIN",
+                                             "LINES",
+                                             "LOGNAME",
+                                             "LS_COLORS",
+                                             "MAIL",
+                                             "MAINPID",
+                                             "NOTIFY_SOCKET",
+                                             "OLDPWD",
+                                             "PAGER",
+                                             "PS1",
+                                             "PWD",
+                                             "SHELL",
+                                             "SHLVL",
+                                             "TERM",
+                                             "TERM_PROGRAM",
+                                             "TMUX",
+                                             "USER",
+                                             "VISUAL",
+                                             "WINDOWID",
+                                             "XAUTHORITY",
+                                             "INVOCATION_ID",
+                                             "JOURNAL_STREAM",
+                                             "MANAGERPID",
+                                             "SYSTEMD_EXEC_PID",
+                                             "EXEC_PID",
+                                             "STY"};
+constexpr std::string_view sessionPrefixes[] = {"DBUS_", "LESS",    "LISTEN_", "MEMORY_PRESSURE_",
+                                                "SSH_",  "SUDO_",   "TMUX_",   "WATCHDOG_",
+                                                "XDG_",  "WAYLAND_"};
+/// What java, a JVM or the system's loader reads from the environment of the one who types.
+constexpr const char* readByJvm[] = {"JAVA_TOOL_OPTIONS", "_JAVA_OPTIONS", "LD_LIBRARY_PATH",
+                                     "LD_PRELOAD"};
+
+/// What a properties file sets otherwise, or java uses up.
+constexpr std::string_view usedUp[] = {"CLASSPATH", "JDK_JAVA_OPTIONS"};
+
+template <class List>
+bool isIn(const List& list, std::string_view name) {
+  return std::find(std::begin(list), std::end(list), name) != std::end(list);
+}
+
+/// True for the search path that systems give to everything.
+bool isUsualPath(std::string_view path) {
+  constexpr std::string_view usual[] = {"/usr/local/sbin", "/usr/local/bin", "/usr/sbin",
+                                        "/usr/bin",        "/sbin",          "/bin"};
+  const std::vector<std::string_view> elements = pathElements(path);
+  return std::all_of(elements.begin(), elements.end(),
+                     [&](std::string_view element) { return isIn(usual, element); });
+}
+
+bool isOfSession(const std::string& name, const std::string& value) {
+  if (isIn(sessionNames, name) || !isVariableName(name)) return true;
+  if (name == "PATH") return isUsualPath(value);
+  return std::any_of(std::begin(sessionPrefixes), std::end(sessionPrefixes),
+                     [&](std::string_view prefix) { return name.starts_with(prefix); });
+}
+
+/// Chooses what is to be set of an environment that was made for this start.
+void chooseVariables(JavaStart& start) {
+  for (const auto& [name, value] : start.environment) {
+    if (isIn(usedUp, name)) continue;
+    if (isOfSession(name, value)) {
+      start.leftOut.push_back(name);
+    } else {
+      start.variables.emplace(name, value);
+    }
+  }
+}
+
+std::string absoluteIn(const std::string& directory, const std::string& path) {
+  return (fs::path(directory) / path).lexically_normal();
+}
+
+/// The file of a program, along PATH where it has no slash; empty: there is none.
+std::string programFile(const std::string& program, const JavaStart& start) {
+  std::error_code error;
+  if (program.find('/') != std::string::npos) return absoluteIn(start.directory, program);
+  const auto path = start.environment.find("PATH");
+  if (path == start.environment.end()) return {};
+  for (const std::string_view element : pathElements(path->second)) {
+    const std::string file = absoluteIn(start.directory, concat({element, "/", program}));
+    if (fs::is_regular_file(file, error)) return file;
+  }
+  return {};
+}
+
+/// The JVM that the program java starts.
+std::optional<Jvm> jvmOfProgram(const std::string& program) {
+  std::error_code error;
+  for (const fs::path& file : {fs::path(program), fs::canonical(program, error)}) {
+    if (file.parent_path().filename() != "bin") continue;
+    const fs::path home = file.parent_path().parent_path();
+    // A runtime inside a JDK 8 is known by the folder around it.
+    if (home.filename() == "jre") {
+      if (auto jvm = jvmAt(home.parent_path())) return jvm;
+    }
+    if (auto jvm = jvmAt(home)) return jvm;
+  }
+  return std::nullopt;
+}
+
+struct AssignedVariable {
+  std::string name, value;
+};
+
+std::optional<AssignedVariable> assignment(const std::string& word) {
+  const std::size_t equals = word.find('=');
+  if (equals == std::string::npos || !isVariableName(word.substr(0, equals))) return std::nullopt;
+  return AssignedVariable{word.substr(0, equals), word.substr(equals + 1)};
+}
+
+/// Finds java behind variables and the programs that only start another one.
+void findJava(const std::vector<SourcedWord>& words, JavaStart& start) {
+  constexpr std::string_view starters[] = {"env", "exec", "nohup"};
+  std::size_t at = 0;
+  for (; at < words.size(); ++at) {
+    const std::string& word = words[at].text;
+    if (const auto variable = assignment(word)) {
+      start.environment[variable->name] = variable->value;
+      if (!isIn(usedUp, variable->name)) start.variables[variable->name] = variable->value;
+    } else if (!isIn(starters, fs::path(word).filename().native())) {
+      break;
+    }
+  }
+  if (at == words.size()) throw ImportError("the command line has no program in it");
+  const std::string& program = words[at].text;
+  start.program = programFile(program, start);
+  std::error_code error;
+  const std::string name = fs::path(program).filename();
+  const bool isJava = name == "java" || fs::canonical(start.program, error).filename() == "java";
+  if (!isJava) {
+    throw ImportError(concat({shown(program),
+                              " is not java: what it starts can be imported once "
+                              "it runs, with kvf import --pid NUMBER"}));
+  }
+  if (start.program.empty() || !fs::exists(start.program, error))
+    throw ImportError(concat({shown(program), " is not there"}));
+  start.words.assign(words.begin() + static_cast<std::ptrdiff_t>(at) + 1, words.end());
+  start.jvm = jvmOfProgram(start.program);
+}
+
+std::vector<SourcedWord> numbered(const std::vector<std::string>& texts) {
+  std::vector<SourcedWord> words;
+  for (const std::string& text : texts)
+    words.push_back({text, concat({"word ", std::to_string(words.size())})});
+  return words;
+}
+
+// --- a running process -----------------------------------------------------------------------
+
+/// The texts that a NUL ends each.
+std::vector<std::string> textsIn(const std::string& bytes) {
+  std::vector<std::string> texts;
+  for (std::size_t at = 0; at < bytes.size();) {
+    const std::size_t end = std::min(bytes.find('\0', at), bytes.size());
+    texts.push_back(bytes.substr(at, end - at));
+    at = end + 1;
+  }
+  return texts;
+}
+
+/// The value of a line "Name:\tvalue" of the process's status; its first word.
+std::string statusValue(const std::string& status, std::string_view name) {
+  std::istringstream lines(status);
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.starts_with(concat({name, ":"}))) continue;
+    std::istringstream words(line.substr(name.size() + 1));
+    std::string value;
+    words >> value;
+    return value;
+  }
+  return {};
+}
+
+constexpr std::string_view deletedMark = " (deleted)";
+
+/// The library of the JVM that a process has open; empty: none.
+std::string libraryIn(const std::string& maps, bool& isDeleted) {
+  std::istringstream lines(maps);
+  for (std::string line; std::getline(lines, line);) {
+    const std::size_t at = line.find('/');
+    if (at == std::string::npos) continue;
+    std::string file = line.substr(at);
+    const bool deleted = file.ends_with(deletedMark);
+    if (deleted) file.erase(file.size() - deletedMark.size());
+    if (!file.ends_with("/libjvm.so")) continue;
+    isDeleted = deleted;
+    return file;
+  }
+  return {};
+}
+
+fs::path linkAt(const fs::path& link) {
+  std::error_code error;
+  fs::path target = fs::read_symlink(link, error);
+  if (error) throw FileError("read", link, error.value());
+  return target;
+}
+
+/// What a properties file does not say: it is the business of whoever starts the launcher.
+std::vector<std::string> notesOnProcess(const fs::path& folder, const std::string& status) {
+  std::vector<std::string> notes = {
+      concat({"The process has the user ID ", statusValue(status, "Uid"), " and the umask ",
+              statusValue(status, "Umask"), "."})};
+  std::error_code error;
+  for (const auto& [number, name] : {std::pair("1", "output"), std::pair("2", "error")}) {
+    const fs::path target = fs::read_symlink(folder / "fd" / number, error);
+    if (!error && fs::is_regular_file(target, error))
+      notes.push_back(
+          concat({"Its standard ", name, " goes to ", printable(target.native()), "."}));
+  }
+  return notes;
+}
+
+// --- a unit ----------------------------------------------------------------------------------
+
+/// The file that systemd executes is not always the one that the command calls itself.
+std::vector<SourcedWord> wordsOf(const ServiceUnit& unit, const ServiceCommand& command) {
+  std::vector<SourcedWord> words;
+  for (std::size_t i = 0; i < command.arguments.size(); ++i) {
+    const UnitPlace& place = command.places[i];
+    words.push_back(
+        {command.arguments[i], concat({fs::path(unit.files()[place.file].name).filename().native(),
+                                       ":", std::to_string(place.line)})});
+  }
+  words.front().text = command.program;
+  return words;
+}
+
+}  // namespace
+
+JavaStart typedStart(const std::vector<std::string>& commandLine) {
+  const LaunchSurroundings here = LaunchSurroundings::here();
+  JavaStart start;
+  start.origin = "a command line";
+  start.directory = here.directory;
+  start.environment = here.environment;
+  for (const char* name : readByJvm) {
+    const std::string value = here.variable(name);
+    if (!value.empty()) start.variables.emplace(name, value);
+  }
+  findJava(numbered(commandLine), start);
+  return start;
+}
+
+JavaStart startOfProcess(int process) {
+  const fs::path folder = fs::path("/proc") / std::to_string(process);
+  std::error_code error;
+  if (!fs::exists(folder, error))
+    throw ImportError(concat({"there is no process ", std::to_string(process)}));
+  if (!fs::equivalent(folder / "root", "/", error) && !error) {
+    throw ImportError(concat({"process ", std::to_string(process),
+                              " has a root of its own, as in "
+                              "a container: run kvf there"}));
+  }
+  JavaStart start;
+  start.origin = concat({"process ", std::to_string(process)});
+  for (const std::string& text : textsIn(readWhole(folder / "environ"))) {
+    const std::size_t equals = text.find('=');
+    if (equals != std::string::npos)
+      start.environment.emplace(text.substr(0, equals), text.substr(equals + 1));
+  }
+  std::string program = linkAt(folder / "exe");
+  if (program.ends_with(deletedMark)) program.erase(program.size() - deletedMark.size());
+  if (fs::path(program).filename() != "java") {
+    throw ImportError(concat({"process ", std::to_string(process), " is not java but ",
+                              shown(program), ", whose command line is its own"}));
+  }
+  start.program = program;
+  start.directory = linkAt(folder / "cwd");
+  std::vector<SourcedWord> words = numbered(textsIn(readWhole(folder / "cmdline")));
+  if (!words.empty()) start.words.assign(words.begin() + 1, words.end());
+
+  const std::string status = readWhole(folder / "status");
+  start.notes = notesOnProcess(folder, status);
+  bool isReplaced = false;
+  const std::string library = libraryIn(readWhole(folder / "maps"), isReplaced);
+  if (!library.empty()) start.jvm = jvmOfLibrary(library);
+  if (!start.jvm) start.jvm = jvmOfProgram(program);
+  if (isReplaced)
+    start.notes.emplace_back(
+        "The JVM was updated while the process runs; the new one is named here.");
+  chooseVariables(start);
+  return start;
+}
+
+JavaStart startOfUnit(const std::string& file) {
+  const ServiceUnit unit = ServiceUnit::load(file);
+  for (const char* key : {"RootDirectory", "RootImage"}) {
+    if (unit.last(key) != nullptr)
+      throw ImportError(
+          concat({shown(file), " starts its commands in another root, by ", key, "="}));
+  }
+  const ServiceCommand* command = nullptr;
+  for (const ServiceCommand& each : unit.commands()) {
+    if (each.key != "ExecStart") continue;
+    if (command != nullptr)
+      throw ImportError(concat({shown(file), " has more than one command in ExecStart="}));
+    command = &each;
+  }
+  if (command == nullptr)
+    throw ImportError(concat({shown(file), " has no ExecStart= that systemd would start"}));
+  JavaStart start;
+  start.origin = concat({"ExecStart= of ", unit.name()});
+  start.directory = unit.surroundings().directory;
+  start.environment = unit.surroundings().environment;
+  chooseVariables(start);
+  // systemd gives every service a language.
+  if (const auto language = start.variables.find("LANG");
+      language != start.variables.end() && language->second == "C.UTF-8")
+    start.variables.erase(language);
+  const std::vector<SourcedWord> words = wordsOf(unit, *command);
+  try {
+    findJava(words, start);
+  } catch (const ImportError&) {
+    throw ImportError(concat({shown(unit.name()), " starts ", shown(words.front().text),
+                              ", which is not java; import what it has started: kvf import --pid "
+                              "$(systemctl show -P MainPID ",
+                              unit.name(), ")"}));
+  }
+  return start;
+}

@@ -1,0 +1,296 @@
+#include <filesystem>
+#include <random>
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "kvf/ZipFile.h"
+#include "kvf/formats/Archive.h"
+#include "kvf/formats/Manifest.h"
+#include "kvf/import/ArgumentFile.h"
+#include "kvf/import/ImportedFile.h"
+#include "kvf/import/JavaCommandLine.h"
+#include "kvf/launch/Inspector.h"
+#include "support/Jdk.h"
+#include "support/Sandbox.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// --- every text comes back from the launcher's own reader ------------------------------------
+
+class OddTexts {
+ public:
+  std::string next(bool withQuotes) {
+    static constexpr std::string_view pieces[] = {
+        "%", "\\", " ", "=",    ":",      "#",   "!",     "\t", "\n", "\r",
+        "a", "-",  "$", "é",    "%HOME%", "\\%", "${x}",  "--", "'",  "\xff",
+        "n", "t",  ",", "\\\\", "@",      "%%",  "@@#@@", "  ", "\"", "\"\""};
+    std::string text;
+    for (std::size_t count = random_() % 6; count > 0; --count)
+      text += pieces[random_() % (std::size(pieces) - (withQuotes ? 0 : 2))];
+    return text;
+  }
+
+ private:
+  std::mt19937 random_{1};
+};
+
+bool isIn(const std::vector<std::string>& list, const std::string& text) {
+  return std::find(list.begin(), list.end(), text) != list.end();
+}
+
+TEST(ImportedFile, EveryTextComesBackFromTheLauncher) {
+  OddTexts texts;
+  std::size_t carried = 0;
+  for (int round = 0; round < 3000; ++round) {
+    JavaStart start;
+    start.origin = "x\\";
+    start.directory = "/" + texts.next(true);
+    start.jvm = Jvm{};
+    start.jvm->library = jvmLibrary();
+    JavaCommandLine line;
+    line.what = {"a.b.C", "w"};
+    line.classPath = SourcedWord{texts.next(true), "w"};
+    const std::string property = "-Dx" + texts.next(false) + "y=" + texts.next(true);
+    const std::string secret = "-Dmy.password=" + texts.next(true);
+    const std::string option = "-XX:OnError=" + texts.next(round % 2 == 0);
+    line.options = {{property, "w"}, {secret, "w"}, {option, "w"}, {"-Xint", "w"}};
+    const std::string variable = texts.next(true);
+    start.variables = {{"ODD", variable}};
+    Texts arguments;
+    for (int i = 0; i < 4; ++i) arguments.push_back(texts.next(round % 3 == 0));
+    if (round % 5 == 0) arguments[1] = "--token";
+    for (const std::string& argument : arguments) line.arguments.push_back({argument, "w"});
+
+    const ImportedFile imported =
+        importedFile(start, line, {round % 2 == 0 ? "/secrets.kvf" : "", ""});
+    if (!imported.losses.empty()) continue;
+    ++carried;
+    GivenTexts given = {{"/app.kvf", imported.text}};
+    if (!imported.secrets.empty()) given["/secrets.kvf"] = imported.secrets;
+    const Inspection seen = inspectFile("/app.kvf", {}, given);
+    SCOPED_TRACE(imported.text + imported.secrets);
+    ASSERT_TRUE(seen.failures().empty());
+    // What the JVM takes for a property ends at the first "=".
+    ASSERT_TRUE(isIn(seen.plan.options, property)) << property;
+    ASSERT_TRUE(isIn(seen.plan.options, secret)) << secret;
+    ASSERT_TRUE(isIn(seen.plan.options, option)) << option;
+    ASSERT_TRUE(isIn(seen.plan.options, "-Xint"));
+    ASSERT_TRUE(isIn(seen.plan.options, "-Djava.class.path=" + line.classPath->text));
+    ASSERT_EQ(seen.plan.arguments, arguments);
+    ASSERT_EQ(seen.plan.exported.at("ODD"), variable);
+    ASSERT_EQ(seen.valueOf("application.start.dir"), start.directory);
+  }
+  EXPECT_GT(carried, 1500U);
+}
+
+// --- the same as java ------------------------------------------------------------------------
+
+class Import : public testing::Test {
+ protected:
+  Import() {
+    sandbox_.write("lib/README", "");
+    fs::copy_file(VELOX_PROBE_JAR, sandbox_.path("lib/probe.jar"));
+    writeArchive(sandbox_, "app.jar",
+                 {{manifestEntry,
+                   "Main-Class: probe.Probe\nClass-Path: lib/probe.jar\n"
+                   "Add-Opens: java.base/java.lang\n"}});
+    start_.environment["PATH"] = fs::path(javaProgram()).parent_path();
+    start_.environment["ASAN_OPTIONS"] = "handle_segv=0:detect_leaks=0";
+  }
+  Outcome import(Texts arguments) {
+    arguments.insert(arguments.begin(), {VELOX_KVF, "import"});
+    return sandbox_.run(arguments, start_);
+  }
+  /// Imports into app.kvf.
+  Outcome importJava(Texts words) {
+    fs::remove(sandbox_.path("app.kvf"));
+    words.insert(words.begin(), {"--write", "app.kvf", "--", "java"});
+    return import(words);
+  }
+  Outcome wrapper(const Texts& arguments = {}) {
+    Texts line = {VELOX_WRAPPER, "--propFile", sandbox_.path("app.kvf")};
+    line.insert(line.end(), arguments.begin(), arguments.end());
+    return sandbox_.run(line, start_);
+  }
+  static std::string withoutProcess(const Outcome& outcome) {
+    const std::size_t at = outcome.out.find("pid[");
+    return outcome.out.substr(0, at) + outcome.out.substr(outcome.out.find('\n', at));
+  }
+
+  Sandbox sandbox_;
+  Start start_;
+};
+
+TEST_F(Import, RunsAsJavaDoes) {
+  sandbox_.write("words",
+                 "-Dprobe.value='a b' # not this\n-cp \"lib/p\\\n   robe.jar\" "
+                 "probe.Probe 'x \\' y' @no\n");
+  struct Row {
+    Texts words;
+    unsigned firstRelease = 8;
+    std::map<std::string, std::string> environment = {};
+  };
+  const Row rows[] = {
+      {{"-cp", "lib/probe.jar", "-Dprobe.value=a \"b\" %c% \\ ${d}\n ", "probe.Probe", "", "a b",
+        "%HOME%", "é", "--x"}},
+      {{"-classpath", "lib/*:.", "-Xmx64m", "-noclassgc", "-XX:+UseSerialGC", "probe.Probe"}},
+      {{"-jar", "-Dprobe.do=exit:7", "app.jar", "--say=\"hi\"", "--", "tail "}},
+      {{"-cp", "nowhere", "-Dprobe.do=throw", "-jar", "app.jar"}},
+      {{"probe.Probe", "x"}, 8, {{"CLASSPATH", "lib/probe.jar"}}},
+      {{"@words", "@no"}, 9},
+      {{"--class-path=lib/probe.jar", "--add-opens", "java.base/java.lang=ALL-UNNAMED",
+        "-Dprobe.value=1", "-Dprobe.value=2", "probe/Probe"},
+       9},
+      {{"probe.Probe"}, 9, {{"JDK_JAVA_OPTIONS", "-cp 'lib/probe.jar' -Dprobe.value=\"x y\"z"}}},
+  };
+  for (const Row& row : rows) {
+    if (javaRelease() < row.firstRelease) continue;
+    Start here = start_;
+    here.environment.insert(row.environment.begin(), row.environment.end());
+    std::swap(here, start_);
+    const Outcome imported = importJava(row.words);
+    std::swap(here, start_);
+    SCOPED_TRACE(sandbox_.read("app.kvf") + imported.out);
+    EXPECT_EQ(imported.status, 0);
+    Texts line = row.words;
+    line.insert(line.begin(), "java");
+    Outcome java = sandbox_.run(line, here);
+    if (const std::size_t note = java.out.find("NOTE: "); note != std::string::npos)
+      java.out.erase(note, java.out.find('\n', note) + 1 - note);
+    const Outcome launched = wrapper();
+    EXPECT_EQ(launched.status, java.status);
+    if (java.status != 1) {
+      EXPECT_EQ(withoutProcess(launched), withoutProcess(java));
+    }
+  }
+}
+
+TEST_F(Import, SaysWhatCannotBeCarriedAndWhatIsNoStart) {
+  sandbox_.write("A.java", "");
+  sandbox_.write("script", "#!/bin/sh\n", true);
+  writeArchive(sandbox_, "none.jar", {{manifestEntry, "Manifest-Version: 1.0\n"}});
+  writeArchive(sandbox_, "agent.jar",
+               {{manifestEntry, "Main-Class: A\nLauncher-Agent-Class: A\n"}});
+  writeArchive(sandbox_, "lib/instance.jar",
+               {{"probe/Outcast.class",
+                 Archive(VELOX_PROBE_JAR).read("probe/Probe$Failing.class").value()}});
+  struct Row {
+    Texts words;
+    int status;
+    std::string message;
+  };
+  const Row rows[] = {
+      {{"-splash:x.png", "-jar", "app.jar"},
+       1,
+       "not carried: -splash:x.png (word 1): only java shows"},
+      {{"-XX:OnError=say \"x\"", "-jar", "app.jar"},
+       1,
+       "not carried: -XX:OnError (word 1): the line of"},
+      {{"-jar", "agent.jar"}, 1, "not carried: Launcher-Agent-Class"},
+      {{"-Dx=%@@#@@", "-jar", "app.jar"},
+       1,
+       "java.property.x: no value can hold a percent sign and"},
+      {{"-cp", "lib/probe.jar", "probe.Probe$Failing"}, 1, "has no static method main(String[])"},
+      {{"-version"}, 2, "the command line has \"-version\" (word 1), which prints something"},
+      {{"-jar", "none.jar"}, 2, "none.jar names no start class in its manifest"},
+      {{"-jar", "missing.jar"}, 2, "missing.jar is no archive that can be read"},
+      {{"A.java"}, 2, "java compiles \"A.java\" at every start"},
+      {{"--source", "17", "x"}, 2, "compiles \"its source file\" at every start"},
+      {{"-cp"}, 2, "\"-cp\" (word 1) needs a value"},
+      {{"-m", "a.b"}, 2, "leaves the class to the module: give both, -m a.b/CLASS"},
+      {{}, 2, "names no start class"},
+  };
+  for (const Row& row : rows) {
+    const Outcome outcome = importJava(row.words);
+    EXPECT_TRUE(outcome.status == row.status && outcome.has(row.message)) << outcome.out;
+    EXPECT_EQ(fs::exists(sandbox_.path("app.kvf")), row.status != 2) << row.message;
+  }
+  EXPECT_TRUE(import({"--", "./script"}).has("\"./script\" is not java"));
+  EXPECT_TRUE(import({}).has("give one of -- java ..., --pid NUMBER and --unit NAME"));
+  EXPECT_TRUE(import({"--pid", "999999999"}).has("there is no process 999999999"));
+}
+
+TEST_F(Import, SecretsMoveToAFileOfTheOwner) {
+  const Texts line = {"--write",
+                      "app.kvf",
+                      "--secrets",
+                      "own.kvf",
+                      "--",
+                      "PROBE=p%q",
+                      "API_TOKEN=tok%en1",
+                      "java",
+                      "-cp",
+                      "lib/probe.jar",
+                      "-Ddb.password=hidden1",
+                      "-Dprobe.value=jdbc:x?password=hidden2",
+                      "probe.Probe",
+                      "--password",
+                      "hidden3",
+                      "--token=hidden4"};
+  EXPECT_EQ(import(line).status, 0);
+  const std::string text = sandbox_.read("app.kvf");
+  EXPECT_EQ(text.find("hidden"), std::string::npos) << text;
+  EXPECT_EQ(text.find("tok%"), std::string::npos) << text;
+  EXPECT_EQ(fs::status(sandbox_.path("own.kvf")).permissions(), fs::perms(0600));
+  const Outcome outcome = wrapper();
+  EXPECT_TRUE(
+      outcome.has("arg[--password]\narg[hidden3]\narg[--token=hidden4]\n"
+                  "property[jdbc:x?password=hidden2]\nenv[p%q]"));
+  // Neither file is replaced, and neither is written alone.
+  fs::remove(sandbox_.path("own.kvf"));
+  EXPECT_TRUE(import(line).has("app.kvf: File exists"));
+  EXPECT_FALSE(fs::exists(sandbox_.path("own.kvf")));
+}
+
+TEST_F(Import, ARunningProcessAndAUnit) {
+  Start environment = start_;
+  environment.environment["ACME_HOME"] = "/opt/50%";
+  environment.environment["SHLVL"] = "1";
+  Child java = sandbox_.start(
+      {"java", "-cp", VELOX_LIFECYCLE_JAR, "lifecycle.Lifecycle", "wait", ""}, environment);
+  ASSERT_TRUE(java.prints("ready"));
+  const Outcome imported = import({"--pid", std::to_string(java.id())});
+  EXPECT_EQ(imported.status, 0) << imported.out;
+  for (const std::string text :
+       {"\njava.start.class=lifecycle.Lifecycle\n", "\napplication.args=wait \"\"\n",
+        "\nvelox.env.ACME_HOME=/opt/50\\\\\\\\%\n", " SHLVL\n", "\njava.library="}) {
+    EXPECT_TRUE(imported.has(text));
+  }
+  EXPECT_TRUE(imported.has("\napplication.start.dir=" + sandbox_.path()));
+  EXPECT_TRUE(import({"--pid", "self"}).status == 2);
+
+  sandbox_.write("acme.service", "[Service]\nEnvironment=PROBE=u LANG=C.UTF-8\nWorkingDirectory=" +
+                                     sandbox_.path() + "\nExecStart=" + javaProgram() +
+                                     " -cp lib/probe.jar \\\n  probe.Probe $PROBE '$$x'\n");
+  EXPECT_EQ(import({"--write", "app.kvf", "--unit", sandbox_.path("acme.service")}).status, 0);
+  EXPECT_NE(sandbox_.read("app.kvf").find("(acme.service:5)"), std::string::npos)
+      << sandbox_.read("app.kvf");
+  EXPECT_TRUE(wrapper().has("arg[u]\narg[$x]\nproperty[null]\nenv[u]\n"));
+}
+
+TEST(ArgumentFile, WordsAsJavaHasThem) {
+  struct Row {
+    std::string text;
+    Texts words;
+  };
+  const Row rows[] = {
+      {"a b\t\"c d\"'e'\ff", {"a", "b", "c de", "f"}},
+      {"a#b c\nd \"e\"#f\ng", {"d", "eg"}},
+      {"\"a\\\n \t b\\tc\\q\" \"d\ne\"", {"ab\tcq", "d", "e"}},
+      {"a\\n 'b", {"a\\n", "b"}},
+      {"x \"\" \"\"", {"x", ""}},
+      {"\"a\\", {}},
+  };
+  for (const Row& row : rows) {
+    Texts words;
+    for (const ArgumentFileWord& word : parseArgumentFile(row.text)) words.push_back(word.text);
+    EXPECT_EQ(words, row.words) << row.text;
+  }
+  EXPECT_EQ(splitOptionsVariable("-Dx='a \"b'\\c  \"\"\nd"), (Texts{"-Dx=a \"b\\c", "", "d"}));
+  EXPECT_FALSE(splitOptionsVariable("'a"));
+}
+
+}  // namespace
