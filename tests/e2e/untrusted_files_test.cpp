@@ -167,6 +167,7 @@ TEST_F(UntrustedFiles, AreNotRunWithRaisedPrivileges) {
   Texts raises = {"chmod u+s raised"};
 #ifndef __SANITIZE_ADDRESS__
   // Such a process may not read its own environment, so the leak check cannot be switched off.
+  raises.emplace_back("chown 1 raised && chmod u+s raised");
   raises.emplace_back("chmod u-s raised && chgrp 1 raised && chmod g+s raised");
 #endif
   if (sandbox_.run({"setcap", "-h"}, withTools).status == 0) {
