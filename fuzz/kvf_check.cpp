@@ -1,7 +1,8 @@
 // A hostile properties file, checked and explained: whatever it says and wherever it points, that
 // ends, findings point into the files that were read, and the process is left as it was, so that a
-// second check finds the same.
+// second check finds the same. A fix does away with what it mends, and all of them come to an end.
 
+#include <algorithm>
 #include <map>
 #include <set>
 
@@ -10,6 +11,7 @@
 
 #include "Fuzzing.h"
 #include "kvf/explain/Explanation.h"
+#include "kvf/fix/Fixes.h"
 #include "kvf/launch/Inspector.h"
 #include "kvf/rules/Check.h"
 #include "kvf/rules/Rule.h"
@@ -42,6 +44,30 @@ Texts listed(const std::vector<Finding>& findings) {
   return list;
 }
 
+bool holds(const std::vector<Finding>& findings, const Finding& wanted) {
+  return std::any_of(findings.begin(), findings.end(), [&](const Finding& finding) {
+    return finding.rule == wanted.rule && finding.at == wanted.at && finding.text == wanted.text;
+  });
+}
+
+/// Mends each finding by itself, and all of them.
+void mend(const std::string& file, const std::vector<Finding>& findings) {
+  for (const Finding& finding : findings) {
+    Fixes fixes;
+    if (!fixes.apply({&finding, 1})) continue;
+    const Inspection mended = inspectFile(file, {}, fixes.texts());
+    requireSame(finding.rule->id, false, holds(check({&mended, 1}, {}), finding));
+  }
+  Fixes fixes;
+  fixes.apply(findings);
+  bool ends = false;
+  for (int round = 0; round < 20 && !ends; ++round) {
+    const Inspection mended = inspectFile(file, {}, fixes.texts());
+    ends = !fixes.apply(check({&mended, 1}, {}));
+  }
+  requireSame("end of fixes", true, ends);
+}
+
 }  // namespace
 
 void fuzz(std::string_view input) {
@@ -57,6 +83,7 @@ void fuzz(std::string_view input) {
   requireSame("environment", before, environment());
   const Inspection second = inspectFile(file);
   requireSame("second check", listed(findings), listed(check({&second, 1}, {})));
+  mend(file, findings);
   inspection.forScript = true;
   check({&inspection, 1}, {});
 

@@ -89,7 +89,8 @@ SourceTexts::Source readSource(const std::string& name) {
 
 std::string placeOf(const std::string& name) {
   std::error_code error;
-  return fs::weakly_canonical(name, error).string();
+  const fs::path place = fs::weakly_canonical(name, error);
+  return error ? name : place.native();
 }
 
 }  // namespace

@@ -124,12 +124,16 @@ void trailingBlank(const Inspection& inspection, Report& report) {
     // A backslash in front of the blank says that it is meant.
     if (rawEnd == std::string_view::npos || raw[rawEnd] == '\\') continue;
     const Edit edit = text.replace(rawEnd + 1, raw.size(), "");
+    // The blanks stand in front of a continuation.
+    const bool isBefore = raw[rawEnd] == '\n';
+    // A tab from an escape, which is another rule's.
+    if (!isBefore && rawEnd + 1 == raw.size()) continue;
     report(
-        edit.at,
+        isBefore ? entry.at : edit.at,
         concat(
             {"the value ends with ", countOf(written.size() - end - 1, "blank"),
              R"(, kept as a part of it: remove what is not meant, or write "\ " for one that is)"}))
-        .fix = {edit};
+        .fix = isBefore ? std::vector<Edit>() : std::vector{edit};
   }
 }
 
@@ -144,9 +148,12 @@ void controlEscape(const Inspection& inspection, Report& report) {
 void notExported(const Inspection& inspection, Report& report) {
   for (const Entry& entry : inspection.run().entries) {
     if (entry.endedByLineEnd || entry.variable().empty()) continue;
-    report(entry.at, concat({"the last line has no line end, so that the variable is not ",
-                             "exported, only set as a property: end the line"}))
-        .fix = {EntryText(inspection, entry).insert(entry.rawEnd - entry.rawAt, "\n")};
+    const EntryText text(inspection, entry);
+    Finding& finding =
+        report(entry.at, concat({"the last line has no line end, so that the variable is not ",
+                                 "exported, only set as a property: end the line"}));
+    // A backslash would take it.
+    if (!text.raw().ends_with('\\')) finding.fix = {text.insert(text.raw().size(), "\n")};
   }
 }
 
@@ -185,10 +192,14 @@ bool looksContinued(std::string_view line) {
 std::vector<Edit> continuing(const SourceFile& file, int index,
                              const std::vector<std::size_t>& lines) {
   std::vector<Edit> edits;
-  for (const std::size_t line : lines) {
-    if (!looksContinued(file.line(line + 1))) return {};
-    const std::size_t lineFeed = file.lineStarts[line] - 1;
-    edits.push_back({file.stretch(index, lineFeed - 1, lineFeed), ""});
+  std::size_t next = 0;
+  for (std::size_t line : lines) {
+    // What is continued may go on in turn, by a line that is nothing by itself.
+    for (line = std::max(line, next); endsInLostContinuation(file, line); next = ++line) {
+      if (!looksContinued(file.line(line + 1))) return {};
+      const std::size_t lineFeed = file.lineStarts[line] - 1;
+      edits.push_back({file.stretch(index, lineFeed - 1, lineFeed), ""});
+    }
   }
   return edits;
 }
@@ -336,11 +347,12 @@ void continuedComment(const Inspection& inspection, Report& report) {
   forEachFile(inspection, [&](const SourceFile& file, std::size_t index) {
     for (std::size_t number = 1; number < file.lineStarts.size(); ++number) {
       const std::string_view line = file.line(number);
+      if (line.find('\0') != std::string_view::npos) return;
       const std::string_view comment = trimmed(line);
       if (!comment.starts_with('#') && !comment.starts_with('!')) continue;
       const std::string_view next = file.line(number + 1);
       const std::string both = concat({line, "\n", next, "\n"});
-      const bool hides = isEntry(concat({next, "\n"})) && !isEntry(both);
+      const bool hides = line.ends_with('\\') && isEntry(concat({next, "\n"})) && !isEntry(both);
       if (!hides || !looksLikeEntry(next, "=:") || looksLikeEntry(comment.substr(1), "=")) continue;
       const Position at = {static_cast<int>(index), number};
       if (continuations.contains({at.file, at.line})) continue;

@@ -78,8 +78,8 @@ std::vector<Edit> withSingleBlanks(const EntryText& text) {
     const bool isContinuation = c == '\\' && i + 1 < raw.size() && raw[i + 1] == '\n';
     if (isContinuation) {
       ++i;
-    } else if (c == '\\') {
-      return {};  // What it stands for is meant.
+    } else if (c == '\\' || (c == '\t' && inQuotes)) {
+      return {};  // Who knows what is meant.
     } else if ((c == ' ' || c == '\t') && !inQuotes) {
       run.push_back(i);
     } else {
@@ -93,7 +93,7 @@ std::vector<Edit> withSingleBlanks(const EntryText& text) {
     }
   }
   for (const std::size_t blank : run) edits.push_back(text.replace(blank, blank + 1, ""));
-  return edits;
+  return inQuotes ? std::vector<Edit>() : edits;
 }
 
 void optionBlank(const Inspection& inspection, Report& report) {

@@ -161,6 +161,7 @@ bool hasNoOtherReference(std::string_view raw) {
 /// True for text that nobody would take for a name: "100% of all, 50%".
 bool isPlainText(std::string_view between) {
   constexpr std::string_view blanks = " \t";
+  if (between.empty()) return false;
   return blanks.find(between.front()) != std::string_view::npos ||
          blanks.find(between.back()) != std::string_view::npos;
 }
@@ -209,6 +210,8 @@ void openReferenceRule(const Inspection& inspection, Report& report) {
     if (at == std::string::npos || isEscaped) continue;
     const EntryText text(inspection, entry);
     const std::string open = "%" + name;
+    // Of one that is closed the value has brought another.
+    if (entry.written.substr(at + open.size()).starts_with('%')) continue;
     Finding& finding = report(
         text.placeOf(open),
         concat({"the reference ", open, " is not closed and stays as it is: write ", open, "%"}));
