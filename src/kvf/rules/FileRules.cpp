@@ -352,7 +352,8 @@ void continuedComment(const Inspection& inspection, Report& report) {
       if (!comment.starts_with('#') && !comment.starts_with('!')) continue;
       const std::string_view next = file.line(number + 1);
       const std::string both = concat({line, "\n", next, "\n"});
-      const bool hides = line.ends_with('\\') && isEntry(concat({next, "\n"})) && !isEntry(both);
+      const bool takesLineEnd = line.ends_with('\\') && !endsInLostContinuation(file, number);
+      const bool hides = takesLineEnd && isEntry(concat({next, "\n"})) && !isEntry(both);
       if (!hides || !looksLikeEntry(next, "=:") || looksLikeEntry(comment.substr(1), "=")) continue;
       const Position at = {static_cast<int>(index), number};
       if (continuations.contains({at.file, at.line})) continue;
