@@ -126,6 +126,7 @@ TEST_F(New, ARuntimeComesAlongWithItsLinks) {
   jar("probe.jar", "Main-Class: probe.Probe\n");
   const Outcome outcome = kvfNew({"made", "--jar", "probe.jar", "--jre", "jre"});
   EXPECT_EQ(outcome.status, 0) << outcome.out;
+  EXPECT_TRUE(outcome.has("and none could be made: it has no bin/java"));
   EXPECT_TRUE(outcome.has("links of the runtime lead out of it and stay links, such as runtime/"));
   fs::rename(sandbox_.path("made"), sandbox_.path("moved"));
   fs::remove_all(jre);
@@ -136,6 +137,28 @@ TEST_F(New, ARuntimeComesAlongWithItsLinks) {
       kvfNew({"moved", "--jar", "moved/lib/probe.jar", "--jre", "moved/runtime", "--force"}).status,
       0);
   EXPECT_TRUE(fs::is_regular_file(sandbox_.path("moved/runtime/lib/server/libjvm.so")));
+}
+
+TEST_F(New, ARuntimeGetsAnArchiveOfItsClasses) {
+  jar("probe.jar", "Main-Class: probe.Probe\n");
+  sandbox_.write("jre/lib/server/libjvm.so", "");
+  sandbox_.write("jre/release", "JAVA_VERSION=\"17.0.1\"\n");
+  const auto made = [&](const std::string& java) {
+    sandbox_.write("jre/bin/java", "#!/bin/sh\n" + java, true);
+    fs::remove_all(sandbox_.path("made"));
+    return kvfNew({"made", "--jar", "probe.jar", "--jre", "jre"});
+  };
+  const std::string archive = "made/runtime/lib/server/classes.jsa";
+  EXPECT_TRUE(
+      made("echo 'no room'; echo half >classes.jsa; exit 1").has("none could be made: no room"));
+  EXPECT_FALSE(fs::exists(sandbox_.path(archive)));
+  EXPECT_TRUE(made("umask 77; case $* in *G1*) exit 1; esac; echo \"$*\" >classes.jsa")
+                  .has("has been given a class-data archive"));
+  EXPECT_EQ(sandbox_.read(archive), "-Xshare:dump -Xmx128m -XX:+UseSerialGC\n");
+  EXPECT_EQ(fs::status(sandbox_.path(archive)).permissions(), fs::perms(0644));
+  sandbox_.write("jre/lib/server/classes.jsa", "its own");
+  EXPECT_FALSE(made("exit 1").has("class-data"));
+  EXPECT_EQ(sandbox_.read(archive), "its own");
 }
 
 TEST_F(New, ForceLosesNeitherInputsNorEdits) {

@@ -36,6 +36,11 @@ class FolderUpdate {
   std::vector<std::filesystem::path> copyTree(const std::filesystem::path& source,
                                               const std::filesystem::path& part);
 
+  /// Where a part is until install(), for what completes it there.
+  [[nodiscard]] std::filesystem::path inTheMaking(const std::filesystem::path& part) const {
+    return parts() / part;
+  }
+
   /// Moves the parts to their places. A file takes over owner, mode and attributes of the one that
   /// it replaces. Returns where former texts are kept, and what else stood in the place of a part
   /// without being of its kind, such as a link.

@@ -13,6 +13,7 @@
 #include "kvf/package/ApplicationTexts.h"
 #include "kvf/package/ArchiveCollection.h"
 #include "kvf/package/FolderUpdate.h"
+#include "kvf/package/RuntimeArchive.h"
 #include "kvf/process/Files.h"
 #include "kvf/text/Text.h"
 
@@ -145,6 +146,18 @@ std::string noteOnLinks(const std::vector<fs::path>& leadingOut) {
          (fs::path("runtime") / leadingOut.front()).string();
 }
 
+void noteOnClassData(const RuntimeArchiveEnd& end, std::vector<std::string>& notes) {
+  if (end.result == RuntimeArchive::made)
+    notes.push_back(
+        "the runtime has been given a class-data archive of its own classes, so that it "
+        "starts sooner");
+  if (end.result == RuntimeArchive::impossible)
+    notes.push_back(
+        concat({"the runtime has no class-data archive of its own classes, so it starts later, and "
+                "none could be made: ",
+                end.reason}));
+}
+
 void makeFolder(const NewApplicationRequest& request, const ArchiveCollection& archives,
                 const ApplicationFolder& folder, std::vector<std::string>& notes) {
   constexpr unsigned forAll = 0644;
@@ -160,6 +173,7 @@ void makeFolder(const NewApplicationRequest& request, const ArchiveCollection& a
   if (!request.runtime.empty()) {
     const std::vector<fs::path> leadingOut = update.copyTree(request.runtime, "runtime");
     if (!leadingOut.empty()) notes.push_back(noteOnLinks(leadingOut));
+    noteOnClassData(completeClassData(jvmAt(update.inTheMaking("runtime")).value()), notes);
   }
   for (const fs::path& kept : update.install())
     notes.push_back("what was there is kept as " + kept.string());

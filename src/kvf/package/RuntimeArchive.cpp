@@ -1,0 +1,54 @@
+#include "kvf/package/RuntimeArchive.h"
+
+#include <filesystem>
+#include <sstream>
+#include <system_error>
+
+#include "kvf/process/ProgramRun.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::chrono::seconds timeToMake(120);
+
+/// Objects of the heap come into the archive by this collector alone, which a JVM does not choose
+/// on a small machine. Not every JVM has it.
+constexpr const char* collectors[] = {"-XX:+UseG1GC", "-XX:+UseSerialGC"};
+
+std::string lastLine(const std::string& output) {
+  std::istringstream lines(output);
+  std::string last;
+  for (std::string line; std::getline(lines, line);)
+    if (!line.empty()) last = line;
+  return last;
+}
+
+}  // namespace
+
+RuntimeArchiveEnd completeClassData(const Jvm& runtime) {
+  const fs::path archive = runtime.library.parent_path() / "classes.jsa";
+  std::error_code error;
+  if (fs::exists(archive, error)) return {};
+  RuntimeArchiveEnd end = {RuntimeArchive::impossible, "it has no bin/java"};
+  if (runtime.java.empty()) return end;
+  for (const char* collector : collectors) {
+    const ProgramEnd run = runProgram({
+        .arguments = {runtime.java, "-Xshare:dump", "-Xmx128m", collector},
+        // They are for what starts in this environment, not for what the folder starts elsewhere.
+        .environment = {{"JDK_JAVA_OPTIONS", ""}, {"JAVA_TOOL_OPTIONS", ""}, {"_JAVA_OPTIONS", ""}},
+        .directory = archive.parent_path(),
+        .output = ProgramRun::Output::taken,
+        .limit = timeToMake,
+    });
+    if (run.error == 0 && run.status == 0 && fs::exists(archive, error)) {
+      constexpr auto readable = fs::perms::owner_read | fs::perms::owner_write |
+                                fs::perms::group_read | fs::perms::others_read;
+      fs::permissions(archive, readable, error);
+      return {RuntimeArchive::made, {}};
+    }
+    fs::remove(archive, error);
+    end.reason = run.error != 0 ? std::generic_category().message(run.error) : lastLine(run.output);
+  }
+  return end;
+}

@@ -1,0 +1,23 @@
+#ifndef VELOX_KVF_PACKAGE_RUNTIMEARCHIVE_H
+#define VELOX_KVF_PACKAGE_RUNTIMEARCHIVE_H
+
+#include <string>
+
+#include "kvf/jvm/JvmSearch.h"
+
+enum class RuntimeArchive {
+  there,  ///< the runtime came with one
+  made,   ///< by its own java, which took a second or two
+  impossible,
+};
+
+struct RuntimeArchiveEnd {
+  RuntimeArchive result = RuntimeArchive::there;
+  std::string reason;  ///< why it is impossible, in a line
+};
+
+/// Gives a runtime that lacks it the class-data archive of its own classes, beside the JVM's
+/// library: one by jlink has none, and takes twice as long to start. Throws Interruption.
+RuntimeArchiveEnd completeClassData(const Jvm& runtime);
+
+#endif
