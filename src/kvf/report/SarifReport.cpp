@@ -53,16 +53,23 @@ Json regionOf(const Place& place) {
           {"endColumn", place.endColumn}};
 }
 
+Json wholeFile(const SourceFile& file) {
+  const std::size_t lines = file.lineStarts.size() - (file.text.ends_with('\n') ? 1 : 0);
+  return {{"startLine", 1}, {"endLine", std::max<std::size_t>(lines, 1)}};
+}
+
 Json locationOf(const Finding& finding, const fs::path& root) {
   if (finding.at.file == Position::commandLine) {
     const std::string name = concat({"command line:", std::to_string(finding.line())});
     return {
         {"logicalLocations", Json::array({{{"fullyQualifiedName", name}, {"kind", "parameter"}}})}};
   }
-  Json physical = {{"artifactLocation", artifactOf(finding, root)}};
-  const Place place = placeOf(*finding.inspection, finding.at);
-  if (place.hasColumns()) physical["region"] = regionOf(place);
-  return {{"physicalLocation", std::move(physical)}};
+  const Inspection& inspection = *finding.inspection;
+  const Place place = placeOf(inspection, finding.at);
+  return {{"physicalLocation",
+           {{"artifactLocation", artifactOf(finding, root)},
+            {"region",
+             place.hasColumns() ? regionOf(place) : wholeFile(inspection.fileOf(finding.at))}}}};
 }
 
 Json fixOf(const Finding& finding, const fs::path& root) {
