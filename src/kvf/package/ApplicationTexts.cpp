@@ -163,10 +163,13 @@ std::string optionsEntries(const ApplicationFolder& folder) {
   const std::string variable = variableOf(folder.name, forOptions);
   std::string line;
   for (const std::string& option : folder.options) line += option + " ";
-  return "# Options of the JVM, with one blank between them, and those that the environment gives, "
-         "such as\n# the unit's.\n" +
-         variable + "=\njava.extended.properties=" + spelledInPropertiesFile(line) + "%" +
-         variable + "%\n";
+  // Between two options an empty variable would leave two blanks.
+  return "# Options of the JVM, with one blank between them. The environment, as the unit does, "
+         "may\n"
+         "# replace " +
+         variable + ", by at least one option.\n" + variable +
+         "=-XX:+ExitOnOutOfMemoryError\njava.extended.properties=" + spelledInPropertiesFile(line) +
+         "%" + variable + "%\n";
 }
 
 std::string jvmEntries(const ApplicationFolder& folder) {
