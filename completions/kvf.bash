@@ -37,7 +37,7 @@ _kvf() {
   case $before in
     --disable) mapfile -t COMPREPLY < <(compgen -W "$(kvf rules 2>/dev/null | awk '{print $1}')" -- "$word"); return ;;
     --format) mapfile -t COMPREPLY < <(compgen -W 'text gcc json sarif github gitlab checkstyle' -- "$word"); return ;;
-    --java) mapfile -t COMPREPLY < <(compgen -W "$(seq 8 26)" -- "$word"); return ;;
+    --java) [ "$command" = check ] || return; mapfile -t COMPREPLY < <(compgen -W "$(seq 8 26)" -- "$word"); return ;;
     --key) mapfile -t COMPREPLY < <(compgen -W "$(kvf keys 2>/dev/null)" -- "$word"); return ;;
     --severity) mapfile -t COMPREPLY < <(compgen -W 'error warning' -- "$word"); return ;;
     --color) mapfile -t COMPREPLY < <(compgen -W 'auto always never' -- "$word"); return ;;
@@ -53,10 +53,10 @@ _kvf() {
   case $command in
     check) options='--severity --stdin-name --memory --color --format --root --fix --diff --java --json --jvm --script --disable' ;;
     explain) options='--json --key --show-secrets' ;;
-    jvm) options='--json --line' ;;
+    jvm) options='--json --line --write' ;;
     rules) options=--json ;;
     import) options='--pid --unit --write --secrets' ;;
-    new) options='--jar --lib --name --main --jre --wrapper --force' ;;
+    new) options='--jar --lib --name --main --java --jre --pid --unit --wrapper --force' ;;
     cds) options='--run-for --write --wrapper' ;;
     ready) options='--pid --tcp --unix --timeout' ;;
   esac

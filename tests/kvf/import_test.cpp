@@ -65,7 +65,7 @@ TEST(ImportedFile, EveryTextComesBackFromTheLauncher) {
     for (const std::string& argument : arguments) line.arguments.push_back({argument, "w"});
 
     const ImportedFile imported =
-        importedFile(start, line, {round % 2 == 0 ? "/secrets.kvf" : "", ""});
+        importedFile(start, line, {round % 2 == 0 ? "/secrets.kvf" : "", "", ""});
     if (!imported.losses.empty()) continue;
     ++carried;
     GivenTexts given = {{"/app.kvf", imported.text}};
@@ -209,7 +209,7 @@ TEST_F(Import, SaysWhatCannotBeCarriedAndWhatIsNoStart) {
     EXPECT_EQ(fs::exists(sandbox_.path("app.kvf")), row.status != 2) << row.message;
   }
   EXPECT_TRUE(import({"--", "./script"}).has("\"./script\" is not java"));
-  EXPECT_TRUE(import({}).has("give one of -- java ..., --pid NUMBER and --unit NAME"));
+  EXPECT_TRUE(import({}).has("give one of -- java ..., --pid NUMBER and --unit UNIT"));
   EXPECT_TRUE(import({"--pid", "999999999"}).has("there is no process 999999999"));
 }
 

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "kvf/ZipFile.h"
+#include "kvf/jvm/JvmChoice.h"
 #include "kvf/jvm/JvmSearch.h"
 #include "kvf/text/Text.h"
 #include "support/Sandbox.h"
@@ -75,8 +76,38 @@ TEST(JvmSearch, NewestFirst) {
   std::string found;
   for (const Jvm& jvm : jvms) found += jvm.home.filename();
   EXPECT_EQ(found, "bdace");
-  EXPECT_EQ(newestJvm(jvms, 17)->version, "17.0.10");
-  EXPECT_EQ(newestJvm(jvms, 18), nullptr);
+}
+
+TEST(JvmChoice, JavaHomeThenThePathThenTheNewest) {
+  Homes homes;
+  const std::string old = homes.add("jvm/java-11", "11.0.2");
+  const std::string middle = homes.add("jvm/java-17", "17.0.9");
+  const std::string newest = homes.add("jvm/java-25", "25");
+  const std::string standard = homes.link("jvm/default", "java-17");
+  struct Row {
+    std::string home, path, releases, chosen;
+  };
+  const Row rows[] = {
+      {"", "", "", newest},
+      {"", "/nowhere:" + middle + "/bin:" + old + "/bin", "", standard},
+      {old, middle + "/bin", "", old},
+      {old, middle + "/bin", "17..", standard},
+      {old, "", "12..", newest},
+      {old, "", "12..24", standard},
+      // The default may be another one tomorrow.
+      {"", "", "17", middle},
+      {"", "", "..16", old},
+      {"", "", "18..21", ""},
+  };
+  for (const Row& row : rows) {
+    const JvmPlaces places = {
+        .javaHome = row.home, .path = row.path, .folders = {homes.sandbox.path("jvm")}};
+    const auto releases = row.releases.empty() ? JavaReleases() : JavaReleases::of(row.releases);
+    const auto jvm = chosenJvm(places, findJvms(places), releases.value());
+    EXPECT_EQ(jvm ? jvm->home.native() : "", row.chosen) << row.path << " " << row.releases;
+  }
+  for (const char* text : {"", "..", "x", "17.", "17...25", "25..17", "-1", "17x"})
+    EXPECT_FALSE(JavaReleases::of(text)) << text;
 }
 
 TEST(JvmSearch, TheJvmOfALibrary) {
@@ -127,12 +158,22 @@ TEST(JvmCommand, Lines) {
   EXPECT_EQ(homes.sandbox.run({VELOX_KVF, "jvm", "--line", "99"}, start), (Outcome{0, line}));
   EXPECT_EQ(homes.sandbox.run({VELOX_KVF, "jvm", "--line", "100"}, start).status, 1);
   EXPECT_TRUE(homes.sandbox.run({VELOX_KVF, "jvm", "--line", "100"}, start)
-                  .has("no JVM of Java 100 or newer found; the newest is 99.1 in " + home));
+                  .has("no JVM of Java 100 found; the newest is 99.1 in " + home));
   EXPECT_TRUE(homes.sandbox.run({VELOX_KVF, "jvm", "--json"}, start).has("\"version\": \"99.1\""));
   EXPECT_TRUE(
       homes.sandbox.run({VELOX_KVF, "jvm", "--line", "--json"}, start).out.starts_with("{"));
   EXPECT_TRUE(homes.sandbox.run({VELOX_KVF, "jvm"}, start)
                   .out.starts_with("99.1  Acme  (found by JAVA_HOME)\n    " + line));
+  const Texts write = {VELOX_KVF, "jvm", "--write", homes.sandbox.path("jvm.kvf")};
+  for (const char* former : {"", "other\n"}) {
+    if (*former != '\0') homes.sandbox.write("jvm.kvf", former);
+    EXPECT_EQ(homes.sandbox.run(write, start), (Outcome{0, ""}));
+    EXPECT_EQ(homes.sandbox.read("jvm.kvf"), line);
+  }
+  Texts without = write;
+  without.insert(without.end(), {"--line", "100.."});
+  EXPECT_EQ(homes.sandbox.run(without, start).status, 1);
+  EXPECT_EQ(homes.sandbox.read("jvm.kvf"), line);
   fs::remove(home + "/release");
   EXPECT_TRUE(homes.sandbox.run({VELOX_KVF, "jvm"}, start)
                   .has("unknown version  (found by JAVA_HOME)\n    " + line));

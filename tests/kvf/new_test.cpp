@@ -200,6 +200,11 @@ TEST_F(New, ForceLosesNeitherInputsNorEdits) {
 TEST_F(New, WhatCannotBeMadeLeavesNothingBehind) {
   jar("probe.jar", "Main-Class: probe.Probe\n");
   jar("none.jar", "Manifest-Version: 1.0\n");
+  jar("empty.jar", "Manifest-Version: 1.0\n", false);
+  const std::string probe = Archive(VELOX_PROBE_JAR).read("probe/Probe.class").value();
+  writeArchive(
+      sandbox_, "two.jar",
+      {{"b/C.class", probe}, {"b/B.class", probe}, {"META-INF/versions/9/D.class", probe}});
   jar("wrong.jar", "Main-Class: probe.Prob\n");
   jar("wrapper.jar", "Main-Class: probe.Probe\n");
   sandbox_.write("text.jar", "text");
@@ -216,7 +221,15 @@ TEST_F(New, WhatCannotBeMadeLeavesNothingBehind) {
   const Case cases[] = {
       {{"new", "--jar", "missing.jar"}, "missing.jar is no archive that can be read"},
       {{"new", "--jar", "text.jar"}, "text.jar is no archive that can be read"},
-      {{"new", "--jar", "none.jar"}, "none.jar names no start class in its manifest; give --main"},
+      {{"new", "--jar", "none.jar", "--jar", "empty.jar", "--jar", "two.jar"},
+       "none.jar, empty.jar, two.jar name no start class in their manifests, and 3 classes have a "
+       "main method: probe.Probe, b.B, b.C; choose one with --main"},
+      {{"new", "--jar", "empty.jar"},
+       "manifest, and no class there has a main method; give --main"},
+      {{"new", "--jar", "probe.jar", "--java", "7"}, "no JVM of Java "},
+      {{"new", "--jar", "probe.jar", "--java", "x"},
+       "\"x\" is no release of Java, as 17 and 17..25"},
+      {{"new"}, "give one of --jar FILE, -- java ..., --pid NUMBER and --unit UNIT"},
       {{"new", "--jar", "wrong.jar"}, "the start class probe.Prob is in none of the archives"},
       {{"new", "--jar", "wrapper.jar"}, "\"wrapper\" cannot be the name"},
       {{"new", "--jar", "probe.jar", "--jre", "there"}, "there is no JVM in there"},
@@ -242,6 +255,29 @@ TEST_F(New, WhatCannotBeMadeLeavesNothingBehind) {
   EXPECT_EQ(kvfNew({"there", "--jar", "probe.jar", "--force"}).status, 0);
   EXPECT_EQ(kvfNew({"there", "--jar", "probe.jar", "--force"}).status, 0);
   EXPECT_EQ(sandbox_.read("there/file"), "mine");
+}
+
+TEST_F(New, SeveralJarsAndTheOnlyClassWithAMain) {
+  jar("a.jar", "Manifest-Version: 1.0\n", false);
+  jar("b-2.jar", "Manifest-Version: 1.0\n");
+  const Outcome outcome = kvfNew({"made", "--jar", "a.jar", "--jar", "b-2.jar"});
+  EXPECT_TRUE(outcome.status == 0 && outcome.has("probe.Probe is started, the only class with a "
+                                                 "main method"));
+  EXPECT_TRUE(sandbox_.run({"made/bin/a"}, withJvm)
+                  .has("path[" + sandbox_.path("made/lib/a.jar") + ":" +
+                       sandbox_.path("made/lib/b-2.jar") + "]"));
+}
+
+TEST_F(New, AFolderOfWhatJavaStarts) {
+  const Outcome outcome =
+      kvfNew({"made", "--name", "acme", "--", "PROBE=x y", javaProgram(), "-cp", VELOX_PROBE_JAR,
+              "-Dprobe.value=5%", "-Ddb.password=hidden1", "probe.Probe", "--first", "a b"});
+  EXPECT_TRUE(outcome.status == 0 && outcome.has("passwords and the like are in acme.secrets.kvf"));
+  EXPECT_TRUE(sandbox_.run({"made/bin/acme", "--more", ""}, withJvm)
+                  .out.starts_with("arg[--first]\narg[a b]\narg[--more]\narg[]\n"
+                                   "property[5%]\nenv[x y]\npath[" VELOX_PROBE_JAR "]"));
+  EXPECT_EQ(fs::status(sandbox_.path("made/acme.secrets.kvf")).permissions(), fs::perms(0600));
+  EXPECT_EQ(sandbox_.run({VELOX_KVF, "check", "made"}, withJvm), (Outcome{0, ""}));
 }
 
 TEST_F(New, MoreArchivesThanOneValueMayReferTo) {
@@ -297,7 +333,7 @@ TEST(ApplicationTexts, AJvmOfTheMachineStaysWhereItIsAndAShippedOneMoves) {
   folder.name = "a-b";
   folder.release = 17;
   folder.jvmLibrary = "/opt/50% j/libjvm.so";
-  EXPECT_NE(propertiesFile(folder).find("`kvf jvm --line 17`"), std::string::npos);
+  EXPECT_NE(propertiesFile(folder).find("`kvf jvm --line 17..`"), std::string::npos);
   EXPECT_NE(propertiesFile(folder).find("\njava.library=/opt/50\\\\% j/libjvm.so\n"),
             std::string::npos);
   folder.jvmLibrary = "runtime/libjvm.so";

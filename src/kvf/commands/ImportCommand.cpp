@@ -1,10 +1,10 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "kvf/commands/Output.h"
+#include "kvf/commands/StartSources.h"
 #include "kvf/commands/Subcommand.h"
 #include "kvf/import/ImportError.h"
 #include "kvf/import/ImportedFile.h"
@@ -19,26 +19,13 @@ namespace fs = std::filesystem;
 namespace {
 
 struct ImportQuestion {
-  std::optional<int> process;
-  std::string unit;
+  StartSources sources;
   fs::path file;     ///< to write; empty: standard output
   fs::path secrets;  ///< the same for the secrets; empty: they stay
 };
 
 constexpr unsigned forOwner = 0600;
 constexpr unsigned forAll = 0644;
-
-JavaStart startOf(const ImportQuestion& question, const LauncherArguments& commandLine) {
-  const int sources =
-      (question.process ? 1 : 0) + (question.unit.empty() ? 0 : 1) + (commandLine.empty() ? 0 : 1);
-  if (sources != 1) {
-    throw ImportError(
-        "give one of -- java ..., --pid NUMBER and --unit NAME; see kvf import --help");
-  }
-  if (question.process) return startOfProcess(*question.process);
-  if (!question.unit.empty()) return startOfUnit(question.unit);
-  return typedStart(commandLine);
-}
 
 /// The file of the secrets as the other one names it, which may be moved together with it.
 std::string includeOf(const ImportQuestion& question) {
@@ -66,9 +53,13 @@ void write(const ImportQuestion& question, const ImportedFile& imported) {
 int import(const ImportQuestion& question, const LauncherArguments& commandLine) {
   const InterruptionWatch interruptions;
   try {
-    const JavaStart start = startOf(question, commandLine);
+    if (question.sources.count(commandLine) != 1) {
+      return complain(
+          "give one of -- java ..., --pid NUMBER and --unit UNIT; see kvf import --help");
+    }
+    const JavaStart start = question.sources.start(commandLine);
     const ImportedFile imported =
-        importedFile(start, readJavaCommandLine(start), {includeOf(question), ""});
+        importedFile(start, readJavaCommandLine(start), {includeOf(question), "", ""});
     write(question, imported);
     if (question.file.empty()) {
       if (const ExitStatus status = print(imported.text); status != success) return status;
@@ -89,9 +80,7 @@ int import(const ImportQuestion& question, const LauncherArguments& commandLine)
 
 RunSubcommand declareImport(CLI::App& command) {
   const auto question = std::make_shared<ImportQuestion>();
-  command.add_option("--pid", question->process, "A process that runs java")->type_name("NUMBER");
-  command.add_option("--unit", question->unit, "A systemd unit that starts java")
-      ->type_name("UNIT");
+  question->sources.declare(command);
   command.add_option("--write", question->file, "Write this new file")->type_name("FILE");
   command.add_option("--secrets", question->secrets, "Put passwords into this new file, mode 0600")
       ->type_name("FILE");

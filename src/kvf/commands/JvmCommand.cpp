@@ -1,18 +1,24 @@
 #include <CLI/CLI.hpp>
+#include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
 
 #include "kvf/commands/Output.h"
 #include "kvf/commands/Subcommand.h"
+#include "kvf/jvm/JvmChoice.h"
 #include "kvf/jvm/JvmSearch.h"
+#include "kvf/process/Files.h"
+#include "kvf/process/Interruption.h"
+#include "kvf/process/TemporaryFolder.h"
 #include "kvf/text/Text.h"
 
 namespace {
 
 struct JvmQuestion {
   bool line = false;
-  unsigned minRelease = 0;
+  std::string releases;
+  std::filesystem::path file;  ///< to write the line to; empty: standard output
   bool json = false;
 };
 
@@ -52,9 +58,8 @@ std::string asText(const Jvm& jvm) {
 }
 
 /// Says why no JVM suits.
-int refuse(const std::vector<Jvm>& jvms, unsigned minRelease) {
-  const std::string wanted =
-      minRelease > 0 ? concat({" of Java ", std::to_string(minRelease), " or newer"}) : "";
+int refuse(const std::vector<Jvm>& jvms, const JavaReleases& releases) {
+  const std::string wanted = releases.description();
   if (jvms.empty()) {
     complain(concat({"no JVM", wanted, " found; install one, or name its folder with JAVA_HOME"}));
   } else {
@@ -66,22 +71,49 @@ int refuse(const std::vector<Jvm>& jvms, unsigned minRelease) {
   return negative;
 }
 
-int printNewest(const std::vector<Jvm>& jvms, const JvmQuestion& question) {
-  const Jvm* newest = newestJvm(jvms, question.minRelease);
-  if (newest == nullptr) return refuse(jvms, question.minRelease);
-  return question.json ? printJson(asJson(*newest)) : print(libraryLine(*newest));
+/// Puts the text into the file, which is then whole, or stays as it was.
+void put(const std::string& text, const std::filesystem::path& file) {
+  constexpr unsigned forAll = 0644;
+  if (std::filesystem::exists(std::filesystem::symlink_status(file))) {
+    const FileReplacement replacement(file);
+    if (replacement.text() != text) replacement.replace(text);
+    return;
+  }
+  const TemporaryFolder beside(std::filesystem::absolute(file).parent_path(), ".kvf-");
+  writeNewFile(beside.path() / "line", text, forAll);
+  moveToFreeName(beside.path() / "line", file);
+}
+
+int nameOne(const std::vector<Jvm>& jvms, const JvmPlaces& places, const JvmQuestion& question) {
+  JavaReleases releases;
+  if (!question.releases.empty()) {
+    const auto given = JavaReleases::of(question.releases);
+    if (!given)
+      return complain(
+          concat({shown(question.releases), " is no release of Java, as 17 and 17..25"}));
+    releases = *given;
+  }
+  const std::optional<Jvm> jvm = chosenJvm(places, jvms, releases);
+  if (!jvm) return refuse(jvms, releases);
+  if (!question.file.empty()) {
+    const InterruptionWatch interruptions;
+    put(libraryLine(*jvm), question.file);
+    return success;
+  }
+  return question.json ? printJson(asJson(*jvm)) : print(libraryLine(*jvm));
 }
 
 int answer(const JvmQuestion& question) {
-  const std::vector<Jvm> jvms = findJvms(usualJvmPlaces());
-  if (question.line) return printNewest(jvms, question);
+  const JvmPlaces places = usualJvmPlaces();
+  const std::vector<Jvm> jvms = findJvms(places);
+  if (question.line || !question.file.empty()) return nameOne(jvms, places, question);
   if (question.json) {
     nlohmann::ordered_json list = nlohmann::ordered_json::array();
     for (const Jvm& jvm : jvms) list.push_back(asJson(jvm));
     const ExitStatus status = printJson({{"jvms", list}});
     return status == success && jvms.empty() ? negative : status;
   }
-  if (jvms.empty()) return refuse(jvms, 0);
+  if (jvms.empty()) return refuse(jvms, {});
   std::string text;
   for (const Jvm& jvm : jvms) text += asText(jvm);
   return print(text);
@@ -92,16 +124,18 @@ int answer(const JvmQuestion& question) {
 RunSubcommand declareJvm(CLI::App& command) {
   const auto question = std::make_shared<JvmQuestion>();
   command
-      .add_option_function<unsigned>(
+      .add_option_function<std::string>(
           "--line",
-          [question](unsigned release) {
+          [question](const std::string& releases) {
             question->line = true;
-            question->minRelease = release;
+            question->releases = releases;
           },
-          "Print the java.library line for the newest JVM of at least this release")
+          "Print the java.library line for a JVM of this release, as 17 or 17..25")
       ->type_name("RELEASE")
       ->expected(0, 1)
-      ->default_str("0");
+      ->default_str("");
+  command.add_option("--write", question->file, "Put the line into this file, whole or not at all")
+      ->type_name("FILE");
   command.add_flag("--json", question->json, "Print JSON");
   return [question](const LauncherArguments& /*arguments*/) { return answer(*question); };
 }

@@ -4,7 +4,9 @@
 #include <string>
 
 #include "kvf/commands/Output.h"
+#include "kvf/commands/StartSources.h"
 #include "kvf/commands/Subcommand.h"
+#include "kvf/import/ImportError.h"
 #include "kvf/package/NewApplication.h"
 #include "kvf/process/Interruption.h"
 #include "kvf/text/Text.h"
@@ -17,32 +19,63 @@ std::filesystem::path launcherBesideThis() {
   return std::filesystem::read_symlink("/proc/self/exe", error).parent_path() / "wrapper";
 }
 
-int make(const NewApplicationRequest& request) {
+struct NewQuestion {
+  NewApplicationRequest request;
+  StartSources sources;
+  std::string releases;
+};
+
+int make(NewQuestion& question, const LauncherArguments& commandLine) {
   const InterruptionWatch interruptions;
+  NewApplicationRequest& request = question.request;
+  NewApplication made;
   std::string text;
   try {
-    for (const std::string& note : makeApplication(request))
-      text += printable("note: " + note) + "\n";
+    if (question.sources.count(commandLine) + (request.jars.empty() ? 0 : 1) != 1) {
+      return complain(
+          "give one of --jar FILE, -- java ..., --pid NUMBER and --unit UNIT; see kvf new --help");
+    }
+    if (const auto releases = JavaReleases::of(question.releases)) {
+      request.releases = *releases;
+    } else if (!question.releases.empty()) {
+      return complain(
+          concat({shown(question.releases), " is no release of Java, as 17 and 17..25"}));
+    }
+    if (request.jars.empty()) {
+      const bool isOfJars = !request.startClass.empty() || !request.libraries.empty() ||
+                            !request.runtime.empty() || !question.releases.empty();
+      if (isOfJars) return complain("--lib, --main, --java and --jre belong to --jar");
+      request.start = question.sources.start(commandLine);
+    }
+    made = makeApplication(request);
+    for (const std::string& note : made.notes) text += printable("note: " + note) + "\n";
   } catch (const NewApplicationError& error) {
     return complain(error.what());
+  } catch (const ImportError& error) {
+    return complain(error.what());
   }
-  const std::string name = request.name.empty() ? nameForArchive(request.jar) : request.name;
+  const std::string& name = made.name;
   text += concat({"made ", printable(request.directory.native()), ":\n  bin/", name,
                   "  starts the application, from anywhere\n  ", name,
                   ".kvf  says what it is started with\n  ", name,
                   ".service  is a systemd unit, with ", name, ".tmpfiles.conf\n"});
-  return print(text);
+  const ExitStatus status = print(text);
+  return status == success && !made.isComplete ? negative : status;
 }
 
 }  // namespace
 
 RunSubcommand declareNew(CLI::App& command) {
-  const auto request = std::make_shared<NewApplicationRequest>();
+  const auto question = std::make_shared<NewQuestion>();
+  NewApplicationRequest* const request = &question->request;
   request->launcher = launcherBesideThis();
   command.add_option("DIR", request->directory, "The folder to make")->required();
-  command.add_option("--jar", request->jar, "The application's archive")
-      ->required()
-      ->type_name("FILE");
+  command
+      .add_option("--jar", request->jars,
+                  "The application's archive; several in the order of the class path")
+      ->type_name("FILE")
+      ->allow_extra_args(false);
+  question->sources.declare(command);
   command.add_option("--lib", request->libraries, "A folder of more archives")
       ->type_name("DIR")
       ->check(CLI::ExistingDirectory);
@@ -52,7 +85,9 @@ RunSubcommand declareNew(CLI::App& command) {
   command.add_option("--jre", request->runtime, "A Java runtime to ship, such as one by jlink")
       ->type_name("DIR")
       ->check(CLI::ExistingDirectory);
+  command.add_option("--java", question->releases, "The release of Java, as 17 or 17..25")
+      ->type_name("RELEASE");
   command.add_option("--wrapper", request->launcher, "The launcher to copy")->type_name("FILE");
   command.add_flag("--force", request->force, "Write into a folder that is there already");
-  return [request](const LauncherArguments& /*arguments*/) { return make(*request); };
+  return [question](const LauncherArguments& arguments) { return make(*question, arguments); };
 }

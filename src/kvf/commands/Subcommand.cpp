@@ -21,7 +21,11 @@ constexpr Subcommand table[] = {
      .footer = "-- java ... is that command line.\n"
                "Exit status: 0 all of it is carried, 1 not all, 2 no file could be made.",
      .declare = declareImport},
-    {.name = "new", .summary = "Makes a folder to ship from a jar.", .declare = declareNew},
+    {.name = "new",
+     .summary = "Makes a folder to ship from a jar, or from what java starts.",
+     .footer = "-- java ... is a command line of java, as for kvf import.\n"
+               "Exit status: 0 made, 1 made but not all of the start is carried, 2 not made.",
+     .declare = declareNew},
     {.name = "cds",
      .summary = "Runs an application once to write the archive that makes it start sooner.",
      .footer =

@@ -348,9 +348,16 @@ void Writer::writeOptions() {
     const std::string spelled = withoutSecrets(*word, false);
     line += line.empty() ? spelled : " " + spelled;
   }
-  if (line.empty()) return;
-  section("Options of the JVM, with one blank between them:");
+  const std::string& variable = request_.optionsVariable;
+  if (line.empty() && variable.empty()) return;
+  section(variable.empty() ? "Options of the JVM, with one blank between them:"
+                           : "Options of the JVM, with one blank between them, and those that the "
+                             "environment gives:");
   text_ += comments;
+  if (!variable.empty()) {
+    text_ += concat({variable, "=\n"});
+    line += concat({line.empty() ? "" : " ", "%", variable, "%"});
+  }
   emit(text_, keys::extendedProperties, line);
 }
 

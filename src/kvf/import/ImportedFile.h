@@ -10,6 +10,7 @@
 struct ImportRequest {
   std::string secretsInclude;     ///< where the file shall find its secrets; empty: in itself
   std::string argumentsVariable;  ///< whose words follow the arguments; empty: none
+  std::string optionsVariable;    ///< the same for the options of the JVM
 };
 
 /// A properties file that starts what the command line starts.

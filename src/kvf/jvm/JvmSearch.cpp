@@ -280,11 +280,6 @@ std::optional<Jvm> jvmOfLibrary(const fs::path& library) {
   return found;
 }
 
-const Jvm* newestJvm(const std::vector<Jvm>& jvms, unsigned minRelease) {
-  const auto newest = std::min_element(jvms.begin(), jvms.end(), isNewer);
-  return newest == jvms.end() || newest->release < minRelease ? nullptr : &*newest;
-}
-
 unsigned releaseOfVersion(std::string_view version) {
   const std::vector<unsigned> numbers = numbersOf(version);
   return numbers.empty() ? 0 : numbers.front();

@@ -40,10 +40,6 @@ std::optional<Jvm> jvmAt(const std::filesystem::path& home);
 /// The JVM that this file is the library of ("/usr/lib/jvm/x/lib/server/libjvm.so"), or nothing.
 std::optional<Jvm> jvmOfLibrary(const std::filesystem::path& library);
 
-/// The newest one of at least this release (0: of any), preferring among equals the home that is
-/// likeliest to survive an update; null when there is none.
-const Jvm* newestJvm(const std::vector<Jvm>& jvms, unsigned minRelease);
-
 /// The release of a version text: "17.0.15" -> 17, "1.8.0_392" -> 8, "" -> 0.
 unsigned releaseOfVersion(std::string_view version);
 

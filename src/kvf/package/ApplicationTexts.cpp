@@ -173,11 +173,12 @@ std::string optionsEntries(const ApplicationFolder& folder) {
 }
 
 std::string jvmEntries(const ApplicationFolder& folder) {
-  std::string text = folder.jvmLibrary.starts_with('/')
-                         ? "# The JVM. `kvf jvm --line" +
-                               (folder.release > 0 ? " " + std::to_string(folder.release) : "") +
-                               "` prints this line for the machine it runs on.\n"
-                         : "# The JVM that is shipped with the application.\n";
+  std::string text =
+      folder.jvmLibrary.starts_with('/')
+          ? "# The JVM. `kvf jvm --line" +
+                (folder.release > 0 ? " " + std::to_string(folder.release) + ".." : "") +
+                "` prints this line for the machine it runs on.\n"
+          : "# The JVM that is shipped with the application.\n";
   text += "java.library=" + located(folder.jvmLibrary) + "\n";
   if (!folder.java.empty()) text += "java.path=" + located(folder.java) + "\n";
   return text;
@@ -191,6 +192,14 @@ bool isApplicationName(std::string_view name) {
   };
   return !name.empty() && name.size() <= 100 && std::all_of(name.begin(), name.end(), suits) &&
          name.front() != '-' && name.front() != '.' && name != "wrapper";
+}
+
+std::string argumentsVariable(const ApplicationFolder& folder) {
+  return variableOf(folder.name, forArguments);
+}
+
+std::string optionsVariable(const ApplicationFolder& folder) {
+  return variableOf(folder.name, forOptions);
 }
 
 std::string startScript(const ApplicationFolder& folder) {

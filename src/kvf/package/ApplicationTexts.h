@@ -26,6 +26,10 @@ struct ApplicationFolder {
 /// Names that are a file's, a unit's and a part of a variable's name without quoting.
 bool isApplicationName(std::string_view name);
 
+/// The variables through which the script, and the environment, give arguments and options.
+std::string argumentsVariable(const ApplicationFolder& folder);
+std::string optionsVariable(const ApplicationFolder& folder);
+
 /// The script that starts the application from any directory and hands over every argument, save
 /// one that begins with two dashes and holds, or comes after one that holds, a double quote or
 /// "@@#@@", and what exceeds the system's 128 KiB for one text: those it refuses with status 64.

@@ -8,12 +8,15 @@
 #include "config/Switches.h"
 #include "kvf/formats/Archive.h"
 #include "kvf/formats/ClassFile.h"
+#include "kvf/import/ImportedFile.h"
+#include "kvf/import/JavaCommandLine.h"
 #include "kvf/import/ManifestStart.h"
 #include "kvf/jvm/JvmSearch.h"
 #include "kvf/package/ApplicationTexts.h"
 #include "kvf/package/ArchiveCollection.h"
 #include "kvf/package/FolderUpdate.h"
 #include "kvf/package/RuntimeArchive.h"
+#include "kvf/package/StartClassGuess.h"
 #include "kvf/process/Files.h"
 #include "kvf/text/Text.h"
 
@@ -95,44 +98,89 @@ void useShippedRuntime(const fs::path& runtime, ApplicationFolder& folder) {
   if (!jvm->java.empty()) folder.java = inFolder(jvm->java);
 }
 
-void useRuntimeOfMachine(ApplicationFolder& folder) {
-  const std::vector<Jvm> jvms = findJvms(usualJvmPlaces());
-  const Jvm* jvm = newestJvm(jvms, folder.release);
-  if (jvm == nullptr)
-    throw NewApplicationError("no JVM of Java " + std::to_string(folder.release) +
-                              " or newer found; name a runtime to ship with --jre");
+void useRuntimeOfMachine(const JavaReleases& releases, ApplicationFolder& folder) {
+  const JvmPlaces places = usualJvmPlaces();
+  const unsigned first = std::max(releases.first, folder.release);
+  const auto jvm = chosenJvm(places, findJvms(places), {first, releases.last});
+  if (!jvm || first > releases.last)
+    throw NewApplicationError(
+        concat({"no JVM", JavaReleases{first, std::max(first, releases.last)}.description(),
+                " found, which the start class needs; name a runtime to ship with --jre"}));
   folder.jvmLibrary = jvm->library;
   folder.java = jvm->java;
 }
 
 ArchiveCollection collect(const NewApplicationRequest& request) {
-  if (Archive(request.jar).state() != ArchiveState::readable)
-    throw NewApplicationError(request.jar.string() + " is no archive that can be read");
   ArchiveCollection archives;
-  archives.add(request.jar);
+  for (const fs::path& jar : request.jars) {
+    if (Archive(jar).state() != ArchiveState::readable)
+      throw NewApplicationError(jar.string() + " is no archive that can be read");
+    archives.add(jar);
+  }
   if (!request.libraries.empty()) archives.addFolder(request.libraries);
   return archives;
 }
 
-ApplicationFolder describe(const NewApplicationRequest& request, const ArchiveCollection& archives,
-                           const Manifest& manifest) {
-  ApplicationFolder folder;
-  folder.name = request.name.empty() ? nameForArchive(request.jar) : request.name;
-  if (!isApplicationName(folder.name))
-    throw NewApplicationError("\"" + folder.name +
+/// The first archive with a start class in its manifest, as `java -jar` would have it; the first
+/// one when none has.
+const fs::path& mainJar(const NewApplicationRequest& request) {
+  for (const fs::path& jar : request.jars) {
+    if (!attributeOf(manifestOf(jar), "Main-Class").empty()) return jar;
+  }
+  return request.jars.front();
+}
+
+/// The only class that could be meant; throws when there are several, or none.
+std::string guessedStartClass(const NewApplicationRequest& request,
+                              std::vector<std::string>& notes) {
+  constexpr std::size_t mostShown = 10;
+  std::vector<std::string> names;
+  std::string jars;
+  for (const fs::path& jar : request.jars) {
+    for (std::string& name : classesWithMain(jar)) names.push_back(std::move(name));
+    jars += concat({jars.empty() ? "" : ", ", jar.native()});
+  }
+  const char* const verb = request.jars.size() == 1 ? " names" : " name";
+  const std::string none = concat({jars, verb, " no start class in ",
+                                   request.jars.size() == 1 ? "its manifest" : "their manifests"});
+  if (names.empty())
+    throw NewApplicationError(none + ", and no class there has a main method; give --main");
+  if (names.size() > 1) {
+    std::string list;
+    for (std::size_t i = 0; i < std::min(names.size(), mostShown); ++i)
+      list += concat({i == 0 ? "" : ", ", names[i]});
+    if (names.size() > mostShown) list += ", ...";
+    throw NewApplicationError(
+        concat({none, ", and ", std::to_string(names.size()), " classes have a main method: ", list,
+                "; choose one with --main"}));
+  }
+  notes.push_back(concat({none, "; ", names.front(),
+                          " is started, the only class with a main "
+                          "method; --main names another"}));
+  return names.front();
+}
+
+void checkName(const std::string& name) {
+  if (!isApplicationName(name))
+    throw NewApplicationError("\"" + name +
                               "\" cannot be the name: letters, digits, \"_\", \"-\" and \".\" can, "
                               "the word wrapper cannot; give --name");
+}
+
+ApplicationFolder describe(const NewApplicationRequest& request, const ArchiveCollection& archives,
+                           const Manifest& manifest, std::vector<std::string>& notes) {
+  ApplicationFolder folder;
+  folder.name = request.name.empty() ? nameForArchive(request.jars.front()) : request.name;
+  checkName(folder.name);
   folder.startClass =
       request.startClass.empty() ? attributeOf(manifest, "Main-Class") : request.startClass;
-  if (folder.startClass.empty())
-    throw NewApplicationError(request.jar.string() +
-                              " names no start class in its manifest; give --main");
+  if (folder.startClass.empty()) folder.startClass = guessedStartClass(request, notes);
   folder.release = checkStartClass(archives, folder.startClass);
   folder.options = optionsOfManifest(manifest, 0);
   for (const CollectedArchive& archive : archives.archives())
     folder.archives.push_back(archive.name);
   if (request.runtime.empty()) {
-    useRuntimeOfMachine(folder);
+    useRuntimeOfMachine(request.releases, folder);
   } else {
     useShippedRuntime(request.runtime, folder);
   }
@@ -158,16 +206,24 @@ void noteOnClassData(const RuntimeArchiveEnd& end, std::vector<std::string>& not
                 end.reason}));
 }
 
-void makeFolder(const NewApplicationRequest& request, const ArchiveCollection& archives,
-                const ApplicationFolder& folder, std::vector<std::string>& notes) {
-  constexpr unsigned forAll = 0644;
-  constexpr unsigned forAllToRun = 0755;
-  FolderUpdate update(request.directory);
+constexpr unsigned forAll = 0644;
+constexpr unsigned forAllToRun = 0755;
+constexpr unsigned forOwner = 0600;
+
+/// The parts that every folder has.
+void writeParts(const NewApplicationRequest& request, const ApplicationFolder& folder,
+                const std::string& properties, FolderUpdate& update) {
   update.copy(request.launcher, "bin/wrapper", forAllToRun);
   update.write("bin/" + folder.name, startScript(folder), forAllToRun);
-  update.write(folder.name + ".kvf", propertiesFile(folder), forAll);
+  update.write(folder.name + ".kvf", properties, forAll);
   update.write(folder.name + ".service", serviceUnit(folder, update.folder().native()), forAll);
   update.write(folder.name + ".tmpfiles.conf", temporaryFilesRule(folder), forAll);
+}
+
+void makeFolder(const NewApplicationRequest& request, const ArchiveCollection& archives,
+                const ApplicationFolder& folder, std::vector<std::string>& notes) {
+  FolderUpdate update(request.directory);
+  writeParts(request, folder, propertiesFile(folder), update);
   for (const CollectedArchive& archive : archives.archives())
     update.copy(archive.source, "lib/" + archive.name);
   if (!request.runtime.empty()) {
@@ -179,19 +235,59 @@ void makeFolder(const NewApplicationRequest& request, const ArchiveCollection& a
     notes.push_back("what was there is kept as " + kept.string());
 }
 
+/// "acme" for /opt/acme/acme-1.2.jar, com.acme.Acme and com.acme/com.acme.Acme.
+std::string nameForStart(const JavaCommandLine& line) {
+  if (line.kind == JavaCommandLine::Kind::archive) return nameForArchive(line.what.text);
+  std::string name = line.what.text.substr(line.what.text.find_last_of("./") + 1);
+  std::transform(name.begin(), name.end(), name.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return name;
+}
+
+/// What the start names stays where it is.
+NewApplication makeImported(const NewApplicationRequest& request) {
+  const JavaCommandLine line = readJavaCommandLine(*request.start);
+  NewApplication made;
+  made.name = request.name.empty() ? nameForStart(line) : request.name;
+  checkName(made.name);
+  ApplicationFolder folder;
+  folder.name = made.name;
+  const std::string secrets = made.name + ".secrets.kvf";
+  const ImportedFile imported = importedFile(
+      *request.start, line,
+      {"%kvf.file.dir%/" + secrets, argumentsVariable(folder), optionsVariable(folder)});
+  checkLauncher(request.launcher);
+  FolderUpdate update(request.directory);
+  writeParts(request, folder, imported.text, update);
+  if (!imported.secrets.empty()) {
+    update.write(secrets, imported.secrets, forOwner);
+    made.notes.push_back(concat({"passwords and the like are in ", secrets,
+                                 ", which only its owner may read: it has to be the user that runs "
+                                 "the application"}));
+  }
+  for (const fs::path& kept : update.install())
+    made.notes.push_back("what was there is kept as " + kept.string());
+  for (const std::string& loss : imported.losses) made.notes.push_back("not carried: " + loss);
+  made.isComplete = imported.losses.empty();
+  return made;
+}
+
 }  // namespace
 
-std::vector<std::string> makeApplication(const NewApplicationRequest& request) try {
+NewApplication makeApplication(const NewApplicationRequest& request) try {
   checkPlace(request);
+  if (request.start) return makeImported(request);
   const ArchiveCollection archives = collect(request);
-  const Manifest manifest = manifestOf(request.jar);
-  const ApplicationFolder folder = describe(request, archives, manifest);
+  const Manifest manifest = manifestOf(mainJar(request));
+  NewApplication made;
+  made.notes = archives.notes();
+  const ApplicationFolder folder = describe(request, archives, manifest, made.notes);
+  made.name = folder.name;
   checkLauncher(request.launcher);
-  std::vector<std::string> notes = archives.notes();
-  makeFolder(request, archives, folder, notes);
+  makeFolder(request, archives, folder, made.notes);
   for (const std::string& loss : lossesOfManifest(manifest))
-    notes.push_back("not carried along: " + loss);
-  return notes;
+    made.notes.push_back("not carried along: " + loss);
+  return made;
 } catch (const fs::filesystem_error& error) {
   throw FileError("use", error.path1(), error.code().value());
 }

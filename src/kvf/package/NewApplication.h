@@ -2,9 +2,13 @@
 #define VELOX_KVF_PACKAGE_NEWAPPLICATION_H
 
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "kvf/import/JavaStart.h"
+#include "kvf/jvm/JvmChoice.h"
 
 /// Why a folder cannot be made; the text is a sentence for the user.
 struct NewApplicationError : std::runtime_error {
@@ -12,20 +16,30 @@ struct NewApplicationError : std::runtime_error {
 };
 
 struct NewApplicationRequest {
-  std::filesystem::path directory;  ///< to be made
-  std::filesystem::path jar;
-  std::filesystem::path libraries;  ///< folder of more archives; empty: none
-  std::string name;                 ///< empty: the jar's name without its version
-  std::string startClass;           ///< empty: Main-Class of the jar
-  std::filesystem::path runtime;    ///< a Java runtime to ship; empty: one of this machine
-  std::filesystem::path launcher;   ///< the program to copy
-  bool force = false;               ///< write into a folder that is there already
+  std::filesystem::path directory;          ///< to be made
+  std::vector<std::filesystem::path> jars;  ///< in the order of the class path
+  std::filesystem::path libraries;          ///< folder of more archives; empty: none
+  std::string name;        ///< empty: the first jar's name without its version, or the start's
+  std::string startClass;  ///< empty: Main-Class of a jar, or its only class with a main
+  JavaReleases releases;   ///< of the JVM of this machine
+  std::optional<JavaStart> start;  ///< in place of jars: what java starts there
+  std::filesystem::path runtime;   ///< a Java runtime to ship; empty: one of this machine
+  std::filesystem::path launcher;  ///< the program to copy
+  bool force = false;              ///< write into a folder that is there already
+};
+
+/// What was made, and what the user should know, in sentences.
+struct NewApplication {
+  std::string name;
+  std::vector<std::string> notes;
+  bool isComplete = true;  ///< false: not all of a start could be carried
 };
 
 /// Makes the folder of an application (see ApplicationFolder) that can be moved, copied and started
-/// from anywhere. Returns what the user should know, in sentences. Throws NewApplicationError or
+/// from anywhere; what a start
+/// names stays where it is. Throws ImportError, NewApplicationError or
 /// FileError when it cannot, and then everything is as it was; see FolderUpdate.
-std::vector<std::string> makeApplication(const NewApplicationRequest& request);
+NewApplication makeApplication(const NewApplicationRequest& request);
 
 /// "acme" for "/x/acme-1.2.jar".
 std::string nameForArchive(const std::filesystem::path& jar);
