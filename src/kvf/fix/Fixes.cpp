@@ -50,7 +50,7 @@ bool isApart(const TextEdit& one, const TextEdit& other) {
 
 /// Of two fixes that are apart from each other, or the same edits.
 bool fits(const std::set<TextEdit>& taken, const TextEdit& edit) {
-  const auto suits = [&](const TextEdit& other) { return other == edit || isApart(other, edit); };
+  const auto suits = [&](const TextEdit& other) { return other == edit || isApart(edit, other); };
   // Taken ones are apart, so that only the neighbours can touch it.
   const auto next = taken.lower_bound(edit);
   return (next == taken.end() || suits(*next)) &&

@@ -5,6 +5,7 @@
 #include <map>
 #include <span>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "kvf/launch/SourceTexts.h"
@@ -49,7 +50,10 @@ struct TextEdit {
   std::size_t start, end;
   std::string text;
 
-  auto operator<=>(const TextEdit&) const = default;
+  bool operator==(const TextEdit&) const = default;
+  bool operator<(const TextEdit& other) const {
+    return std::tie(start, end, text) < std::tie(other.start, other.end, other.text);
+  }
 };
 std::string withEdits(std::string_view text, std::vector<TextEdit> edits);
 
