@@ -15,7 +15,9 @@ using Kind = StartedProgram::Kind;
 
 Inspection inspectProgram(StartedProgram program, const GivenTexts& given,
                           const LaunchSurroundings* surroundings) {
-  Inspection inspection = inspectCommandLine(program.commandLine, given, surroundings);
+  GivenTexts texts = given;
+  texts.merge(program.files);
+  Inspection inspection = inspectCommandLine(program.commandLine, texts, surroundings);
   inspection.programFile = program.file;
   inspection.scriptRefusal = std::move(program.refusal);
   if (program.kind == Kind::startScript) {

@@ -77,6 +77,7 @@ StartedProgram programOf(const std::vector<std::string>& commandLine, const std:
       program.kind = Kind::startScript;
       program.commandLine = std::move(launch->commandLine);
       program.typed = std::move(launch->typed);
+      program.files = std::move(launch->files);
       program.refusal = std::move(launch->refusal);
     } else {
       program.description = contains(text, "exec \"$here/bin/wrapper\" --run --propFile")

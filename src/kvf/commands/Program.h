@@ -2,6 +2,7 @@
 #define VELOX_KVF_COMMANDS_PROGRAM_H
 
 #include <cstddef>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -19,9 +20,10 @@ struct StartedProgram {
   Kind kind = Kind::other;
   std::string file;         ///< the program's, where it was found
   std::string description;  ///< of another one: "is a script, and none that kvf new wrote"
-  std::vector<std::string> commandLine;  ///< the launcher's
-  std::vector<std::size_t> typed;        ///< for each of its arguments, which one was typed
-  std::string refusal;                   ///< of a start script, when it would start nothing
+  std::vector<std::string> commandLine;      ///< the launcher's
+  std::vector<std::size_t> typed;            ///< for each of its arguments, which one was typed
+  std::map<std::string, std::string> files;  ///< that a start script makes: their texts by name
+  std::string refusal;                       ///< of a start script, when it would start nothing
 };
 
 /// Looks at the program that the first argument names, found along `path` where it has no slash. A

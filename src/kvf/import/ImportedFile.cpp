@@ -385,6 +385,7 @@ void Writer::writeArguments() {
     value += concat({value.empty() ? "" : " ", "%", request_.argumentsVariable, "%"});
   }
   if (!value.empty()) emit(text_, keys::applicationArgs, value);
+  if (takesMore) text_ += laterArguments(request_.argumentsVariable);
   if (number == arguments.size()) return;
 
   // Those are taken as they are, one by one.
@@ -433,6 +434,12 @@ void Writer::writeRest() {
 }
 
 }  // namespace
+
+std::string laterArguments(const std::string& variable) {
+  return concat({"# Those that need a file.\n", variable, "_FILE=/dev/null\n",
+                 "# kvf: allow not-a-regular-file\n", keys::includePrefix, ".arguments=%", variable,
+                 "_FILE%\n"});
+}
 
 ImportedFile importedFile(const JavaStart& start, const JavaCommandLine& line,
                           const ImportRequest& request) {

@@ -21,6 +21,10 @@ struct ImportedFile {
   std::vector<std::string> losses;  ///< what is not carried, in sentences; the text has them too
 };
 
+/// The entries for arguments that a start script hands over in a file of their own, which the
+/// variable with "_FILE" after its name tells.
+std::string laterArguments(const std::string& variable);
+
 /// Throws ImportError when the archive or module does not tell what to start.
 ImportedFile importedFile(const JavaStart& start, const JavaCommandLine& line,
                           const ImportRequest& request = {});

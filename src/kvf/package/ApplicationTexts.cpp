@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <cctype>
 
+#include "config/PropertiesText.h"
+#include "foundation/PropertyKeys.h"
+#include "kvf/import/ImportedFile.h"
+#include "kvf/text/PropertiesSpelling.h"
 #include "kvf/text/Text.h"
 
 namespace {
@@ -10,6 +14,8 @@ namespace {
 constexpr std::string_view directoryReference = "%kvf.file.dir%/";
 constexpr std::string_view forArguments = "_ARGS";
 constexpr std::string_view forOptions = "_JVM_OPTIONS";
+/// How the start script names the file of the arguments that need one.
+constexpr char argumentsFile[] = "/dev/fd/9";
 // A value may refer to 100 variables.
 constexpr std::size_t elementsOfValue = 90;
 
@@ -32,10 +38,10 @@ esac
 # The launcher has switches of its own, so the arguments travel as one text of quoted words. Such a
 # text cannot hold a double quote (nor @@#@@, which stands for a percent sign there), and the system
 # limits it to 128 KiB. From such an argument on they travel one by one, where none may begin with
-# two dashes. Lengths are those of bytes.
+# two dashes; where one does, in a file. Lengths are those of bytes.
 locale=${LC_ALL-}
 LC_ALL=C
-words= number=0 single=
+words= number=0 single= dashes=
 for argument do
   shift
   number=$((number + 1))
@@ -51,11 +57,42 @@ for argument do
     fi
   fi
   case $argument in
-    --*) refuse "cannot hand over argument $number: it begins with two dashes, and argument $single \
-holds a double quote or @@#@@, or is too long" ;;
+    --*) dashes=${dashes:-$number} ;;
   esac
   set -- "$@" "$argument"
 done
+
+# An entry for each, spelled for a properties file. Nobody else sees the file: it has no name any
+# more when the launcher reads it.
+if [ -n "$dashes" ]; then
+  tab=$(printf '\t') return_key=$(printf '\r')
+  file=$(mktemp) || refuse "cannot hand over argument $dashes: there is no place for a file"
+  number=0
+  for argument do
+    number=$((number + 1))
+    case $argument in
+      *%*@@#@@* | *@@#@@*%*)
+        rm -f -- "$file"
+        refuse "cannot hand over argument $((single + number - 1)): it holds a percent sign and @@#@@"
+        ;;
+    esac
+    printf 'commandline.argv.%s=' "$number" &&
+      printf '%s.\n' "$argument" | LC_ALL=C sed -e ':a' -e '$!{' -e N -e ba -e '}' -e 's/\\/\\\\/g' \
+        -e 's/%/\\\\%/g' -e "s/$tab/\\\\t/g" -e "s/$return_key/\\\\r/g" -e 's/\n/\\n/g' -e 's/^ /\\ /' \
+        -e 's/^=/==/' -e 's/\.$//' || {
+      rm -f -- "$file"
+      refuse "cannot hand over argument $dashes: the file cannot be written"
+    }
+  done >"$file"
+  size=$(wc -c <"$file")
+  [ "$size" -lt @FILE_LIMIT@ ] || {
+    rm -f -- "$file"
+    refuse "cannot hand over argument $dashes: those from $single on are too long"
+  }
+  exec 9<"$file"
+  rm -f -- "$file"
+  set -- --propVar '@VARIABLE@_FILE=/dev/fd/9'
+fi
 LC_ALL=$locale
 [ -n "$locale" ] || unset LC_ALL
 
@@ -207,6 +244,7 @@ std::string startScript(const ApplicationFolder& folder) {
   std::string text(script);
   replaceAll(text, "@NAME@", folder.name);
   replaceAll(text, "@VARIABLE@", variable);
+  replaceAll(text, "@FILE_LIMIT@", std::to_string(propertiesSizeLimit));
   replaceAll(text, "@LIMIT@", std::to_string(maxBytesOfWords(variable)));
   return text;
 }
@@ -221,6 +259,7 @@ std::optional<HandedOver> handedOver(std::string_view text, const std::string& f
   const std::string variable = variableOf(folder.name, forArguments);
   std::string words;
   std::size_t single = 0;
+  std::size_t dashes = 0;
   HandedOver result;
   std::vector<std::string> rest;
   for (std::size_t number = 1; number < arguments.size(); ++number) {
@@ -236,13 +275,7 @@ std::optional<HandedOver> handedOver(std::string_view text, const std::string& f
       }
       single = number;
     }
-    if (argument.starts_with("--")) {
-      if (!result.refusal.empty()) continue;
-      result.refusal = "cannot hand over argument " + std::to_string(number) +
-                       ": it begins with two dashes, and argument " + std::to_string(single) +
-                       " holds a double quote or @@#@@, or is too long";
-      continue;
-    }
+    if (argument.starts_with("--") && dashes == 0) dashes = number;
     rest.push_back(argument);
     result.typed.push_back(number);
   }
@@ -250,8 +283,27 @@ std::optional<HandedOver> handedOver(std::string_view text, const std::string& f
                         "--propFile",          here + "/" + folder.name + ".kvf",
                         "--propVar",           variable + "=" + words};
   // The first argument stands for all those in the text.
+  constexpr std::size_t fixedArguments = 6;
   result.typed.insert(result.typed.begin(), {0, 0, 0, 0, 0, words.empty() ? 0U : 1U});
-  result.commandLine.insert(result.commandLine.end(), rest.begin(), rest.end());
+  if (dashes == 0) {
+    result.commandLine.insert(result.commandLine.end(), rest.begin(), rest.end());
+    return result;
+  }
+  result.typed.resize(fixedArguments);
+  result.typed.insert(result.typed.end(), {single, single});
+  result.commandLine.insert(result.commandLine.end(),
+                            {"--propVar", concat({variable, "_FILE=", argumentsFile})});
+  const std::string cannot = concat({"cannot hand over argument "});
+  for (std::size_t i = 0; i < rest.size(); ++i) {
+    if (cannotBeValue(rest[i]) && result.refusal.empty())
+      result.refusal =
+          concat({cannot, std::to_string(single + i), ": it holds a percent sign and @@#@@"});
+    result.files[argumentsFile] += concat({keys::commandLineArgumentPrefix, std::to_string(i + 1),
+                                           "=", spelledInPropertiesFile(rest[i]), "\n"});
+  }
+  if (result.files[argumentsFile].size() >= propertiesSizeLimit && result.refusal.empty())
+    result.refusal = concat({cannot, std::to_string(dashes), ": those from ",
+                             std::to_string(single), " on are too long"});
   return result;
 }
 
@@ -266,7 +318,7 @@ std::string propertiesFile(const ApplicationFolder& folder) {
          classPathEntries(folder) + "\n" + optionsEntries(folder) +
          "#java.heap.size.max=512m\n\n# The arguments, which bin/" + folder.name +
          " hands over; these for a start without it.\n" + variable + "=\napplication.args=%" +
-         variable + "%\n";
+         variable + "%\n" + laterArguments(variable);
 }
 
 std::string serviceUnit(const ApplicationFolder& folder, std::string_view directory) {

@@ -2,6 +2,7 @@
 #define VELOX_KVF_PACKAGE_APPLICATIONTEXTS_H
 
 #include <cstddef>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -30,15 +31,16 @@ bool isApplicationName(std::string_view name);
 std::string argumentsVariable(const ApplicationFolder& folder);
 std::string optionsVariable(const ApplicationFolder& folder);
 
-/// The script that starts the application from any directory and hands over every argument, save
-/// one that begins with two dashes and holds, or comes after one that holds, a double quote or
-/// "@@#@@", and what exceeds the system's 128 KiB for one text: those it refuses with status 64.
+/// The script that starts the application from any directory and hands over every argument. With
+/// status 64 it refuses one that holds both a percent sign and "@@#@@" where one begins with two
+/// dashes and one cannot be quoted, and 1 MiB of such.
 std::string startScript(const ApplicationFolder& folder);
 
 /// What a start script makes of its arguments.
 struct HandedOver {
   std::vector<std::string> commandLine;  ///< of the launcher
   std::vector<std::size_t> typed;        ///< for each of them, which of the script's it comes from
+  std::map<std::string, std::string> files = {};  ///< that it makes: their texts by name
   std::string refusal;  ///< what the script says instead of starting anything; empty: it starts
 };
 

@@ -18,9 +18,9 @@ bool isPositional(const Argument& argument) {
 
 void startScript(const Inspection& inspection, Report& report) {
   if (inspection.scriptRefusal.empty()) return;
-  report.fatal({Position::commandLine, 0},
-               concat({"the start script ", inspection.scriptRefusal,
-                       ", and ends with status 64: give that argument first, or without quotes"}));
+  report.fatal({Position::commandLine, 0}, concat({"the start script ", inspection.scriptRefusal,
+                                                   ", and ends with status 64: give it in another "
+                                                   "way, such as in a file of the application"}));
 }
 
 constexpr std::string_view serviceVerbs[] = {"start",  "stop",    "restart", "status",
@@ -101,12 +101,12 @@ constexpr Rule rules[] = {
     {.id = "start-script",
      .severity = Severity::error,
      .summary = "an argument that a start script cannot hand over",
-     .explanation = "The start script of kvf new hands its arguments on as one text of quoted "
-                    "words. What follows an argument with a double quote goes one by one, where "
-                    "the launcher would take two dashes in front for a switch.",
-     .example = {.command = "kvf check -- bin/acme 'a \"b\"' --port=80",
+     .explanation = "Where one argument holds a double quote and another begins with two dashes, "
+                    "the start script of kvf new hands them on as entries of a properties file, in "
+                    "which no value can hold both a percent sign and @@#@@.",
+     .example = {.command = "kvf check -- bin/acme 'a \"b\" %@@#@@' --port=80",
                  .files = {{.path = "bin/acme", .kind = ExampleFile::Kind::startScript}}},
-     .remedy = {.command = "kvf check -- bin/acme --port=80 'a \"b\"'",
+     .remedy = {.command = "kvf check -- bin/acme 'a \"b\" %' --port=80",
                 .files = {{.path = "bin/acme", .kind = ExampleFile::Kind::startScript}}},
      .check = startScript},
     {.id = "service-verb",
