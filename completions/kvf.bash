@@ -24,7 +24,7 @@ _kvf() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} command=${COMP_WORDS[1]} i
   COMPREPLY=()
   if [ "$COMP_CWORD" -eq 1 ]; then
-    local commands='check explain jvm import new cds ready rules'
+    local commands='check explain jvm import new cds ready rules lsp'
     [[ $word == -* ]] && commands='--help --version'
     mapfile -t COMPREPLY < <(compgen -W "$commands" -- "$word")
     return
@@ -58,6 +58,7 @@ _kvf() {
     import) options='--pid --unit --write --secrets' ;;
     new) options='--jar --lib --name --main --java --jre --pid --unit --wrapper --force' ;;
     cds) options='--run-for --write --wrapper' ;;
+    lsp) options='--stdio' ;;
     ready) options='--pid --tcp --unix --timeout' ;;
   esac
   if [[ $word == -* ]]; then

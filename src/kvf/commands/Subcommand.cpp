@@ -40,6 +40,11 @@ constexpr Subcommand table[] = {
      .footer = "Exit status: 0 it listens, 1 it has ended or the time is over, 2 that could not be "
                "found out.",
      .declare = declareReady},
+    {.name = "lsp",
+     .summary = "Serves an editor: findings while you type, completion, hover.",
+     .footer = "Standard input and output are the editor's, in the language server protocol.\n"
+               "Exit status: 0 the editor ended it as the protocol says, 1 it went away.",
+     .declare = declareLsp},
     {.name = "keys",
      .summary = "Lists the keys of a properties file.",
      .hidden = true,

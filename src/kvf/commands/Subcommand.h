@@ -38,5 +38,6 @@ RunSubcommand declareNew(CLI::App& command);
 RunSubcommand declareCds(CLI::App& command);
 RunSubcommand declareReady(CLI::App& command);
 RunSubcommand declareKeys(CLI::App& command);
+RunSubcommand declareLsp(CLI::App& command);
 
 #endif

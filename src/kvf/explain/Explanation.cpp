@@ -30,30 +30,6 @@ Source originOf(const Inspection& inspection, const std::string& key, const std:
   return {inspection.nameOf(entry->at), value};
 }
 
-std::string placeOfReference(const Inspection& inspection, const Entry& entry,
-                             const Reference& reference) {
-  switch (reference.source) {
-    case VariableSource::definition:
-      return "--propVar";
-    case VariableSource::environment:
-      return "environment";
-    case VariableSource::nothing:
-      return "nowhere";
-    case VariableSource::entries:
-    case VariableSource::context:
-      break;
-  }
-  const std::string* place = nullptr;
-  std::string found;
-  for (const Entry& earlier : inspection.run().entries) {
-    if (&earlier == &entry) break;
-    if (earlier.key != reference.name || !isPlain(earlier)) continue;
-    found = inspection.nameOf(earlier.at);
-    place = &found;
-  }
-  return place == nullptr ? "built in" : found;
-}
-
 std::string javaProgram(const Inspection& inspection) {
   if (inspection.isJava()) {
     const std::string library = inspection.atApplication(inspection.valueOf(keys::javaLibrary));
@@ -89,6 +65,36 @@ std::map<std::string, std::vector<std::string>> usersByKey(const Inspection& ins
 }
 
 }  // namespace
+
+const Entry* definitionOf(const Inspection& inspection, const Entry& entry,
+                          const Reference& reference) {
+  if (reference.source == VariableSource::definition || reference.source == VariableSource::nothing)
+    return nullptr;
+  const bool isVariable = reference.source == VariableSource::environment;
+  const Entry* latest = nullptr;
+  for (const Entry& earlier : inspection.run().entries) {
+    if (&earlier == &entry) break;
+    const std::string_view name = isVariable ? earlier.variable() : earlier.key;
+    if (name == reference.name && isPlain(earlier)) latest = &earlier;
+  }
+  return latest;
+}
+
+std::string placeOf(const Inspection& inspection, const Entry& entry, const Reference& reference) {
+  switch (reference.source) {
+    case VariableSource::definition:
+      return "--propVar";
+    case VariableSource::environment:
+      return "environment";
+    case VariableSource::nothing:
+      return "nowhere";
+    case VariableSource::entries:
+    case VariableSource::context:
+      break;
+  }
+  const Entry* definition = definitionOf(inspection, entry, reference);
+  return definition == nullptr ? "built in" : inspection.nameOf(definition->at);
+}
 
 std::vector<ExplainedProperty> explainProperties(const Inspection& inspection) {
   const AssemblyRun& run = inspection.run();
@@ -132,7 +138,7 @@ std::vector<ExplainedEntry> explainKey(const Inspection& inspection, std::string
     for (const Reference& reference : entry.references) {
       if (reference.whileExporting) continue;
       explained.references.push_back(
-          {reference.name, reference.replacement, placeOfReference(inspection, entry, reference)});
+          {reference.name, reference.replacement, placeOf(inspection, entry, reference)});
     }
     chain.push_back(std::move(explained));
   }

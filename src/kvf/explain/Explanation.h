@@ -35,6 +35,13 @@ struct ExplainedProperty {
   std::vector<std::string> users;  ///< the places that refer to it
 };
 
+/// The entry that gave the value of a reference in another one; of an environment variable, the
+/// earlier entry that exports it. Null: it is from elsewhere, or nowhere defined.
+const Entry* definitionOf(const Inspection& inspection, const Entry& entry,
+                          const Reference& reference);
+/// "FILE:LINE", "--propVar", "environment", "built in" or "nowhere".
+std::string placeOf(const Inspection& inspection, const Entry& entry, const Reference& reference);
+
 /// The properties of a run in the order of their definitions, then those of the command line and of
 /// the launcher itself.
 std::vector<ExplainedProperty> explainProperties(const Inspection& inspection);

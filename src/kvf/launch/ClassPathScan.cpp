@@ -7,6 +7,7 @@
 #include <sstream>
 #include <system_error>
 
+#include "kvf/formats/ClassNames.h"
 #include "kvf/formats/Manifest.h"
 #include "kvf/text/Text.h"
 
@@ -52,33 +53,6 @@ ScannedElement elementAt(const std::string& path) {
   if (error || !fs::exists(status)) return {path, ScannedElement::Kind::missing};
   if (fs::is_directory(status)) return {path, ScannedElement::Kind::folder};
   return {path, ScannedElement::Kind::archive};
-}
-
-/// Calls visit(NAME) for every class, with slashes and without ".class", until it returns false or
-/// so many entries of a folder have been seen.
-template <class Visit>
-void forEachClass(const ScannedElement& element, Visit&& visit) {
-  const auto take = [&](std::string_view entry) {
-    if (!entry.ends_with(classSuffix) || entry.find('$') != std::string_view::npos) return true;
-    return visit(entry.substr(0, entry.size() - classSuffix.size()));
-  };
-  if (element.kind == ScannedElement::Kind::archive) {
-    const Archive archive(element.path);
-    for (std::uint64_t i = 0; i < archive.size(); ++i) {
-      if (!take(archive.nameAt(i))) return;
-    }
-    return;
-  }
-  std::error_code error;
-  fs::recursive_directory_iterator entries(element.path,
-                                           fs::directory_options::skip_permission_denied, error);
-  const std::size_t prefix = element.path.size() + 1;
-  std::size_t left = maxNames;
-  for (; !error && left > 0 && entries != fs::recursive_directory_iterator();
-       entries.increment(error), --left) {
-    const std::string path = entries->path().string();
-    if (path.size() > prefix && !take(std::string_view(path).substr(prefix))) return;
-  }
 }
 
 std::string_view simpleName(std::string_view name) {
@@ -143,12 +117,14 @@ std::string ClassPathScan::nearest(const std::string& name) const {
   std::size_t left = maxNames;
   for (const ScannedElement& element : elements_) {
     if (element.kind == ScannedElement::Kind::missing) continue;
-    forEachClass(element, [&](std::string_view candidate) {
-      // The same class in another package is the likeliest mistake.
-      const bool samePlace = simpleName(candidate) == simpleName(wanted);
-      if (samePlace || nearestName(wanted, {best, candidate}) == candidate) best = candidate;
-      return !samePlace && --left > 0;
-    });
+    forEachClass(element.path, element.kind == ScannedElement::Kind::folder,
+                 [&](std::string_view candidate) {
+                   // The same class in another package is the likeliest mistake.
+                   const bool samePlace = simpleName(candidate) == simpleName(wanted);
+                   if (samePlace || nearestName(wanted, {best, candidate}) == candidate)
+                     best = candidate;
+                   return !samePlace && --left > 0;
+                 });
     if (left == 0 || (!best.empty() && simpleName(best) == simpleName(wanted))) break;
   }
   std::replace(best.begin(), best.end(), '/', '.');

@@ -17,6 +17,15 @@ enum class KeyUse {
   windows,   ///< read by the Windows launcher alone
 };
 
+/// What a value names, where it names something that can be looked for.
+enum class KeyNames {
+  nothing,
+  fileAtLauncher,  ///< a file or folder, from the launcher's working directory
+  file,            ///< from the application's
+  files,           ///< several, between ":" or ";"
+  startClass
+};
+
 struct KeyInfo {
   const char* name;  ///< of a family: the prefix, which ends where the caller's part begins
   const char* rest = nullptr;  ///< of a family: what follows, for show ("NAME")
@@ -28,6 +37,7 @@ struct KeyInfo {
   /// What an empty value does, where that differs from an absent key.
   const char* whenEmpty = nullptr;
   KeyUse use = KeyUse::file;
+  KeyNames names = KeyNames::nothing;
   bool fatalWhenEmpty = false;  ///< an empty value ends the launch
 };
 

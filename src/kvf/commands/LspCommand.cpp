@@ -1,0 +1,26 @@
+#include <CLI/CLI.hpp>
+#include <memory>
+
+#include "kvf/commands/CheckTargets.h"
+#include "kvf/commands/Output.h"
+#include "kvf/commands/Subcommand.h"
+#include "kvf/lsp/Server.h"
+#include "kvf/service/UnitFiles.h"
+
+namespace {
+
+/// A unit is taken from the disk, where its drop-ins are.
+std::vector<Inspection> inspectOpened(const std::string& file, const GivenTexts& given) {
+  return inspectTargets({file.ends_with(serviceSuffix) ? file : "-"}, file, given);
+}
+
+}  // namespace
+
+RunSubcommand declareLsp(CLI::App& command) {
+  // Some editors say so to every server.
+  const auto stdio = std::make_shared<bool>(false);
+  command.add_flag("--stdio", *stdio, "Talk on standard input and output, as without it");
+  return [stdio](const LauncherArguments& /*arguments*/) -> int {
+    return Server(inspectOpened).run() ? success : negative;
+  };
+}
