@@ -57,7 +57,7 @@ void configureAdjuster(const WString& fullPath, SimpleProperties& properties) {
   properties.set(keys::applicationArgs, "-wrapper -file \"" + fullPath + "\"");
   properties.set(keys::classPathExtended, classPath);
   properties.set(keys::classPath, classPath);
-  properties.set(keys::startClass, "com.velox.orbit.launch.adjuster.Adjuster");
+  properties.set(keys::startClass, adjusterClass);
   properties.set(keys::startMethod, "main");
   properties.set(keys::stopMethod, "shutdown");
   properties.set(keys::adjustInvoke, "true");

@@ -4,6 +4,9 @@
 #include "config/PropertiesLocation.h"
 #include "foundation/Properties.h"
 
+/// What an adjuster is called.
+inline constexpr char adjusterClass[] = "com.velox.orbit.launch.adjuster.Adjuster";
+
 /// True when the command line's command lets an adjuster rewrite the properties file first; so
 /// does a command line without a command.
 bool isAdjustable(const SimpleProperties& options);

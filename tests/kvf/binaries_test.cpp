@@ -57,7 +57,8 @@ TEST(ClassFile, ConstantsOfEveryKind) {
   constants += fixed(15, 3) + utf8("main") + utf8("()V");
   const std::string method("\0\x8\0\x14\0\x15\0\0", 8);  // static, names 20 and 21
   const std::string bytes = std::string("\xCA\xFE\xBA\xBE\0\0\0\x34\0\x16", 10) + constants +
-                            std::string("\0\0\0\2\0\0\0\0\0\0\0\1", 12) + method;
+                            std::string("\0\0\0\2\0\0\0\0\0\0\0\1", 12) + method +
+                            std::string(2, '\0');
   const auto parsed = parseClassFile(bytes);
   ASSERT_TRUE(parsed);
   EXPECT_EQ(parsed->name, "A");

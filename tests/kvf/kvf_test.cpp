@@ -437,9 +437,9 @@ TEST_F(KvfTest, AJvmTellsWhatItIgnoresAndRefuses) {
   EXPECT_FALSE(ignored.has("-Xmx64m"));
   EXPECT_FALSE(ignored.has("jvm-refuses"));
 
-  kvf(probe() + "java.thread.stack.size=1k\n");
+  kvf(probe() + "java.extended.properties=-XX:ReservedCodeCacheSize=1k\n");
   const Outcome refused = run({"check", "--jvm", "app.kvf"});
-  EXPECT_TRUE(refused.has("app.kvf:4: error: the JVM does not start with \"-Xss1k\": "));
+  EXPECT_TRUE(refused.has("error: the JVM does not start with \"-XX:ReservedCodeCacheSize=1k\": "));
   EXPECT_EQ(run({"check", "app.kvf"}), (Outcome{0, ""}));
   kvf(probe() + "java.heap.size.max=8m\njava.heap.size.initial=16m\n");
   EXPECT_TRUE(run({"check", "--jvm", "app.kvf"}).has("app.kvf:5: error: the JVM does not start"));
@@ -464,7 +464,7 @@ TEST_F(KvfTest, AJvmLooksForTheStartClassOnAModulePath) {
       std::string("velox.class.path.extended=/tmp\njava.start.class=") +
       "probe.Probe\njava.extended.properties=--module-path=" VELOX_PROBE_JAR;
   kvf("java.library=" + jvmLibrary() + "\n" + modules + "\n");
-  EXPECT_TRUE(run({"check", "--jvm", "app.kvf"}).has("name its module with --add-modules"));
+  EXPECT_TRUE(run({"check", "--jvm", "app.kvf"}).has("add --add-modules=probe"));
   kvf("java.library=" + jvmLibrary() + "\n" + modules + " --add-modules=ALL-MODULE-PATH\n");
   EXPECT_EQ(run({"check", "--jvm", "app.kvf"}), (Outcome{0, ""}));
   kvf("java.library=" + jvmLibrary() + "\n" + modules + " --add-modules=acme.gone\n");

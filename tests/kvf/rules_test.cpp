@@ -179,6 +179,21 @@ const Row rows[] = {
      launch() + "java.extended.properties=-Xloggc:/gone/a.log\n"},
     {"option-path", 4, "passes over it",
      launch() + "java.extended.properties=-Xbootclasspath/a:/gone.jar\n"},
+    {"option-release", 4, "(did you mean UseG1GC?)",
+     launch() + "java.extended.properties=-XX:+UseG1CG\n"},
+    {"option-release", 4, "does not know \"-Xverifyy:none\"",
+     launch() + "java.extended.properties=-Xverifyy:none\n"},
+    {"option-release", 4, "unless -XX:+UnlockDiagnosticVMOptions stands before it",
+     launch() + "java.extended.properties=-XX:+PrintAssembly -XX:+UnlockDiagnosticVMOptions\n"},
+    {"option-form", 4, "write -Da=b in one word", launch() + "java.extended.properties=-D a=b\n"},
+    {"option-value", 4, "write one such as 75.0",
+     launch() + "java.extended.properties=-XX:MaxRAMPercentage=75%\n"},
+    {"option-path", 4, "by \":\" alone", launch() + "java.library.path=/tmp;/usr\n"},
+    {"option-argument", 4, "no option of the JVM", launch() + "application.args=-Xmx1g server\n"},
+    {"stack-size", 4, "write 8192k for kilobytes", launch() + "java.thread.stack.size=8192\n"},
+    {"class-path-missing", 2, "not between commas or blanks",
+     launch(jvm, std::string(probeJar) + ":" + probeJar + "," + probeJar)},
+    {"class-path-missing", 2, "leave out file:", launch(jvm, std::string(probeJar) + ":file:/usr")},
     {"aot-cache", 4, "the JVM does not start",
      launch() + "java.extended.properties=-XX:AOTCache=a -XX:AOTMode=on\n"},
     {"option-word", 4, "reads \"-Xrs=-Da=b c\"",
@@ -264,7 +279,8 @@ const std::string soundFiles[] = {
         "-XX:StartFlightRecording -XX:StartFlightRecording:filename=a.jfr,maxage=1h "
         "-XX:HeapDumpPath=/tmp -XX:ErrorFile=/tmp/error.log -XX:MaxHeapSize=64m "
         "--add-opens=java.base/java.lang=ALL-UNNAMED --patch-module=java.base=/tmp "
-        "-agentlib:jdwp=address=1 -XX:+UseFoo -XX:Foo -XX:-UseSerialGC\n",
+        "-agentlib:jdwp=address=1 -XX:+IgnoreUnrecognizedVMOptions -XX:+UseFoo -XX:Foo "
+        "-XX:-UseSerialGC\n",
     launch() + "java.path=" + javaProgram() + "\nwrapper.command=--cmdlineJava\n",
     launch() + "! a comment = here\n",
     launch() + "java.property.a==b\njava.property.b:=c\n\tjava.property.c \t d\n",

@@ -4,9 +4,12 @@
 #include <filesystem>
 #include <iostream>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 #include <unistd.h>
@@ -53,11 +56,17 @@ std::optional<JvmTrial> trialOf(const Inspection& inspection) {
   if (library.empty() || inspection.command() != switches::run) return std::nullopt;
   const std::string path = inspection.atApplication(library);
   if (::access(path.c_str(), R_OK) != 0) return std::nullopt;
+  std::map<std::string, std::string> environment = inspection.plan.exported;
+  environment.insert(inspection.surroundings.environment.begin(),
+                     inspection.surroundings.environment.end());
+  // A folder that a service manager will make is not there yet.
+  std::error_code error;
+  const bool isThere = std::filesystem::is_directory(inspection.plan.directory, error);
   return tryJvm({.library = path,
                  .startClass = inspection.valueOf(keys::startClass),
                  .options = inspection.plan.options,
-                 .environment = inspection.plan.exported,
-                 .directory = inspection.plan.directory});
+                 .environment = std::move(environment),
+                 .directory = isThere ? inspection.plan.directory : "/"});
 }
 
 /// So that nobody takes what was not tried for sound.

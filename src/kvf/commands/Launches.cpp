@@ -132,7 +132,7 @@ std::vector<Inspection> inspectUnit(const std::string& file, const GivenTexts& g
   if (inspections.empty()) {
     // What systemd refuses is not among the commands.
     for (const UnitNote& note : unit->notes())
-      if (note.refusesUnit)
+      if (note.weight == UnitNote::Weight::refusesUnit)
         throw std::runtime_error(concat({unit->files()[note.at.file].name, ":",
                                          std::to_string(note.at.line), ": ", note.text}));
     throw std::runtime_error(

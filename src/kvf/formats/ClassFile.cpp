@@ -42,14 +42,21 @@ class Reader {
 
 struct Constant {
   std::string_view text;   ///< of a text constant
-  unsigned nameIndex = 0;  ///< of a class constant
+  unsigned nameIndex = 0;  ///< of a class, module or package
 };
 
-enum Tag : unsigned { textTag = 1, longTag = 5, doubleTag = 6, classTag = 7 };
+enum Tag : unsigned {
+  textTag = 1,
+  longTag = 5,
+  doubleTag = 6,
+  classTag = 7,
+  moduleTag = 19,
+  packageTag = 20
+};
 
 /// Bytes that follow the tag of a constant of fixed size; 0 for tags that do not exist.
 constexpr std::size_t sizeOfConstant(unsigned tag) {
-  constexpr std::size_t sizes[] = {0, 0, 0, 4, 4, 8, 8, 2, 2, 4, 4, 4, 4, 0, 0, 3, 2, 4, 4, 2, 2};
+  constexpr std::size_t sizes[] = {0, 0, 0, 4, 4, 8, 8, 0, 2, 4, 4, 4, 4, 0, 0, 3, 2, 4, 4};
   return tag < std::size(sizes) ? sizes[tag] : 0;
 }
 
@@ -64,11 +71,12 @@ class Parser {
     result.majorVersion = reader_.u2();
     if (!readConstants()) return std::nullopt;
     reader_.u2();  // access flags
-    result.name = className(reader_.u2());
-    result.superName = className(reader_.u2());
+    result.name = nameOf(reader_.u2());
+    result.superName = nameOf(reader_.u2());
     reader_.text(std::size_t{2} * reader_.u2());  // interfaces
     skipFields();
     readMethods(result);
+    readAttributes(result);
     if (!reader_.ok() || result.name.empty()) return std::nullopt;
     return result;
   }
@@ -81,7 +89,7 @@ class Parser {
       Constant constant;
       if (tag == textTag) {
         constant.text = reader_.text(reader_.u2());
-      } else if (tag == classTag) {
+      } else if (tag == classTag || tag == moduleTag || tag == packageTag) {
         constant.nameIndex = reader_.u2();
       } else if (const std::size_t size = sizeOfConstant(tag)) {
         reader_.text(size);
@@ -98,7 +106,8 @@ class Parser {
     return constants_[index < constants_.size() ? index : 0];
   }
 
-  [[nodiscard]] std::string_view className(unsigned index) const {
+  /// Of a class, module or package.
+  [[nodiscard]] std::string_view nameOf(unsigned index) const {
     return constant(constant(index).nameIndex).text;
   }
 
@@ -127,6 +136,37 @@ class Parser {
       const ClassMethod method = readMember();
       if ((method.accessFlags & staticFlag) != 0) result.staticMethods.push_back(method);
     }
+  }
+
+  void readAttributes(ClassFile& result) {
+    for (unsigned left = reader_.u2(); left > 0 && reader_.ok(); --left) {
+      const bool isModule = constant(reader_.u2()).text == "Module";
+      const std::string_view bytes = reader_.text(reader_.number(4));
+      if (isModule) result.module = readModule(Reader(bytes));
+    }
+  }
+
+  [[nodiscard]] std::optional<ModuleDeclaration> readModule(Reader bytes) const {
+    constexpr unsigned staticRequired = 0x0040;
+    ModuleDeclaration module;
+    module.name = nameOf(bytes.u2());
+    bytes.text(4);  // flags and version
+    for (unsigned left = bytes.u2(); left > 0 && bytes.ok(); --left) {
+      const std::string_view name = nameOf(bytes.u2());
+      if ((bytes.u2() & staticRequired) == 0) module.required.push_back(name);
+      bytes.u2();  // version
+    }
+    // Exported and opened packages, each for some modules or for all.
+    for (int kind = 0; kind < 2; ++kind) {
+      for (unsigned left = bytes.u2(); left > 0 && bytes.ok(); --left) {
+        bytes.text(4);
+        bytes.text(std::size_t{2} * bytes.u2());
+      }
+    }
+    bytes.text(std::size_t{2} * bytes.u2());  // used services
+    module.provides = bytes.u2() > 0;
+    if (!bytes.ok() || module.name.empty()) return std::nullopt;
+    return module;
   }
 
   Reader reader_;

@@ -13,6 +13,13 @@ struct ClassMethod {
   [[nodiscard]] bool isPublic() const { return (accessFlags & 0x0001U) != 0; }
 };
 
+/// What a module says of itself.
+struct ModuleDeclaration {
+  std::string_view name;                   ///< "com.acme"
+  std::vector<std::string_view> required;  ///< modules that it cannot do without
+  bool provides = false;                   ///< services, for others to find
+};
+
 /// What a launch needs to know of a compiled class. The texts are in the JVM's modified UTF-8 and
 /// lie inside the bytes that were parsed.
 struct ClassFile {
@@ -20,6 +27,7 @@ struct ClassFile {
   std::string_view name;       ///< "com/acme/Main"
   std::string_view superName;  ///< empty for java/lang/Object alone
   std::vector<ClassMethod> staticMethods;
+  std::optional<ModuleDeclaration> module;  ///< of a module-info.class
 
   /// The static method of this name and descriptor; null when there is none.
   [[nodiscard]] const ClassMethod* staticMethod(std::string_view methodName,

@@ -9,6 +9,7 @@
 
 #include "kvf/formats/Manifest.h"
 #include "kvf/text/FileText.h"
+#include "kvf/text/Text.h"
 
 namespace fs = std::filesystem;
 
@@ -278,6 +279,13 @@ std::optional<Jvm> jvmOfLibrary(const fs::path& library) {
     if (!found || found->version.empty()) found = std::move(jvm);
   }
   return found;
+}
+
+std::set<std::string, std::less<>> modulesOf(const Jvm& jvm) {
+  const std::string names = readReleaseFile(jvm.home / "release")["MODULES"];
+  std::set<std::string, std::less<>> modules;
+  for (const std::string_view name : piecesOf(names, " ")) modules.emplace(name);
+  return modules;
 }
 
 unsigned releaseOfVersion(std::string_view version) {

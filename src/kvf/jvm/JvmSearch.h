@@ -2,7 +2,9 @@
 #define VELOX_KVF_JVM_JVMSEARCH_H
 
 #include <filesystem>
+#include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -39,6 +41,9 @@ std::optional<Jvm> jvmAt(const std::filesystem::path& home);
 
 /// The JVM that this file is the library of ("/usr/lib/jvm/x/lib/server/libjvm.so"), or nothing.
 std::optional<Jvm> jvmOfLibrary(const std::filesystem::path& library);
+
+/// The modules that the JVM has by itself; empty when no file tells them.
+std::set<std::string, std::less<>> modulesOf(const Jvm& jvm);
 
 /// The release of a version text: "17.0.15" -> 17, "1.8.0_392" -> 8, "" -> 0.
 unsigned releaseOfVersion(std::string_view version);

@@ -1,6 +1,7 @@
 #include "kvf/jvm/OptionHistory.h"
 
 #include <algorithm>
+#include <unordered_map>
 #include <vector>
 
 #include "kvf/text/Text.h"
@@ -81,6 +82,31 @@ void forEachName(Visit&& visit) {
   }
 }
 
+struct Named {
+  const Row* row;
+  bool isSwitch;
+};
+
+/// The table by the names of flags.
+const std::unordered_map<std::string_view, Named>& flags() {
+  static const std::unordered_map<std::string_view, Named> byName = [] {
+    std::unordered_map<std::string_view, Named> found;
+    forEachName([&](const Row& row, std::string_view name, bool isSwitch) {
+      if (!name.starts_with('-')) found.try_emplace(name, Named{&row, isSwitch});
+    });
+    return found;
+  }();
+  return byName;
+}
+
+OptionHistory historyIn(const Row& row, std::string_view name, bool isSwitch) {
+  return {.name = name,
+          .states = row.states,
+          .deprecatedIn = row.deprecatedIn,
+          .removedIn = row.removedIn,
+          .isSwitch = isSwitch};
+}
+
 OptionState stateAt(std::string_view states, std::size_t index) {
   return static_cast<OptionState>(states[index]);
 }
@@ -139,19 +165,24 @@ std::string_view flagOf(std::string_view option) {
 }
 
 std::optional<OptionHistory> historyOf(std::string_view option) {
-  const std::string_view flag = flagOf(option);
-  std::optional<OptionHistory> found;
-  forEachName([&](const Row& row, std::string_view name, bool isSwitch) {
-    const bool matches =
-        flag.empty() ? name.starts_with('-') && isOneWith(name, option) : name == flag;
-    if (!matches || (found && found->name.size() >= name.size())) return;
-    found = {.name = name,
-             .states = row.states,
-             .deprecatedIn = row.deprecatedIn,
-             .removedIn = row.removedIn,
-             .isSwitch = isSwitch};
-  });
-  return found;
+  if (const std::string_view flag = flagOf(option); !flag.empty()) {
+    const auto found = flags().find(flag);
+    if (found == flags().end()) return std::nullopt;
+    return historyIn(*found->second.row, found->first, found->second.isSwitch);
+  }
+  static const std::vector<OptionHistory> others = [] {
+    std::vector<OptionHistory> found;
+    forEachName([&](const Row& row, std::string_view name, bool isSwitch) {
+      if (name.starts_with('-')) found.push_back(historyIn(row, name, isSwitch));
+    });
+    return found;
+  }();
+  const OptionHistory* longest = nullptr;
+  for (const OptionHistory& one : others) {
+    const bool isLonger = longest == nullptr || one.name.size() > longest->name.size();
+    if (isLonger && isOneWith(one.name, option)) longest = &one;
+  }
+  return longest == nullptr ? std::optional<OptionHistory>() : *longest;
 }
 
 std::string_view nearestFlag(std::string_view name) {

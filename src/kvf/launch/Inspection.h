@@ -17,6 +17,7 @@
 #include "foundation/Properties.h"
 #include "kvf/launch/ClassPathScan.h"
 #include "kvf/launch/JvmTrial.h"
+#include "kvf/launch/ModulePath.h"
 #include "kvf/launch/Surroundings.h"
 #include "kvf/service/ServiceUnit.h"
 
@@ -153,6 +154,8 @@ class Inspection {
   std::optional<AssemblyRun> inner;  ///< after it would have started itself again
   LaunchPlan plan;
   std::optional<ClassPathScan> classPath;  ///< of a Java launch
+  std::optional<ModulePath> modulePath;    ///< the same, where options speak of modules
+  std::optional<ClassPathScan> adjuster;   ///< of a launch with an adjuster, and its class
   std::vector<std::string> commandLine;
   /// Where each argument stands, when it was not typed as it is: in a unit, or as an argument of a
   /// start script; else empty.

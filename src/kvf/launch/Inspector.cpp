@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "config/Configuration.h"
+#include "config/PropertiesAdjustment.h"
 #include "config/PropertiesFile.h"
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
@@ -175,14 +176,9 @@ void enterApplicationDirectory(const Inspection& inspection) {
   }
 }
 
-std::vector<std::string> elementsOf(std::string_view list, std::string_view separators) {
-  std::vector<std::string> elements;
-  for (std::size_t start = 0; start <= list.size();) {
-    const std::size_t end = std::min(list.find_first_of(separators, start), list.size());
-    if (end > start) elements.emplace_back(list.substr(start, end - start));
-    start = end + 1;
-  }
-  return elements;
+std::vector<std::string> elementsOf(std::string_view list) {
+  const std::vector<std::string_view> elements = piecesOf(list, ":");
+  return {elements.begin(), elements.end()};
 }
 
 std::vector<ClassPathElement> searchedClassPath(const std::string& written) {
@@ -192,7 +188,7 @@ std::vector<ClassPathElement> searchedClassPath(const std::string& written) {
     const bool searched = entries.empty() || entries.front().isSearched;
     // A JVM takes the text apart once more.
     elements.push_back(
-        {std::string(element), searched, elementsOf(toString(joinedClassPath(entries)), ":")});
+        {std::string(element), searched, elementsOf(toString(joinedClassPath(entries)))});
   }
   return elements;
 }
@@ -205,7 +201,7 @@ void planClassPath(const Inspection& inspection, LaunchPlan& plan) {
   }
   if (inspection.value(keys::classPath)) plan.classPathKey = keys::classPath;
   const ClassPath classPath = ClassPath::of(inspection.run().merged);
-  for (const std::string& element : elementsOf(toString(classPath.text), ":")) {
+  for (const std::string& element : elementsOf(toString(classPath.text))) {
     plan.classPath.push_back({element, false, {element}});
   }
 }
@@ -216,6 +212,14 @@ LaunchWay launchWay(const Inspection& inspection) {
     return LaunchWay::externalJava;
   }
   return inspection.isJava() ? LaunchWay::hostedJava : LaunchWay::nativeLibrary;
+}
+
+void planAdjuster(Inspection& inspection) {
+  const std::string classPath = inspection.valueOf(keys::adjusterClassPath);
+  const bool isAsked = !classPath.empty() && isAdjustable(inspection.run().line.options);
+  if (!isAsked || !inspection.isJava()) return;
+  inspection.adjuster.emplace(searchedClassPath(classPath), inspection.plan.directory,
+                              adjusterClass);
 }
 
 void planLaunch(Inspection& inspection) {
@@ -249,7 +253,10 @@ void planLaunch(Inspection& inspection) {
   if (launchWay(inspection) != LaunchWay::nativeLibrary) {
     inspection.classPath.emplace(plan.classPath, plan.directory,
                                  inspection.valueOf(keys::startClass));
+    if (ModulePath::isSpokenOf(plan.options))
+      inspection.modulePath.emplace(plan.options, plan.directory);
   }
+  planAdjuster(inspection);
 }
 
 bool startsItselfAgain(const AssemblyRun& run) {

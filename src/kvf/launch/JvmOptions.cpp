@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 #include "foundation/MemorySize.h"
 #include "javarun/JavaParameterParser.h"
@@ -34,37 +35,58 @@ std::string keyOfSystemProperty(const Inspection& inspection, std::string_view o
   if (name == "java.class.path") {
     return inspection.plan.classPathKey == nullptr ? "" : inspection.plan.classPathKey;
   }
+  const javaparser::KeyOption& libraries = javaparser::nativeLibraryPathOption;
+  const auto ownPath = inspection.value(libraries.key);
+  if (ownPath && option == concat({libraries.prefix, *ownPath})) return libraries.key;
   std::string key = concat({keys::javaPropertyPrefix, name});
   const auto value = inspection.value(key.c_str());
   return value && definition == concat({name, "=", *value}) ? key : std::string();
 }
 
-/// The word of the option line, which may go over several lines of the file. What comes from
-/// variables is not spelled out there: the longest part before a "=" or ":" that is found counts.
-Position positionInOptionLine(const Inspection& inspection, std::string_view option) {
-  const Entry* entry = inspection.entryOf(keys::extendedProperties);
-  if (entry == nullptr) return inspection.positionOf(keys::extendedProperties);
-  const SourceFile& file = inspection.fileOf(entry->at);
-  const std::string_view raw = inspection.rawValueOf(*entry);
+}  // namespace
+
+OptionPlaces::OptionPlaces(const Inspection& inspection)
+    : inspection_(inspection), entry_(inspection.entryOf(keys::extendedProperties)) {}
+
+Position OptionPlaces::of(const std::string& option) {
+  if (const Size* size = sizeOf(option)) {
+    const char* key = size->option.key;
+    const auto value = inspection_.value(key);
+    if (value && option == concat({size->option.prefix, *value}))
+      return inspection_.positionOf(key);
+  }
+  const std::string key = keyOfSystemProperty(inspection_, option);
+  if (!key.empty()) return inspection_.positionOf(key);
+  if (entry_ == nullptr) return inspection_.positionOf(keys::extendedProperties);
+  readWords();
   for (std::string_view part = option; !part.empty();
        part = part.substr(0, std::min(part.find_last_of("=:"), part.size()))) {
-    for (std::size_t at = 0; (at = raw.find(part, at)) != std::string_view::npos; ++at) {
-      const bool startsWord =
-          at == 0 || std::string_view(" \t\n=").find(raw[at - 1]) != std::string_view::npos;
-      if (!startsWord) continue;
-      const std::size_t start = entry->rawAt + at;
-      const std::size_t end = entry->rawAt + std::min(raw.find_first_of(" \t\r\n", at), raw.size());
-      return file.stretch(entry->at.file, start, end);
-    }
+    const auto word = words_.lower_bound(part);
+    if (word != words_.end() && word->first.starts_with(part)) return placeOf(*word);
     if (part.find_last_of("=:") == std::string_view::npos) break;
   }
-  return entry->at;
+  return entry_->at;
 }
 
-}  // namespace
+void OptionPlaces::readWords() {
+  if (std::exchange(isRead_, true)) return;
+  const std::string_view raw = inspection_.rawValueOf(*entry_);
+  for (std::string_view word : piecesOf(raw, " \t\r\n")) {
+    // The one of the entry itself.
+    if (word.starts_with('=')) word.remove_prefix(1);
+    words_.try_emplace(word, static_cast<std::size_t>(word.data() - raw.data()));
+  }
+}
+
+Position OptionPlaces::placeOf(const std::pair<const std::string_view, std::size_t>& word) const {
+  const std::size_t start = entry_->rawAt + word.second;
+  return inspection_.fileOf(entry_->at).stretch(entry_->at.file, start, start + word.first.size());
+}
 
 std::vector<SizeOption> sizeOptions(const Inspection& inspection) {
   const std::string line = inspection.valueOf(keys::extendedProperties);
+  const std::set<std::string_view> words = wordsOfOptionLine(line);
+  OptionPlaces places(inspection);
   std::vector<SizeOption> found;
   for (const std::string& option : inspection.plan.options) {
     const Size* size = sizeOf(option);
@@ -72,9 +94,8 @@ std::vector<SizeOption> sizeOptions(const Inspection& inspection) {
     const std::string value = option.substr(std::string_view(size->option.prefix).size());
     const bool isOfEmptyKey = value.empty() && inspection.value(size->option.key) == "";
     if (isOfEmptyKey) continue;
-    const bool isJoined =
-        value.find('=') != std::string::npos && line.find(option) == std::string::npos;
-    found.push_back({size->kind, option, value, positionOfOption(inspection, option), isJoined});
+    const bool isJoined = value.find('=') != std::string::npos && !words.contains(option);
+    found.push_back({size->kind, option, value, places.of(option), isJoined});
   }
   return found;
 }
@@ -87,14 +108,12 @@ std::optional<std::uint64_t> maximumHeap(const Inspection& inspection) {
 }
 
 Position positionOfOption(const Inspection& inspection, const std::string& option) {
-  if (const Size* size = sizeOf(option)) {
-    const char* key = size->option.key;
-    const auto value = inspection.value(key);
-    if (value && option == concat({size->option.prefix, *value})) return inspection.positionOf(key);
-  }
-  const std::string key = keyOfSystemProperty(inspection, option);
-  if (!key.empty()) return inspection.positionOf(key);
-  return positionInOptionLine(inspection, option);
+  return OptionPlaces(inspection).of(option);
+}
+
+std::set<std::string_view> wordsOfOptionLine(std::string_view line) {
+  const std::vector<std::string_view> words = piecesOf(line, " ");
+  return {words.begin(), words.end()};
 }
 
 bool isOfJavaProgram(std::string_view option) {

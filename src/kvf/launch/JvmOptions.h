@@ -1,10 +1,14 @@
 #ifndef VELOX_KVF_LAUNCH_JVMOPTIONS_H
 #define VELOX_KVF_LAUNCH_JVMOPTIONS_H
 
+#include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "kvf/launch/Inspection.h"
@@ -30,8 +34,31 @@ std::vector<SizeOption> sizeOptions(const Inspection& inspection);
 /// The maximum heap in bytes; nothing when no option sets it well.
 std::optional<std::uint64_t> maximumHeap(const Inspection& inspection);
 
-/// Where an option of the plan comes from.
+/// Where the options of a plan come from: a key, or a word of the option line, which may go over
+/// several lines of the file. What comes from variables is not spelled out there: the longest part
+/// before a "=" or ":" that is found counts.
+class OptionPlaces {
+ public:
+  /// REQUIRES: the inspection outlives this.
+  explicit OptionPlaces(const Inspection& inspection);
+
+  [[nodiscard]] Position of(const std::string& option);
+
+ private:
+  void readWords();
+  [[nodiscard]] Position placeOf(const std::pair<const std::string_view, std::size_t>& word) const;
+
+  const Inspection& inspection_;
+  const Entry* entry_;
+  bool isRead_ = false;
+  std::map<std::string_view, std::size_t> words_;  ///< where each stands first in the raw value
+};
+
+/// The same for one option.
 Position positionOfOption(const Inspection& inspection, const std::string& option);
+
+/// The words between the blanks of an option line, as views of it.
+std::set<std::string_view> wordsOfOptionLine(std::string_view line);
 
 /// True for an option that the program java takes for itself: a JVM does not know it.
 bool isOfJavaProgram(std::string_view option);

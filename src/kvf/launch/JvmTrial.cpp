@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cstddef>
-#include <cstdlib>
 #include <optional>
 #include <sstream>
 
@@ -140,14 +139,10 @@ class Trial {
 
   void leaveOutVariables() {
     for (const char* name : optionVariables) {
-      const char* own = std::getenv(name);
-      const auto exported = run_.environment.find(name);
-      const std::string value = exported != run_.environment.end() ? exported->second
-                                : own == nullptr                   ? std::string()
-                                                                   : own;
-      if (!wordsActOutside(value)) continue;
-      result_.leftOut.push_back(concat({name, "=", value}));
-      run_.environment[name] = "";
+      const auto variable = run_.environment.find(name);
+      if (variable == run_.environment.end() || !wordsActOutside(variable->second)) continue;
+      result_.leftOut.push_back(concat({name, "=", variable->second}));
+      run_.environment.erase(variable);
     }
   }
 

@@ -31,7 +31,7 @@ struct JvmStart {
   std::string library;
   std::string startClass;  ///< empty: it is not loaded
   std::vector<std::string> options;
-  std::map<std::string, std::string> environment;  ///< on top of this process's own
+  std::map<std::string, std::string> environment;  ///< all of it
   std::string directory;
 };
 

@@ -75,6 +75,7 @@ JvmRunEnd runJvm(const JvmRun& run) {
   program.arguments = {"kvf", "try-jvm", "--", run.library, run.startClass};
   program.arguments.insert(program.arguments.end(), run.options.begin(), run.options.end());
   program.environment = run.environment;
+  program.hasOwnEnvironment = true;
   program.directory = run.directory;
   program.output = ProgramRun::Output::taken;
   ProgramEnd ended = runProgram(program);

@@ -11,7 +11,7 @@ struct JvmRun {
   std::string library;
   std::string startClass;  ///< with dots or slashes; empty: none is loaded
   std::vector<std::string> options;
-  std::map<std::string, std::string> environment;  ///< on top of this process's own
+  std::map<std::string, std::string> environment;  ///< all of it
   std::string directory;
 };
 

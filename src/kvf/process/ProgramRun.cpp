@@ -72,13 +72,20 @@ class SignalsWait {
   sigset_t former_;
 };
 
+std::vector<std::string> environmentOf(const ProgramRun& run) {
+  if (!run.hasOwnEnvironment) return environmentWith(run.environment);
+  std::vector<std::string> environment;
+  for (const auto& [name, value] : run.environment) environment.push_back(name + "=" + value);
+  return environment;
+}
+
 /// How the program is to be started, complete before the fork.
 class Spawning {
  public:
   Spawning(const ProgramRun& run, const sigset_t& mask, const Descriptor& output)
       : program_(run.program.empty() ? run.arguments.at(0) : run.program),
         argumentTexts_(run.arguments),
-        environmentTexts_(environmentWith(run.environment)),
+        environmentTexts_(environmentOf(run)),
         arguments_(nullTerminated(argumentTexts_)),
         environment_(nullTerminated(environmentTexts_)) {
     ::posix_spawn_file_actions_init(&actions_);

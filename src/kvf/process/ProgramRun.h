@@ -13,6 +13,7 @@ struct ProgramRun {
   std::vector<std::string> arguments;
   std::string program = {};                             ///< empty: the first argument, along PATH
   std::map<std::string, std::string> environment = {};  ///< on top of this process's own
+  bool hasOwnEnvironment = false;                       ///< it gets nothing of this process's
   std::string directory = {};                           ///< empty: where this process is
   enum class Output {
     shown,    ///< on this process's own streams

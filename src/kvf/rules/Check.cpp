@@ -117,8 +117,12 @@ std::vector<Finding> check(std::span<const Inspection> inspections,
     const Inspection& inspection = *next->inspection;
     const Secrets secrets(inspection);
     const EntryStarts starts(inspection);
+    std::map<std::tuple<const Rule*, int, std::size_t>, bool> allowed;
     for (; next != findings.end() && next->inspection == &inspection; ++next) {
-      if (isAllowed(inspection, starts, next->at, next->rule->id)) continue;
+      const auto [known, isFirst] =
+          allowed.try_emplace({next->rule, next->at.file, next->at.line}, false);
+      if (isFirst) known->second = isAllowed(inspection, starts, next->at, next->rule->id);
+      if (known->second) continue;
       next->text = secrets.masked(next->text);
       const bool isNew = seen.emplace(next->rule, next->file, next->line(), next->text).second;
       if (isNew) reported.push_back(std::move(*next));

@@ -120,6 +120,20 @@ std::string archiveLike(const std::string& path) {
   return std::string(nearestName(fs::path(path).filename().string(), {names.begin(), names.end()}));
 }
 
+/// Why an element of that text is not there, where its form tells; empty: it does not.
+std::string mistakenForm(const Inspection& inspection, const std::string& written) {
+  constexpr std::string_view schemes[] = {"file", "jar", "http", "https"};
+  if (std::find(std::begin(schemes), std::end(schemes), written) != std::end(schemes))
+    return concat({": elements are paths, not URLs; leave out ", written, ":"});
+  const std::vector<std::string_view> parts = piecesOf(written, ", ");
+  const bool isList =
+      parts.size() > 1 && std::all_of(parts.begin(), parts.end(), [](auto part) {
+        return isArchiveFileName(std::string(part)) || part.find('/') != std::string_view::npos;
+      });
+  if (!isList || ::access(inspection.atApplication(parts[0]).c_str(), F_OK) != 0) return {};
+  return ": elements stand between \":\", not between commas or blanks";
+}
+
 void classPathMissing(const Inspection& inspection, Report& report) {
   forEachElement(inspection, [&](const ClassPathElement& element, const std::string& path,
                                  const Position& at) {
@@ -127,8 +141,10 @@ void classPathMissing(const Inspection& inspection, Report& report) {
     std::error_code error;
     if (::access(path.c_str(), F_OK) != 0) {
       if (shellExpansionIn(element.written)) return;
+      const std::string form = mistakenForm(inspection, element.written);
       report(at, concat({"there is no ", shown(path), didYouMean(archiveLike(path)), ", so that ",
-                         shown(element.written), " contributes nothing: correct the path"}));
+                         shown(element.written), " contributes nothing",
+                         form.empty() ? ": correct the path" : form}));
     } else if (element.searched && fs::is_directory(path, error) &&
                ::access(path.c_str(), R_OK | X_OK) != 0) {
       report(at, concat({"the folder ", shown(path), " cannot be read, so that ",
@@ -392,7 +408,7 @@ constexpr Rule rules[] = {
      .remedy = {.lines = "velox.class.path.extended.search.level=4"},
      .check = classPathLimitRange},
     {.id = "class-path-archive",
-     .severity = Severity::error,
+     .severity = Severity::warning,
      .summary = "an archive that cannot be read",
      .explanation = "A JVM skips such a file, and its classes are then missing. Only the "
                     "directory of an archive is looked at.",

@@ -5,6 +5,8 @@
 
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
+#include "javarun/ArgumentSplitter.h"
+#include "kvf/launch/JvmOptions.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
@@ -26,20 +28,40 @@ void startScript(const Inspection& inspection, Report& report) {
 constexpr std::string_view serviceVerbs[] = {"start",  "stop",    "restart", "status",
                                              "reload", "console", "run"};
 
+bool isServiceVerb(const std::string& text) {
+  return std::find(std::begin(serviceVerbs), std::end(serviceVerbs), text) !=
+         std::end(serviceVerbs);
+}
+
+/// True when the start class may look for the word, since it has it as a text.
+bool mayTake(const Inspection& inspection, const std::string& word) {
+  if (!inspection.classPath || !inspection.classPath->startClass()) return true;
+  return inspection.classPath->startClass()->bytes.find(word) != std::string::npos;
+}
+
 void serviceVerb(const Inspection& inspection, Report& report) {
   const auto& arguments = inspection.outer.arguments;
-  if (arguments.size() < 2 || !isPositional(arguments[1])) return;
-  const std::string& text = arguments[1].text;
-  const bool isVerb =
-      std::find(std::begin(serviceVerbs), std::end(serviceVerbs), text) != std::end(serviceVerbs);
+  if (arguments.size() < 2) return;
+  const std::size_t last = arguments.size() - 1;
+  const bool isFirst = isPositional(arguments[1]) && isServiceVerb(arguments[1].text);
   const bool hasSwitches =
       std::any_of(arguments.begin() + 2, arguments.end(),
                   [](const Argument& argument) { return argument.switchName != nullptr; });
-  if (!isVerb || !hasSwitches) return;
-  report({Position::commandLine, 1},
-         concat({shown(text), " in front of the switches is not a command but an argument of the ",
-                 "application: remove it; --run starts, a service manager's unit does the rest; ",
-                 "if the application takes it, write it last"}));
+  if (isFirst && hasSwitches) {
+    report({Position::commandLine, 1},
+           concat({shown(arguments[1].text), " in front of the switches is not a command but an ",
+                   "argument of the application: remove it; --run starts, a service manager's ",
+                   "unit does the rest; if the application takes it, write it last"}));
+    return;
+  }
+  const auto count = std::count_if(arguments.begin() + 1, arguments.end(), isPositional);
+  const std::string& text = arguments[last].text;
+  if (count != 1 || !isPositional(arguments[last]) || !isServiceVerb(text)) return;
+  if (mayTake(inspection, text)) return;
+  report({Position::commandLine, last},
+         concat({shown(text), " is not a command but an argument of the application, whose start ",
+                 "class has no such word: remove it; --run starts, a service manager's unit does ",
+                 "the rest"}));
 }
 
 void strayFile(const Inspection& inspection, Report& report) {
@@ -61,6 +83,59 @@ void strayFile(const Inspection& inspection, Report& report) {
                  concat({shown(text), " is an argument of the application, and the launcher looks ",
                          "for another properties file: write ", switches::propFile, " ",
                          printable(shellWord(text))}));
+  }
+}
+
+/// Text that is an option of a JVM, and nothing that applications take.
+bool isJvmOption(std::string_view text) {
+  constexpr std::string_view starts[] = {
+      "-Xmx",        "-Xms",       "-Xss",        "-Xmn",   "-XX:+",    "-XX:-",
+      "-javaagent:", "-agentlib:", "-agentpath:", "-Xlog:", "-Xloggc:", "--add-opens="};
+  return std::any_of(std::begin(starts), std::end(starts),
+                     [&](std::string_view start) { return text.starts_with(start); });
+}
+
+/// "-Dname=value".
+bool isPropertyOption(std::string_view text) {
+  return text.size() > 2 && text.starts_with("-D") && text[2] != '=' &&
+         text.find('=') != std::string_view::npos;
+}
+
+void optionArgument(const Inspection& inspection, Report& report) {
+  if (!inspection.startsJvm()) return;
+  const auto tell = [&](const Position& at, std::string_view text) {
+    const std::string_view definition = text.substr(std::min<std::size_t>(2, text.size()));
+    report(at, concat({shown(text), " is an argument of the application here, no option of the ",
+                       "JVM: write ",
+                       isPropertyOption(text)
+                           ? concat({keys::javaPropertyPrefix, printable(definition)})
+                           : concat({keys::extendedProperties, "=", printable(text)}),
+                       " into the file"}));
+  };
+  const auto& arguments = inspection.outer.arguments;
+  for (std::size_t i = 1; i < arguments.size(); ++i) {
+    const Argument& argument = arguments[i];
+    if (argument.isValue || argument.switchName != nullptr) continue;
+    if (isPropertyOption(argument.text) ||
+        (isJvmOption(argument.text) && !argument.isUnknownSwitch()))
+      tell({Position::commandLine, i}, argument.text);
+  }
+  if (inspection.entryOf(keys::applicationArgs) == nullptr) return;
+  for (const WString& word :
+       splitArguments(WString(inspection.valueOf(keys::applicationArgs)), LaunchWay::hostedJava)) {
+    if (isJvmOption(word.view())) tell(inspection.positionOf(keys::applicationArgs), word.view());
+  }
+}
+
+void userDirectory(const Inspection& inspection, Report& report) {
+  if (!inspection.startsJvm()) return;
+  OptionPlaces places(inspection);
+  for (const std::string& option : inspection.plan.options) {
+    if (!option.starts_with("-Duser.dir=")) continue;
+    report(places.of(option),
+           concat({shown(option), " changes no directory: a JVM then looks for files in one and ",
+                   "for a relative class path in the other: write ", keys::startDirectory, "=",
+                   printable(option.substr(option.find('=') + 1))}));
   }
 }
 
@@ -111,9 +186,10 @@ constexpr Rule rules[] = {
      .check = startScript},
     {.id = "service-verb",
      .severity = Severity::warning,
-     .summary = "start, stop and their like in front of the switches",
+     .summary = "start, stop and their like as if they were commands",
      .explanation = "The launcher has no such commands: the word reaches the application as its "
-                    "first argument.",
+                    "first argument. Behind the switches it is left alone where the start class "
+                    "has the word, too.",
      .example = {.command = "kvf check -- wrapper start --propFile acme.kvf"},
      .remedy = {.command = "kvf check -- wrapper --propFile acme.kvf"},
      .check = serviceVerb},
@@ -125,6 +201,23 @@ constexpr Rule rules[] = {
      .example = {.command = "kvf check --disable missing-file -- wrapper acme.kvf"},
      .remedy = {.command = "kvf check -- wrapper --propFile acme.kvf"},
      .check = strayFile},
+    {.id = "option-argument",
+     .severity = Severity::warning,
+     .summary = "an option of the JVM among the arguments of the application",
+     .explanation = "What stands behind the switches, and in application.args, reaches main. "
+                    "Options of the JVM have keys of their own.",
+     .example = {.command = "kvf check -- wrapper --propFile acme.kvf -Dmode=fast"},
+     .remedy = {.lines = "java.property.mode=fast",
+                .command = "kvf check -- wrapper --propFile acme.kvf"},
+     .check = optionArgument},
+    {.id = "user-directory",
+     .severity = Severity::warning,
+     .summary = "a working directory by the system property user.dir",
+     .explanation = "A JVM sets user.dir to the working directory. An application that sets it "
+                    "moves nothing but some of the places where it is read.",
+     .example = {.lines = "java.property.user.dir=/srv"},
+     .remedy = {.lines = "application.start.dir=/srv"},
+     .check = userDirectory},
     {.id = "script-variable",
      .severity = Severity::warning,
      .summary = "options of the JVM in a variable that no JVM reads",

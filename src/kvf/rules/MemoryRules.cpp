@@ -65,7 +65,22 @@ void youngGeneration(const Inspection& inspection, Report& report) {
 
 constexpr std::size_t largestStack = std::size_t{1} << 30U;
 
+/// Every JVM wants more, from 136k to 228k.
+constexpr std::size_t smallestStack = std::size_t{64} << 10U;
+
+void smallStack(const Inspection& inspection, Report& report) {
+  const auto stack = lastOf(sizeOptions(inspection), SizeKind::stack);
+  const std::size_t bytes = stack ? memorySize(stack->size).value_or(0) : 0;
+  if (bytes == 0 || bytes >= smallestStack) return;
+  const bool isBare = stack->size.find_first_not_of("0123456789") == std::string::npos;
+  report.fatalIf(inspection.startsJvm(), stack->at,
+                 concat({shown(stack->size), isBare ? " bytes are" : " is",
+                         " too little for a stack, and the JVM refuses to start: write ",
+                         isBare ? stack->size + "k for kilobytes" : std::string("1m")}));
+}
+
 void stackSize(const Inspection& inspection, Report& report) {
+  smallStack(inspection, report);
   const auto wanted = memorySize(inspection.valueOf(keys::threadStackSize));
   if (wanted && *wanted > largestStack) {
     report.fatalIf(inspection.startsJvm(), inspection.positionOf(keys::threadStackSize),

@@ -4,9 +4,9 @@
 #include <string>
 
 #include "foundation/PropertyKeys.h"
-#include "kvf/jvm/JvmSearch.h"
 #include "kvf/jvm/OptionHistory.h"
 #include "kvf/launch/JvmOptions.h"
+#include "kvf/launch/LaunchJvm.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
@@ -64,23 +64,33 @@ const char* missingPart(std::string_view value, bool hasPackage) {
   return lacksPackage ? "package" : nullptr;
 }
 
+/// Reports a system property without a name, such as one behind "-D" and a blank.
+bool reportNameless(OptionPlaces& places, const std::string& option, Report& report) {
+  if (option != "-D" && !option.starts_with("-D=")) return false;
+  const std::string_view rest =
+      std::string_view(option).substr(std::min<std::size_t>(3, option.size()));
+  report(places.of(option),
+         concat({shown(option), " names no system property, and sets none: write -D",
+                 rest.empty() ? "NAME=VALUE" : printable(rest), " in one word"}));
+  return true;
+}
+
 /// Reports an option that a JVM does not know without its value.
-bool reportBare(const Inspection& inspection, const std::string& option, Report& report) {
+bool reportBare(OptionPlaces& places, const std::string& option, Report& report) {
   const auto* const found =
       std::find_if(std::begin(valued), std::end(valued), [&](const ValuedOption& one) {
         if (option == one.name) return true;
         return one.separator == ':' && option.starts_with(concat({one.name, "="}));
       });
   if (found == std::end(valued)) return false;
-  report(
-      positionOfOption(inspection, option),
-      concat({"a JVM does not know ", shown(option), " without a value behind \"",
-              std::string(1, found->separator), "\", and --run ignores it: write ", found->whole}));
+  report(places.of(option), concat({"a JVM does not know ", shown(option),
+                                    " without a value behind \"", std::string(1, found->separator),
+                                    "\", and --run ignores it: write ", found->whole}));
   return true;
 }
 
-bool reportParts(const Inspection& inspection, const std::string& option, unsigned release,
-                 Report& report) {
+bool reportParts(const Inspection& inspection, OptionPlaces& places, const std::string& option,
+                 unsigned release, Report& report) {
   const auto* const found =
       std::find_if(std::begin(parted), std::end(parted),
                    [&](const PartedOption& one) { return option.starts_with(one.prefix); });
@@ -91,15 +101,15 @@ bool reportParts(const Inspection& inspection, const std::string& option, unsign
   // Java 8 has no modules, and --run ignores what it does not know.
   const bool isKnown = release != oldestRelease;
   report.fatalIf(
-      isKnown && inspection.startsJvm(), positionOfOption(inspection, option),
+      isKnown && inspection.startsJvm(), places.of(option),
       concat({shown(option), " names no ", missing,
               isKnown ? ", and the JVM does not start: write " : ": write ", found->shape}));
   return true;
 }
 
 /// Reports a flag that is on or off without saying so, or one with a value that says so.
-void reportFlag(const Inspection& inspection, const std::string& option, unsigned release,
-                Report& report) {
+void reportFlag(const Inspection& inspection, OptionPlaces& places, const std::string& option,
+                unsigned release, Report& report) {
   const std::string_view flag = flagOf(option);
   // Recordings are taken without a value, too.
   if (flag == "StartFlightRecording" || flag == "FlightRecorderOptions") return;
@@ -113,21 +123,24 @@ void reportFlag(const Inspection& inspection, const std::string& option, unsigne
   const std::string advice = history->isSwitch
                                  ? concat({"is on or off: write -XX:+", flag, " or -XX:-", flag})
                                  : concat({"has a value: write -XX:", flag, "=VALUE"});
-  report.fatalIf(inspection.startsJvm(), positionOfOption(inspection, option),
+  report.fatalIf(inspection.startsJvm(), places.of(option),
                  concat({"the JVM does not start with ", shown(option), ", a flag that ", advice}));
 }
 
 void optionForm(const Inspection& inspection, Report& report) {
   if (!inspection.isJava() || !inspection.startsApplication()) return;
   const std::string line = inspection.valueOf(keys::extendedProperties);
-  const auto jvm = jvmOfLibrary(inspection.atApplication(inspection.valueOf(keys::javaLibrary)));
+  const std::set<std::string_view> words = wordsOfOptionLine(line);
+  OptionPlaces places(inspection);
+  const auto jvm = jvmOfLaunch(inspection);
   const unsigned release = jvm ? jvm->release : 0;
   for (const std::string& option : inspection.plan.options) {
+    if (reportNameless(places, option, report)) continue;
     // What the launcher joined of two words is another rule's.
-    if (line.find(option) == std::string::npos) continue;
-    if (reportBare(inspection, option, report)) continue;
-    if (reportParts(inspection, option, release, report)) continue;
-    if (release != 0) reportFlag(inspection, option, release, report);
+    if (!words.contains(option)) continue;
+    if (reportBare(places, option, report)) continue;
+    if (reportParts(inspection, places, option, release, report)) continue;
+    if (release != 0) reportFlag(inspection, places, option, release, report);
   }
 }
 

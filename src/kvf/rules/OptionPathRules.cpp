@@ -6,10 +6,10 @@
 
 #include <unistd.h>
 
-#include "foundation/TextPieces.h"
 #include "kvf/launch/JvmOptions.h"
 #include "kvf/launch/TrialOptions.h"
 #include "kvf/rules/Rule.h"
+#include "kvf/rules/ShellSyntax.h"
 #include "kvf/text/Text.h"
 
 /// The files and folders that options of the JVM name.
@@ -39,6 +39,8 @@ constexpr PathOption pathOptions[] = {
     {"-XX:Flags=", "", PathUse::readFile, true, ""},
     {"-XX:VMOptionsFile=", "", PathUse::readFile, true, ""},
     {"-Xbootclasspath/a:", "", PathUse::searched, false, "the JVM passes over it without a word"},
+    {"--module-path=", "", PathUse::searched, false, "the JVM passes over it without a word"},
+    {"-Djava.library.path=", "", PathUse::searched, false, "no library is found there"},
     {"-XX:HeapDumpPath=", "", PathUse::writtenBelow, false, "there will be no heap dump"},
     {"-XX:ErrorFile=", "", PathUse::written, false,
      "a JVM that crashes writes its report elsewhere"},
@@ -89,6 +91,7 @@ bool isInMadeFolder(const Inspection& inspection, const fs::path& path) {
 struct OptionReport {
   const Inspection& inspection;
   Report& report;
+  OptionPlaces& places;
   const std::string& option;
 
   void operator()(std::string_view path, PathUse use, bool isNeeded,
@@ -99,21 +102,30 @@ struct OptionReport {
     if (isWritten && isInMadeFolder(inspection, place)) return;
     const std::string complaint = complaintAbout(place, use);
     if (complaint.empty()) return;
-    report.fatalIf(isNeeded && inspection.startsJvm(), positionOfOption(inspection, option),
-                   concat({complaint, " for ", shown(option), ", and ",
-                           isNeeded ? "the JVM does not start" : outcome,
-                           ": correct the path, or make what it names"}));
+    Finding& finding =
+        report(places.of(option), concat({complaint, " for ", shown(option), ", and ",
+                                          isNeeded ? "the JVM does not start" : outcome,
+                                          ": correct the path, or make what it names"}));
+    finding.fatal = isNeeded && inspection.startsJvm();
+    finding.harmless = !isNeeded;
   }
 };
 
 void reportSearched(const OptionReport& report, std::string_view list, std::string_view outcome) {
   std::error_code error;
-  for (const std::string_view element : pathElements(list)) {
+  const Position at = report.places.of(report.option);
+  for (const std::string_view element : piecesOf(list, ":")) {
     const std::string path = report.inspection.atApplication(element);
-    if (element.empty() || fs::exists(path, error)) continue;
-    report.report(positionOfOption(report.inspection, report.option),
-                  concat({"there is no ", shown(path), " for ", shown(report.option), ", and ",
-                          outcome, ": correct the path"}));
+    if (fs::exists(path, error)) continue;
+    const std::size_t semicolon = element.find(';');
+    if (semicolon != std::string_view::npos) {
+      report.report(at, concat({"a JVM separates the elements of ", shown(report.option),
+                                " by \":\" alone, so that ", shown(element),
+                                " is one, and not there: write \":\" for \";\""}));
+    } else if (!shellExpansionIn(element)) {
+      report.report.harmless(at, concat({"there is no ", shown(path), " for ", shown(report.option),
+                                         ", and ", outcome, ": correct the path"}));
+    }
   }
 }
 
@@ -137,8 +149,9 @@ void reportRecording(const OptionReport& report, std::string_view options) {
 void optionPath(const Inspection& inspection, Report& take) {
   if (!inspection.isJava() || !inspection.startsApplication()) return;
   constexpr std::string_view recording = "-XX:StartFlightRecording";
+  OptionPlaces places(inspection);
   for (const std::string& option : inspection.plan.options) {
-    const OptionReport report{inspection, take, option};
+    const OptionReport report{inspection, take, places, option};
     const std::string_view text = option;
     if (const std::string_view log = logFileOf(text); !log.empty()) {
       const bool isNeeded = text.starts_with("-Xlog:");

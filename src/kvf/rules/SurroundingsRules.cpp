@@ -98,15 +98,6 @@ void pathHidesLauncher(const Inspection& inspection, Report& report) {
               "the launcher by its full path"}));
 }
 
-void adjusterLibrary(const Inspection& inspection, Report& report) {
-  if (inspection.valueOf(keys::adjusterClassPath).empty() || inspection.isJava()) return;
-  if (!inspection.knowsAllKeys()) return;
-  report(
-      inspection.positionOf(keys::adjusterClassPath),
-      "an adjuster needs java.library: without, the application itself runs in its place, and its "
-      "status decides; name the JVM's library");
-}
-
 std::string_view firstUnsafe(std::string_view word) {
   const bool quoted = word.find(' ') != std::string_view::npos;
   const std::string_view inQuotes = "\"$`\\";
@@ -261,18 +252,6 @@ constexpr Rule rules[] = {
      .remedy = {.lines = "velox.env.PATH=/opt/gone:%PATH%",
                 .command = "kvf check -- wrapper --propFile acme.kvf"},
      .check = pathHidesLauncher},
-    {.id = "adjuster-library",
-     .severity = Severity::error,
-     .summary = "an adjuster without java.library",
-     .explanation = "The adjuster is a Java class. Without java.library the run that should adjust "
-                    "starts the native application.",
-     .example = {.lines = "application.library=%kvf.file.dir%/"
-                          "libacme.so\nvelox.adjuster.class.path=%kvf.file.dir%/adjuster.jar",
-                 .whole = true},
-     .remedy = {.note = "Name the JVM's library, or do without the adjuster.",
-                .lines = "application.library=%kvf.file.dir%/libacme.so",
-                .whole = true},
-     .check = adjusterLibrary},
     {.id = "script-value",
      .severity = Severity::error,
      .summary = "a value that a generated script cannot carry",

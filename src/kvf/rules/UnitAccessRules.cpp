@@ -6,6 +6,7 @@
 #include <grp.h>
 #include <pwd.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 
 #include "foundation/PropertyKeys.h"
 #include "kvf/rules/UnitSubject.h"
@@ -147,19 +148,33 @@ struct Rights {
   std::vector<gid_t> groups;
 };
 
-std::optional<Rights> rightsOf(const std::string& user) {
+/// Nothing for an account or a group that this machine does not have, which other rules tell.
+std::optional<Rights> rightsOf(const ServiceUnit& unit) {
+  const std::string user = unit.value("User");
   const passwd* account = ::getpwnam(user.c_str());
   if (account == nullptr) return std::nullopt;
   Rights rights = {account->pw_uid, std::vector<gid_t>(64)};
   int count = static_cast<int>(rights.groups.size());
   ::getgrouplist(user.c_str(), account->pw_gid, rights.groups.data(), &count);
   rights.groups.resize(static_cast<std::size_t>(std::clamp(count, 0, 64)));
+  std::vector<std::string> names = unit.words("SupplementaryGroups");
+  if (const std::string own = unit.value("Group"); !own.empty()) names.push_back(own);
+  for (const std::string& name : names) {
+    const group* found = ::getgrnam(name.c_str());
+    if (found == nullptr) return std::nullopt;
+    rights.groups.push_back(found->gr_gid);
+  }
   return rights;
+}
+
+/// True when more than the mode decides who may use the file.
+bool hasAccessList(const fs::path& path) {
+  return ::getxattr(path.c_str(), "system.posix_acl_access", nullptr, 0) > 0;
 }
 
 bool mayUse(const Rights& rights, const fs::path& path, unsigned right) {
   struct stat status = {};
-  if (::stat(path.c_str(), &status) != 0) return true;
+  if (::stat(path.c_str(), &status) != 0 || hasAccessList(path)) return true;
   const bool isOfGroup =
       std::find(rights.groups.begin(), rights.groups.end(), status.st_gid) != rights.groups.end();
   const unsigned shift = status.st_uid == rights.user ? 6U : isOfGroup ? 3U : 0U;
@@ -178,16 +193,16 @@ std::string barrierTo(const Rights& rights, const std::string& path) {
 
 void reportUnreadable(const UnitSubject& subject, const std::vector<NeededFile>& files,
                       Report& report) {
-  const std::string user = subject.unit.value("User");
-  const std::optional<Rights> rights = rightsOf(user);
+  const std::optional<Rights> rights = rightsOf(subject.unit);
   if (!rights || rights->user == 0 || isDynamic(subject.unit)) return;
   for (const NeededFile& file : files) {
     const std::string barrier = barrierTo(*rights, file.path);
     if (barrier.empty()) continue;
-    report.fatal(subject.placeOf("User"),
-                 concat({user, " may not read ", shown(barrier), ", and the launch needs ",
-                         shown(file.path), " (", subject.launch.nameOf(file.at),
-                         "): give it to the user's group, with chgrp and chmod g+rX"}));
+    report.fatal(
+        subject.placeOf("User"),
+        concat({subject.unit.value("User"), " may not read ", shown(barrier),
+                ", and the launch needs ", shown(file.path), " (", subject.launch.nameOf(file.at),
+                "): give it to the user's group, with chgrp and chmod g+rX"}));
     return;
   }
 }

@@ -1,20 +1,16 @@
 #include <algorithm>
-#include <chrono>
-#include <csignal>
-#include <cstring>
 #include <filesystem>
-#include <iterator>
 #include <optional>
-#include <utility>
+#include <string>
+#include <string_view>
 
 #include <grp.h>
 #include <pwd.h>
 #include <unistd.h>
 
-#include "foundation/PropertyKeys.h"
-#include "hosting/StopSignals.h"
 #include "kvf/launch/JvmOptions.h"
 #include "kvf/rules/Rule.h"
+#include "kvf/rules/ShellSyntax.h"
 #include "kvf/rules/UnitSubject.h"
 #include "kvf/text/Text.h"
 
@@ -25,59 +21,84 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string typeOf(const UnitSubject& subject) {
-  const std::string type = subject.unit.value("Type");
-  return type.empty() ? "simple" : type;
-}
-
-/// A setting that is wrong for a launch, and why: "KEY=VALUE" and the text are a sentence.
-struct SettingRow {
-  const char* key;
-  bool (*isWrong)(const UnitSubject& subject, const UnitSetting& setting);
-  const char* text;
-};
-
-void reportRows(std::span<const SettingRow> rows, const UnitSubject& subject, bool fatal,
-                Report& report) {
-  for (const SettingRow& row : rows) {
-    const UnitSetting* setting = subject.unit.last(row.key);
-    if (setting == nullptr || !row.isWrong(subject, *setting)) continue;
-    report.fatalIf(fatal, subject.placeOf(*setting),
-                   concat({row.key, "=", printable(setting->value), " ", row.text}));
-  }
-}
-
 // --- what systemd reads -------------------------------------------------------------------------
 
 void syntax(const Inspection& inspection, Report& report) {
   if (!inspection.unit) return;
-  for (const UnitNote& note : inspection.unit->notes())
-    report.fatalIf(note.refusesUnit, Inspection::unitPosition(note.at), note.text);
+  for (const UnitNote& note : inspection.unit->notes()) {
+    Finding& finding = report(Inspection::unitPosition(note.at), note.text);
+    finding.fatal = note.weight == UnitNote::Weight::refusesUnit;
+    finding.harmless = note.weight == UnitNote::Weight::mayBeMeant;
+  }
+}
+
+/// What only a shell would take for more than arguments.
+void shell(const Inspection& inspection, Report& report) {
+  if (!inspection.unit) return;
+  for (const ServiceCommand& command : inspection.unit->commands()) {
+    std::string word = redirectionIn(command.arguments);
+    for (const std::string& argument : command.arguments)
+      if (argument == "|" || argument == "||" || argument == "&&") word = argument;
+    if (word.empty()) continue;
+    const auto at = std::find(command.arguments.begin(), command.arguments.end(), word);
+    report(Inspection::unitPosition(
+               command.places[static_cast<std::size_t>(at - command.arguments.begin())]),
+           concat({"systemd runs no shell, and ", shown(word), " becomes an argument: write ",
+                   "StandardOutput= for a file; a service needs no &"}));
+  }
 }
 
 // --- what keeps it from starting ----------------------------------------------------------------
 
+/// True for output to a file in a folder that is not there.
+bool lacksFolder(const UnitSubject& subject, const UnitSetting& setting) {
+  const std::string value = subject.unit.value(setting.key);
+  for (const std::string_view start : {"append:", "file:", "truncate:"}) {
+    if (!value.starts_with(start)) continue;
+    const fs::path file = value.substr(start.size());
+    return !subject.launch.surroundings.hasFolder(file.parent_path());
+  }
+  return false;
+}
+
+bool isRelative(const std::string& folder) {
+  return !folder.starts_with('/') && folder != "~";
+}
+
 constexpr SettingRow startRows[] = {
     {"Type",
-     [](const UnitSubject& subject, const UnitSetting&) { return typeOf(subject) == "forking"; },
+     [](const UnitSubject& subject, const UnitSetting&) { return subject.type() == "forking"; },
      "waits for the process to leave a child behind and end, which the launcher never does: after "
      "TimeoutStartSec= systemd kills it; write Type=exec"},
     {"Type",
      [](const UnitSubject& subject, const UnitSetting&) {
        const std::string access = subject.unit.value("NotifyAccess");
-       return typeOf(subject).starts_with("notify") && !subject.hostsJvm() &&
+       return subject.type().starts_with("notify") && !subject.hostsJvm() &&
               subject.launch.startsJvm() && access != "all";
      },
      "takes READY=1 from the launcher alone, and --cmdlineJava runs the application in a child: "
      "write --run, or NotifyAccess=all"},
     {"WorkingDirectory",
      [](const UnitSubject& subject, const UnitSetting&) {
+       std::string folder = subject.unit.value("WorkingDirectory");
+       if (folder.starts_with('-')) folder.erase(0, 1);
+       return isRelative(folder);
+     },
+     "is no absolute path, and systemd refuses the unit: begin it with /, or write ~ alone for the "
+     "user's home"},
+    {"WorkingDirectory",
+     [](const UnitSubject& subject, const UnitSetting&) {
        const LaunchSurroundings& surroundings = subject.launch.surroundings;
        return !subject.unit.surroundings().directoryMayBeMissing &&
+              !isRelative(surroundings.directory) &&
               !surroundings.hasFolder(surroundings.directory);
      },
      "names no folder that is there, and the start ends with status 200/CHDIR: make it, or let "
      "systemd, with StateDirectory="},
+    {"StandardOutput", lacksFolder,
+     "lies in no folder that is there, and the start ends with status 209/STDOUT: make the folder"},
+    {"StandardError", lacksFolder,
+     "lies in no folder that is there, and the start ends with status 222/STDERR: make the folder"},
     {"User",
      [](const UnitSubject& subject, const UnitSetting&) {
        const std::string name = subject.unit.value("User");
@@ -98,7 +119,7 @@ constexpr SettingRow startRows[] = {
 /// Two commands of a service that is not Type=oneshot; a drop-in has to empty the list first.
 void reportSecondStart(const UnitSubject& subject, Report& report) {
   const std::vector<const UnitSetting*> starts = subject.unit.all("ExecStart");
-  if (starts.size() < 2 || typeOf(subject) == "oneshot") return;
+  if (starts.size() < 2 || subject.type() == "oneshot") return;
   report.fatal(subject.placeOf(*starts.back()),
                "a second ExecStart= is for Type=oneshot only, and systemd refuses the unit: put an "
                "empty ExecStart= in front of one that replaces the first");
@@ -113,8 +134,12 @@ void start(const Inspection& inspection, Report& report) {
 
 void program(const Inspection& inspection, Report& report) {
   if (!inspection.unit || ::access(inspection.programFile.c_str(), X_OK) == 0) return;
+  const std::string& name =
+      inspection.programFile.empty() ? inspection.commandLine[0] : inspection.programFile;
+  const bool hasVariable = name.find('$') != std::string::npos;
   report.fatal(inspection.argumentPlaces.front(),
-               concat({"there is no program ", shown(inspection.programFile),
+               concat({"there is no program ", shown(name),
+                       hasVariable ? ", as systemd replaces no variable there" : "",
                        ", and the start ends with status 203/EXEC: correct the path"}));
 }
 
@@ -184,124 +209,6 @@ void hardening(const Inspection& inspection, Report& report) {
   if (subject && subject->launch.startsJvm()) reportRows(hardeningRows, *subject, true, report);
 }
 
-// --- how it stops -------------------------------------------------------------------------------
-
-int stopSignal(const UnitSubject& subject) {
-  return unitSignal(subject.unit.value("KillSignal")).value_or(SIGTERM);
-}
-
-std::string nameOfSignal(int signal) {
-  const char* name = ::sigabbrev_np(signal);
-  return name == nullptr ? std::to_string(signal) : name;
-}
-
-/// True when the signal calls the application's stop method.
-bool callsStopMethod(const UnitSubject& subject, int signal) {
-  const auto value = subject.launch.value(keys::stopSignals);
-  if (!value) return false;
-  const StopSignalNames names = StopSignalNames::parse(*value, ApplicationKind::java);
-  return std::find(names.signals.begin(), names.signals.end(), signal) != names.signals.end();
-}
-
-bool isOneOf(int signal, std::initializer_list<int> signals) {
-  return std::find(signals.begin(), signals.end(), signal) != signals.end();
-}
-
-bool hasSuccessStatus(const ServiceUnit& unit, int status) {
-  const std::vector<std::string> words = unit.words("SuccessExitStatus");
-  return std::find(words.begin(), words.end(), std::to_string(status)) != words.end();
-}
-
-bool leavesSignals(const Inspection& launch) {
-  const auto& options = launch.plan.options;
-  return std::find(options.begin(), options.end(), "-Xrs") != options.end();
-}
-
-constexpr SettingRow stopRows[] = {
-    {"KillSignal",
-     [](const UnitSubject& subject, const UnitSetting&) { return stopSignal(subject) == SIGQUIT; },
-     "makes a JVM print its threads and go on, until it is killed after TimeoutStopSec=: remove "
-     "it, and systemd sends SIGTERM"},
-    {"KillSignal",
-     [](const UnitSubject& subject, const UnitSetting&) {
-       const int signal = stopSignal(subject);
-       return !callsStopMethod(subject, signal) &&
-              !isOneOf(signal, {SIGTERM, SIGINT, SIGHUP, SIGQUIT});
-     },
-     "runs neither shutdown hooks nor a stop method: remove it, and systemd sends SIGTERM"},
-    {"KillMode",
-     [](const UnitSubject& subject, const UnitSetting& setting) {
-       return subject.unit.value(setting.key) == "none";
-     },
-     "lets the JVM run on when the service is stopped: remove it"},
-    {"TimeoutStopSec",
-     [](const UnitSubject& subject, const UnitSetting& setting) {
-       const auto time = unitTime(subject.unit.value(setting.key));
-       const bool isShort =
-           time && *time > std::chrono::milliseconds(0) && *time < std::chrono::seconds(5);
-       return isShort && callsStopMethod(subject, stopSignal(subject));
-     },
-     "leaves the stop method that little time before the JVM is killed: give it what it needs, "
-     "90 s without the line"},
-};
-
-/// The signal that a kill of the main process sends; nothing for another command.
-std::optional<int> signalSent(const ServiceCommand& command) {
-  if (fs::path(command.program).filename() != "kill") return std::nullopt;
-  for (std::size_t i = 1; i < command.arguments.size(); ++i) {
-    std::string argument = command.arguments[i];
-    if (!argument.starts_with('-')) continue;
-    argument.erase(0, argument.find_first_not_of('-'));
-    if (argument == "s" && i + 1 < command.arguments.size()) argument = command.arguments[i + 1];
-    return unitSignal(argument);
-  }
-  return SIGTERM;
-}
-
-void reportReload(const UnitSubject& subject, Report& report) {
-  for (const ServiceCommand& command : subject.unit.commands()) {
-    const std::optional<int> signal = signalSent(command);
-    if (command.key != "ExecReload" || !signal) continue;
-    if (!isOneOf(*signal, {SIGHUP, SIGTERM, SIGINT})) continue;
-    report(Inspection::unitPosition(command.places.front()),
-           concat({"SIG", nameOfSignal(*signal), " ends a JVM, so that a reload stops the ",
-                   "service: remove ExecReload="}));
-  }
-}
-
-void reportMissingSuccess(const UnitSubject& subject, Report& report) {
-  const int signal = stopSignal(subject);
-  const bool endsByItself = isOneOf(signal, {SIGTERM, SIGINT, SIGHUP});
-  constexpr int bySignal = 128;
-  const int status = bySignal + signal;
-  if (!endsByItself || callsStopMethod(subject, signal) || leavesSignals(subject.launch)) return;
-  if (typeOf(subject) == "oneshot" || hasSuccessStatus(subject.unit, status)) return;
-  report(subject.placeOf("SuccessExitStatus"),
-         concat({"a JVM that SIG", nameOfSignal(signal), " ends has status ",
-                 std::to_string(status), ", which makes each stop of the service a failure: write ",
-                 "SuccessExitStatus=", std::to_string(status)}));
-}
-
-void reportOtherStopSignal(const UnitSubject& subject, Report& report) {
-  const auto value = subject.launch.value(keys::stopSignals);
-  const int signal = stopSignal(subject);
-  if (!value || callsStopMethod(subject, signal)) return;
-  report(subject.placeOf("KillSignal"),
-         concat({"systemd stops the service by SIG", nameOfSignal(signal), ", which is not among ",
-                 keys::stopSignals, "=", printable(*value), " (",
-                 subject.launch.nameOf(subject.launch.positionOf(keys::stopSignals)),
-                 "), so that no stop method runs: add it there"}));
-}
-
-void stop(const Inspection& inspection, Report& report) {
-  const std::optional<UnitSubject> subject = unitSubjectOf(inspection);
-  if (!subject || !subject->hostsJvm()) return;
-  reportRows(stopRows, *subject, false, report);
-  reportReload(*subject, report);
-  reportMissingSuccess(*subject, report);
-  reportOtherStopSignal(*subject, report);
-}
-
 // --- the check in the unit ----------------------------------------------------------------------
 
 struct OwnCheck {
@@ -360,6 +267,15 @@ constexpr Rule rules[] = {
      .example = exampleOfUnit("Environment=GREETING = hello"),
      .remedy = exampleOfUnit("Environment=\"GREETING=hello world\""),
      .check = syntax},
+    {.id = "unit-shell",
+     .severity = Severity::warning,
+     .summary = "redirections and the like in a command of a unit",
+     .explanation = "No shell reads Exec...=: > FILE, |, && and a last & reach the program.",
+     .example =
+         exampleOfUnit("ExecStart=%Y/bin/wrapper --propFile %Y/acme.kvf --run > /var/log/acme.log"),
+     .remedy = exampleOfUnit("ExecStart=%Y/bin/wrapper --propFile %Y/acme.kvf --run\n"
+                             "StandardOutput=append:/var/log/acme.log"),
+     .check = shell},
     {.id = "unit-start",
      .severity = Severity::error,
      .summary = "a unit that systemd cannot start",
@@ -388,16 +304,6 @@ constexpr Rule rules[] = {
      .example = exampleOfUnit("MemoryDenyWriteExecute=yes"),
      .remedy = exampleOfUnit("MemoryDenyWriteExecute=no"),
      .check = hardening},
-    {.id = "unit-stop",
-     .severity = Severity::warning,
-     .summary = "a unit that does not stop a JVM in good order",
-     .explanation =
-         "systemd sends KillSignal= and, after TimeoutStopSec=, SIGKILL. At SIGTERM a JVM runs its "
-         "shutdown hooks and ends with status 143, unless application.stop.signals has the "
-         "application's stop method called. At SIGHUP it ends as well.",
-     .example = exampleOfUnit("SuccessExitStatus="),
-     .remedy = exampleOfUnit("SuccessExitStatus=143"),
-     .check = stop},
     {.id = "unit-check",
      .severity = Severity::warning,
      .summary = "an ExecStartPre= with kvf check that stands in the way, or checks something else",

@@ -2,6 +2,8 @@
 #define VELOX_KVF_RULES_UNITSUBJECT_H
 
 #include <optional>
+#include <span>
+#include <string>
 #include <string_view>
 
 #include "kvf/launch/Inspection.h"
@@ -13,6 +15,8 @@ struct UnitSubject {
   const ServiceUnit& unit;
 
   [[nodiscard]] bool hostsJvm() const { return launch.isJava() && launch.runsInProcess(); }
+  /// "simple", when it is not said.
+  [[nodiscard]] std::string type() const;
   [[nodiscard]] Position placeOf(const UnitSetting& setting) const {
     return Inspection::unitPosition(ServiceUnit::placeOf(setting));
   }
@@ -24,10 +28,18 @@ struct UnitSubject {
 };
 
 /// The unit of an inspection, for the launch that is the service; nothing for others.
-inline std::optional<UnitSubject> unitSubjectOf(const Inspection& inspection) {
-  if (!inspection.unit || inspection.unitKey != "ExecStart") return std::nullopt;
-  return UnitSubject{inspection, *inspection.unit};
-}
+std::optional<UnitSubject> unitSubjectOf(const Inspection& inspection);
+
+/// A setting that is wrong for a launch, and why: "KEY=VALUE" and the text are a sentence.
+struct SettingRow {
+  const char* key;
+  bool (*isWrong)(const UnitSubject& subject, const UnitSetting& setting);
+  const char* text;
+};
+
+/// Reports the settings that are wrong, each as what ends the launch or not.
+void reportRows(std::span<const SettingRow> rows, const UnitSubject& subject, bool fatal,
+                Report& report);
 
 /// An example that is an acme.service with these lines.
 constexpr Example exampleOfUnit(std::string_view lines, std::string_view properties = {}) {

@@ -111,6 +111,16 @@ std::size_t charactersIn(std::string_view text) {
   return count;
 }
 
+std::vector<std::string_view> piecesOf(std::string_view text, std::string_view separators) {
+  std::vector<std::string_view> pieces;
+  for (std::size_t start = 0; start < text.size();) {
+    const std::size_t end = std::min(text.find_first_of(separators, start), text.size());
+    if (end > start) pieces.push_back(text.substr(start, end - start));
+    start = end + 1;
+  }
+  return pieces;
+}
+
 std::string printable(std::string_view text) {
   std::string result;
   forEachCharacter(text, [&](std::string_view character, bool isPrintable) {

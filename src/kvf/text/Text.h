@@ -19,6 +19,9 @@ std::string concat(std::initializer_list<std::string_view> pieces);
 /// The number of characters (Unicode code points). A byte that is no UTF-8 counts as one.
 std::size_t charactersIn(std::string_view text);
 
+/// The pieces between the separators, as views of the text; without empty ones.
+std::vector<std::string_view> piecesOf(std::string_view text, std::string_view separators);
+
 /// Fit for one line on a terminal: control characters and malformed UTF-8 as escapes.
 std::string printable(std::string_view text);
 

@@ -1,0 +1,21 @@
+#ifndef VELOX_KVF_LAUNCH_LAUNCHJVM_H
+#define VELOX_KVF_LAUNCH_LAUNCHJVM_H
+
+#include <optional>
+#include <string>
+
+#include "kvf/jvm/JvmSearch.h"
+#include "kvf/launch/Inspection.h"
+
+/// The JVM that a launch would have.
+
+/// The program java that --cmdlineJava would execute, absolute; empty: it would find none.
+std::string javaProgramOf(const Inspection& inspection);
+
+/// The JVM that the application would run in; nothing when there is none, or its files do not tell.
+std::optional<Jvm> jvmOfLaunch(const Inspection& inspection);
+
+/// The JVM that a folder or a program belongs to; nothing: to none.
+std::optional<Jvm> jvmAround(const std::string& path);
+
+#endif

@@ -1,0 +1,239 @@
+#include <algorithm>
+#include <cctype>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "kvf/jvm/JvmNames.h"
+#include "kvf/jvm/OptionHistory.h"
+#include "kvf/launch/JvmOptions.h"
+#include "kvf/launch/LaunchJvm.h"
+#include "kvf/rules/Rule.h"
+#include "kvf/text/Text.h"
+
+// Options against releases of Java: that of the configured JVM, and one that is asked for.
+
+namespace {
+
+/// "which was removed in 14", or what is known instead.
+std::string sinceWhen(const OptionHistory& history, unsigned release) {
+  if (history.removedIn != 0 && history.removedIn <= release) {
+    return concat({", which was removed in ", std::to_string(history.removedIn)});
+  }
+  if (const unsigned last = history.lastUsableBefore(release); last != 0) {
+    return concat({", Java ", std::to_string(last), " did"});
+  }
+  const unsigned first = history.firstUsableAfter(release);
+  return first == 0 ? std::string() : concat({", Java ", std::to_string(first), " does"});
+}
+
+std::string adviceFor(const OptionHistory& history) {
+  const char* advice = insteadOf(history);
+  return advice == nullptr ? std::string("remove it") : std::string(advice);
+}
+
+/// What a JVM does with an option that does not fit.
+struct Misfit {
+  enum class Kind { unknown, ignored, refused };
+
+  Kind kind;
+  std::string text;
+};
+
+/// The JVM that options are held against.
+struct Target {
+  std::string name;  ///< "Java 17"
+  unsigned release = 0;
+  bool runsInProcess = true;
+  bool experimental = false;  ///< unlocked, so far
+  bool diagnostic = false;
+};
+
+using Kind = Misfit::Kind;
+
+bool endsLaunch(const Target& java, const Misfit& misfit) {
+  return misfit.kind == Kind::refused || (misfit.kind == Kind::unknown && !java.runsInProcess);
+}
+
+/// Of an option that a JVM does not know.
+Misfit unknownTo(const Target& java, const std::string& option, const std::string& since,
+                 const std::string& advice) {
+  return {Kind::unknown, concat({java.name, " does not know ", shown(option), since,
+                                 java.runsInProcess ? "; --run then ignores it without a word: "
+                                                    : "; the program java ends: ",
+                                 advice})};
+}
+
+/// Nothing for an option that fits.
+std::optional<Misfit> misfit(const Target& java, const OptionHistory& history, OptionState state,
+                             const std::string& option) {
+  const std::string since = sinceWhen(history, java.release);
+  const std::string advice = adviceFor(history);
+  const auto needs = [&](const char* kind) {
+    return Misfit{Kind::refused,
+                  concat({java.name, " refuses ", shown(option), " unless -XX:+Unlock", kind,
+                          "VMOptions stands before it: write that, too"})};
+  };
+  switch (state) {
+    case OptionState::unknown:
+      return unknownTo(java, option, since, advice);
+    case OptionState::ignored:
+      return Misfit{Kind::ignored, concat({java.name, " ignores with a warning ", shown(option),
+                                           since, ": ", advice})};
+    case OptionState::refused:
+      return Misfit{Kind::refused, concat({java.name, " does not start with ", shown(option), since,
+                                           ": ", advice})};
+    case OptionState::experimental:
+      return java.experimental ? std::nullopt : std::optional(needs("Experimental"));
+    case OptionState::diagnostic:
+      return java.diagnostic ? std::nullopt : std::optional(needs("Diagnostic"));
+    case OptionState::taken:
+    case OptionState::deprecated:
+      return std::nullopt;
+  }
+  return std::nullopt;
+}
+
+void unlock(const std::string& option, Target& java) {
+  if (option == "-XX:+UnlockExperimentalVMOptions") java.experimental = true;
+  if (option == "-XX:+UnlockDiagnosticVMOptions") java.diagnostic = true;
+}
+
+bool isAskedForRelease(const Inspection& inspection) {
+  return inspection.javaRelease != 0 && inspection.isJava() && inspection.startsApplication();
+}
+
+/// Calls visit(java, option, history, state) for the options that the release that is asked for is
+/// known to do something with.
+template <class Visit>
+void forEachKnownOption(const Inspection& inspection, Visit&& visit) {
+  if (!isAskedForRelease(inspection)) return;
+  Target java = {.name = concat({"Java ", std::to_string(inspection.javaRelease)}),
+                 .release = inspection.javaRelease,
+                 .runsInProcess = inspection.runsInProcess()};
+  for (const std::string& option : inspection.plan.options) {
+    unlock(option, java);
+    const std::optional<OptionHistory> history = historyOf(option);
+    const auto state = history ? history->in(java.release) : std::optional<OptionState>();
+    if (state) visit(java, option, *history, *state);
+  }
+}
+
+/// "-Xfoo" of "-Xfoo:bar"; empty: it is no such option, or too short for a name.
+std::string_view nameOfOption(const std::string& option) {
+  const bool isNamed =
+      option.starts_with("--") || (option.starts_with("-X") && !option.starts_with("-XX:"));
+  if (!isNamed || isOfJavaProgram(option) || setsSize(option)) return {};
+  constexpr std::size_t shortest = 5;
+  const auto isOfName = [](char c) {
+    return std::isalpha(static_cast<unsigned char>(c)) != 0 || c == '-';
+  };
+  const auto end = std::find_if_not(option.begin(), option.end(), isOfName);
+  const auto length = static_cast<std::size_t>(end - option.begin());
+  return length < shortest ? std::string_view() : std::string_view(option).substr(0, length);
+}
+
+/// An option that the library of the JVM does not have the name of.
+std::optional<Misfit> misfitByName(const Target& java, const std::string& option, JvmNames& names) {
+  if (const std::string_view flag = flagOf(option); !flag.empty()) {
+    if (!names.lacksFlag(flag)) return std::nullopt;
+    const auto history = historyOf(option);
+    if (history && history->in(java.release) == OptionState::unknown)
+      return misfit(java, *history, OptionState::unknown, option);
+    return unknownTo(java, option, didYouMean(nearestFlag(flag)), "correct or remove it");
+  }
+  // The program java has more options of these kinds than a JVM.
+  const std::string_view name = java.runsInProcess ? nameOfOption(option) : std::string_view();
+  if (name.empty() || !names.lacksOption(name)) return std::nullopt;
+  return unknownTo(java, option, "", "correct or remove it");
+}
+
+std::optional<Misfit> misfitOfJvm(const Target& java, const std::string& option, JvmNames& names) {
+  // Of caches another rule tells.
+  if (flagOf(option).starts_with("AOT")) return std::nullopt;
+  const auto history = historyOf(option);
+  const auto state = history ? history->in(java.release) : std::optional<OptionState>();
+  // What a JVM does not know, another vendor's may.
+  if (!state || *state == OptionState::unknown) return misfitByName(java, option, names);
+  return misfit(java, *history, *state, option);
+}
+
+/// Against the configured JVM, unless that is asked itself.
+void configuredRelease(const Inspection& inspection, Report& report) {
+  if (inspection.jvmTrial) return;
+  const std::optional<Jvm> jvm = jvmOfLaunch(inspection);
+  if (!jvm || jvm->release == 0 || jvm->release == inspection.javaRelease) return;
+  const auto& options = inspection.plan.options;
+  const bool ignoresUnknown = std::find(options.begin(), options.end(),
+                                        "-XX:+IgnoreUnrecognizedVMOptions") != options.end();
+  JvmNames names(jvm->library);
+  Target java = {.name = concat({"the JVM, Java ", jvm->version, ","}),
+                 .release = jvm->release,
+                 .runsInProcess = inspection.runsInProcess()};
+  OptionPlaces places(inspection);
+  for (const std::string& option : options) {
+    unlock(option, java);
+    const std::optional<Misfit> found = misfitOfJvm(java, option, names);
+    if (!found || (ignoresUnknown && found->kind == Kind::unknown)) continue;
+    Finding& finding = report(places.of(option), found->text);
+    finding.fatal = endsLaunch(java, *found);
+    finding.harmless = !finding.fatal;
+  }
+}
+
+void optionRelease(const Inspection& inspection, Report& report) {
+  configuredRelease(inspection, report);
+  OptionPlaces places(inspection);
+  forEachKnownOption(inspection, [&](const Target& java, const std::string& option,
+                                     const OptionHistory& history, OptionState state) {
+    const std::optional<Misfit> found = misfit(java, history, state, option);
+    if (found) report(places.of(option), found->text).harmless = !endsLaunch(java, *found);
+  });
+}
+
+void optionDeprecated(const Inspection& inspection, Report& report) {
+  OptionPlaces places(inspection);
+  forEachKnownOption(inspection, [&](const Target& java, const std::string& option,
+                                     const OptionHistory& history, OptionState state) {
+    if (state != OptionState::deprecated) return;
+    const std::string since = history.deprecatedIn == 0
+                                  ? std::string()
+                                  : concat({", since ", std::to_string(history.deprecatedIn)});
+    report(places.of(option), concat({java.name, " calls ", shown(option), " deprecated", since,
+                                      ": it will go; ", adviceFor(history)}));
+  });
+}
+
+constexpr Rule rules[] = {
+    {.id = "option-release",
+     .severity = Severity::error,
+     .summary = "an option that a release of Java does not take",
+     .explanation =
+         "The release is that of the configured JVM, and with --java N another from 8 to 26 that "
+         "need not be there: an update. OpenJDK 8, 11, 17, 21, 25 and 26 themselves told what is "
+         "known; of a release between two of them nothing is said where they differ and the step "
+         "between them is not known. Of the configured JVM a flag is unknown, too, when its name "
+         "does not stand in the library. --run ignores what a JVM does not know, so that this is "
+         "a warning.",
+     .example = {.lines = "java.extended.properties=-XX:+UseConcMarkSweepGC",
+                 .command = "kvf check --java 17 acme.kvf"},
+     .remedy = {.lines = "java.extended.properties=-XX:+UseParallelGC",
+                .command = "kvf check --java 17 acme.kvf"},
+     .check = optionRelease},
+    {.id = "option-deprecated",
+     .severity = Severity::warning,
+     .summary = "an option that will go",
+     .explanation = "The JVM takes it and says that a later release will not. Checked with --java "
+                    "N, a release; --jvm asks the JVM itself.",
+     .example = {.lines = "java.extended.properties=-XX:MaxRAMFraction=2",
+                 .command = "kvf check --java 17 acme.kvf"},
+     .remedy = {.lines = "java.extended.properties=-XX:MaxRAMPercentage=50",
+                .command = "kvf check --java 17 acme.kvf"},
+     .check = optionDeprecated},
+};
+
+}  // namespace
+
+std::span<const Rule> optionReleaseRules() {
+  return rules;
+}
