@@ -6,6 +6,7 @@
 #include "kvf/formats/Archive.h"
 #include "kvf/formats/ClassFile.h"
 #include "kvf/formats/ElfFile.h"
+#include "kvf/launch/ModulePath.h"
 #include "support/Jdk.h"
 
 namespace {
@@ -63,6 +64,37 @@ TEST(ClassFile, ConstantsOfEveryKind) {
   ASSERT_TRUE(parsed);
   EXPECT_EQ(parsed->name, "A");
   EXPECT_NE(parsed->staticMethod("main", "()V"), nullptr);
+}
+
+TEST(ClassFile, AModuleSaysWhatItNeeds) {
+  const auto u2 = [](std::initializer_list<unsigned> numbers) {
+    std::string bytes;
+    for (const unsigned number : numbers)
+      bytes += {static_cast<char>(number >> 8U), static_cast<char>(number)};
+    return bytes;
+  };
+  const auto utf8 = [&](const std::string& text) {
+    return '\1' + u2({static_cast<unsigned>(text.size())}) + text;
+  };
+  const std::string constants = utf8("module-info") + '\7' + u2({1}) + utf8("Module") +
+                                utf8("com.acme") + '\23' + u2({4}) + utf8("java.sql") + '\23' +
+                                u2({6}) + utf8("java.rmi") + '\23' + u2({8});
+  // com.acme requires java.sql, and java.rmi to compile; it exports, uses and provides something.
+  const std::string module =
+      u2({5, 0, 0, 2, 7, 0, 0, 9, 0x40, 0, 1, 0, 0, 1, 0, 0, 1, 0, 1, 2, 1, 2});
+  const std::string bytes = "\xCA\xFE\xBA\xBE" + u2({0, 53, 10}) + constants +
+                            u2({0x8000, 2, 0, 0, 0, 0, 1, 3, 0, 44}) + module;
+  const auto parsed = parseClassFile(bytes);
+  ASSERT_TRUE(parsed && parsed->module);
+  EXPECT_EQ(parsed->module->name, "com.acme");
+  EXPECT_EQ(parsed->module->required, std::vector<std::string_view>{"java.sql"});
+  EXPECT_TRUE(parsed->module->provides);
+}
+
+TEST(ModulePath, ArchivesWithoutADeclarationAreNamedByTheirFiles) {
+  EXPECT_EQ(automaticModuleName("acme-1.2.jar"), "acme");
+  EXPECT_EQ(automaticModuleName("com_acme--lib-2-beta.jar"), "com.acme.lib.2.beta");
+  EXPECT_EQ(automaticModuleName("_acme.x-3.jar"), "acme.x");
 }
 
 TEST(ClassFile, JavaReleases) {

@@ -471,6 +471,27 @@ TEST_F(KvfTest, AJvmLooksForTheStartClassOnAModulePath) {
   EXPECT_TRUE(run({"check", "--jvm", "app.kvf"}).has("Module acme.gone not found"));
 }
 
+TEST_F(KvfTest, ATrialForAUnitHasItsEnvironmentAlone) {
+  kvf(probe());
+  sandbox_.write("app.service",
+                 "[Service]\nType=exec\nSuccessExitStatus=143\nExecStart=" VELOX_WRAPPER
+                 " --propFile " +
+                     sandbox_.path("app.kvf") + "\n");
+  EXPECT_EQ(sandbox_.run({VELOX_KVF, "check", "--jvm", "app.service"},
+                         {.environment = {{"JAVA_TOOL_OPTIONS", "-javaagent:gone"}}}),
+            (Outcome{0, ""}));
+}
+
+TEST_F(KvfTest, WhatAnUpdateOfJavaLeavesBehindStopsNoService) {
+  sandbox_.write("old.jsa", "of the JVM before");
+  kvf(probe() +
+      "java.extended.properties=-XX:SharedArchiveFile=%kvf.file.dir%/old.jsa -XX:MaxPermSize=64m "
+      "-XX:+UseConcMarkSweepGC -XX:HeapDumpPath=/gone/dumps/\n");
+  EXPECT_EQ(run({"check", "app.kvf"}).status, 1);
+  EXPECT_EQ(run({"check", "--severity=error", "app.kvf"}).status, 0);
+  EXPECT_EQ(sandbox_.run({VELOX_WRAPPER, "--propFile", "app.kvf", "--run"}).status, 0);
+}
+
 TEST_F(KvfTest, ATrialTouchesNothingOfTheApplication) {
   sandbox_.write("gc.log", "a log\n");
   sandbox_.write("app.jfr", "a recording\n");

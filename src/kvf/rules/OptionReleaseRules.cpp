@@ -123,7 +123,9 @@ void forEachKnownOption(const Inspection& inspection, Visit&& visit) {
 std::string_view nameOfOption(const std::string& option) {
   const bool isNamed =
       option.starts_with("--") || (option.starts_with("-X") && !option.starts_with("-XX:"));
-  if (!isNamed || isOfJavaProgram(option) || setsSize(option)) return {};
+  // The name of an agent follows at once.
+  const bool isAgent = option.starts_with("-Xrun");
+  if (!isNamed || isAgent || isOfJavaProgram(option) || setsSize(option)) return {};
   constexpr std::size_t shortest = 5;
   const auto isOfName = [](char c) {
     return std::isalpha(static_cast<unsigned char>(c)) != 0 || c == '-';
