@@ -36,7 +36,9 @@ bool isServiceVerb(const std::string& text) {
 /// True when the start class may look for the word, since it has it as a text.
 bool mayTake(const Inspection& inspection, const std::string& word) {
   if (!inspection.classPath || !inspection.classPath->startClass()) return true;
-  return inspection.classPath->startClass()->bytes.find(word) != std::string::npos;
+  // As a text among its constants: a tag and two bytes with the length come first.
+  const std::string constant = std::string("\1\0", 2) + static_cast<char>(word.size()) + word;
+  return inspection.classPath->startClass()->bytes.find(constant) != std::string::npos;
 }
 
 void serviceVerb(const Inspection& inspection, Report& report) {
