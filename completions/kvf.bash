@@ -41,23 +41,24 @@ _kvf() {
     --key) mapfile -t COMPREPLY < <(compgen -W "$(kvf keys 2>/dev/null)" -- "$word"); return ;;
     --severity) mapfile -t COMPREPLY < <(compgen -W 'error warning' -- "$word"); return ;;
     --color) mapfile -t COMPREPLY < <(compgen -W 'auto always never' -- "$word"); return ;;
-    --jar) _kvf_files jar; return ;;
+    --jar) [[ $command == cds ]] || { _kvf_files jar; return; } ;;
+    --kind) mapfile -t COMPREPLY < <(compgen -W 'auto aot static dynamic' -- "$word"); return ;;
     --unit) _kvf_files service; return ;;
     --pid) mapfile -t COMPREPLY < <(compgen -W "$(ps -e -o pid= 2>/dev/null)" -- "$word"); return ;;
     --lib | --jre | --root) mapfile -t COMPREPLY < <(compgen -d -- "$word"); compopt -o filenames 2>/dev/null; return ;;
     --wrapper | --secrets | --stdin-name | --unix) mapfile -t COMPREPLY < <(compgen -f -- "$word"); compopt -o filenames 2>/dev/null; return ;;
-    --name | --main | --run-for | --memory | --tcp | --timeout) return ;;
+    --name | --main | --run-for | --until | --pairs | --memory | --tcp | --timeout) return ;;
   esac
   if [ "$command" = import ] && [ "$before" = --write ]; then _kvf_files kvf; return; fi
   local options=
   case $command in
-    check) options='--severity --stdin-name --memory --color --format --root --fix --diff --java --json --jvm --script --disable' ;;
+    check) options='--severity --stdin-name --memory --color --format --root --fix --diff --java --json --jvm --deep --script --disable' ;;
     explain) options='--json --key --show-secrets' ;;
     jvm) options='--json --line --write' ;;
     rules) options=--json ;;
     import) options='--pid --unit --write --secrets' ;;
     new) options='--jar --lib --name --main --java --jre --pid --unit --wrapper --force' ;;
-    cds) options='--run-for --write --wrapper' ;;
+    cds) options='--kind --until --run-for --pairs --short --jar --write --refresh --deep --wrapper' ;;
     lsp) options='--stdio' ;;
     ready) options='--pid --tcp --unix --timeout' ;;
   esac

@@ -1,20 +1,41 @@
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include "kvf/ZipFile.h"
+#include "kvf/cds/ArchiveManifest.h"
 #include "kvf/cds/ClassDataArchive.h"
 #include "kvf/cds/ClassDataEntry.h"
 #include "kvf/cds/ClassDataSharing.h"
+#include "kvf/cds/StaleCodeTrial.h"
+#include "kvf/cds/StartMeasurement.h"
+#include "kvf/formats/Archive.h"
+#include "kvf/formats/BuildId.h"
+#include "kvf/formats/Sha256.h"
 #include "kvf/launch/Inspector.h"
+#include "kvf/launch/JvmTrialRun.h"
 #include "kvf/text/FileText.h"
+#include "kvf/text/Text.h"
 #include "support/Jdk.h"
 #include "support/Sandbox.h"
 
 namespace fs = std::filesystem;
 
 namespace {
+
+/// To try a JVM a program starts itself, and this is one.
+[[gnu::constructor]] void tryJvm(int count, char** arguments) {
+  if (count > 3 && std::string_view(arguments[1]) == "try-jvm")
+    ::_exit(runJvmTrial({arguments + 3, arguments + count}));
+}
+
+ClassDataEntry withArchive(const std::string& text, const char* kind) {
+  return withClassDataArchive(text, *findArchiveKind(kind), "a.jsa", {}, std::nullopt);
+}
 
 TEST(ClassDataEntry, OnlyTheEntryChanges) {
   const std::string added = "-XX:SharedArchiveFile=\"%kvf.file.dir%/a.jsa\" -Xlog:cds*=off";
@@ -38,11 +59,28 @@ TEST(ClassDataEntry, OnlyTheEntryChanges) {
        entry + "-Da -Db " + added + "\n"},
   };
   for (const Case& row : cases) {
-    EXPECT_EQ(withClassDataArchive(row.text, "a.jsa", std::nullopt).text, row.changed) << row.text;
-    EXPECT_EQ(withClassDataArchive(row.changed, "a.jsa", std::nullopt).text, row.changed);
+    EXPECT_EQ(withArchive(row.text, "dynamic").text, row.changed) << row.text;
+    EXPECT_EQ(withArchive(row.changed, "static").text, row.changed);
   }
-  EXPECT_EQ(withClassDataArchive("", "50%.jsa", "-Xint").line,
+  EXPECT_EQ(withClassDataArchive("", *findArchiveKind("dynamic"), "50%.jsa", {}, "-Xint").line,
             entry + R"(-Xint -XX:SharedArchiveFile="%kvf.file.dir%/50\\%.jsa" -Xlog:cds*=off)");
+}
+
+TEST(ClassDataEntry, AnotherKindTakesThePlace) {
+  const std::string cache =
+      "java.extended.properties=-Da -XX:AOTCache=\"%kvf.file.dir%/a.jsa\" "
+      "-Xlog:aot*=off,cds*=off\n";
+  const std::string archive =
+      "java.extended.properties=-Da -XX:SharedArchiveFile=\"%kvf.file.dir%/a.jsa\" "
+      "-Xlog:cds*=off\n";
+  EXPECT_EQ(withArchive(archive, "aot").text, cache);
+  EXPECT_EQ(withArchive(cache, "static").text, archive);
+  EXPECT_EQ(withoutClassDataArchive("b=1\n" + cache), "b=1\njava.extended.properties=-Da\n");
+  EXPECT_EQ(withoutClassDataArchive("b=1\n"), "b=1\n");
+  const ClassDataEntry further =
+      withClassDataArchive(cache, *findArchiveKind("aot"), "a.jsa", {"-Da", "-Db"}, std::nullopt);
+  EXPECT_TRUE(further.line.starts_with("java.extended.properties=-Da -Db -XX:AOTCache="));
+  EXPECT_EQ(withEntry("k=a\\\nb\nc=d\n", "k", "e"), "k=e\nc=d\n");
 }
 
 TEST(ClassDataSharing, ComplaintsOfTheJvm) {
@@ -54,10 +92,9 @@ TEST(ClassDataSharing, ComplaintsOfTheJvm) {
 }
 
 TEST(ClassDataSharing, OptionsForTheEnvironment) {
-  EXPECT_EQ(archiveWritingOptions("/a b/it's.jsa", "/l"),
-            "-XX:SharedArchiveFile= -XX:ArchiveClassesAtExit=\"/a b/it's.jsa\" -Xlog:cds*=off "
-            "-Xlog:cds*=info:file=/l");
-  EXPECT_EQ(archiveWritingOptions("/'\"", "/l"), std::nullopt);
+  EXPECT_EQ(asWords({"-Xint", "-Da=/a b/it's", "-Db=\"c\""}),
+            "-Xint \"-Da=/a b/it's\" '-Db=\"c\"'");
+  EXPECT_EQ(asWords({"-Da='\""}), std::nullopt);
 }
 
 TEST(ClassDataArchive, TheLastOptionCounts) {
@@ -72,8 +109,12 @@ TEST(ClassDataArchive, JarsMayMoveTogetherSinceJava20) {
   const std::string jar = sandbox.write("new/x.jar", "");
   const auto misfits = [&](const std::string& version) {
     const std::string header("\xa8\xab\x0b\xf0\0", 5);
-    const std::string bytes =
-        header + "Server VM (" + version + ")" + std::string("\0/old/x.jar\0", 12);
+    std::string bytes = header + "Server VM (" + version + ")" + std::string("\0/old/x.jar\0", 12);
+    // Its time and size, which is 0, where numbers can be.
+    struct stat status = {};
+    ::stat(jar.c_str(), &status);
+    bytes.resize(40);
+    bytes.append(reinterpret_cast<const char*>(&status.st_mtim.tv_sec), 8).append(8, '\0');
     return classDataMisfits(sandbox.write("x.jsa", bytes), "/gone", {"/classes", jar});
   };
   EXPECT_EQ(misfits("20.0.1+1"), Texts());
@@ -88,12 +129,107 @@ TEST(ClassDataSharing, TheClassPathToWriteHasFoldersOfClassesAtItsEnd) {
             "/x/a.jar:%kvf.file.dir%/classes");
 }
 
-TEST(ClassDataSharing, OlderJvmsWriteNoArchiveAtTheirEnd) {
-  ClassDataLaunch launch;
-  launch.jvm.release = 12;
-  EXPECT_EQ(classDataWritingObstacles(launch).size(), 1);
-  launch.jvm.release = 13;
-  EXPECT_EQ(classDataWritingObstacles(launch), Texts());
+TEST(ClassDataSharing, WhatSpeaksAgainstAKind) {
+  Sandbox sandbox;
+  sandbox.write("conf/log.xml", "");
+  const std::string conf = sandbox.path("conf");
+  const std::string jar = sandbox.write("a.jar", "");
+  struct Case {
+    unsigned release;
+    Texts options, classPath;
+    std::string kinds;  ///< those that nothing speaks against
+  };
+  const Case cases[] = {
+      {8, {}, {jar}, ""},
+      {11, {}, {jar}, "static "},
+      {12, {}, {jar}, "static "},
+      {13, {}, {jar}, "static dynamic "},
+      {24, {}, {jar}, "aot static dynamic "},
+      {25, {"--limit-modules=java.base"}, {jar}, ""},
+      {25, {"-agentlib:jdwp=transport=dt_socket"}, {jar}, "dynamic "},
+      {21, {"-agentlib:jdwp=transport=dt_socket"}, {jar}, "static dynamic "},
+      {25, {}, {conf, jar}, ""},
+      {25, {}, {jar, conf}, "static dynamic "},
+      {25, {}, {conf}, ""},
+  };
+  for (const Case& row : cases) {
+    ClassDataLaunch launch;
+    launch.jvm.release = row.release;
+    launch.options = row.options;
+    launch.classPath = row.classPath;
+    std::string kinds;
+    for (const ArchiveKind& kind : archiveKinds()) {
+      if (classDataWritingObstacles(launch, kind).empty()) kinds += concat({kind.name, " "});
+    }
+    EXPECT_EQ(kinds, row.kinds) << row.release << testing::PrintToString(row.classPath);
+  }
+}
+
+TEST(ClassDataSharing, WhatANewOrderChanges) {
+  Sandbox sandbox;
+  sandbox.write("conf/log.xml", "");
+  sandbox.write("conf/only.xml", "");
+  const std::string jar = writeArchive(sandbox, "app.jar", {{"log.xml", ""}, {"A.class", ""}});
+  EXPECT_EQ(changedByOrder({sandbox.path("conf"), jar}), (Texts{"log.xml (from app.jar)"}));
+  EXPECT_EQ(changedByOrder({jar, sandbox.path("conf")}), Texts());
+  // An archive of the folder has its place.
+  EXPECT_EQ(classPathOfArchives({sandbox.path("conf"), jar}, sandbox.path(),
+                                {{sandbox.path("conf"), sandbox.path("conf.jar")}}),
+            "%kvf.file.dir%/conf.jar:%kvf.file.dir%/app.jar");
+  const Archive archive(sandbox.write("conf.jar", archiveOfFolder(sandbox.path("conf"))));
+  EXPECT_EQ(archive.size(), 2);
+  EXPECT_EQ(archive.read("only.xml"), "");
+}
+
+TEST(ArchiveManifest, IsReadAsItIsWritten) {
+  const ArchiveManifest manifest = {
+      .kind = "static",
+      .archiveBytes = 17,
+      .javaVersion = "25.0.5",
+      .buildId = "abc",
+      .options = {"--add-opens=java.base/java.lang=ALL-UNNAMED"},
+      .classPath = {{.path = "/a.jar", .bytes = 3, .seconds = 1, .digest = "d"},
+                    {.path = "/gone", .isThere = false},
+                    {.path = "/conf", .isFolder = true}},
+      .referenced = {{.path = "/b.jar", .bytes = 4, .seconds = 2}},
+      .recordName = "a.jsa.classes",
+      .training = {.command = {"run", "it's"}, .runFor = 5, .until = "started"}};
+  EXPECT_EQ(parseArchiveManifest(textOf(manifest)), manifest);
+  for (const char* text : {"", "{}", "[1]", "{\"schema\": 2}", "{\"schema\": 1, \"kind\": 5}"})
+    EXPECT_EQ(parseArchiveManifest(text), std::nullopt) << text;
+}
+
+TEST(Formats, DigestsAndBuildIds) {
+  Sha256 digest;
+  digest.add("a");
+  digest.add("bc");
+  EXPECT_EQ(std::move(digest).digest(),
+            "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+  Sha256 longer;
+  for (int i = 0; i < 1000; ++i) longer.add(std::string(1000, 'a'));
+  EXPECT_EQ(std::move(longer).digest(),
+            "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
+  Sandbox sandbox;
+  EXPECT_EQ(buildIdOf(sandbox.write("text", std::string(100, 'x'))), "");
+  EXPECT_EQ(buildIdOf("/gone"), "");
+  const std::string id = buildIdOf(jvmLibrary());
+  const std::string notes = sandbox.run({"readelf", "-n", jvmLibrary()}).out;
+  EXPECT_EQ(id.empty(), notes.find("Build ID: ") == std::string::npos);
+  EXPECT_NE(notes.find(id), std::string::npos) << id;
+}
+
+TEST(StartMeasurement, QuartilesAndWhatGains) {
+  const Quartiles quartiles = quartilesOf({5, 1, 3, 2, 4});
+  EXPECT_EQ(quartiles.low, 2);
+  EXPECT_EQ(quartiles.median, 3);
+  EXPECT_EQ(quartiles.high, 4);
+  EXPECT_EQ(quartilesOf({1, 2}).median, 1.5);
+  const auto gains = [](double median, double high) {
+    return StartTimes{.ratio = {.low = 0, .median = median, .high = high}}.gains();
+  };
+  EXPECT_TRUE(gains(0.5, 0.6));
+  EXPECT_FALSE(gains(0.5, 1.1));
+  EXPECT_FALSE(gains(0.99, 0.995));
 }
 
 /// The Java fixture with an archive of its own in lib/.
@@ -112,13 +248,19 @@ class Cds : public testing::Test {
 
   [[nodiscard]] std::string jar() const { return sandbox_.path("lib/probe.jar"); }
 
+  void expectWhatTheJvmDoes(const ArchiveKind& kind);
+
   void kvf(const std::string& classPath, const std::string& more = "") {
     sandbox_.write("app.kvf", "java.library=" + jvmLibrary() + "\njava.start.class=probe.Probe\n" +
                                   classPath + "\n" + more);
   }
 
   [[nodiscard]] Outcome cds(Texts arguments = {}) const {
-    arguments.insert(arguments.begin(), {VELOX_KVF, "cds", "app.kvf"});
+    // The kind that is made soonest; what one starts with counts.
+    arguments.insert(arguments.begin(), {VELOX_KVF, "cds", "--pairs=0", "app.kvf"});
+    const auto isKind = [](const std::string& text) { return text.starts_with("--kind"); };
+    if (std::none_of(arguments.begin(), arguments.end(), isKind))
+      arguments.insert(arguments.begin() + 2, "--kind=dynamic");
     return sandbox_.run(arguments,
                         {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"}}});
   }
@@ -143,11 +285,18 @@ TEST_F(Cds, TheArchiveIsWrittenAcceptedAndNamedInTheFile) {
 }
 
 TEST_F(Cds, WhatIsToldOfAnArchiveIsWhatTheJvmDoes) {
+  for (const char* name : {"dynamic", "static"}) expectWhatTheJvmDoes(*findArchiveKind(name));
+}
+
+void Cds::expectWhatTheJvmDoes(const ArchiveKind& kind) {
+  SCOPED_TRACE(kind.name);
+  fs::last_write_time(jar(), fs::file_time_type::clock::now() - std::chrono::hours(1));
   kvf("java.class.path=" + jar(), "java.property.probe.do=exit:7\n");
-  ASSERT_EQ(cds({"--write"}).status, 0);
+  ASSERT_EQ(cds({concat({"--kind=", kind.name}), "--write"}).status, 0);
   const fs::path archive = sandbox_.path("app.jsa");
+  const ArchiveManifest manifest = readManifest(archive).value();
   const std::string other = sandbox_.path("lib/other.jar");
-  fs::copy_file(VELOX_ACME_JAR, other);
+  fs::copy_file(VELOX_ACME_JAR, other, fs::copy_options::overwrite_existing);
   struct Row {
     std::string classPath;
     std::string told;  ///< empty: nothing
@@ -165,15 +314,23 @@ TEST_F(Cds, WhatIsToldOfAnArchiveIsWhatTheJvmDoes) {
                    sandbox_.read("app.kvf") + "java.class.path=" + row.classPath + "\n");
     const Inspection inspection = inspectFile(sandbox_.path("this.kvf"));
     const ClassDataLaunch launch = classDataSubject(inspection).launch.value();
-    const ClassDataAcceptance jvm = acceptanceOf(archive, launch, sandbox_.path());
-    EXPECT_EQ(jvm.accepted, row.told.empty()) << row.classPath << jvm.complaint;
-    EXPECT_EQ(classDataMisfits(archive, launch.jvm.library, launch.classPath),
-              row.told.empty() ? Texts() : Texts{row.told})
+    const ClassDataAcceptance jvm = acceptanceOf(kind, archive, launch, sandbox_.path());
+    EXPECT_EQ(manifestMisfits(manifest, archive, launch, false).empty(), row.told.empty())
         << row.classPath;
+    EXPECT_EQ(jvm.accepted, row.told.empty()) << row.classPath << jvm.complaint;
+    // Of a whole archive the names of its jars are not known so well.
+    const Texts told = classDataMisfits(archive, launch.jvm.library, launch.classPath);
+    const bool isUnknown = std::string_view(kind.name) == "static" && told.empty() &&
+                           row.told == "it was written for another class path";
+    EXPECT_TRUE(isUnknown || told == (row.told.empty() ? Texts() : Texts{row.told}))
+        << row.classPath << testing::PrintToString(told);
   };
   for (const Row& row : rows) expect(row);
-  fs::last_write_time(jar(), fs::last_write_time(archive) + std::chrono::seconds(2));
-  expect({jar(), jar() + " has changed since it was written"});
+  // As after the installation of an older package, too.
+  for (const int hours : {-2, 2}) {
+    fs::last_write_time(jar(), fs::last_write_time(archive) + std::chrono::hours(hours));
+    expect({jar(), jar() + " has changed since it was written"});
+  }
 
   EXPECT_EQ(classDataMisfits(jar(), jvmLibrary(), {jar()}),
             (Texts{"it is not a class-data archive"}));
@@ -203,6 +360,89 @@ TEST_F(Cds, AFolderInFrontOfArchivesIsToldWithTheClassPathToWrite) {
   EXPECT_FALSE(fs::exists(sandbox_.path("app.jsa")));
 }
 
+TEST_F(Cds, FoldersOfClassesAreKnownBeforeAnythingRuns) {
+  sandbox_.write("conf/log.xml", "");
+  const std::string value = sandbox_.path("conf") + ":" + jar();
+  kvf("java.class.path=" + value, "java.property.probe.do=exit:7\n");
+  const Outcome told = cds();
+  EXPECT_EQ(told.status, 1);
+  EXPECT_TRUE(told.has("java.class.path=%kvf.file.dir%/lib/probe.jar:%kvf.file.dir%/conf\n"));
+  EXPECT_TRUE(told.has("kvf cds --jar makes archives of the folders")) << told.out;
+  EXPECT_FALSE(told.has("env["));
+  EXPECT_EQ(cds({"--jar"}).status, 1);
+  const Outcome made = cds({"--jar", "--write"});
+  EXPECT_EQ(made.status, 0) << made.out;
+  EXPECT_TRUE(sandbox_.read("app.kvf").find(
+                  "\njava.class.path=%kvf.file.dir%/conf.jar:%kvf.file.dir%/lib/probe.jar\n") !=
+              std::string::npos);
+  EXPECT_EQ(sandbox_.run({VELOX_KVF, "check", "app.kvf"}), (Outcome{0, ""}));
+}
+
+TEST_F(Cds, IsMadeAnewWhenItHasToBe) {
+  kvf("java.class.path=" + jar(), "java.property.probe.do=exit:7\n");
+  const Texts refresh = {VELOX_KVF, "cds", "--refresh", "app.kvf"};
+  EXPECT_EQ(sandbox_.run(refresh),
+            (Outcome{2, "kvf: app.kvf uses no archive; kvf cds --write adds one\n"}));
+  ASSERT_EQ(cds({"--kind=static", "--write"}).status, 0);
+  EXPECT_EQ(sandbox_.run(refresh), (Outcome{0, ""}));
+
+  const auto time = fs::last_write_time(jar());
+  fs::last_write_time(jar(), time - std::chrono::hours(1));
+  // Neither of two at once runs the application, and the second one has nothing to do.
+  Child other = sandbox_.start(refresh);
+  const Outcome one = sandbox_.run(refresh);
+  const Outcome two = other.wait();
+  EXPECT_EQ(one.status + two.status, 0) << one.out << two.out;
+  EXPECT_EQ(one.out + two.out, "kvf: " + sandbox_.path("app.jsa") + ": " + jar() +
+                                   " has changed since it was written; it is made anew\n");
+  EXPECT_EQ(sandbox_.run({VELOX_KVF, "check", "app.kvf"}), (Outcome{0, ""}));
+
+  // What no JVM sees.
+  const auto now = fs::last_write_time(jar());
+  std::string bytes = sandbox_.read("lib/probe.jar");
+  bytes[bytes.size() / 2] ^= 1;
+  sandbox_.write("lib/probe.jar", bytes);
+  fs::last_write_time(jar(), now);
+  EXPECT_FALSE(sandbox_.run({VELOX_KVF, "check", "app.kvf"}).has("class-data-archive"));
+  EXPECT_TRUE(sandbox_.run({VELOX_KVF, "check", "--deep", "app.kvf"}).has("its former code"));
+}
+
+TEST_F(Cds, WhatGainsNothingIsTold) {
+  kvf("java.class.path=" + jar(), "java.property.probe.do=exit:7\n");
+  const std::string slow =
+      "case $_JAVA_OPTIONS in *-XX:Shared*) sleep 1;; esac; "
+      "exec " VELOX_WRAPPER " --run --propFile app.kvf";
+  const Texts measured = {VELOX_KVF, "cds", "--kind=static", "--pairs=1", "app.kvf"};
+  Texts command = measured;
+  command.insert(command.end(), {"--", "sh", "-c", slow});
+  const Outcome outcome = sandbox_.run(command);
+  EXPECT_EQ(outcome.status, 1) << outcome.out;
+  EXPECT_TRUE(outcome.has("\nplain ") && outcome.has("\nstatic archive ")) << outcome.out;
+  EXPECT_TRUE(outcome.has("does not start sooner with it.\nThe file is left without"))
+      << outcome.out;
+  EXPECT_FALSE(fs::exists(sandbox_.path("app.jsa")));
+}
+
+TEST_F(Cds, AnApplicationHasStartedOnceItSaysSo) {
+  kvf("java.class.path=" + jar(), "java.property.probe.do=exit:7\n");
+  const Outcome outcome = sandbox_.run(
+      {VELOX_KVF, "cds", "--kind=static", "--pairs=1", "--until=env[", "--write", "app.kvf"});
+  EXPECT_EQ(outcome.status, 0) << outcome.out;
+  EXPECT_TRUE(outcome.has("\nplain ") && outcome.has("\nstatic archive ")) << outcome.out;
+}
+
+TEST_F(Cds, NoKindRunsFormerCode) {
+  const Jvm jvm = jvmOfLibrary(jvmLibrary()).value();
+  for (const ArchiveKind& kind : archiveKinds()) {
+    if (jvm.release < kind.firstRelease) continue;
+    // These are known to do so.
+    const bool isWrong = std::string_view(kind.name) == "aot" && jvm.version.starts_with("25.0.") &&
+                         jvm.version < "25.0.4";
+    const StaleCodeTrial trial = tryReplacedJar(kind, jvm, sandbox_.path());
+    EXPECT_EQ(trial.isRight, !isWrong) << kind.name << ": " << trial.complaint;
+  }
+}
+
 TEST_F(Cds, AServerIsEndedAfterTheTime) {
   kvf("java.class.path=" + jar(), "java.start.method=waiting\n");
   const Outcome outcome = cds({"--run-for", "5"});
@@ -230,7 +470,8 @@ TEST_F(Cds, WhatIsWrittenIsTheSameFileAndTakesEffectOrIsLeftAlone) {
       {"", "echo > app.jsa", 2, "app.jsa is there and no class-data archive"},
   };
   for (const Case& row : cases) {
-    for (const char* name : {"app.jsa", "other.kvf"}) fs::remove(sandbox_.path(name));
+    for (const char* name : {"app.jsa", "app.jsa.manifest", "other.kvf"})
+      fs::remove(sandbox_.path(name));
     const bool isBefore = !row.command.starts_with(launch);
     kvf("java.class.path=" + jar(), row.more);
     // What is in the way of a fixed name.
@@ -252,6 +493,9 @@ TEST_F(Cds, WhatIsWrittenIsTheSameFileAndTakesEffectOrIsLeftAlone) {
     EXPECT_EQ(sandbox_.read(isMoved ? "other.kvf" : "app.kvf") == before, row.status != 0);
     EXPECT_EQ(sandbox_.run({"sh", "-c", "ls -A; cat *.new"}).out,
               std::string(fs::exists(sandbox_.path("app.jsa")) ? "app.jsa\n" : "") +
+                  (fs::exists(sandbox_.path("app.jsa")) && sandbox_.read("app.jsa").size() > 9
+                       ? "app.jsa.manifest\n"
+                       : "") +
                   "app.jsa.new\n" + (isMoved ? "" : "app.kvf\n") + "app.kvf.new\nlib\n" +
                   (fs::exists(sandbox_.path("other.kvf")) ? "other.kvf\n" : "") +
                   "part.kvf\nminemine");

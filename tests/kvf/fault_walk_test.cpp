@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstddef>
 #include <cstdlib>
@@ -61,7 +62,8 @@ const Walk walks[] = {
     {"force",
      {"new", "old", "--jar", "old/lib/probe.jar", "--main", "probe.Probe", "--jre", "old/runtime",
       "--name", "app", "--force"}},
-    {"cds", {"cds", "--write", "app.kvf", "--", "./run"}},
+    {"cds", {"cds", "--kind=static", "--pairs=1", "--write", "app.kvf", "--", "./run"}},
+    {"refresh", {"cds", "--refresh", "used.kvf"}},
 };
 
 void PrintTo(const Walk& walk, std::ostream* out) {
@@ -175,12 +177,11 @@ class FaultWalk : public testing::TestWithParam<Walk> {
 
   void setUp(const Sandbox& box) const {
     Sandbox& sandbox = const_cast<Sandbox&>(box);
-    const std::string java =
-        "#!/bin/sh\nfor option do case $option in -Xlog:class+load=info:file=*)\n"
-        "echo '[1] probe.Probe source: shared objects file (top)' >${option#*file=};; esac; done\n";
     for (const std::string jvm : {"jvm", "old/runtime"}) {
-      sandbox.write(jvm + "/lib/server/libjvm.so", "library");
-      sandbox.write(jvm + "/bin/java", java, true);
+      fs::create_directories(sandbox.path(jvm + "/lib/server"));
+      fs::copy_file(VELOX_NATIVE_DIRECTORY "/libarchiving_jvm.so",
+                    sandbox.path(jvm + "/lib/server/libjvm.so"));
+      sandbox.write(jvm + "/bin/java", "#!/bin/sh\n", true);
       sandbox.write(jvm + "/release", "JAVA_VERSION=\"17.0.1\"\n");
       fs::create_symlink("release", sandbox.path(jvm + "/link"));
     }
@@ -188,16 +189,28 @@ class FaultWalk : public testing::TestWithParam<Walk> {
     fs::copy_file(VELOX_PROBE_JAR, sandbox.path("probe.jar"));
     fs::create_directories(sandbox.path("old/lib"));
     fs::copy_file(VELOX_PROBE_JAR, sandbox.path("old/lib/probe.jar"));
+    // A manifest has its time.
+    fs::last_write_time(sandbox.path("probe.jar"), fs::file_time_type(std::chrono::hours(1)));
     sandbox.write("old/app.kvf", "edited");
     sandbox.write("old/bin/wrapper", "former");
     sandbox.write("app.kvf",
                   "java.library=%kvf.file.dir%/jvm/lib/server/libjvm.so\n"
                   "java.start.class=probe.Probe\njava.class.path=probe.jar\n"
                   "java.property.a=b \n");
-    sandbox.write("run",
-                  "#!/bin/sh\np=${_JAVA_OPTIONS#*ArchiveClassesAtExit=\\\"}\n"
-                  "printf '\\250\\253\\013\\360' >\"${p%%\\\"*}\"\n",
-                  true);
+    sandbox.write("used.kvf", sandbox.read("app.kvf") +
+                                  "java.extended.properties=-XX:SharedArchiveFile=used.jsa\n");
+    sandbox.write("used.jsa", "\xA2\xAB\x0B\xF0 former");
+    sandbox.write("used.jsa.classes", "probe/Probe\n");
+    sandbox.write(
+        "used.jsa.manifest",
+        R"({"schema": 1, "kind": "static", "bytes": 1, "java": {"version": "17.0.1", )"
+        R"("buildId": ""}, "options": [], "classPath": [], "referenced": [], "classList": )"
+        R"("used.jsa.classes", "command": [], "until": ""})");
+    sandbox.write(
+        "run",
+        "#!/bin/sh\ncase $_JAVA_OPTIONS in *DumpLoadedClassList=*)\n"
+        "p=${_JAVA_OPTIONS#*DumpLoadedClassList=}\necho probe/Probe >\"${p%% *}\";; esac\n",
+        true);
   }
 
   inline static const std::string javaLine = "java.path=%kvf.file.dir%/runtime/bin/java\n";
@@ -308,6 +321,7 @@ TEST_P(FaultWalk, LeavesWhatWasOrWhatIsWhole) {
   ASSERT_LT(whole.outcome.status, 2) << whole.outcome.out;
   ASSERT_GT(whole.count, 10);
   after_ = whole.tree;
+  EXPECT_TRUE(after_ != before_ || GetParam().arguments[0] != "cds") << whole.outcome.out;
   long runs = 0;
   for (const Fault& fault : faults) {
     // So many of them that none fails.

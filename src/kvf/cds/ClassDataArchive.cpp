@@ -8,6 +8,8 @@
 #include <set>
 #include <system_error>
 
+#include <sys/stat.h>
+
 #include "kvf/jvm/JvmSearch.h"
 #include "kvf/text/FileText.h"
 
@@ -19,10 +21,13 @@ constexpr std::uint32_t staticMagic = 0xF00BABA2;
 constexpr std::uint32_t dynamicMagic = 0xF00BABA8;
 constexpr std::size_t headerBytes = 4096;
 constexpr std::size_t maxIdentityBytes = 256;
-constexpr std::size_t longestPath = 4096 + 5;
+// With what comes after it; pieces begin where numbers do.
+constexpr std::size_t longestPath = 4096 + 8;
 constexpr std::string_view identityMark = " VM (";
 // Since this release all archives may have moved to another folder together.
 constexpr unsigned firstWithMovableJars = 20;
+// In those of newer releases numbers may stand elsewhere.
+constexpr unsigned lastKnownRelease = 26;
 constexpr std::string_view sharedArchiveOption = "-XX:SharedArchiveFile=";
 
 bool isPrintable(char c) {
@@ -38,20 +43,38 @@ std::string_view textAround(std::string_view bytes, std::size_t at) {
   return bytes.substr(start, end - start);
 }
 
-/// The archives of the class path that a class-data archive was written for.
+bool isNewer(const fs::path& file, const fs::path& than) {
+  std::error_code error;
+  const auto time = fs::last_write_time(file, error);
+  const auto other = fs::last_write_time(than, error);
+  return !error && time > other;
+}
+
+/// What a JVM knows a file of the class path by.
+struct Stamp {
+  std::int64_t seconds = 0, bytes = 0;
+  bool operator==(const Stamp&) const = default;
+};
+
+std::optional<Stamp> stampOf(const std::string& file) {
+  struct stat status = {};
+  if (::stat(file.c_str(), &status) != 0) return std::nullopt;
+  return Stamp{status.st_mtim.tv_sec, status.st_size};
+}
+
+/// The archives of the class path that a class-data archive was written for. It is read once.
 class RecordedJars {
  public:
-  RecordedJars(const fs::path& archive, bool movable) : movable_(movable) {
-    constexpr std::string_view mark(".jar\0", 5);
-    std::size_t known = 0;
+  RecordedJars(const fs::path& archive, unsigned release, const std::vector<std::string>& jars)
+      : release_(release) {
+    std::vector<Stamp> wanted;
+    for (const std::string& jar : jars) {
+      if (const auto stamp = stampOf(jar)) wanted.push_back(*stamp);
+    }
     forEachPiece(archive, longestPath, [&](std::string_view bytes) {
-      for (std::size_t at = 0; (at = bytes.find(mark, at)) != std::string_view::npos;
-           at += mark.size()) {
-        const std::size_t end = at + mark.size() - 1;
-        const std::size_t start = bytes.find_last_of('\0', at) + 1;
-        if (end >= known) names_.emplace(bytes.substr(start, end - start));
-      }
-      known = longestPath;
+      takeNames(bytes);
+      takeStamps(bytes, wanted);
+      known_ = longestPath;
       return true;
     });
   }
@@ -60,16 +83,48 @@ class RecordedJars {
   [[nodiscard]] bool contains(const std::string& path) const {
     return std::any_of(names_.begin(), names_.end(), [&](const std::string& name) {
       // A relative name may have been written in another folder.
-      const bool byName = movable_ || !name.starts_with('/');
+      const bool byName = release_ >= firstWithMovableJars || !name.starts_with('/');
       std::error_code error;
       return byName ? fs::path(name).filename() == fs::path(path).filename()
                     : name == path || fs::equivalent(name, path, error);
     });
   }
+  /// False when the JVM would see that the file is not the one of then.
+  [[nodiscard]] bool holds(const std::string& jar, const fs::path& archive) const {
+    if (release_ > lastKnownRelease) return !isNewer(jar, archive);
+    const auto stamp = stampOf(jar);
+    return !stamp || std::find(stamps_.begin(), stamps_.end(), *stamp) != stamps_.end();
+  }
 
  private:
-  bool movable_;
+  void takeNames(std::string_view bytes) {
+    constexpr std::string_view mark(".jar\0", 5);
+    for (std::size_t at = 0; (at = bytes.find(mark, at)) != std::string_view::npos;
+         at += mark.size()) {
+      const std::size_t end = at + mark.size() - 1;
+      const std::size_t start = bytes.find_last_of('\0', at) + 1;
+      if (end >= known_) names_.emplace(bytes.substr(start, end - start));
+    }
+  }
+
+  /// A JVM has time and size of a file side by side, where its own numbers are.
+  void takeStamps(std::string_view bytes, const std::vector<Stamp>& wanted) {
+    if (wanted.empty()) return;
+    const auto [first, last] =
+        std::minmax_element(wanted.begin(), wanted.end(),
+                            [](const Stamp& a, const Stamp& b) { return a.seconds < b.seconds; });
+    for (std::size_t at = 0; at + sizeof(Stamp) <= bytes.size(); at += sizeof(std::int64_t)) {
+      Stamp stamp;
+      std::memcpy(&stamp, bytes.data() + at, sizeof stamp);
+      if (stamp.seconds < first->seconds || stamp.seconds > last->seconds) continue;
+      if (std::find(wanted.begin(), wanted.end(), stamp) != wanted.end()) stamps_.push_back(stamp);
+    }
+  }
+
+  unsigned release_;
+  std::size_t known_ = 0;
   std::set<std::string, std::less<>> names_;
+  std::vector<Stamp> stamps_;
 };
 
 /// "OpenJDK 64-Bit Server VM (17.0.15+6) for ..." -> 17
@@ -87,13 +142,6 @@ bool lacks(const fs::path& file, const std::string& text) {
     return !found;
   });
   return isRead && !found;
-}
-
-bool isNewer(const fs::path& file, const fs::path& than) {
-  std::error_code error;
-  const auto time = fs::last_write_time(file, error);
-  const auto other = fs::last_write_time(than, error);
-  return !error && time > other;
 }
 
 std::string_view lastValueOf(const std::vector<std::string>& options, std::string_view prefix) {
@@ -131,25 +179,26 @@ std::vector<std::string> classDataMisfits(const fs::path& archive, const fs::pat
   if (!identity.empty() && identity.size() < maxIdentityBytes - 16) {
     if (lacks(jvmLibrary, identity)) misfits.push_back("another JVM wrote it: " + identity);
   }
-  if (!header->dynamic) return misfits;
-  const RecordedJars recorded(archive, releaseOfIdentity(identity) >= firstWithMovableJars);
-  // To a JVM what is not there is absent, then and now; what was added at the end since then does
-  // no harm, and behind an empty class path that is all.
-  if (recorded.empty()) return misfits;
   std::vector<std::string> jars;
   std::copy_if(classPath.begin(), classPath.end(), std::back_inserter(jars),
                [&](const std::string& path) { return fs::is_regular_file(path, error); });
   std::erase_if(jars, [](const std::string& path) { return !path.ends_with(".jar"); });
+  const RecordedJars recorded(archive, releaseOfIdentity(identity), jars);
+  // To a JVM what is not there is absent, then and now; what was added at the end since then does
+  // no harm, and behind an empty class path that is all.
+  if (recorded.empty()) return misfits;
   const auto isRecorded = [&](const std::string& jar) { return recorded.contains(jar); };
   const auto end = std::find_if(jars.rbegin(), jars.rend(), isRecorded).base();
   for (auto jar = jars.begin(); jar != end; ++jar) {
     if (!isRecorded(*jar)) {
       misfits.push_back(*jar + " was not on the class path when it was written");
-    } else if (isNewer(*jar, archive)) {
+    } else if (!recorded.holds(*jar, archive)) {
       misfits.push_back(*jar + " has changed since it was written");
     }
   }
-  if (end == jars.begin()) misfits.emplace_back("it was written for another class path");
+  // A whole archive may be one of the JVM's own classes, where names of archives are other texts.
+  if (header->dynamic && end == jars.begin())
+    misfits.emplace_back("it was written for another class path");
   return misfits;
 }
 

@@ -18,9 +18,9 @@ struct ClassDataArchive {
 std::optional<ClassDataArchive> parseClassDataArchive(std::string_view bytes);
 
 /// Why the JVM would not use the archive for this class path, in sentences; none when nothing
-/// speaks against it. Starts nothing, so no news is no proof that the archive fits: a JVM remembers
-/// the exact times and sizes of the files, and compares options as well. The class path has an
-/// element each, absolute and in order.
+/// speaks against it. Starts nothing, so no news is no proof that the archive fits: a JVM compares
+/// options as well. It reads all of the archive and of the JVM's library, for want of a manifest.
+/// The class path has an element each, absolute and in order.
 std::vector<std::string> classDataMisfits(const std::filesystem::path& archive,
                                           const std::filesystem::path& jvmLibrary,
                                           const std::vector<std::string>& classPath);

@@ -1,15 +1,16 @@
 #include "kvf/cds/ClassDataSharing.h"
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
-#include <span>
 #include <sstream>
 #include <system_error>
 
 #include "foundation/PropertyKeys.h"
-#include "kvf/cds/ClassDataArchive.h"
-#include "kvf/process/ProgramRun.h"
+#include "kvf/formats/Archive.h"
+#include "kvf/formats/ArchiveWriter.h"
+#include "kvf/launch/JvmTrialRun.h"
+#include "kvf/launch/TrialOptions.h"
+#include "kvf/process/Files.h"
 #include "kvf/text/FileText.h"
 #include "kvf/text/Text.h"
 
@@ -17,20 +18,32 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Older ones know only whole archives, made from a list of classes.
-constexpr unsigned firstWithArchivesAtExit = 13;
 constexpr std::string_view classPathOption = "-Djava.class.path=";
 // A value may refer to 100 variables.
 constexpr std::ptrdiff_t maxReferences = 90;
 
-/// Options that concern archives themselves; they are this program's to set.
-constexpr std::string_view archiveOptions[] = {
-    "-XX:SharedArchiveFile=", "-XX:ArchiveClassesAtExit=", "-XX:SharedClassListFile="};
+// A machine may be busy, and a large application has 50,000 classes.
+constexpr unsigned maxSecondsToMake = 1800;
 
 /// Options with which no JVM uses an archive.
-constexpr std::string_view forbiddenOptions[] = {"-Xshare:off",          "-Xshare:dump",
-                                                 "-XX:-UseSharedSpaces", "--patch-module",
-                                                 "--limit-modules",      "--upgrade-module-path"};
+struct ForbiddenOption {
+  std::string_view start;
+  std::string_view ofLinked;  ///< an archive with linked classes only, and why
+};
+constexpr std::string_view debugger = "; an archive is for starts without the debugger";
+constexpr ForbiddenOption forbiddenOptions[] = {
+    {"-Xshare:off", {}},          {"-Xshare:dump", {}},    {"-XX:-UseSharedSpaces", {}},
+    {"--patch-module", {}},       {"--limit-modules", {}}, {"--upgrade-module-path", {}},
+    {"-agentlib:jdwp", debugger}, {"-Xrunjdwp", debugger},
+};
+
+struct ModuleOfOption {
+  std::string_view option;
+  std::string_view name;
+};
+constexpr ModuleOfOption modulesOfOptions[] = {{"-javaagent:", "java.instrument"},
+                                               {"-XX:StartFlightRecording", "jdk.jfr"},
+                                               {"-Dcom.sun.management.", "jdk.management.agent"}};
 
 struct KnownComplaint {
   std::string_view inLog;
@@ -43,16 +56,14 @@ constexpr KnownComplaint knownComplaints[] = {
      "the JVM has no archive of its own; the command `java -Xshare:dump` of that JVM writes it"},
     {"was created by a different version or build", "another JVM wrote it"},
     {"shared archive file version", "another JVM wrote it"},
+    {"Mismatched values for property", "its options of modules are others"},
+    {"directory is not empty",
+     "a folder in the class path is not empty; name the archives in it instead"},
     {"classpath mismatch", "it was written for another class path"},
     {"class paths mismatch", "it was written for another class path"},
     {"A jar file is not the one used", "an archive of the class path has changed"},
     {"has been modified", "an archive of the class path has changed"},
 };
-
-bool startsWithAny(const std::string& text, std::span<const std::string_view> starts) {
-  return std::any_of(starts.begin(), starts.end(),
-                     [&](std::string_view start) { return text.starts_with(start); });
-}
 
 std::vector<std::string> classPathIn(const std::vector<std::string>& options,
                                      const std::string& directory) {
@@ -87,9 +98,77 @@ bool holdsArchivesOnly(const fs::path& folder) {
                      });
 }
 
+/// The names of all files below the folder, as an archive has them, in order.
+std::vector<std::string> filesBelow(const fs::path& folder) {
+  std::vector<std::string> names;
+  std::error_code error;
+  for (fs::recursive_directory_iterator entry(folder, error), end; !error && entry != end;
+       entry.increment(error)) {
+    if (entry->is_regular_file(error))
+      names.push_back(entry->path().lexically_relative(folder).native());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
 /// "clojure.main source: shared objects file (top)" among the lines of the loading log.
 bool isFromArchive(const std::string& className, const std::string& log) {
-  return log.find("] " + className + " source: shared objects file (top)") != std::string::npos;
+  return log.find("] " + className + " source: shared objects file") != std::string::npos;
+}
+
+/// The end of the elements after which there are only folders, which no archive is made for.
+std::vector<std::string>::const_iterator endOfArchives(const std::vector<std::string>& classPath) {
+  return std::find_if(classPath.rbegin(), classPath.rend(), isArchiveFile).base();
+}
+
+std::string joined(std::vector<std::string>::const_iterator at,
+                   std::vector<std::string>::const_iterator end) {
+  std::string text;
+  for (; at != end; ++at) text += (text.empty() ? "" : ":") + *at;
+  return text;
+}
+
+/// The options for a JVM beside the application: without what acts outside of it, but with the
+/// modules that it would bring.
+std::vector<std::string> optionsBeside(const ClassDataLaunch& launch, const fs::path& scratch) {
+  std::vector<std::string> options;
+  for (const ModuleOfOption& module : modulesOfOptions) {
+    const bool isThere =
+        std::any_of(launch.options.begin(), launch.options.end(),
+                    [&](const std::string& option) { return option.starts_with(module.option); });
+    if (isThere) options.push_back(concat({"--add-modules=", module.name}));
+  }
+  for (const TriedOption& option : trialOptions(launch.options, scratch.native()).options)
+    options.push_back(option.tried);
+  options.emplace_back("-XX:+IgnoreUnrecognizedVMOptions");
+  options.emplace_back("-XX:-UsePerfData");
+  return options;
+}
+
+JvmRun runOf(const ClassDataLaunch& launch) {
+  JvmRun run;
+  run.library = launch.jvm.library;
+  run.environment = launch.exported;
+  run.directory = launch.directory;
+  return run;
+}
+
+void append(std::vector<std::string>& options, const std::vector<std::string>& more) {
+  options.insert(options.end(), more.begin(), more.end());
+}
+
+std::string fileLog(const ArchiveKind& kind, const fs::path& log) {
+  return concat({"-Xlog:", kind.logTags, ":file=", log.native()});
+}
+
+/// What the JVM printed last, for want of a reason that is known.
+std::string lastLineOf(const std::string& text) {
+  std::istringstream lines(text);
+  std::string last;
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.empty() && !line.starts_with("Picked up ")) last = line;
+  }
+  return last;
 }
 
 }  // namespace
@@ -109,22 +188,25 @@ ClassDataSubject classDataSubject(const Inspection& inspection) {
   launch.directory = inspection.plan.directory;
   launch.exported = inspection.plan.exported;
   std::remove_copy_if(inspection.plan.options.begin(), inspection.plan.options.end(),
-                      std::back_inserter(launch.options), [](const std::string& option) {
-                        return startsWithAny(option, archiveOptions);
-                      });
+                      std::back_inserter(launch.options), isArchiveOption);
   launch.classPath = classPathIn(launch.options, launch.directory);
   return {std::move(launch), {}};
 }
 
-std::vector<std::string> classDataObstacles(const ClassDataLaunch& launch) {
+std::vector<std::string> classDataObstacles(const ClassDataLaunch& launch,
+                                            const ArchiveKind& kind) {
   std::vector<std::string> obstacles;
+  const bool isLinked = kind.isLinked(launch.jvm.release);
   for (const std::string& option : launch.options) {
-    if (startsWithAny(option, forbiddenOptions))
-      obstacles.push_back("the JVM uses no archive with the option " + shown(option));
+    for (const ForbiddenOption& forbidden : forbiddenOptions) {
+      if (!option.starts_with(forbidden.start) || (!forbidden.ofLinked.empty() && !isLinked))
+        continue;
+      obstacles.push_back(concat({"the JVM uses no ", kind.title, " with the option ",
+                                  shown(option), forbidden.ofLinked}));
+    }
   }
   // Folders after the last archive are not looked at.
-  const auto end =
-      std::find_if(launch.classPath.rbegin(), launch.classPath.rend(), isArchiveFile).base();
+  const auto end = endOfArchives(launch.classPath);
   for (auto element = launch.classPath.begin(); element != end; ++element) {
     if (isFolderWithFiles(*element)) {
       obstacles.push_back(concat({"the folder ", shown(*element),
@@ -134,23 +216,48 @@ std::vector<std::string> classDataObstacles(const ClassDataLaunch& launch) {
   return obstacles;
 }
 
-std::vector<std::string> classDataWritingObstacles(const ClassDataLaunch& launch) {
+std::vector<std::string> classDataWritingObstacles(const ClassDataLaunch& launch,
+                                                   const ArchiveKind& kind) {
   std::vector<std::string> obstacles;
-  if (launch.jvm.release != 0 && launch.jvm.release < firstWithArchivesAtExit) {
-    obstacles.push_back(
-        concat({"Java ", launch.jvm.version,
-                " writes no archive when an application ends; Java 13 and newer do"}));
+  if (launch.jvm.release != 0 && launch.jvm.release < kind.firstRelease) {
+    obstacles.push_back(concat({"Java ", launch.jvm.version, " makes no ", kind.title, "; Java ",
+                                std::to_string(kind.firstRelease), " and newer do"}));
   }
-  const std::vector<std::string> further = classDataObstacles(launch);
-  obstacles.insert(obstacles.end(), further.begin(), further.end());
+  append(obstacles, classDataObstacles(launch, kind));
+  const auto end = endOfArchives(launch.classPath);
+  if (end == launch.classPath.begin()) {
+    for (const std::string& element : launch.classPath) {
+      if (isFolderWithFiles(element))
+        obstacles.push_back(concat({"the class path has no archive, only the folder ",
+                                    shown(element), ": make an archive of it, as --jar does"}));
+    }
+  } else if (std::string_view(kind.name) == "aot" &&
+             std::any_of(end, launch.classPath.end(), isFolderWithFiles)) {
+    obstacles.push_back(
+        concat({"the folder ", shown(*std::find_if(end, launch.classPath.end(), isFolderWithFiles)),
+                " is on the class path and not empty"}));
+  }
   return obstacles;
 }
 
-std::string classPathOfArchives(const std::vector<std::string>& classPath, const fs::path& folder) {
+std::vector<std::string> foldersOfClasses(const std::vector<std::string>& classPath) {
+  std::vector<std::string> folders;
+  std::copy_if(classPath.begin(), classPath.end(), std::back_inserter(folders),
+               [](const std::string& element) {
+                 return isFolderWithFiles(element) && !holdsArchivesOnly(element);
+               });
+  return folders;
+}
+
+std::string classPathOfArchives(const std::vector<std::string>& classPath, const fs::path& folder,
+                                const std::map<std::string, std::string>& made) {
   std::vector<std::string> archives;
   std::vector<std::string> folders;
   for (const std::string& element : classPath) {
-    if (!isFolderWithFiles(element)) {
+    const auto archive = made.find(element);
+    if (archive != made.end()) {
+      archives.push_back(archive->second);
+    } else if (!isFolderWithFiles(element)) {
       archives.push_back(element);
     } else if (!holdsArchivesOnly(element)) {
       folders.push_back(element);
@@ -171,15 +278,85 @@ std::string classPathOfArchives(const std::vector<std::string>& classPath, const
   return value;
 }
 
-std::optional<std::string> archiveWritingOptions(const fs::path& archive, const fs::path& log) {
-  const std::string& path = archive.native();
-  const char quote = path.find('"') == std::string::npos ? '"' : '\'';
-  if (path.find(quote) != std::string::npos || path.find('\n') != std::string::npos)
-    return std::nullopt;
-  // An empty name takes back an archive that the file names already.
-  std::string options = "-XX:SharedArchiveFile= -XX:ArchiveClassesAtExit=";
-  options.append(1, quote).append(path).append(1, quote);
-  return options + " -Xlog:cds*=off -Xlog:cds*=info:file=" + log.native();
+std::vector<std::string> changedByOrder(const std::vector<std::string>& classPath) {
+  constexpr std::size_t enough = 20;
+  std::vector<std::string> changed;
+  for (auto element = classPath.begin(); element != classPath.end(); ++element) {
+    if (!isFolderWithFiles(*element)) continue;
+    const std::vector<std::string> names = filesBelow(*element);
+    for (auto other = element + 1; other != classPath.end(); ++other) {
+      const Archive archive(*other);
+      for (const std::string& name : names) {
+        if (changed.size() < enough && archive.contains(name))
+          changed.push_back(concat({name, " (from ", fs::path(*other).filename().native(), ")"}));
+      }
+    }
+  }
+  return changed;
+}
+
+std::string archiveOfFolder(const fs::path& folder) {
+  ArchiveWriter archive;
+  for (const std::string& name : filesBelow(folder)) {
+    if (!archive.add(name, readWhole(folder / name)))
+      throw FileError(concat({folder.native(), " is too large for an archive"}));
+  }
+  return std::move(archive).finish();
+}
+
+std::optional<std::string> asWords(const std::vector<std::string>& options) {
+  std::string words;
+  for (const std::string& option : options) {
+    const char quote = option.find('"') == std::string::npos ? '"' : '\'';
+    if (option.find(quote) != std::string::npos || option.find('\n') != std::string::npos)
+      return std::nullopt;
+    if (!words.empty()) words += ' ';
+    const bool isPlain = option.find_first_of(" \t'\"") == std::string::npos;
+    words += isPlain ? option : quote + option + quote;
+  }
+  return words;
+}
+
+std::vector<std::string> useOptions(const ArchiveKind& kind, const fs::path& archive) {
+  return {concat({kind.useOption, archive.native()}), std::string(kind.quietOption)};
+}
+
+std::string recordInProcess(const ArchiveKind& kind, const ClassDataLaunch& launch,
+                            const ArchiveFiles& files) {
+  JvmRun run = runOf(launch);
+  run.startClass = launch.startClass;
+  run.endsInOrder = true;
+  run.options = launch.options;
+  append(run.options, recordingOptions(kind, files));
+  const JvmRunEnd end = runJvm(run);
+  return end.started ? std::string() : "it does not start with " + run.options.back();
+}
+
+std::string makeArchive(const ArchiveKind& kind, const ClassDataLaunch& launch,
+                        const ArchiveFiles& files, const fs::path& scratchFolder) {
+  JvmRun run = runOf(launch);
+  const std::vector<std::string> making = makingOptions(kind, launch.jvm.release, files);
+  std::error_code error;
+  if (!making.empty()) {
+    const fs::path log = scratchFolder / "make.log";
+    run.maxSeconds = maxSecondsToMake;
+    run.options = optionsBeside(launch, scratchFolder);
+    // No JVM writes an archive for folders; those at the end it does not look at in use.
+    run.options.push_back(concat(
+        {classPathOption, joined(launch.classPath.begin(), endOfArchives(launch.classPath))}));
+    append(run.options, making);
+    run.options.push_back(fileLog(kind, log));
+    fs::remove(files.archive, error);
+    const JvmRunEnd end = runJvm(run);
+    if (end.timedOut) return "it did not end within half an hour";
+    // An archive that it could not write to its end stays there with some releases.
+    if (!end.started) fs::remove(files.archive, error);
+    if (!fs::exists(files.archive, error)) {
+      const std::string complaint = complaintInLog(textOfFile(log));
+      return complaint.empty() ? lastLineOf(end.text) : complaint;
+    }
+  }
+  return fs::exists(files.archive, error) ? std::string() : "it wrote none at its end";
 }
 
 std::string complaintInLog(std::string_view log) {
@@ -199,36 +376,27 @@ std::string complaintInLog(std::string_view log) {
   return last;
 }
 
-ClassDataAcceptance acceptanceOf(const fs::path& archive, const ClassDataLaunch& launch,
-                                 const fs::path& scratchFolder) {
-  if (launch.jvm.java.empty())
-    return {false, "it cannot be tried, as there is no bin/java in " + launch.jvm.home.string()};
+ClassDataAcceptance acceptanceOf(const ArchiveKind& kind, const fs::path& archive,
+                                 const ClassDataLaunch& launch, const fs::path& scratchFolder) {
   const fs::path log = scratchFolder / "check.log";
   const fs::path classes = scratchFolder / "classes.log";
-  ProgramRun run;
-  run.arguments = {launch.jvm.java};
-  run.arguments.insert(run.arguments.end(), launch.options.begin(), launch.options.end());
-  for (const std::string& option :
-       {"-XX:SharedArchiveFile=" + archive.native(), std::string("-Xshare:auto"),
-        std::string("-Xlog:cds*=off"), "-Xlog:cds*=info,class+path=info:file=" + log.native(),
-        "-Xlog:class+load=info:file=" + classes.native(), std::string("--dry-run"),
-        launch.startClass}) {
-    run.arguments.push_back(option);
-  }
-  run.environment = launch.exported;
-  run.directory = launch.directory;
-  run.output = ProgramRun::Output::dropped;
-  run.limit = std::chrono::seconds(60);
-  const ProgramEnd end = runProgram(run);
-  if (end.error != 0)
-    return {false,
-            concat({launch.jvm.java.native(), " cannot be started: ", std::strerror(end.error)})};
+  std::error_code error;
+  for (const fs::path& file : {log, classes}) fs::remove(file, error);
+  JvmRun run = runOf(launch);
+  run.startClass = launch.startClass;
+  run.options = optionsBeside(launch, scratchFolder);
+  append(run.options, useOptions(kind, archive));
+  run.options.push_back(fileLog(kind, log));
+  run.options.push_back("-Xlog:class+load=info:file=" + classes.native());
+  const JvmRunEnd end = runJvm(run);
   if (isFromArchive(launch.startClass, textOfFile(classes))) return {true, {}};
 
   std::string complaint = complaintInLog(textOfFile(log));
   const bool hasBlank = std::any_of(
       launch.classPath.begin(), launch.classPath.end(),
       [](const std::string& element) { return element.find(' ') != std::string::npos; });
+  if (complaint.empty() && !end.started) complaint = lastLineOf(end.text);
+  if (complaint.empty()) complaint = end.classFailure;
   if (complaint.empty() && hasBlank)
     complaint = "this JVM finds no classes of paths with a blank in an archive; rename the folder";
   if (complaint.empty())

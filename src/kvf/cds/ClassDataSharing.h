@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "kvf/cds/ArchiveKind.h"
 #include "kvf/jvm/JvmSearch.h"
 #include "kvf/launch/Inspection.h"
 
@@ -28,22 +29,46 @@ struct ClassDataSubject {
 };
 ClassDataSubject classDataSubject(const Inspection& inspection);
 
-/// Why the JVM would use no archive for the launch, each with what to change; none when nothing
-/// speaks against it.
-std::vector<std::string> classDataObstacles(const ClassDataLaunch& launch);
+/// Why the JVM would use no archive of this kind for the launch, each with what to change; none
+/// when nothing speaks against it.
+std::vector<std::string> classDataObstacles(const ClassDataLaunch& launch, const ArchiveKind& kind);
 
-/// Why it would write none at its end: these, and that it is too old.
-std::vector<std::string> classDataWritingObstacles(const ClassDataLaunch& launch);
+/// Why it would write none: these, and that it is too old.
+std::vector<std::string> classDataWritingObstacles(const ClassDataLaunch& launch,
+                                                   const ArchiveKind& kind);
 
 /// The class path without folders that only held archives, as the value of java.class.path; what
-/// lies below the folder is named by %kvf.file.dir%.
+/// lies below the folder is named by %kvf.file.dir%. Folders stand behind the archives, but for
+/// those that an archive is given for, which stands in their place.
 std::string classPathOfArchives(const std::vector<std::string>& classPath,
-                                const std::filesystem::path& folder);
+                                const std::filesystem::path& folder,
+                                const std::map<std::string, std::string>& archives = {});
 
-/// The text for _JAVA_OPTIONS that makes a JVM write the archive at its end, whatever its other
-/// options are, and tell about it in the log file. Nothing when the path cannot be written there.
-std::optional<std::string> archiveWritingOptions(const std::filesystem::path& archive,
-                                                 const std::filesystem::path& log);
+/// Folders of the class path with something else than archives in it.
+std::vector<std::string> foldersOfClasses(const std::vector<std::string>& classPath);
+
+/// What is in a folder and also in an archive behind it on the class path, at most 20 of them: with
+/// the folder behind the archives it would be taken from there. "NAME (from ARCHIVE)".
+std::vector<std::string> changedByOrder(const std::vector<std::string>& classPath);
+
+/// The text of an archive with the files below the folder. Throws FileError.
+std::string archiveOfFolder(const std::filesystem::path& folder);
+
+/// The options for a variable such as _JAVA_OPTIONS, each as one word whatever is in it. Nothing
+/// when that cannot be written there.
+std::optional<std::string> asWords(const std::vector<std::string>& options);
+
+/// What makes a JVM use the archive and print nothing about it.
+std::vector<std::string> useOptions(const ArchiveKind& kind, const std::filesystem::path& archive);
+
+/// Records a start of the JVM with the start class, without running it. Why not, or nothing.
+std::string recordInProcess(const ArchiveKind& kind, const ClassDataLaunch& launch,
+                            const ArchiveFiles& files);
+
+/// Makes the archive from the record, in a process of this program: neither bin/java nor the JVM's
+/// own archive has to be there. Why not, or nothing.
+std::string makeArchive(const ArchiveKind& kind, const ClassDataLaunch& launch,
+                        const ArchiveFiles& files, const std::filesystem::path& scratchFolder);
 
 /// What the JVM complained about in its log of class-data sharing, in words that say what to change
 /// where that is known; empty when it did not complain.
@@ -55,7 +80,7 @@ struct ClassDataAcceptance {
   bool accepted = false;
   std::string complaint;  ///< why not, as far as the JVM tells
 };
-ClassDataAcceptance acceptanceOf(const std::filesystem::path& archive,
+ClassDataAcceptance acceptanceOf(const ArchiveKind& kind, const std::filesystem::path& archive,
                                  const ClassDataLaunch& launch,
                                  const std::filesystem::path& scratchFolder);
 

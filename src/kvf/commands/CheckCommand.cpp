@@ -47,6 +47,7 @@ struct CheckOptions {
   bool diff = false;
   bool forScript = false;
   bool withJvm = false;
+  bool deep = false;
   unsigned javaRelease = 0;
 };
 
@@ -135,6 +136,7 @@ class Subject {
 
   void prepare(Inspection& inspection) const {
     inspection.forScript = options_.forScript;
+    inspection.deep = options_.deep;
     if (const auto memory = memorySize(options_.memory))
       inspection.surroundings.memory = MemoryBound{*memory, "--memory " + options_.memory};
     inspection.javaRelease = options_.javaRelease;
@@ -255,6 +257,7 @@ RunSubcommand declareCheck(CLI::App& command) {
   command.add_flag("--diff", options->diff, "Print what --fix would change, and write nothing");
   command.add_flag("--json", options->json, "The same as --format json");
   command.add_flag("--script", options->forScript, "Also what a generated script cannot carry");
+  command.add_flag("--deep", options->deep, "Also read the files that an archive was made from");
   command.add_flag("--jvm", options->withJvm, "Start the configured JVM with the options");
   command
       .add_option("--java", options->javaRelease, "Also what this release of Java would not take")

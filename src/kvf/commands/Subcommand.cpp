@@ -27,11 +27,11 @@ constexpr Subcommand table[] = {
                "Exit status: 0 made, 1 made but not all of the start is carried, 2 not made.",
      .declare = declareNew},
     {.name = "cds",
-     .summary = "Runs an application once to write the archive that makes it start sooner.",
+     .summary = "Makes the archive of classes that makes an application start sooner.",
      .footer =
          "-- COMMAND runs that instead of the launcher, say the application's start script with\n"
-         "arguments that make it do something typical and end. A server is ended by --run-for, or "
-         "by\n"
+         "arguments that make it do something typical and end. A server is ended by --until, "
+         "--run-for or\n"
          "Ctrl-C.\n"
          "Exit status: 0 the archive serves, 1 it cannot, 2 that could not be found out.",
      .declare = declareCds},

@@ -171,6 +171,7 @@ class Inspection {
   std::string shownFolder;  ///< how files below the absolute folder are named; both may be empty
   std::string absoluteFolder;
   bool forScript = false;  ///< values must also fit into a generated script
+  bool deep = false;       ///< files are compared by what is in them, which takes time
 
   /// The assembly that the application is started from.
   [[nodiscard]] const AssemblyRun& run() const { return inner ? *inner : outer; }

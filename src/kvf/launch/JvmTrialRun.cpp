@@ -15,7 +15,8 @@
 
 namespace {
 
-constexpr unsigned int maxSeconds = 30;
+// Of the child's arguments.
+constexpr std::size_t firstOption = 3;
 constexpr std::string_view classMark = "\nkvf try-jvm: ";
 
 /// Takes what the child tells of the start class out of the text.
@@ -72,7 +73,9 @@ void tellClassFailure(JNIEnv& java) {
 JvmRunEnd runJvm(const JvmRun& run) {
   ProgramRun program;
   program.program = "/proc/self/exe";
-  program.arguments = {"kvf", "try-jvm", "--", run.library, run.startClass};
+  program.arguments = {
+      "kvf",       "try-jvm",      "--",
+      run.library, run.startClass, (run.endsInOrder ? "+" : "") + std::to_string(run.maxSeconds)};
   program.arguments.insert(program.arguments.end(), run.options.begin(), run.options.end());
   program.environment = run.environment;
   program.hasOwnEnvironment = true;
@@ -90,10 +93,10 @@ JvmRunEnd runJvm(const JvmRun& run) {
 
 int runJvmTrial(const std::vector<std::string>& arguments) {
   using Create = jint (*)(JavaVM**, void**, void*);
-  ::alarm(maxSeconds);
+  if (arguments.size() < firstOption) return 1;
+  ::alarm(static_cast<unsigned>(std::strtoul(arguments[2].c_str(), nullptr, 10)));
   const rlimit noCoreFile = {};
   ::setrlimit(RLIMIT_CORE, &noCoreFile);
-  if (arguments.size() < 2) return 1;
   void* library = ::dlopen(arguments[0].c_str(), RTLD_LAZY | RTLD_GLOBAL);
   if (library == nullptr) {
     std::fprintf(stderr, "%s\n", ::dlerror());
@@ -103,7 +106,7 @@ int runJvmTrial(const std::vector<std::string>& arguments) {
   if (create == nullptr) return 1;
 
   std::vector<JavaVMOption> options;
-  for (std::size_t i = 2; i < arguments.size(); ++i) {
+  for (std::size_t i = firstOption; i < arguments.size(); ++i) {
     options.push_back({const_cast<char*>(arguments[i].c_str()), nullptr});
   }
   JavaVMInitArgs init = {};
@@ -119,6 +122,7 @@ int runJvmTrial(const std::vector<std::string>& arguments) {
     loadClass(java, arguments[1]);
     tellClassFailure(java);
   }
+  if (result >= 0 && arguments[2].starts_with('+')) jvm->DestroyJavaVM();
   std::fflush(nullptr);
   // Without the JVM's own end, which may write archives and reports.
   std::_Exit(result < 0 ? 1 : 0);

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-/// One start of a JVM in a child that ends at once.
+/// One start of a JVM in a child.
 
 struct JvmRun {
   std::string library;
@@ -13,6 +13,9 @@ struct JvmRun {
   std::vector<std::string> options;
   std::map<std::string, std::string> environment;  ///< all of it
   std::string directory;
+  unsigned maxSeconds = 30;
+  bool endsInOrder =
+      false;  ///< the JVM ends as after an application, and writes what it writes then
 };
 
 struct JvmRunEnd {
@@ -25,8 +28,9 @@ struct JvmRunEnd {
 JvmRunEnd runJvm(const JvmRun& run);
 
 /// What the child does: creates a JVM of the library, the first argument, with the options behind
-/// the start class, the second one. The class is loaded and linked and not initialized, so that no
-/// code of the application runs. Ends the process.
+/// the start class, the second one, and the seconds that it may take, "+" in front of them where
+/// the JVM is to end in order. The class is loaded and linked and not initialized, so that no code
+/// of the application runs. Ends the process.
 int runJvmTrial(const std::vector<std::string>& arguments);
 
 #endif

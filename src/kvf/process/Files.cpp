@@ -5,12 +5,14 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <memory>
 #include <vector>
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <linux/limits.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -231,10 +233,39 @@ void moveToFreeName(const fs::path& from, const fs::path& to) {
   if (::rename(from.c_str(), to.c_str()) != 0) throw FileError("make", to, errno);
 }
 
+void moveInto(const fs::path& from, const fs::path& to, unsigned mode) {
+  struct stat status = {};
+  {
+    const Descriptor made = openToRead(from, status);
+    if (::access(to.c_str(), F_OK) == 0) {
+      takeAttributes(made.number(), openToRead(to, status).number(), to);
+    } else if (::fchmod(made.number(), mode) != 0) {
+      throw FileError("set the mode of", from, errno);
+    }
+    if (::fsync(made.number()) != 0 && errno != EINVAL && errno != EROFS)
+      throw FileError("write", from, errno);
+  }
+  InterruptionWatch::look();
+  if (::rename(from.c_str(), to.c_str()) != 0) throw FileError("replace", to, errno);
+}
+
 void syncFileSystem(const fs::path& inside) {
   const Descriptor folder(::open(inside.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder.number() < 0 || ::syncfs(folder.number()) != 0)
     throw FileError("write", inside, errno);
+}
+
+FolderLock::FolderLock(const fs::path& folder)
+    : folder_(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+  constexpr timespec pause = {0, 50'000'000};
+  // Waiting itself would not end with a signal.
+  while (::flock(folder_.number(), LOCK_EX | LOCK_NB) != 0) {
+    // Not every file system can.
+    if (errno == ENOLCK || errno == EOPNOTSUPP || errno == EINVAL) return;
+    if (errno != EWOULDBLOCK && errno != EINTR) throw FileError("lock", folder, errno);
+    InterruptionWatch::look();
+    ::nanosleep(&pause, nullptr);
+  }
 }
 
 FileReplacement::FileReplacement(const fs::path& file) : file_(realFile(file)), state_(stateNow()) {

@@ -48,8 +48,20 @@ void copyToNewFile(const std::filesystem::path& source, const std::filesystem::p
 void takeAttributes(const std::filesystem::path& file, const std::filesystem::path& replaced);
 /// Moves a file or folder to a name that is free, in the same file system.
 void moveToFreeName(const std::filesystem::path& from, const std::filesystem::path& to);
+/// Puts a new file, stored to its end, in the place of the one of that name in the same file
+/// system, whose owner, mode and attributes it gets; where there is none it gets this mode.
+void moveInto(const std::filesystem::path& from, const std::filesystem::path& to, unsigned mode);
 /// Waits until the file system has stored what was written to it.
 void syncFileSystem(const std::filesystem::path& inside);
+
+/// While it lives, no other process holds it for this folder. Waits for that, as long as it takes.
+class FolderLock {
+ public:
+  explicit FolderLock(const std::filesystem::path& folder);
+
+ private:
+  Descriptor folder_;
+};
 
 /// A text file that is to be replaced in one step, at the end of all links. It is taken as it is
 /// now.

@@ -9,6 +9,7 @@
 #include <poll.h>
 #include <spawn.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -29,13 +30,18 @@ using Time = std::optional<Clock::time_point>;
 constexpr std::chrono::seconds timeToEnd(60);
 constexpr std::chrono::seconds timeToEndWithThis(5);
 constexpr std::chrono::milliseconds timeBetweenKills(20);
+constexpr std::chrono::seconds timeBetweenLooks(1);
 constexpr std::size_t maxOutput = 1 << 20;
 
 /// What the guardian reports.
 struct Report {
   int error, status;
   bool stopped, killed;
+  std::chrono::nanoseconds time, processorTime;
 };
+
+/// Tells the guardian that the program has done what it was to do.
+constexpr int enough = SIGUSR1;
 
 struct Pipe {
   Pipe() {
@@ -51,7 +57,7 @@ struct Pipe {
 sigset_t guardedSignals() {
   sigset_t signals;
   ::sigemptyset(&signals);
-  for (const int signal : {SIGCHLD, SIGHUP, SIGINT, SIGQUIT, SIGTERM})
+  for (const int signal : {SIGCHLD, SIGHUP, SIGINT, SIGQUIT, SIGTERM, enough})
     ::sigaddset(&signals, signal);
   return signals;
 }
@@ -94,8 +100,10 @@ class Spawning {
     ::posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK);
     if (!run.directory.empty())
       ::posix_spawn_file_actions_addchdir_np(&actions_, run.directory.c_str());
-    if (run.output == ProgramRun::Output::shown) return;
-    ::posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    const bool isShown = run.output == ProgramRun::Output::shown;
+    if (isShown && run.until.empty()) return;
+    if (!isShown)
+      ::posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
       if (output.number() >= 0) {
         ::posix_spawn_file_actions_adddup2(&actions_, output.number(), stream);
@@ -148,6 +156,7 @@ class Guardian {
   enum class Awaited { programEnd, time, signal };
 
   void watchOver(Report& report) {
+    const auto start = Clock::now();
     report.error = spawning_.start(program_);
     if (report.error != 0) return;
     const Time end = limit_ ? Time(Clock::now() + *limit_) : std::nullopt;
@@ -158,6 +167,8 @@ class Guardian {
       const auto grace = first == Awaited::time ? timeToEnd : timeToEndWithThis;
       report.killed = await(Clock::now() + grace) != Awaited::programEnd;
     }
+    report.time = Clock::now() - start;
+    report.processorTime = processorTime_;
     endFamily(report.killed);
     report.status = WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_);
   }
@@ -167,8 +178,9 @@ class Guardian {
     const sigset_t signals = guardedSignals();
     for (;;) {
       if (hasEnded()) return Awaited::programEnd;
-      std::chrono::nanoseconds left(std::chrono::hours(1));
-      if (end) left = std::max<std::chrono::nanoseconds>(*end - Clock::now(), left.zero());
+      // A look that failed is followed by another one.
+      std::chrono::nanoseconds left = timeBetweenLooks;
+      if (end) left = std::clamp<std::chrono::nanoseconds>(*end - Clock::now(), left.zero(), left);
       const timespec time = {left.count() / 1'000'000'000, left.count() % 1'000'000'000};
       siginfo_t info = {};
       const int signal = ::sigtimedwait(&signals, &info, &time);
@@ -177,6 +189,7 @@ class Guardian {
       }
       // Keys of the terminal reach the program too.
       const bool isKey = info.si_code == SI_KERNEL && (signal == SIGINT || signal == SIGQUIT);
+      if (signal == enough) return Awaited::time;
       if (signal > 0 && signal != SIGCHLD && !isKey) return Awaited::signal;
     }
   }
@@ -184,12 +197,18 @@ class Guardian {
   /// Takes the ends of all children that have ended.
   bool hasEnded() {
     int status = 0;
-    for (pid_t id = 0; (id = ::waitpid(-1, &status, WNOHANG)) > 0;) {
+    rusage used = {};
+    for (pid_t id = 0; (id = ::wait4(-1, &status, WNOHANG, &used)) > 0;) {
       if (id != program_) continue;
       status_ = status;
+      processorTime_ = duration(used.ru_utime) + duration(used.ru_stime);
       programEnded_ = true;
     }
     return programEnded_;
+  }
+
+  static std::chrono::nanoseconds duration(const timeval& time) {
+    return std::chrono::seconds(time.tv_sec) + std::chrono::microseconds(time.tv_usec);
   }
 
   [[nodiscard]] static bool hasChildren() {
@@ -223,6 +242,7 @@ class Guardian {
   std::optional<std::chrono::seconds> limit_;
   pid_t program_ = -1;
   int status_ = 0;
+  std::chrono::nanoseconds processorTime_ = {};
   bool programEnded_ = false;
 };
 
@@ -233,9 +253,37 @@ bool isInForeground() {
   return terminal.number() >= 0 && ::tcgetpgrp(terminal.number()) == ::getpgrp();
 }
 
+/// What the program prints, and what is to be done about it.
+class Printed {
+ public:
+  Printed(const ProgramRun& run, pid_t guardian) : run_(run), guardian_(guardian) {}
+
+  void take(std::string_view piece, ProgramEnd& end) {
+    if (run_.output == ProgramRun::Output::taken)
+      end.output.append(piece.substr(0, maxOutput - end.output.size()));
+    // What cannot be shown does not change what the program does.
+    if (run_.output == ProgramRun::Output::shown)
+      static_cast<void>(::write(STDERR_FILENO, piece.data(), piece.size()) < 0);
+    if (run_.until.empty() || end.reached) return;
+    tail_.append(piece);
+    if (tail_.find(run_.until) != std::string::npos) {
+      end.reached = true;
+      end.time = Clock::now() - start_;
+      ::kill(guardian_, enough);
+    }
+    if (tail_.size() > run_.until.size()) tail_.erase(0, tail_.size() - run_.until.size());
+  }
+
+ private:
+  const ProgramRun& run_;
+  pid_t guardian_;
+  std::string tail_;
+  Clock::time_point start_ = Clock::now();
+};
+
 /// Takes what the program prints until the guardian reports; hands a signal on to it.
 bool readReport(pid_t guardian, const Pipe& reports, const Pipe& outputs, Report& report,
-                std::string& output, const sigset_t& mask) {
+                Printed& printed, ProgramEnd& end, const sigset_t& mask) {
   bool passedOn = false;
   int outputNumber = outputs.reading.number();
   for (;;) {
@@ -253,8 +301,7 @@ bool readReport(pid_t guardian, const Pipe& reports, const Pipe& outputs, Report
       char buffer[4096];
       const ssize_t count = ::read(outputNumber, buffer, sizeof buffer);
       if (count <= 0) outputNumber = -1;
-      if (count > 0)
-        output.append(buffer, std::min(static_cast<std::size_t>(count), maxOutput - output.size()));
+      if (count > 0) printed.take({buffer, static_cast<std::size_t>(count)}, end);
       continue;
     }
     if (polls[0].revents != 0)
@@ -269,7 +316,8 @@ ProgramEnd runProgram(const ProgramRun& run) {
   const SignalsWait signals;
   Pipe reports;
   Pipe outputs;
-  if (run.output != ProgramRun::Output::taken) outputs.writing = Descriptor();
+  const bool isRead = run.output == ProgramRun::Output::taken || !run.until.empty();
+  if (!isRead) outputs.writing = Descriptor();
   const Spawning spawning(run, signals.former(), outputs.writing);
   const pid_t self = ::getpid();
   const pid_t guardian = ::fork();
@@ -286,13 +334,16 @@ ProgramEnd runProgram(const ProgramRun& run) {
   reports.writing = Descriptor();
   outputs.writing = Descriptor();
   Report report = {};
+  Printed printed(run, guardian);
   const bool reported =
-      readReport(guardian, reports, outputs, report, end.output, signals.former());
+      readReport(guardian, reports, outputs, report, printed, end, signals.former());
   while (::waitpid(guardian, nullptr, 0) < 0 && errno == EINTR) continue;
   InterruptionWatch::look();
   end.error = report.error;
   end.status = reported ? report.status : 255;
   end.stopped = report.stopped;
   end.killed = report.killed;
+  if (!end.reached) end.time = report.time;
+  end.processorTime = report.processorTime;
   return end;
 }

@@ -22,6 +22,9 @@ struct ProgramRun {
   } output = Output::shown;
   /// After this time it is asked to end, as by a service manager, and a minute later it is killed.
   std::optional<std::chrono::seconds> limit = std::nullopt;
+  /// The same once it has printed this text; what it prints is shown on standard error. Empty:
+  /// none.
+  std::string until = {};
 };
 
 struct ProgramEnd {
@@ -29,7 +32,12 @@ struct ProgramEnd {
   int status = 0;        ///< exit status, or 128 and the number of the signal that ended it
   bool stopped = false;  ///< the limit was reached
   bool killed = false;   ///< it did not end by itself then
+  bool reached = false;  ///< it has printed the text that it was to print
   std::string output = {};
+  /// From the start to the end, or to the text.
+  std::chrono::nanoseconds time = {};
+  /// Of the program, and of those that it waited for.
+  std::chrono::nanoseconds processorTime = {};
 };
 
 /// Starts the program and waits for its end; what it has started ends with it. The keys of the

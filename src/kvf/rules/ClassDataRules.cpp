@@ -1,9 +1,11 @@
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <string>
 #include <system_error>
 
 #include "foundation/PropertyKeys.h"
+#include "kvf/cds/ArchiveManifest.h"
 #include "kvf/cds/ClassDataArchive.h"
 #include "kvf/cds/ClassDataSharing.h"
 #include "kvf/launch/JvmOptions.h"
@@ -12,19 +14,34 @@
 
 namespace {
 
+/// Versions of a JVM that runs what an AOT cache remembers of a jar that has been replaced.
+constexpr std::string_view staleVersions[] = {"25", "25.0.0", "25.0.1", "25.0.2", "25.0.3"};
+
+std::vector<std::string> misfitsOf(const std::string& archive, const ClassDataLaunch& launch,
+                                   bool deep) {
+  if (const auto manifest = readManifest(archive))
+    return manifestMisfits(*manifest, archive, launch, deep);
+  return classDataMisfits(archive, launch.jvm.library, launch.classPath);
+}
+
+const ArchiveKind& kindOf(const std::string& archive, std::string_view usual) {
+  const auto manifest = readManifest(archive);
+  const ArchiveKind* kind = manifest ? findArchiveKind(manifest->kind) : nullptr;
+  return kind != nullptr ? *kind : *findArchiveKind(usual);
+}
+
 void classDataArchive(const Inspection& inspection, Report& report) {
   const std::vector<std::string> archives = sharedArchiveFiles(inspection.plan.options);
   if (archives.empty() || !inspection.isJava() || !inspection.startsApplication()) return;
   const ClassDataSubject subject = classDataSubject(inspection);
   if (!subject.launch) return;
 
-  std::vector<std::string> reasons = classDataObstacles(*subject.launch);
+  const std::string last = inspection.atApplication(archives.back());
+  std::vector<std::string> reasons = classDataObstacles(*subject.launch, kindOf(last, "dynamic"));
   for (const std::string& archive : archives) {
     const std::string file = inspection.atApplication(archive);
-    for (const std::string& misfit :
-         classDataMisfits(file, subject.launch->jvm.library, subject.launch->classPath)) {
+    for (const std::string& misfit : misfitsOf(file, *subject.launch, inspection.deep))
       reasons.push_back(misfit);
-    }
   }
   for (const std::string& reason : reasons) {
     report(positionOfOption(inspection, concat({"-XX:SharedArchiveFile=", archives.back()})),
@@ -36,17 +53,39 @@ void classDataArchive(const Inspection& inspection, Report& report) {
 void aheadOfTime(const Inspection& inspection, Report& report) {
   const std::string cache = aheadOfTimeCache(inspection.plan.options);
   if (cache.empty() || !inspection.isJava() || !inspection.startsApplication()) return;
-  std::error_code error;
-  if (std::filesystem::exists(inspection.atApplication(cache), error)) return;
-  const auto& options = inspection.plan.options;
-  const bool isNeeded = std::any_of(options.begin(), options.end(), [](const std::string& option) {
-    return option == "-XX:AOTMode=on" || option == "-XX:AOTMode=required";
-  });
-  report.fatalIf(isNeeded && inspection.startsJvm(),
-                 positionOfOption(inspection, "-XX:AOTCache=" + cache),
-                 concat({"there is no AOT cache ", shown(cache), ", and the JVM ",
-                         isNeeded ? "does not start" : "starts more slowly without it",
-                         ": write it with -XX:AOTCacheOutput, or correct the path"}));
+  const Position at = positionOfOption(inspection, "-XX:AOTCache=" + cache);
+  const std::string file = inspection.atApplication(cache);
+  const ClassDataSubject subject = classDataSubject(inspection);
+  if (std::error_code error; !std::filesystem::exists(file, error)) {
+    const auto& options = inspection.plan.options;
+    const bool isNeeded =
+        std::any_of(options.begin(), options.end(), [](const std::string& option) {
+          return option == "-XX:AOTMode=on" || option == "-XX:AOTMode=required";
+        });
+    report.fatalIf(isNeeded && inspection.startsJvm(), at,
+                   concat({"there is no AOT cache ", shown(cache), ", and the JVM ",
+                           isNeeded ? "does not start" : "starts more slowly without it",
+                           ": write it with `kvf cds`, or correct the path"}));
+    return;
+  }
+  if (!subject.launch) return;
+  const std::string& version = subject.launch->jvm.version;
+  if (std::find(std::begin(staleVersions), std::end(staleVersions), version) !=
+      std::end(staleVersions)) {
+    report(at,
+           concat({"Java ", version,
+                   " runs old code from an AOT cache after a jar has been "
+                   "replaced (JDK-8377932, mended in 25.0.4): `kvf cds` writes a static archive "
+                   "instead"}));
+  }
+  std::vector<std::string> reasons = classDataObstacles(*subject.launch, *findArchiveKind("aot"));
+  for (const std::string& misfit : misfitsOf(file, *subject.launch, inspection.deep))
+    reasons.push_back(misfit);
+  for (const std::string& reason : reasons) {
+    report(at, concat({"the AOT cache ", shown(cache), " does not fit: ", reason,
+                       "; the application starts more slowly than without a cache, and `kvf cds` "
+                       "writes a new one"}));
+  }
 }
 
 constexpr Rule rules[] = {
@@ -64,12 +103,15 @@ constexpr Rule rules[] = {
      .check = classDataArchive},
     {.id = "aot-cache",
      .severity = Severity::warning,
-     .summary = "an AOT cache that is not there",
-     .explanation = "A JVM of Java 24 and newer starts without the cache of -XX:AOTCache then, "
-                    "unless -XX:AOTMode=on says otherwise, and prints a line about it.",
+     .summary = "an AOT cache that is not there, or does not fit",
+     .explanation =
+         "A JVM of Java 24 and newer starts without the cache of -XX:AOTCache then, "
+         "unless -XX:AOTMode=on says otherwise, also without its own archive, and so more "
+         "slowly; it prints a line about it. Java 25.0.0 to 25.0.3 use a cache that does "
+         "not fit, with the code of the jars that it was made from.",
      .example = {.lines = "java.extended.properties=-XX:AOTCache=%kvf.file.dir%/acme.aot"},
      .remedy = {.lines = "java.extended.properties=-XX:AOTCache=%kvf.file.dir%/acme.aot",
-                .files = {{.path = "acme.aot", .content = "Written by -XX:AOTCacheOutput."}}},
+                .files = {{.path = "acme.aot", .content = "\xA2\xAB\x0B\xF0 is how it begins."}}},
      .check = aheadOfTime},
 };
 

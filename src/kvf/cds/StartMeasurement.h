@@ -1,0 +1,47 @@
+#ifndef VELOX_KVF_CDS_STARTMEASUREMENT_H
+#define VELOX_KVF_CDS_STARTMEASUREMENT_H
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "kvf/process/ProgramRun.h"
+
+/// One way to start the application.
+struct StartVariant {
+  std::string name;
+  ProgramRun run;
+  std::uintmax_t archiveBytes = 0;  ///< 0: it has none of its own
+};
+
+/// The middle of some numbers, and what lies between a quarter and three quarters of them.
+struct Quartiles {
+  double low = 0, median = 0, high = 0;
+};
+/// REQUIRES: there are numbers.
+Quartiles quartilesOf(std::vector<double> numbers);
+
+/// How long the starts of a variant took.
+struct StartTimes {
+  Quartiles seconds = {};
+  Quartiles ratio = {};  ///< of each pair's times, to the first variant
+  double processorSeconds = 0;
+  std::string failure = {};  ///< why it was not measured further; else empty
+
+  /// True when it is sooner than the first variant, beyond what the pairs differ.
+  [[nodiscard]] bool gains() const;
+};
+
+/// Starts each variant once for each pair, in turn and in changing order, so that what slows the
+/// machine down slows all of them down; before that once to warm the caches. `progress` is called
+/// before each round.
+std::vector<StartTimes> measureStarts(const std::vector<StartVariant>& variants, unsigned pairs,
+                                      const std::function<void(unsigned)>& progress);
+
+/// The times as a table with a line for each variant.
+std::string tableOf(const std::vector<StartVariant>& variants,
+                    const std::vector<StartTimes>& times);
+
+#endif

@@ -1,0 +1,177 @@
+#include "kvf/commands/ArchiveTraining.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <system_error>
+#include <utility>
+
+#include <unistd.h>
+
+#include "config/Switches.h"
+#include "foundation/PropertyKeys.h"
+#include "kvf/cds/ClassDataArchive.h"
+#include "kvf/cds/ClassDataEntry.h"
+#include "kvf/cds/StaleCodeTrial.h"
+#include "kvf/commands/Output.h"
+#include "kvf/launch/Inspector.h"
+#include "kvf/process/Files.h"
+#include "kvf/text/FileText.h"
+#include "kvf/text/Text.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char optionsVariable[] = "_JAVA_OPTIONS";
+constexpr unsigned fileMode = 0644;
+constexpr unsigned privateMode = 0600;
+
+bool hasArchiveOption(const Inspection& inspection) {
+  return std::any_of(inspection.plan.options.begin(), inspection.plan.options.end(),
+                     isArchiveOption);
+}
+
+}  // namespace
+
+Inspection inspectRun(const std::string& file, const std::string* text) {
+  GivenTexts given;
+  if (text != nullptr) given[fs::canonical(file)] = *text;
+  return inspectCommandLine({"wrapper", switches::run, switches::propFile, file}, given);
+}
+
+ArchiveTraining::PlainFile::~PlainFile() {
+  ::unlink(path.c_str());
+}
+
+ArchiveTraining::ArchiveTraining(const CdsOptions& options, const fs::path& file,
+                                 const Inspection& inspection, ClassDataLaunch launch,
+                                 TrainingRun run)
+    : options_(options),
+      file_(file),
+      launch_(std::move(launch)),
+      run_(std::move(run)),
+      command_(run_.command),
+      fresh_(file.parent_path(), ".kvf-") {
+  fresh_.giveToOwnerOfParent();
+  const bool isCommand = !command_.empty();
+  if (!isCommand) command_ = {options.launcher, switches::run, switches::propFile, options.file};
+  if (!hasArchiveOption(inspection)) return;
+  if (isCommand) {
+    // An empty name takes back the archive that the file names; of an AOT cache none does.
+    if (aheadOfTimeCache(inspection.plan.options).empty()) {
+      resetting_ = {"-XX:SharedArchiveFile="};
+      return;
+    }
+    throw FileError(concat({file_.native(),
+                            " uses an AOT cache, and with one a JVM records nothing: "
+                            "take its option out while the command runs"}));
+  }
+  const std::string text = withoutClassDataArchive(readWhole(file_));
+  const Inspection without = inspectRun(options.file, &text);
+  if (hasArchiveOption(without)) {
+    throw FileError(concat({"the option of an archive is from ",
+                            without.nameOf(without.positionOf(keys::extendedProperties)),
+                            ": take it out there, with it a JVM records nothing"}));
+  }
+  // Beside the file, so that what is named by its folder is the same.
+  const fs::path path = fresh_.path().native() + ".kvf";
+  writeNewFile(path, text, privateMode);
+  plain_.emplace(path);
+  takeAttributes(path, file_);
+  command_.back() = path;
+}
+
+std::optional<ProgramRun> ArchiveTraining::runWith(const std::vector<std::string>& options) const {
+  const std::optional<std::string> words = asWords(options);
+  if (!words) {
+    complain("the name of the file has a quote or a line end");
+    return std::nullopt;
+  }
+  ProgramRun run;
+  run.arguments = command_;
+  run.until = run_.until;
+  if (run_.runFor) run.limit = std::chrono::seconds(*run_.runFor);
+  if (words->empty()) return run;
+  const char* already = std::getenv(optionsVariable);
+  run.environment[optionsVariable] = already == nullptr ? *words : concat({already, " ", *words});
+  return run;
+}
+
+std::optional<TrainedArchive> ArchiveTraining::train(const ArchiveKind& kind,
+                                                     const fs::path& record) {
+  TrainedArchive trained;
+  trained.kind = &kind;
+  trained.files = {fresh_.path() / "record", fresh_.path() / concat({kind.name, kind.extension})};
+  if (record.empty()) {
+    status_ = runOnce(kind, trained.files);
+    if (status_ != 0) return std::nullopt;
+  } else {
+    copyToNewFile(record, trained.files.record, fileMode);
+  }
+  status_ = negative;
+  const std::string failure = makeArchive(kind, launch_, trained.files, scratch_.path());
+  if (!failure.empty()) {
+    complain(concat({"the JVM wrote no archive: ", failure}));
+    return std::nullopt;
+  }
+  const ClassDataAcceptance acceptance =
+      acceptanceOf(kind, trained.files.archive, launch_, scratch_.path());
+  if (!acceptance.accepted) {
+    complain(concat({"the JVM wrote an archive and does not use it: ", acceptance.complaint}));
+    return std::nullopt;
+  }
+  status_ = success;
+  return trained;
+}
+
+int ArchiveTraining::runOnce(const ArchiveKind& kind, const ArchiveFiles& files) {
+  const fs::path log = scratch_.path() / "write.log";
+  std::vector<std::string> options = resetting_;
+  const std::vector<std::string> recording = recordingOptions(kind, files);
+  options.insert(options.end(), recording.begin(), recording.end());
+  options.emplace_back(kind.quietOption);
+  options.push_back(concat({"-Xlog:", kind.logTags, ":file=", log.native()}));
+  const std::optional<ProgramRun> run = runWith(options);
+  if (!run) return negative;
+  std::fflush(stdout);
+  const ProgramEnd end = runProgram(*run);
+  if (end.error != 0)
+    return complain(command_[0] + " cannot be started: " + std::strerror(end.error));
+  if (end.killed)
+    return complain(
+        "the application did not end within a minute and was killed; it has to end by itself");
+  if (!run_.until.empty() && !end.reached)
+    return complain("the application ended without printing " + shown(run_.until));
+  const std::string complaint = complaintInLog(textOfFile(log));
+  std::error_code error;
+  const bool isThere =
+      fs::exists(kind.making(launch_.jvm.release).empty() ? files.archive : files.record);
+  // With a status of its own the application may have left a record all the same.
+  if (end.status != 0 && !end.stopped && (isThere || complaint.empty()))
+    complain("the application ended with status " + std::to_string(end.status));
+  if (isThere) return success;
+  const char* const unknown = "it did not end in order, or was none of this Java";
+  complain(concat({"the JVM wrote no archive: ", complaint.empty() ? unknown : complaint}));
+  return negative;
+}
+
+std::string ArchiveTraining::whyNotRight(const ArchiveKind& kind) const {
+  const StaleCodeTrial trial = tryReplacedJar(kind, launch_.jvm, scratch_.path());
+  return trial.isRight ? std::string() : trial.complaint;
+}
+
+void ArchiveTraining::install(const TrainedArchive& trained, const fs::path& archive) const {
+  ArchiveManifest manifest = manifestOf(*trained.kind, trained.files.archive, launch_, run_);
+  const fs::path text = fresh_.path() / "manifest";
+  if (trained.kind->usesRecordAgain) {
+    const fs::path record = archive.native() + ".classes";
+    manifest.recordName = record.filename();
+    moveInto(trained.files.record, record, fileMode);
+  }
+  writeNewFile(text, textOf(manifest), fileMode);
+  // In this order: a manifest that is not of the archive makes it anew the next time.
+  moveInto(trained.files.archive, archive, fileMode);
+  moveInto(text, manifestFileOf(archive), fileMode);
+}

@@ -1,0 +1,79 @@
+#include "kvf/formats/BuildId.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+#include <vector>
+
+#include <elf.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "kvf/process/Files.h"
+
+namespace {
+
+// Longer notes are no build IDs.
+constexpr std::size_t maxNoteBytes = 4096;
+
+std::string bytesAt(int file, std::uint64_t offset, std::size_t count) {
+  std::string bytes(count, '\0');
+  const ssize_t got = ::pread(file, bytes.data(), count, static_cast<off_t>(offset));
+  bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+  return bytes;
+}
+
+template <class Record>
+bool take(std::string_view bytes, Record& record) {
+  if (bytes.size() < sizeof record) return false;
+  std::memcpy(&record, bytes.data(), sizeof record);
+  return true;
+}
+
+std::string hexadecimal(std::string_view bytes) {
+  std::string text;
+  for (const char byte : bytes) {
+    text += "0123456789abcdef"[static_cast<unsigned char>(byte) >> 4U];
+    text += "0123456789abcdef"[static_cast<unsigned char>(byte) & 0xFU];
+  }
+  return text;
+}
+
+constexpr std::size_t aligned(std::size_t size) {
+  return (size + 3) / 4 * 4;
+}
+
+std::string buildIdIn(std::string_view notes) {
+  Elf64_Nhdr note;
+  while (take(notes, note)) {
+    const std::size_t name = sizeof note;
+    const std::size_t text = name + aligned(note.n_namesz);
+    const std::size_t end = text + aligned(note.n_descsz);
+    if (note.n_namesz > maxNoteBytes || note.n_descsz > maxNoteBytes || end > notes.size())
+      return {};
+    if (note.n_type == NT_GNU_BUILD_ID && notes.substr(name, 4) == std::string_view("GNU\0", 4))
+      return hexadecimal(notes.substr(text, note.n_descsz));
+    notes.remove_prefix(end);
+  }
+  return {};
+}
+
+}  // namespace
+
+std::string buildIdOf(const std::filesystem::path& file) {
+  const Descriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  const std::string start = bytesAt(descriptor.number(), 0, sizeof(Elf64_Ehdr));
+  Elf64_Ehdr header;
+  if (!take(start, header) || std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 ||
+      header.e_ident[EI_CLASS] != ELFCLASS64)
+    return {};
+  const std::string table = bytesAt(descriptor.number(), header.e_phoff,
+                                    std::min<std::size_t>(header.e_phnum, 64) * sizeof(Elf64_Phdr));
+  Elf64_Phdr segment;
+  for (std::string_view rest = table; take(rest, segment); rest.remove_prefix(sizeof segment)) {
+    if (segment.p_type != PT_NOTE || segment.p_filesz > maxNoteBytes) continue;
+    std::string id = buildIdIn(bytesAt(descriptor.number(), segment.p_offset, segment.p_filesz));
+    if (!id.empty()) return id;
+  }
+  return {};
+}

@@ -1,0 +1,11 @@
+#ifndef VELOX_KVF_FORMATS_BUILDID_H
+#define VELOX_KVF_FORMATS_BUILDID_H
+
+#include <filesystem>
+#include <string>
+
+/// The build ID that the linker gave to a program or library, in hexadecimal digits; empty when it
+/// has none, or is none. Reads a few hundred bytes of the file.
+std::string buildIdOf(const std::filesystem::path& file);
+
+#endif
