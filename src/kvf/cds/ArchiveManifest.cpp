@@ -5,8 +5,6 @@
 #include <nlohmann/json.hpp>
 #include <system_error>
 
-#include <sys/stat.h>
-
 #include "kvf/formats/BuildId.h"
 #include "kvf/formats/Manifest.h"
 #include "kvf/formats/Sha256.h"
@@ -69,13 +67,12 @@ std::string digestOf(const fs::path& file) {
 RecordedFile stateOf(const std::string& path) {
   RecordedFile file;
   file.path = path;
-  struct stat status = {};
-  file.isThere = ::stat(path.c_str(), &status) == 0;
-  if (!file.isThere) return file;
-  file.isFolder = S_ISDIR(status.st_mode);
-  if (file.isFolder) return file;
-  file.bytes = static_cast<std::uint64_t>(status.st_size);
-  file.seconds = status.st_mtim.tv_sec;
+  const FileStamp stamp = stampOf(path);
+  file.isThere = stamp.isThere;
+  file.isFolder = stamp.isFolder;
+  if (!file.isThere || file.isFolder) return file;
+  file.bytes = static_cast<std::uint64_t>(stamp.bytes);
+  file.seconds = stamp.seconds;
   return file;
 }
 

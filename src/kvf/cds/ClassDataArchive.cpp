@@ -8,9 +8,8 @@
 #include <set>
 #include <system_error>
 
-#include <sys/stat.h>
-
 #include "kvf/jvm/JvmSearch.h"
+#include "kvf/process/Files.h"
 #include "kvf/text/FileText.h"
 
 namespace fs = std::filesystem;
@@ -56,10 +55,9 @@ struct Stamp {
   bool operator==(const Stamp&) const = default;
 };
 
-std::optional<Stamp> stampOf(const std::string& file) {
-  struct stat status = {};
-  if (::stat(file.c_str(), &status) != 0) return std::nullopt;
-  return Stamp{status.st_mtim.tv_sec, status.st_size};
+std::optional<Stamp> numbersOf(const std::string& file) {
+  const FileStamp stamp = stampOf(file);
+  return stamp.isThere ? std::optional(Stamp{stamp.seconds, stamp.bytes}) : std::nullopt;
 }
 
 /// The archives of the class path that a class-data archive was written for. It is read once.
@@ -69,7 +67,7 @@ class RecordedJars {
       : release_(release) {
     std::vector<Stamp> wanted;
     for (const std::string& jar : jars) {
-      if (const auto stamp = stampOf(jar)) wanted.push_back(*stamp);
+      if (const auto stamp = numbersOf(jar)) wanted.push_back(*stamp);
     }
     forEachPiece(archive, longestPath, [&](std::string_view bytes) {
       takeNames(bytes);
@@ -92,7 +90,7 @@ class RecordedJars {
   /// False when the JVM would see that the file is not the one of then.
   [[nodiscard]] bool holds(const std::string& jar, const fs::path& archive) const {
     if (release_ > lastKnownRelease) return !isNewer(jar, archive);
-    const auto stamp = stampOf(jar);
+    const auto stamp = numbersOf(jar);
     return !stamp || std::find(stamps_.begin(), stamps_.end(), *stamp) != stamps_.end();
   }
 

@@ -6,8 +6,6 @@
 #include <map>
 #include <optional>
 
-#include <unistd.h>
-
 #include "foundation/PropertyKeys.h"
 #include "kvf/cds/ClassDataArchive.h"
 #include "kvf/cds/ClassDataEntry.h"
@@ -259,7 +257,7 @@ class ArchiveMaker {
       variants.back().archiveBytes = bytes;
     }
     addPresent(variants);
-    const bool isTerminal = ::isatty(STDERR_FILENO) == 1;
+    const bool isTerminal = showsProgressInPlace();
     const std::vector<StartTimes> times =
         measureStarts(variants, options_.pairs, [&](unsigned round) {
           std::fprintf(stderr, "%skvf: measuring %zu starts, round %u of %u%s",

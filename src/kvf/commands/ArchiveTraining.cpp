@@ -7,8 +7,6 @@
 #include <system_error>
 #include <utility>
 
-#include <unistd.h>
-
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
 #include "kvf/cds/ClassDataArchive.h"
@@ -42,7 +40,8 @@ Inspection inspectRun(const std::string& file, const std::string* text) {
 }
 
 ArchiveTraining::PlainFile::~PlainFile() {
-  ::unlink(path.c_str());
+  std::error_code error;
+  fs::remove(path, error);
 }
 
 ArchiveTraining::ArchiveTraining(const CdsOptions& options, const fs::path& file,

@@ -30,6 +30,10 @@ ExitStatus printJson(const nlohmann::ordered_json& document) {
   return print(versionedJsonText(document));
 }
 
+bool showsProgressInPlace() {
+  return ::isatty(STDERR_FILENO) == 1;
+}
+
 void chooseColour(std::string_view when) {
   chosenColour = when == "auto" ? std::optional<bool>() : when == "always";
 }

@@ -21,6 +21,9 @@ ExitStatus print(std::string_view text, std::FILE* stream = stdout);
 /// Writes a document with its schema.
 ExitStatus printJson(const nlohmann::ordered_json& document);
 
+/// True when standard error is a terminal, where a line can take the place of the one before.
+bool showsProgressInPlace();
+
 /// "always", "never" or, as without a call, "auto".
 void chooseColour(std::string_view when);
 

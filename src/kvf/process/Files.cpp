@@ -199,6 +199,12 @@ std::vector<std::string> namesIn(const fs::path& folder) {
   }
 }
 
+FileStamp stampOf(const fs::path& file) {
+  struct stat status = {};
+  if (::stat(file.c_str(), &status) != 0) return {};
+  return {true, S_ISDIR(status.st_mode), status.st_size, status.st_mtim.tv_sec};
+}
+
 void writeNewFile(const fs::path& file, std::string_view text, unsigned mode) {
   NewFile made(file);
   made.write(text);

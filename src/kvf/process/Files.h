@@ -39,6 +39,14 @@ std::string readWhole(const std::filesystem::path& file);
 /// What is in a folder. Unlike the walk of the standard library it has no place where want of
 /// memory ends the process.
 std::vector<std::string> namesIn(const std::filesystem::path& folder);
+/// What is at a path, in numbers; no error is told from nothing there.
+struct FileStamp {
+  bool isThere = false;
+  bool isFolder = false;
+  std::int64_t bytes = 0;
+  std::int64_t seconds = 0;  ///< of the last change, since 1970
+};
+FileStamp stampOf(const std::filesystem::path& file);
 /// Makes a file that was not there, with just this mode, whatever the umask is.
 void writeNewFile(const std::filesystem::path& file, std::string_view text, unsigned mode);
 /// The same from another, regular file.
