@@ -1,5 +1,5 @@
-# What is installed, by component: Runtime (programs, their manual pages, completions and editor
-# files), Library (the shared library), Development (headers, both libraries' link names, the files
+# What is installed, by component: Runtime (programs, their manual pages, documents, examples,
+# completions and editor files), Library (the shared library), Development (headers, both libraries' link names, the files
 # for find_package and pkg-config).
 
 include(CMakePackageConfigHelpers)
@@ -74,6 +74,26 @@ if(pages AND SCDOC AND GZIP)
 elseif(pages)
   message(STATUS "No manual pages: scdoc or gzip is missing")
 endif()
+
+# Documents and examples, in folders that keep the links between them right; see wrapper(7). Modes do
+# not depend on those of the sources.
+set(velox_doc_dir ${CMAKE_INSTALL_DATADIR}/doc)
+set(program_permissions
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+file(GLOB examples CONFIGURE_DEPENDS LIST_DIRECTORIES ON examples/*)
+list(FILTER examples EXCLUDE REGEX "\\.[a-z]+(\\.in)?$|/embedding$")
+install(FILES SECURITY.md DESTINATION ${velox_doc_dir}/velox-wrapper COMPONENT Runtime)
+install(DIRECTORY docs DESTINATION ${velox_doc_dir}/velox-wrapper COMPONENT Runtime)
+install(
+  DIRECTORY ${examples}
+  DESTINATION ${velox_doc_dir}/velox-wrapper/examples
+  COMPONENT Runtime
+  REGEX "/(run|engine)$" PERMISSIONS ${program_permissions})
+install(
+  DIRECTORY examples/embedding
+  DESTINATION ${velox_doc_dir}/libvelox-wrapper-dev/examples
+  COMPONENT Development
+  REGEX "/run$" PERMISSIONS ${program_permissions})
 
 # Completions, by what each shell looks for: NAME.bash, _NAME (zsh), NAME.fish.
 function(install_completions pattern destination)

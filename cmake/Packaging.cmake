@@ -1,4 +1,5 @@
-# cpack: three Debian packages and an archive of everything.
+# cpack: three Debian packages and an archive of everything. cpack -G RPM, in the build of the preset
+# package-rpm: the same three for systems with RPM.
 
 set(CPACK_GENERATOR DEB TGZ)
 set(CPACK_PACKAGE_NAME velox-wrapper)
@@ -51,6 +52,31 @@ set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
 Headers for host programs in C and C++ and for native applications, the
 static library, and the files for CMake and pkg-config.")
 set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS Library)
+
+set(CPACK_RPM_COMPONENT_INSTALL ON)
+set(CPACK_RPM_FILE_NAME RPM-DEFAULT)
+set(CPACK_RPM_PACKAGE_RELEASE 1)
+set(CPACK_RPM_PACKAGE_LICENSE "LicenseRef-None")
+set(CPACK_RPM_PACKAGE_GROUP Unspecified)
+string(TIMESTAMP velox_rpm_date "%a %b %d %Y" UTC)
+set(CPACK_RPM_CHANGELOG_FILE ${PROJECT_BINARY_DIR}/packaging/changelog.rpm)
+file(CONFIGURE OUTPUT packaging/changelog.rpm
+     CONTENT "* @velox_rpm_date@ @CPACK_PACKAGE_CONTACT@ - @PROJECT_VERSION@-1\n- Built.\n")
+# Two builds of one commit are the same: no build time, no host, no links that depend on the build.
+set(CPACK_RPM_SPEC_MORE_DEFINE
+    "%global _build_id_links none
+%global use_source_date_epoch_as_buildtime 1
+%global clamp_mtime_to_source_date_epoch 1
+%global _buildhost localhost")
+foreach(component Runtime Library Development)
+  string(TOUPPER ${component} name)
+  set(CPACK_RPM_${name}_PACKAGE_NAME ${CPACK_DEBIAN_${name}_PACKAGE_NAME})
+  string(REGEX MATCH "^[^\n]*" summary "${CPACK_DEBIAN_${name}_DESCRIPTION}")
+  string(REGEX REPLACE "^[^\n]*\n" "" description "${CPACK_DEBIAN_${name}_DESCRIPTION}")
+  set(CPACK_RPM_${name}_PACKAGE_SUMMARY "${summary}")
+  set(CPACK_RPM_${name}_PACKAGE_DESCRIPTION "${description}")
+endforeach()
+set(CPACK_RPM_DEVELOPMENT_PACKAGE_REQUIRES "${velox_library_package} = ${PROJECT_VERSION}-1")
 
 # What Debian wants beside the files; not part of a plain installation.
 if(VELOX_DEBIAN_DOCUMENTS)
