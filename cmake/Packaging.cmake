@@ -1,5 +1,5 @@
-# cpack: three Debian packages and an archive of everything. cpack -G RPM, in the build of the preset
-# package-rpm: the same three for systems with RPM.
+# cpack: three Debian packages and an archive of everything. With the preset package-rpm
+# the same three for systems with RPM.
 
 set(CPACK_GENERATOR DEB TGZ)
 set(CPACK_PACKAGE_NAME velox-wrapper)
@@ -57,7 +57,6 @@ set(CPACK_RPM_COMPONENT_INSTALL ON)
 set(CPACK_RPM_FILE_NAME RPM-DEFAULT)
 set(CPACK_RPM_PACKAGE_RELEASE 1)
 set(CPACK_RPM_PACKAGE_LICENSE "LicenseRef-None")
-set(CPACK_RPM_PACKAGE_GROUP Unspecified)
 string(TIMESTAMP velox_rpm_date "%a %b %d %Y" UTC)
 set(CPACK_RPM_CHANGELOG_FILE ${PROJECT_BINARY_DIR}/packaging/changelog.rpm)
 file(CONFIGURE OUTPUT packaging/changelog.rpm
@@ -68,15 +67,41 @@ set(CPACK_RPM_SPEC_MORE_DEFINE
 %global use_source_date_epoch_as_buildtime 1
 %global clamp_mtime_to_source_date_epoch 1
 %global _buildhost localhost")
+set(velox_rpm_folders
+    include
+    lib64/cmake
+    lib64/pkgconfig
+    share/bash-completion
+    share/bash-completion/completions
+    share/fish
+    share/fish/vendor_completions.d
+    share/man
+    share/man/man1
+    share/man/man5
+    share/man/man7
+    share/vim
+    share/vim/vimfiles
+    share/zsh)
+list(TRANSFORM velox_rpm_folders PREPEND /usr/)
+set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION ${velox_rpm_folders})
 foreach(component Runtime Library Development)
   string(TOUPPER ${component} name)
   set(CPACK_RPM_${name}_PACKAGE_NAME ${CPACK_DEBIAN_${name}_PACKAGE_NAME})
-  string(REGEX MATCH "^[^\n]*" summary "${CPACK_DEBIAN_${name}_DESCRIPTION}")
-  string(REGEX REPLACE "^[^\n]*\n" "" description "${CPACK_DEBIAN_${name}_DESCRIPTION}")
-  set(CPACK_RPM_${name}_PACKAGE_SUMMARY "${summary}")
-  set(CPACK_RPM_${name}_PACKAGE_DESCRIPTION "${description}")
+  set(text "${CPACK_DEBIAN_${name}_DESCRIPTION}")
+  string(FIND "${text}" "\n" line_end)
+  # Debian's synopsis begins with a small letter.
+  string(SUBSTRING "${text}" 0 1 first)
+  string(TOUPPER "${first}" first)
+  string(SUBSTRING "${text}" 1 ${line_end} rest)
+  string(STRIP "${first}${rest}" CPACK_RPM_${name}_PACKAGE_SUMMARY)
+  math(EXPR line_end "${line_end} + 1")
+  string(SUBSTRING "${text}" ${line_end} -1 CPACK_RPM_${name}_PACKAGE_DESCRIPTION)
 endforeach()
-set(CPACK_RPM_DEVELOPMENT_PACKAGE_REQUIRES "${velox_library_package} = ${PROJECT_VERSION}-1")
+set(CPACK_RPM_DEVELOPMENT_PACKAGE_NAME libvelox-wrapper-devel)
+set(CPACK_RPM_DEVELOPMENT_PACKAGE_REQUIRES "${velox_library_package} = ${PROJECT_VERSION}")
+file(WRITE ${PROJECT_BINARY_DIR}/packaging/ldconfig "/sbin/ldconfig\n")
+set(CPACK_RPM_LIBRARY_POST_INSTALL_SCRIPT_FILE ${PROJECT_BINARY_DIR}/packaging/ldconfig)
+set(CPACK_RPM_LIBRARY_POST_UNINSTALL_SCRIPT_FILE ${PROJECT_BINARY_DIR}/packaging/ldconfig)
 
 # What Debian wants beside the files; not part of a plain installation.
 if(VELOX_DEBIAN_DOCUMENTS)

@@ -42,7 +42,7 @@ have_header() { have c++ && echo "#include <$1>" | c++ -E -x c++ - >/dev/null 2>
 links() { echo 'extern "C" int LLVMFuzzerTestOneInput() { return 0; }' | "$@" -x c++ - -o "$log.probe" >/dev/null 2>&1; }
 
 # missing_packages KIND...: the Debian packages of what is not there; KIND is build, kvf, test,
-# bench, check, package, arm64 (to cross-build), root or emulator (to run what was cross-built).
+# bench, check, package, rpm, arm64 (to cross-build), root or emulator (to run what was cross-built).
 missing_packages() {
   for kind in "$@"; do
     case $kind in
@@ -78,6 +78,11 @@ missing_packages() {
         have lintian || echo lintian
         have scdoc || echo scdoc
         have fakeroot || echo fakeroot
+        ;;
+      rpm)
+        have rpmbuild || echo rpm
+        have rpmlint || echo rpmlint
+        have cpio || echo cpio
         ;;
       check)
         have git || echo git
