@@ -253,6 +253,8 @@ TEST_F(Import, ARunningProcessAndAUnit) {
       {"java", "-cp", VELOX_LIFECYCLE_JAR, "lifecycle.Lifecycle", "wait", ""}, environment);
   ASSERT_TRUE(java.prints("ready"));
   const Outcome imported = import({"--pid", std::to_string(java.id())});
+  if (imported.has("sees other files"))
+    GTEST_SKIP() << "in a chroot, where programs of a sandbox do";
   EXPECT_EQ(imported.status, 0) << imported.out;
   for (const std::string text :
        {"\njava.start.class=lifecycle.Lifecycle\n", "\napplication.args=wait \"\"\n",

@@ -301,6 +301,10 @@ JavaStart startOfProcess(int process) {
   }
   start.program = program;
   start.directory = linkAt(folder / "cwd");
+  if (!fs::equivalent(start.directory, folder / "cwd", error)) {
+    throw ImportError(concat({"process ", std::to_string(process),
+                              " sees other files than kvf, as in a container: run kvf there"}));
+  }
   std::vector<SourcedWord> words = numbered(textsIn(readWhole(folder / "cmdline")));
   if (!words.empty()) start.words.assign(words.begin() + 1, words.end());
 
