@@ -37,7 +37,7 @@ class AssemblyRecorder final : public AssemblyObserver {
   void fileFails(FileFailure why) override { fileFailure_ = why; }
   void lineDropped(std::size_t offset) override;
   void controlEscaped(std::size_t offset) override;
-  bool entryScanned(const PropertiesEntry& entry) override;
+  bool entryScanned(const PropertiesEntry& scanned) override;
   void referenceReplaced(const ReplacedReference& reference) override;
   void includeFound(const WString& name) override;
   void entryStored(const WString& key, const WString& value) override;

@@ -190,7 +190,7 @@ class Inspection {
   /// True when the key has its value from global.kvf.
   [[nodiscard]] bool isFromGlobalFile(const std::string& key) const;
   /// True when the file of the one place includes that of the other, directly or not.
-  [[nodiscard]] bool includes(const Position& outer, const Position& inner) const;
+  [[nodiscard]] bool includes(const Position& including, const Position& included) const;
   /// Where a reader finds an argument of the command line; other positions are as they are.
   [[nodiscard]] Position placeOf(const Position& at) const;
   /// The file of a position that is not the command line.

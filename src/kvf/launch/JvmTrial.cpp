@@ -149,7 +149,7 @@ class Trial {
   JvmRunEnd runWithout(Place left) {
     run_.startClass = left == options_.end() ? startClass_ : std::string();
     run_.options.clear();
-    for (Place option = options_.begin(); option != options_.end(); ++option) {
+    for (auto option = options_.begin(); option != options_.end(); ++option) {
       if (option != left) run_.options.push_back(option->tried);
     }
     run_.options.insert(run_.options.end(), own_.begin(), own_.end());
@@ -191,7 +191,7 @@ class Trial {
   template <class Says>
   Place culprit(std::string_view text, Says&& saysSo) {
     std::vector<Place> candidates;
-    for (Place option = options_.end(); option != options_.begin();) candidates.push_back(--option);
+    for (auto option = options_.end(); option != options_.begin();) candidates.push_back(--option);
     std::stable_sort(candidates.begin(), candidates.end(), [&](Place a, Place b) {
       return likeness(a->tried, text) > likeness(b->tried, text);
     });
@@ -223,7 +223,7 @@ class Trial {
     const auto saysSo = [&](const JvmRunEnd& other) {
       return !other.started && reasonIn(other.text) == reason;
     };
-    Place found = options_.end();
+    auto found = options_.end();
     if (!end.timedOut) found = culprit(end.text, saysSo);
     if (!end.timedOut && found == options_.end()) found = beginner(saysSo);
     const bool isKnown = found != options_.end();
@@ -250,7 +250,7 @@ class Trial {
       const auto kind = noticeIn(line);
       if (!kind || result_.complaints.size() == maxComplaints) continue;
       const std::string notice = comparable(line);
-      const Place found = culprit(line, [&](const JvmRunEnd& other) {
+      const auto found = culprit(line, [&](const JvmRunEnd& other) {
         const std::vector<std::string> lines = linesOf(other.text);
         return std::any_of(lines.begin(), lines.end(),
                            [&](const std::string& one) { return comparable(one) == notice; });

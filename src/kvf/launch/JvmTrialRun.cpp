@@ -23,7 +23,7 @@ constexpr std::string_view classMark = "\nkvf try-jvm: ";
 std::string takeClassFailure(std::string& text) {
   const std::size_t mark = text.rfind(classMark);
   if (mark == std::string::npos) return {};
-  const std::string failure = text.substr(mark + classMark.size());
+  std::string failure = text.substr(mark + classMark.size());
   text.resize(mark);
   return failure;
 }
@@ -33,9 +33,10 @@ std::string textOf(JNIEnv& java, jobject object) {
   const jmethodID method =
       type == nullptr ? nullptr : java.GetMethodID(type, "toString", "()Ljava/lang/String;");
   if (method == nullptr) return "an exception";
-  const auto text = static_cast<jstring>(java.CallObjectMethod(object, method));
-  const char* characters =
-      java.ExceptionCheck() || text == nullptr ? nullptr : java.GetStringUTFChars(text, nullptr);
+  auto* const text = static_cast<jstring>(java.CallObjectMethod(object, method));
+  const char* characters = java.ExceptionCheck() == JNI_TRUE || text == nullptr
+                               ? nullptr
+                               : java.GetStringUTFChars(text, nullptr);
   return characters == nullptr ? "an exception" : characters;
 }
 
@@ -53,11 +54,11 @@ void loadClass(JNIEnv& java, std::string name) {
   const jmethodID constructors =
       java.GetMethodID(classes, "getConstructors", "()[Ljava/lang/reflect/Constructor;");
   const jstring text = java.NewStringUTF(name.c_str());
-  if (java.ExceptionCheck()) return;
+  if (java.ExceptionCheck() == JNI_TRUE) return;
   const jobject loader = java.CallStaticObjectMethod(loaders, system);
-  if (java.ExceptionCheck()) return;
+  if (java.ExceptionCheck() == JNI_TRUE) return;
   const jobject found = java.CallObjectMethod(loader, load, text);
-  if (!java.ExceptionCheck()) java.CallObjectMethod(found, constructors);
+  if (java.ExceptionCheck() == JNI_FALSE) java.CallObjectMethod(found, constructors);
 }
 
 void tellClassFailure(JNIEnv& java) {

@@ -158,7 +158,7 @@ void FolderUpdate::makeFolder(const fs::path& folder) {
 }
 
 fs::path FolderUpdate::prepared(const fs::path& part) {
-  const fs::path file = parts() / part;
+  fs::path file = parts() / part;
   makeFolder(file.parent_path());
   parts_.push_back(part);
   return file;

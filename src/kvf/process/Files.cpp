@@ -45,7 +45,7 @@ class NewFile {
   [[nodiscard]] int number() const { return descriptor_.number(); }
   void keep() { kept_ = true; }
 
-  void write(std::string_view bytes) {
+  void write(std::string_view bytes) const {
     while (!bytes.empty()) {
       InterruptionWatch::look();
       const ssize_t count =
@@ -56,11 +56,11 @@ class NewFile {
     }
   }
 
-  void setMode(unsigned mode) {
+  void setMode(unsigned mode) const {
     if (::fchmod(number(), mode) != 0) fail("set the mode of");
   }
 
-  void sync() {
+  void sync() const {
     // Not every file system can.
     if (::fsync(number()) != 0 && errno != EINVAL && errno != EROFS) fail("write");
   }

@@ -112,7 +112,7 @@ std::string archiveLike(const std::string& path) {
   for (fs::directory_iterator entry(fs::path(path).parent_path(), error);
        !error && entry != fs::directory_iterator() && names.size() < maxEntries;
        entry.increment(error)) {
-    const std::string name = entry->path().filename().string();
+    std::string name = entry->path().filename().string();
     if (!isArchiveFileName(name)) continue;
     if (archiveNameOf(name).isSameWithout(wanted)) return name;
     names.push_back(name);
@@ -171,7 +171,7 @@ FolderContents contentsOf(const std::string& folder, bool recursive, int level) 
     if (++count > maxEntries) break;
     std::error_code failed;
     const fs::file_status status = entry->symlink_status(failed);
-    const std::string name = entry->path().filename().string();
+    std::string name = entry->path().filename().string();
     if (fs::is_directory(status) && !recursive) entry.disable_recursion_pending();
     if (fs::is_symlink(status)) {
       const bool leadsToFolder = recursive && fs::is_directory(entry->path(), failed);
@@ -281,7 +281,7 @@ bool holdsArchivesOnly(const std::string& folder) {
   for (fs::recursive_directory_iterator entry(folder, fs::directory_options::skip_permission_denied,
                                               error);
        !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
-    const std::string name = entry->path().filename().string();
+    std::string name = entry->path().filename().string();
     if (++count > maxEntries || name.ends_with(".class")) return false;
     hasArchive = hasArchive || (entry.depth() == 0 && isArchiveFileName(name));
   }

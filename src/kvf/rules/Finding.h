@@ -43,7 +43,7 @@ class Report {
   Report(const Rule& rule, const Inspection& inspection, std::vector<Finding>& findings)
       : rule_(&rule), inspection_(&inspection), findings_(&findings) {}
 
-  Finding& operator()(const Position& at, std::string text);
+  Finding& operator()(const Position& position, std::string text);
   /// A finding for which the launch ends before the application runs.
   Finding& fatal(const Position& at, std::string text, std::string message = {});
   /// One that changes nothing of what the user asked for.

@@ -186,7 +186,8 @@ std::vector<Edit> withKey(std::string_view line, const Position& at, const Inspe
   const bool isProperty = line.starts_with("-D");
   const bool isOption = isProperty || line.starts_with("-X");
   const bool isPlain = line.find_first_of(" \t\\\"%") == std::string_view::npos &&
-                       at.endLine <= at.line && (!isProperty || line.find('=') != line.npos);
+                       at.endLine <= at.line &&
+                       (!isProperty || line.find('=') != std::string_view::npos);
   const std::string name = isProperty ? concat({key, line.substr(2, line.find('=') - 2)})
                                       : key.substr(0, key.size() - 1);
   if (!isOption || !isPlain || inspection.value(name.c_str())) return {};

@@ -46,10 +46,10 @@ std::optional<std::string> lastOption(const Inspection& inspection, std::string_
 
 MemoryPart heapOf(const Inspection& inspection, std::uint64_t limit) {
   const std::vector<SizeOption> sizes = sizeOptions(inspection);
-  for (auto size = sizes.rbegin(); size != sizes.rend(); ++size) {
-    if (size->kind != SizeKind::maximumHeap) continue;
-    return {"heap", memorySize(size->size).value_or(0), size->at};
-  }
+  const auto last = std::find_if(sizes.rbegin(), sizes.rend(), [](const SizeOption& size) {
+    return size.kind == SizeKind::maximumHeap;
+  });
+  if (last != sizes.rend()) return {"heap", memorySize(last->size).value_or(0), last->at};
   constexpr std::string_view share = "-XX:MaxRAMPercentage=";
   constexpr std::uint64_t usualPercent = 25;
   std::uint64_t percent = usualPercent;
