@@ -136,7 +136,7 @@ TEST_F(Import, RunsAsJavaDoes) {
   const Row rows[] = {
       {{"-cp", "lib/probe.jar", "-Dprobe.value=a \"b\" %c% \\ ${d}\n ", "probe.Probe", "", "a b",
         "%HOME%", "é", "--x"}},
-      {{"-classpath", "lib/*:.", "-Xmx64m", "-noclassgc", "-XX:+UseSerialGC", "probe.Probe"}},
+      {{"-classpath", "lib/*:.", "-Xmx64m", "-esa", "-XX:+UseSerialGC", "probe.Probe"}},
       {{"-jar", "-Dprobe.do=exit:7", "app.jar", "--say=\"hi\"", "--", "tail "}},
       {{"-cp", "nowhere", "-Dprobe.do=throw", "-jar", "app.jar"}},
       {{"probe.Probe", "x"}, 8, {{"CLASSPATH", "lib/probe.jar"}}},
