@@ -229,8 +229,8 @@ class FaultWalk : public testing::TestWithParam<Walk> {
         text += sandbox.read(name);
       // The unit holds the path; and without a look at bin/java it is not named.
       for (const std::string& part : {sandbox.path(), javaLine}) {
-        const std::size_t at = text.find(part);
-        if (at != std::string::npos) text.erase(at, part.size());
+        for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos;)
+          text.erase(at, part.size());
       }
     }
     return tree;

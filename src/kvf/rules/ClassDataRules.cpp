@@ -110,7 +110,8 @@ constexpr Rule rules[] = {
          "slowly; it prints a line about it. Java 25.0.0 to 25.0.3 use a cache that does "
          "not fit, with the code of the jars that it was made from.",
      .example = {.lines = "java.extended.properties=-XX:AOTCache=%kvf.file.dir%/acme.aot"},
-     .remedy = {.lines = "java.extended.properties=-XX:AOTCache=%kvf.file.dir%/acme.aot",
+     .remedy = {.lines = "velox.class.path.extended=%kvf.file.dir%/lib/acme.jar\n"
+                         "java.extended.properties=-XX:AOTCache=%kvf.file.dir%/acme.aot",
                 .files = {{.path = "acme.aot", .content = "\xA2\xAB\x0B\xF0 is how it begins."}}},
      .check = aheadOfTime},
 };
