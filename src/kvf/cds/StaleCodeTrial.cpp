@@ -56,12 +56,30 @@ void writeJar(const fs::path& jar, std::string_view superName, std::chrono::hour
   fs::last_write_time(jar, fs::file_time_type::clock::now() - age, error);
 }
 
+/// Removes what a trial has made, however it ends: that of another kind uses the same names.
+class TrialFiles {
+ public:
+  explicit TrialFiles(const fs::path& folder)
+      : jar(folder / "trial.jar"), archive{folder / "trial.record", folder / "trial.archive"} {}
+  TrialFiles(const TrialFiles&) = delete;
+  TrialFiles& operator=(const TrialFiles&) = delete;
+  ~TrialFiles() {
+    for (const fs::path& file : {jar, archive.record, archive.archive}) {
+      std::error_code error;
+      fs::remove(file, error);
+    }
+  }
+
+  const fs::path jar;
+  const ArchiveFiles archive;
+};
+
 }  // namespace
 
 StaleCodeTrial tryReplacedJar(const ArchiveKind& kind, const Jvm& jvm,
                               const fs::path& scratchFolder) {
-  const fs::path jar = scratchFolder / "trial.jar";
-  const ArchiveFiles files = {scratchFolder / "trial.record", scratchFolder / "trial.archive"};
+  const TrialFiles made(scratchFolder);
+  const auto& [jar, files] = made;
   ClassDataLaunch launch;
   launch.jvm = jvm;
   launch.startClass = className;
@@ -88,10 +106,6 @@ StaleCodeTrial tryReplacedJar(const ArchiveKind& kind, const Jvm& jvm,
   run.options = launch.options;
   for (const std::string& option : useOptions(kind, files.archive)) run.options.push_back(option);
   const JvmRunEnd end = runJvm(run);
-  for (const fs::path& file : {jar, files.record, files.archive}) {
-    std::error_code error;
-    fs::remove(file, error);
-  }
   if (!end.started)
     return {false,
             concat({"this JVM does not start when a jar of an ", kind.title, " has changed"})};
