@@ -67,6 +67,7 @@ missing_packages() {
         have_header gtest/gtest.h || echo libgtest-dev
         have_header zip.h || echo libzip-dev
         have pkg-config || echo pkg-config
+        have patch || echo patch
         # For the tests of the editors' files and of the completions.
         have vim || echo vim-nox
         have zsh || echo zsh

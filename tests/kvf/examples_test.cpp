@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <sstream>
 #include <string>
 
@@ -158,18 +159,27 @@ class ExampleFolder {
   Sandbox sandbox_;
 };
 
+/// Each once: two releases of Java may say the same of an option.
 Texts rulesOf(const nlohmann::json& findings) {
-  Texts rules;
-  for (const auto& finding : findings) rules.push_back(finding["rule"]);
-  return rules;
+  std::set<std::string> rules;
+  for (const auto& finding : findings) rules.insert(finding["rule"]);
+  return {rules.begin(), rules.end()};
+}
+
+/// The examples of these have an option that is deprecated from 10 on, and gone from 24 on.
+bool isAboutAnotherRelease(const Rule& rule) {
+  const std::string id = rule.id;
+  if (id != "option-deprecated" && id != "jvm-deprecates") return false;
+  return javaRelease() < 10 || javaRelease() > 23;
 }
 
 TEST(Examples, EachHasItsMistakeAndTheRemedyHasNone) {
   for (const Rule* rule : allRules()) {
+    if (isAboutAnotherRelease(*rule)) continue;
     SCOPED_TRACE(rule->id);
     const ExampleFolder folder(rule->example);
     const nlohmann::json findings = folder.findings();
-    EXPECT_EQ(rulesOf(findings), Texts{rule->id}) << findings.dump(2);
+    ASSERT_EQ(rulesOf(findings), Texts{rule->id}) << findings.dump(2);
     const bool isInLines = findings[0]["file"] == "acme.kvf" && !rule->example.lines.empty();
     if (isInLines && !rule->example.whole) {
       EXPECT_GT(findings[0]["line"], folder.ownLines());

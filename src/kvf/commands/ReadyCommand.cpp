@@ -41,7 +41,7 @@ struct ReadyQuestion {
 struct Look {
   std::vector<ListeningPlace> missing;    ///< where it does not listen, of the wanted places
   std::vector<ListeningPlace> elsewhere;  ///< where it listens, when something is missing
-  bool others = false;                    ///< another process listens at one of the places
+  bool others = false;                    ///< another process listens at one that is missing
   int error = 0;                          ///< why nothing can be seen, errno's number
 };
 
@@ -92,18 +92,20 @@ class Waiting {
                   [&](int member) { open.numbers.merge(openSocketsOf(member).numbers); });
 
     const std::vector<ListeningSocket> listening = listeningSockets(id_);
-    std::set<std::size_t> served;
+    std::set<std::size_t> served, servedByOthers;
     for (const ListeningSocket& socket : listening) {
       const bool isOwn = open.numbers.contains(socket.number);
       if (isOwn) look.elsewhere.push_back(socket.place);
       for (std::size_t place = 0; place < places_.size(); ++place) {
         if (!serves(socket, places_[place], id_)) continue;
-        if (isOwn) served.insert(place);
-        look.others = look.others || !isOwn;
+        (isOwn ? served : servedByOthers).insert(place);
       }
     }
-    for (std::size_t place = 0; place < places_.size(); ++place)
-      if (!served.contains(place)) look.missing.push_back(places_[place]);
+    for (std::size_t place = 0; place < places_.size(); ++place) {
+      if (served.contains(place)) continue;
+      look.missing.push_back(places_[place]);
+      look.others = look.others || servedByOthers.contains(place);
+    }
     return look;
   }
 

@@ -88,7 +88,7 @@ constexpr Rule rules[] = {
      .example = {.note = "With Java 10 or newer.",
                  .lines = "java.extended.properties=-XX:MaxRAMFraction=2",
                  .command = "kvf check --jvm acme.kvf"},
-     .remedy = {.lines = "java.extended.properties=-XX:MaxRAMPercentage=50",
+     .remedy = {.lines = "java.extended.properties=-XX:MaxRAMPercentage=50.0",
                 .command = "kvf check --jvm acme.kvf"},
      .check = jvmDeprecates},
 };

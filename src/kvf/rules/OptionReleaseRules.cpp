@@ -229,7 +229,7 @@ constexpr Rule rules[] = {
                     "N, a release; --jvm asks the JVM itself.",
      .example = {.lines = "java.extended.properties=-XX:MaxRAMFraction=2",
                  .command = "kvf check --java 17 acme.kvf"},
-     .remedy = {.lines = "java.extended.properties=-XX:MaxRAMPercentage=50",
+     .remedy = {.lines = "java.extended.properties=-XX:MaxRAMPercentage=50.0",
                 .command = "kvf check --java 17 acme.kvf"},
      .check = optionDeprecated},
 };

@@ -187,8 +187,8 @@ constexpr Rule rules[] = {
                     "the memory without a size alone; a stop method is called by the signals of "
                     "application.stop.signals; --cmdlineJava and a generated script run main.",
      .example = {.lines =
-                     "java.heap.size.max=1g\njava.extended.properties=-XX:MaxRAMPercentage=50"},
-     .remedy = {.lines = "java.extended.properties=-XX:MaxRAMPercentage=50"},
+                     "java.heap.size.max=1g\njava.extended.properties=-XX:MaxRAMPercentage=50.0"},
+     .remedy = {.lines = "java.extended.properties=-XX:MaxRAMPercentage=50.0"},
      .check = withoutEffect},
 };
 
