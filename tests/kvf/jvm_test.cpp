@@ -165,7 +165,11 @@ TEST(JvmCommand, Lines) {
   EXPECT_TRUE(homes.sandbox.run({VELOX_KVF, "jvm"}, start)
                   .out.starts_with("99.1  Acme  (found by JAVA_HOME)\n    " + line));
   const Texts write = {VELOX_KVF, "jvm", "--write", homes.sandbox.path("jvm.kvf")};
-  for (const char* former : {"", "other\n"}) {
+  homes.sandbox.write("jvm.kvf", "java.library=/old\njava.start.class=Main\n");
+  EXPECT_EQ(homes.sandbox.run(write, start).status, 2);
+  EXPECT_EQ(homes.sandbox.read("jvm.kvf"), "java.library=/old\njava.start.class=Main\n");
+  fs::remove(homes.sandbox.path("jvm.kvf"));
+  for (const char* former : {"", "# Written by a trigger\njava.library=/old\n"}) {
     if (*former != '\0') homes.sandbox.write("jvm.kvf", former);
     EXPECT_EQ(homes.sandbox.run(write, start), (Outcome{0, ""}));
     EXPECT_EQ(homes.sandbox.read("jvm.kvf"), line);

@@ -467,6 +467,10 @@ TEST_F(KvfTest, AJvmLooksForTheStartClassOnAModulePath) {
   EXPECT_TRUE(run({"check", "--jvm", "app.kvf"}).has("add --add-modules=probe"));
   kvf("java.library=" + jvmLibrary() + "\n" + modules + " --add-modules=ALL-MODULE-PATH\n");
   EXPECT_EQ(run({"check", "--jvm", "app.kvf"}), (Outcome{0, ""}));
+  // As java -m does; a file in brackets is one file.
+  kvf("java.library=" + jvmLibrary() + "\n" + modules + "\njava.property.jdk.module.main=probe\n");
+  fs::rename(sandbox_.path("app.kvf"), sandbox_.path("[app.kvf]"));
+  EXPECT_EQ(run({"check", "--jvm", "[app.kvf]"}), (Outcome{0, ""}));
   kvf("java.library=" + jvmLibrary() + "\n" + modules + " --add-modules=acme.gone\n");
   EXPECT_TRUE(run({"check", "--jvm", "app.kvf"}).has("Module acme.gone not found"));
 }

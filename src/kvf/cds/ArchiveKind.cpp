@@ -57,9 +57,8 @@ constexpr ArchiveKind kinds[] = {
      .making = [](unsigned) -> Options { return {}; },
      .isLinked = [](unsigned) { return false; },
      .usesRecordAgain = false,
-     .whenRefused =
-         "as before when it is refused, with the JVM's own archive, and more slowly than "
-         "before when it is missing"},
+     .whenRefused = "as before if it is refused, with the JVM's own archive, and more slowly than "
+                    "before if it is missing"},
 };
 
 constexpr std::string_view archiveOptions[] = {"-XX:SharedArchiveFile=",

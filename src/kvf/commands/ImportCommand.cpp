@@ -31,8 +31,8 @@ constexpr unsigned forAll = 0644;
 std::string includeOf(const ImportQuestion& question) {
   if (question.secrets.empty()) return {};
   const fs::path secrets = fs::absolute(question.secrets).lexically_normal();
-  const fs::path file = fs::absolute(question.file).lexically_normal();
-  if (!question.file.empty() && file.parent_path() == secrets.parent_path())
+  if (!question.file.empty() &&
+      fs::absolute(question.file).lexically_normal().parent_path() == secrets.parent_path())
     return concat({"%kvf.file.dir%/", spelledInPropertiesFile(secrets.filename().native())});
   return spelledInPropertiesFile(secrets.native());
 }
@@ -62,7 +62,11 @@ int import(const ImportQuestion& question, const LauncherArguments& commandLine)
         importedFile(start, readJavaCommandLine(start), {includeOf(question), "", ""});
     write(question, imported);
     if (question.file.empty()) {
-      if (const ExitStatus status = print(imported.text); status != success) return status;
+      if (const ExitStatus status = print(imported.text); status != success) {
+        std::error_code error;
+        if (!imported.secrets.empty()) fs::remove(question.secrets, error);
+        return status;
+      }
     }
     for (const std::string& loss : imported.losses) complain("not carried: " + loss);
     if (imported.holdsSecrets)

@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -71,17 +72,31 @@ int refuse(const std::vector<Jvm>& jvms, const JavaReleases& releases) {
   return negative;
 }
 
+/// True for a text without an entry but java.library, with nothing to lose.
+bool namesLibraryAlone(std::string_view text) {
+  const std::vector<std::string_view> lines = piecesOf(text, "\n");
+  return std::all_of(lines.begin(), lines.end(), [](std::string_view line) {
+    return line.empty() || line.starts_with('#') || line.starts_with("java.library=");
+  });
+}
+
 /// Puts the text into the file, which is then whole, or stays as it was.
-void put(const std::string& text, const std::filesystem::path& file) {
+int put(const std::string& text, const std::filesystem::path& file) {
   constexpr unsigned forAll = 0644;
   if (std::filesystem::exists(std::filesystem::symlink_status(file))) {
     const FileReplacement replacement(file);
+    if (!namesLibraryAlone(replacement.text())) {
+      return complain(concat({shown(file.native()),
+                              " holds more than java.library, which would be lost: name a file of "
+                              "its own, and include that with velox.include.kvf"}));
+    }
     if (replacement.text() != text) replacement.replace(text);
-    return;
+    return success;
   }
   const TemporaryFolder beside(std::filesystem::absolute(file).parent_path(), ".kvf-");
   writeNewFile(beside.path() / "line", text, forAll);
   moveToFreeName(beside.path() / "line", file);
+  return success;
 }
 
 int nameOne(const std::vector<Jvm>& jvms, const JvmPlaces& places, const JvmQuestion& question) {
@@ -97,8 +112,7 @@ int nameOne(const std::vector<Jvm>& jvms, const JvmPlaces& places, const JvmQues
   if (!jvm) return refuse(jvms, releases);
   if (!question.file.empty()) {
     const InterruptionWatch interruptions;
-    put(libraryLine(*jvm), question.file);
-    return success;
+    return put(libraryLine(*jvm), question.file);
   }
   return question.json ? printJson(asJson(*jvm)) : print(libraryLine(*jvm));
 }

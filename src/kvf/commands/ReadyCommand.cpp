@@ -164,7 +164,10 @@ int answer(const ReadyQuestion& question) {
                               "127.0.0.1:8080 or [::1]:8080"}));
     places.emplace_back(*place);
   }
-  for (const std::string& name : question.local) places.emplace_back(LocalPlace{name});
+  for (const std::string& name : question.local) {
+    if (name.empty() || name == "@") return complain("--unix needs the file of a socket, or @NAME");
+    places.emplace_back(LocalPlace{name});
+  }
   if (places.empty()) return complain("give --tcp or --unix, what is waited for");
   const InterruptionWatch interruptions;
   return Waiting(question, std::move(places)).run();

@@ -63,6 +63,18 @@ std::string complaintAbout(const CLI::ParseError& error, const CLI::App& app) {
   return concat({complaint, "; see ", help});
 }
 
+/// The words for the parser, the last one first, as it wants them. It takes a file in brackets for
+/// a list of files.
+std::vector<std::string> reversedWords(char** begin, char** end) {
+  std::vector<std::string> words(begin, end);
+  if (!words.empty() && words.front() == "check") {
+    for (std::string& word : words)
+      if (word.starts_with('[') && word.ends_with(']')) word.insert(0, "./");
+  }
+  std::reverse(words.begin(), words.end());
+  return words;
+}
+
 int run(int argc, char** argv) {
   // What stands after "--" is a command line of the launcher, with switches of its own.
   char** const dashes = std::find_if(
@@ -82,7 +94,7 @@ int run(int argc, char** argv) {
         [&, run = subcommand.declare(*command)] { status = run(launcherArguments); });
   }
   try {
-    app.parse(static_cast<int>(dashes - argv), argv);
+    app.parse(reversedWords(std::min(argv + 1, dashes), dashes));
   } catch (const CLI::Success& request) {
     return app.exit(request, std::cout, std::cerr);
   } catch (const CLI::ParseError& error) {

@@ -301,6 +301,10 @@ JavaStart startOfProcess(int process) {
   }
   start.program = program;
   start.directory = linkAt(folder / "cwd");
+  if (start.directory.ends_with(deletedMark) && !fs::exists(start.directory, error)) {
+    throw ImportError(concat({"the working directory of process ", std::to_string(process),
+                              " has been removed: start it anew and import that process"}));
+  }
   if (!fs::equivalent(start.directory, folder / "cwd", error)) {
     throw ImportError(concat({"process ", std::to_string(process),
                               " sees other files than kvf, as in a container: run kvf there"}));

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "kvf/text/FileText.h"
+#include "kvf/text/Text.h"
 
 namespace {
 
@@ -20,7 +21,9 @@ JvmNames::JvmNames(std::filesystem::path library) : library_(std::move(library))
 bool JvmNames::lacksFlag(std::string_view name) {
   // With the NUL that ends it; it may be the end of a longer one.
   const std::string text(name);
-  return mayLookFor() && !holds(text_, std::string_view(text.c_str(), text.size() + 1));
+  // Some that are in no table of flags stand there as they are written.
+  return mayLookFor() && !holds(text_, std::string_view(text.c_str(), text.size() + 1)) &&
+         !holds(text_, concat({"-XX:", name, "="}));
 }
 
 bool JvmNames::lacksOption(std::string_view name) {

@@ -18,6 +18,8 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view modulePathPrefix = "--module-path=";
 constexpr std::string_view addModules = "--add-modules=";
+/// What java sets for -m: the JVM begins with this module.
+constexpr std::string_view mainModule = "-Djdk.module.main=";
 constexpr std::string_view archiveSuffix = ".jar";
 constexpr char declarationEntry[] = "module-info.class";
 constexpr std::size_t maxModules = 10000;
@@ -101,6 +103,7 @@ bool ModulePath::isSpokenOf(const std::vector<std::string>& options) {
 
 ModulePath::ModulePath(const std::vector<std::string>& options, const std::string& directory) {
   for (const std::string& option : options) {
+    if (option.starts_with(mainModule)) roots_.emplace(option.substr(mainModule.size()));
     if (!option.starts_with(addModules)) continue;
     for (const std::string_view name :
          piecesOf(std::string_view(option).substr(addModules.size()), ","))
