@@ -64,9 +64,10 @@ class TrialFiles {
   TrialFiles(const TrialFiles&) = delete;
   TrialFiles& operator=(const TrialFiles&) = delete;
   ~TrialFiles() {
-    for (const fs::path& file : {jar, archive.record, archive.archive}) {
+    // By pointers: a copy takes memory, which may be what has run out.
+    for (const fs::path* file : {&jar, &archive.record, &archive.archive}) {
       std::error_code error;
-      fs::remove(file, error);
+      fs::remove(*file, error);
     }
   }
 
