@@ -487,6 +487,7 @@ TEST_F(KvfTest, ATrialForAUnitHasItsEnvironmentAlone) {
 }
 
 TEST_F(KvfTest, WhatAnUpdateOfJavaLeavesBehindStopsNoService) {
+  if (javaRelease() < 9) GTEST_SKIP() << "Java 8 does not start with the option of an archive";
   sandbox_.write("old.jsa", "of the JVM before");
   kvf(probe() +
       "java.extended.properties=-XX:SharedArchiveFile=%kvf.file.dir%/old.jsa -XX:MaxPermSize=64m "

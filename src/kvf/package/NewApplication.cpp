@@ -79,7 +79,8 @@ void checkLauncher(const fs::path& launcher) {
     throw NewApplicationError(launcher.string() + " is not the wrapper");
 }
 
-void useShippedRuntime(const fs::path& runtime, ApplicationFolder& folder) {
+/// Gives the release of its JVM, 0 when that is unknown.
+unsigned useShippedRuntime(const fs::path& runtime, ApplicationFolder& folder) {
   const auto jvm = jvmAt(runtime);
   if (!jvm) throw NewApplicationError("there is no JVM in " + runtime.string());
   if (jvm->release != 0 && jvm->release < folder.release)
@@ -96,9 +97,11 @@ void useShippedRuntime(const fs::path& runtime, ApplicationFolder& folder) {
   };
   folder.jvmLibrary = inFolder(jvm->library);
   if (!jvm->java.empty()) folder.java = inFolder(jvm->java);
+  return jvm->release;
 }
 
-void useRuntimeOfMachine(const JavaReleases& releases, ApplicationFolder& folder) {
+/// The same of the one that is chosen.
+unsigned useRuntimeOfMachine(const JavaReleases& releases, ApplicationFolder& folder) {
   const JvmPlaces places = usualJvmPlaces();
   const unsigned first = std::max(releases.first, folder.release);
   const auto jvm = chosenJvm(places, findJvms(places), {first, releases.last});
@@ -108,6 +111,7 @@ void useRuntimeOfMachine(const JavaReleases& releases, ApplicationFolder& folder
                 " found, which the start class needs; name a runtime to ship with --jre"}));
   folder.jvmLibrary = jvm->library;
   folder.java = jvm->java;
+  return jvm->release;
 }
 
 ArchiveCollection collect(const NewApplicationRequest& request) {
@@ -176,14 +180,11 @@ ApplicationFolder describe(const NewApplicationRequest& request, const ArchiveCo
       request.startClass.empty() ? attributeOf(manifest, "Main-Class") : request.startClass;
   if (folder.startClass.empty()) folder.startClass = guessedStartClass(request, notes);
   folder.release = checkStartClass(archives, folder.startClass);
-  folder.options = optionsOfManifest(manifest, 0);
   for (const CollectedArchive& archive : archives.archives())
     folder.archives.push_back(archive.name);
-  if (request.runtime.empty()) {
-    useRuntimeOfMachine(request.releases, folder);
-  } else {
-    useShippedRuntime(request.runtime, folder);
-  }
+  const unsigned release = request.runtime.empty() ? useRuntimeOfMachine(request.releases, folder)
+                                                   : useShippedRuntime(request.runtime, folder);
+  folder.options = optionsOfManifest(manifest, release);
   return folder;
 }
 
