@@ -128,9 +128,9 @@ constexpr Rule rules[] = {
      .explanation = "With server=y and without suspend=n the agent jdwp holds the JVM before main "
                     "until a debugger connects: a service never comes up.",
      .example = {.lines = "java.extended.properties=-agentlib:jdwp=transport=dt_socket,server=y,"
-                          "address=localhost:5005"},
+                          "address=127.0.0.1:5005"},
      .remedy = {.lines = "java.extended.properties=-agentlib:jdwp=transport=dt_socket,server=y,"
-                         "suspend=n,address=localhost:5005"},
+                         "suspend=n,address=127.0.0.1:5005"},
      .check = debuggerWaits},
     {.id = "management-file",
      .severity = Severity::error,

@@ -50,6 +50,8 @@ std::string architectureOf(const std::string& machine) {
   return found == std::end(names) ? machine : std::string(found->name);
 }
 
+constexpr std::size_t idDigits = 32;
+
 /// An ID of 128 bits as systemd writes it; nothing when the file has none.
 std::optional<std::string> idIn(const char* file) {
   // The kernel's files have no size.
@@ -58,8 +60,7 @@ std::optional<std::string> idIn(const char* file) {
   text.erase(std::remove_if(text.begin(), text.end(),
                             [](char c) { return c == '-' || c == '\n' || c == '\r'; }),
              text.end());
-  constexpr std::size_t digits = 32;
-  return text.size() == digits ? std::optional(text) : std::nullopt;
+  return text.size() == idDigits ? std::optional(text) : std::nullopt;
 }
 
 /// The value of a variable in the first of the files that is there; what lacks there is empty.
@@ -94,7 +95,8 @@ void addMachine(UnitSpecifiers& specifiers) {
   specifiers['v'] = system.release;
   specifiers['a'] = architectureOf(system.machine);
   specifiers['b'] = idIn("/proc/sys/kernel/random/boot_id");
-  specifiers['m'] = idIn("/etc/machine-id");
+  // An image has none yet; what is started from it gets one.
+  specifiers['m'] = idIn("/etc/machine-id").value_or(std::string(idDigits, '0'));
   for (const ReleaseLetter& release : releaseLetters)
     specifiers[release.letter] =
         variableIn({"/etc/os-release", "/usr/lib/os-release"}, release.variable);
