@@ -136,22 +136,11 @@ class ExampleFolder {
     }
   }
 
-  /// The JDK's folder; Java 8 is made to look like the later ones, which the examples show.
-  [[nodiscard]] std::string home() const {
-    if (javaRelease() > 8) return javaHome();
-    const fs::path home = sandbox_.path("jdk");
-    if (fs::create_directories(home / "lib")) {
-      fs::create_symlink(fs::path(jvmLibrary()).parent_path(), home / "lib/server");
-      fs::create_symlink(fs::path(javaHome()) / "bin", home / "bin");
-      std::ofstream(home / "release") << "JAVA_VERSION=\"1.8.0\"\n";
-    }
-    return home;
-  }
   [[nodiscard]] Outcome run(const std::string& command) const {
     return sandbox_.run({"sh", "-c", command},
                         {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"},
                                          {"HOME", "/home/acme"},
-                                         {"JAVA_HOME", home()},
+                                         {"JAVA_HOME", modernJavaHome(sandbox_.path())},
                                          {"PATH", sandbox_.path("bin") + ":/usr/bin:/bin"}}});
   }
 
@@ -166,11 +155,11 @@ Texts rulesOf(const nlohmann::json& findings) {
   return {rules.begin(), rules.end()};
 }
 
-/// The options of the examples are not those of every release: two are deprecated from 10 on and
-/// gone from 24 on.
+/// The options of the examples are not those of every release: Java 8 has no modules, and takes no
+/// archive without another option; two are deprecated from 10 on and gone from 24 on.
 bool isAboutAnotherRelease(const Rule& rule) {
   const std::string id = rule.id;
-  if (id == "module-missing") return javaRelease() < 9;
+  if (id == "module-missing" || id == "class-data-archive") return javaRelease() < 9;
   if (id != "option-deprecated" && id != "jvm-deprecates") return false;
   return javaRelease() < 10 || javaRelease() > 23;
 }

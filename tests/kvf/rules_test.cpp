@@ -254,10 +254,17 @@ void writeSurroundings(Sandbox& sandbox) {
   sandbox.write("newer/probe/Probe.class", newer);
 }
 
+/// Java 8 has no modules, and says so of their options.
+bool wantsModulesInVain(const std::string& file) {
+  return javaRelease() < 9 && (file.find("--add-") != std::string::npos ||
+                               file.find("--patch-module") != std::string::npos);
+}
+
 TEST(Rules, FindTheirMistakeAndNothingElse) {
   Sandbox sandbox;
   writeSurroundings(sandbox);
   for (const Row& row : rows) {
+    if (wantsModulesInVain(row.file)) continue;
     SCOPED_TRACE(row.file);
     const auto findings = checked(inspectFile(sandbox.write("app.kvf", row.file)));
     EXPECT_EQ(placesOf(findings), (Texts{std::to_string(row.line) + " " + row.rule}));
@@ -350,6 +357,7 @@ TEST(Rules, SoundFilesHaveNoFinding) {
   Sandbox sandbox;
   writeSurroundings(sandbox);
   for (const std::string& text : soundFiles) {
+    if (wantsModulesInVain(text)) continue;
     const auto findings = checked(inspectFile(sandbox.write("app.kvf", text)));
     EXPECT_EQ(placesOf(findings), Texts{}) << text << textOf(findings);
   }

@@ -11,7 +11,7 @@ namespace fs = std::filesystem;
 namespace {
 
 /// Sound files as users have them: a finding would waste their time. What each is for stands in its
-/// first line.
+/// first line; what only Java 9 and newer have is in files of that name.
 class SoundFiles : public testing::Test {
  public:
   SoundFiles() {
@@ -29,15 +29,12 @@ class SoundFiles : public testing::Test {
 
  protected:
   [[nodiscard]] Outcome run(const Texts& arguments) const {
-    const fs::path library = jvmLibrary();
-    return sandbox_.run(
-        arguments,
-        {.environment = {{"DB_PASSWORD", "Tr0ub4dor"},
-                         {"HEAP", "128m"},
-                         {"HOME", "/home/acme"},
-                         {"JAVA_HOME", library.parent_path().parent_path().parent_path()},
-                         {"PROFILE", "production"},
-                         {"USER", "acme"}}});
+    return sandbox_.run(arguments, {.environment = {{"DB_PASSWORD", "Tr0ub4dor"},
+                                                    {"HEAP", "128m"},
+                                                    {"HOME", "/home/acme"},
+                                                    {"JAVA_HOME", modernJavaHome(sandbox_.path())},
+                                                    {"PROFILE", "production"},
+                                                    {"USER", "acme"}}});
   }
   Sandbox sandbox_;
 };
@@ -45,9 +42,11 @@ class SoundFiles : public testing::Test {
 TEST_F(SoundFiles, HaveNoFinding) {
   std::size_t count = 0;
   for (const auto& entry : fs::directory_iterator(sandbox_.path())) {
-    if (entry.path().extension() != ".kvf") continue;
+    const fs::path& file = entry.path();
+    if (file.extension() != ".kvf") continue;
+    if (file.filename().string().starts_with("java9-") && javaRelease() < 9) continue;
     ++count;
-    EXPECT_EQ(run({VELOX_KVF, "check", entry.path().string()}), (Outcome{0, ""}));
+    EXPECT_EQ(run({VELOX_KVF, "check", file.string()}), (Outcome{0, ""}));
   }
   EXPECT_GE(count, 40);
 }

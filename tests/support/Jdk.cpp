@@ -72,3 +72,14 @@ const std::string& javaProgram() {
 unsigned javaRelease() {
   return jdk().release;
 }
+
+std::string modernJavaHome(const std::string& folder) {
+  if (javaRelease() > 8) return javaHome();
+  const fs::path home = fs::path(folder) / "jdk";
+  if (fs::create_directories(home / "lib")) {
+    fs::create_symlink(fs::path(jvmLibrary()).parent_path(), home / "lib/server");
+    fs::create_symlink(fs::path(javaHome()) / "bin", home / "bin");
+    std::ofstream(home / "release") << "JAVA_VERSION=\"1.8.0\"\n";
+  }
+  return home;
+}

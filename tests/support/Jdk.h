@@ -14,5 +14,8 @@ const std::string& jvmLibrary();
 const std::string& javaProgram();
 /// 17, 8.
 unsigned javaRelease();
+/// The JDK's folder with lib/server/libjvm.so in it; for Java 8, whose folders are others, one that
+/// is made in this folder.
+std::string modernJavaHome(const std::string& folder);
 
 #endif
