@@ -24,7 +24,7 @@ _kvf() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} command=${COMP_WORDS[1]} i
   COMPREPLY=()
   if [ "$COMP_CWORD" -eq 1 ]; then
-    local commands='check explain jvm import new cds ready rules lsp'
+    local commands='check explain jvm import new cds trace ready rules lsp'
     [[ $word == -* ]] && commands='--help --version'
     mapfile -t COMPREPLY < <(compgen -W "$commands" -- "$word")
     return
@@ -42,6 +42,8 @@ _kvf() {
     --severity) mapfile -t COMPREPLY < <(compgen -W 'error warning' -- "$word"); return ;;
     --color) mapfile -t COMPREPLY < <(compgen -W 'auto always never' -- "$word"); return ;;
     --jar) [[ $command == cds ]] || { _kvf_files jar; return; } ;;
+    --html) mapfile -t COMPREPLY < <(compgen -f -- "$word"); compopt -o filenames 2>/dev/null; return ;;
+    --json) [ "$command" != trace ] || { mapfile -t COMPREPLY < <(compgen -f -- "$word"); compopt -o filenames 2>/dev/null; return; } ;;
     --kind) mapfile -t COMPREPLY < <(compgen -W 'auto aot static dynamic' -- "$word"); return ;;
     --unit) _kvf_files service; return ;;
     --pid) mapfile -t COMPREPLY < <(compgen -W "$(ps -e -o pid= 2>/dev/null)" -- "$word"); return ;;
@@ -59,6 +61,7 @@ _kvf() {
     import) options='--pid --unit --write --secrets' ;;
     new) options='--jar --lib --name --main --java --jre --pid --unit --wrapper --force' ;;
     cds) options='--kind --until --run-for --pairs --short --jar --write --refresh --deep --wrapper' ;;
+    trace) options='--html --json --until --run-for --pairs --wrapper' ;;
     lsp) options='--stdio' ;;
     ready) options='--pid --tcp --unix --timeout' ;;
   esac
@@ -68,7 +71,7 @@ _kvf() {
   fi
   case $command in
     check) _kvf_files kvf service ;;
-    explain | cds) _kvf_files kvf ;;
+    explain | cds | trace) _kvf_files kvf ;;
     new) mapfile -t COMPREPLY < <(compgen -d -- "$word"); compopt -o filenames 2>/dev/null ;;
     rules) mapfile -t COMPREPLY < <(compgen -W "$(kvf rules 2>/dev/null | awk '{print $1}')" -- "$word") ;;
   esac

@@ -35,6 +35,12 @@ constexpr Subcommand table[] = {
          "Ctrl-C.\n"
          "Exit status: 0 the archive serves, 1 it cannot, 2 that could not be found out.",
      .declare = declareCds},
+    {.name = "trace",
+     .summary = "Shows where the time of a start goes.",
+     .footer = "-- ARGUMENTS are further arguments of the launcher.\n"
+               "The application's output is passed on; the tables follow it on standard error.\n"
+               "Exit status: 0 traced, 1 traced and the application failed, 2 not traced.",
+     .declare = declareTrace},
     {.name = "ready",
      .summary = "Waits until a process listens; for ExecStartPost= of a unit.",
      .footer = "Exit status: 0 it listens, 1 it has ended or the time is over, 2 that could not be "

@@ -36,6 +36,7 @@ RunSubcommand declareJvm(CLI::App& command);
 RunSubcommand declareImport(CLI::App& command);
 RunSubcommand declareNew(CLI::App& command);
 RunSubcommand declareCds(CLI::App& command);
+RunSubcommand declareTrace(CLI::App& command);
 RunSubcommand declareReady(CLI::App& command);
 RunSubcommand declareKeys(CLI::App& command);
 RunSubcommand declareLsp(CLI::App& command);

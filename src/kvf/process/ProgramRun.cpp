@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <csignal>
+#include <iterator>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -17,6 +20,7 @@
 #include "kvf/process/Files.h"
 #include "kvf/process/Interruption.h"
 #include "kvf/process/Processes.h"
+#include "kvf/process/TextReplacement.h"
 
 // Between this process and the program stands another one, the guardian. Whatever the program
 // starts becomes a child of the guardian's when its own parent ends, and the guardian learns of the
@@ -37,6 +41,8 @@ constexpr std::size_t maxOutput = 1 << 20;
 struct Report {
   int error, status;
   bool stopped, killed;
+  pid_t process;
+  Clock::time_point started;
   std::chrono::nanoseconds time, processorTime;
 };
 
@@ -44,14 +50,28 @@ struct Report {
 constexpr int enough = SIGUSR1;
 
 struct Pipe {
-  Pipe() {
-    int ends[2] = {-1, -1};
-    if (::pipe2(ends, O_CLOEXEC) != 0)
-      throw std::system_error(errno, std::generic_category(), "pipe");
-    reading = Descriptor(ends[0]);
-    writing = Descriptor(ends[1]);
-  }
   Descriptor reading, writing;
+};
+
+Pipe openPipe() {
+  int ends[2] = {-1, -1};
+  if (::pipe2(ends, O_CLOEXEC) != 0)
+    throw std::system_error(errno, std::generic_category(), "pipe");
+  return {Descriptor(ends[0]), Descriptor(ends[1])};
+}
+
+/// Where the program's standard output and error go: a pipe of this process's for each of them, one
+/// for both, or none.
+struct Outputs {
+  explicit Outputs(const ProgramRun& run)
+      : isApart(run.output == ProgramRun::Output::passedOn),
+        isRead(isApart || run.output == ProgramRun::Output::taken || !run.until.empty()) {
+    if (isRead) first = openPipe();
+    if (isApart) errors = openPipe();
+  }
+
+  bool isApart, isRead;
+  Pipe first, errors;
 };
 
 sigset_t guardedSignals() {
@@ -88,7 +108,7 @@ std::vector<std::string> environmentOf(const ProgramRun& run) {
 /// How the program is to be started, complete before the fork.
 class Spawning {
  public:
-  Spawning(const ProgramRun& run, const sigset_t& mask, const Descriptor& output)
+  Spawning(const ProgramRun& run, const sigset_t& mask, const Outputs& outputs)
       : program_(run.program.empty() ? run.arguments.at(0) : run.program),
         argumentTexts_(run.arguments),
         environmentTexts_(environmentOf(run)),
@@ -102,10 +122,12 @@ class Spawning {
       ::posix_spawn_file_actions_addchdir_np(&actions_, run.directory.c_str());
     const bool isShown = run.output == ProgramRun::Output::shown;
     if (isShown && run.until.empty()) return;
-    if (!isShown)
+    if (!isShown && !outputs.isApart)
       ::posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
-      if (output.number() >= 0) {
+      const bool isSecond = outputs.isApart && stream == STDERR_FILENO;
+      const Descriptor& output = isSecond ? outputs.errors.writing : outputs.first.writing;
+      if (outputs.isRead) {
         ::posix_spawn_file_actions_adddup2(&actions_, output.number(), stream);
       } else {
         ::posix_spawn_file_actions_addopen(&actions_, stream, "/dev/null", O_WRONLY, 0);
@@ -156,8 +178,9 @@ class Guardian {
   enum class Awaited { programEnd, time, signal };
 
   void watchOver(Report& report) {
-    const auto start = Clock::now();
+    const auto start = report.started = Clock::now();
     report.error = spawning_.start(program_);
+    report.process = program_;
     if (report.error != 0) return;
     const Time end = limit_ ? Time(Clock::now() + *limit_) : std::nullopt;
     const Awaited first = await(end);
@@ -253,17 +276,64 @@ bool isInForeground() {
   return terminal.number() >= 0 && ::tcgetpgrp(terminal.number()) == ::getpgrp();
 }
 
-/// What the program prints, and what is to be done about it.
+/// Writes all of it unless nobody reads there any more, or a signal asks for the end.
+bool writeAll(int stream, std::string_view text, const sigset_t& mask) {
+  while (!text.empty()) {
+    pollfd poll = {stream, POLLOUT, 0};
+    // Signals come in here, as the write may have to wait for a reader.
+    const int ready = ::ppoll(&poll, 1, nullptr, &mask);
+    if (InterruptionWatch::pending() != 0) return false;
+    if (ready < 0 && errno == EINTR) continue;
+    const ssize_t count =
+        ::write(stream, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF));
+    if (count < 0 && errno != EINTR && errno != EAGAIN) return false;
+    if (count > 0) text.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+/// What comes out of one pipe, and what is to be done about it.
 class Printed {
  public:
-  Printed(const ProgramRun& run, pid_t guardian) : run_(run), guardian_(guardian) {}
+  /// `stream` is where it is passed on to.
+  Printed(const ProgramRun& run, pid_t guardian, Descriptor pipe, int stream, const sigset_t& mask)
+      : run_(run),
+        guardian_(guardian),
+        pipe_(std::move(pipe)),
+        stream_(stream),
+        mask_(mask),
+        replacement_(stream == STDERR_FILENO ? run.replacement.text : "", run.replacement.by) {}
 
+  /// Negative once there is nothing more to come.
+  [[nodiscard]] int number() const { return pipe_.number(); }
+
+  /// REQUIRES: the pipe can be read.
+  void read(ProgramEnd& end) {
+    char buffer[4096];
+    const ssize_t count = ::read(pipe_.number(), buffer, sizeof buffer);
+    if (count > 0) {
+      take(replacement_.take({buffer, static_cast<std::size_t>(count)}), end);
+    } else {
+      finish(end);
+      pipe_ = Descriptor();
+    }
+  }
+
+  /// Takes what was held back.
+  void finish(ProgramEnd& end) { take(replacement_.rest(), end); }
+
+ private:
   void take(std::string_view piece, ProgramEnd& end) {
+    if (piece.empty()) return;
+    if (!end.firstOutput) end.firstOutput = {Clock::now(), stream_};
     if (run_.output == ProgramRun::Output::taken)
       end.output.append(piece.substr(0, maxOutput - end.output.size()));
     // What cannot be shown does not change what the program does.
     if (run_.output == ProgramRun::Output::shown)
       static_cast<void>(::write(STDERR_FILENO, piece.data(), piece.size()) < 0);
+    // The program is to see that nobody reads, as without a process between.
+    if (run_.output == ProgramRun::Output::passedOn && !writeAll(stream_, piece, mask_))
+      pipe_ = Descriptor();
     if (run_.until.empty() || end.reached) return;
     tail_.append(piece);
     if (tail_.find(run_.until) != std::string::npos) {
@@ -274,38 +344,36 @@ class Printed {
     if (tail_.size() > run_.until.size()) tail_.erase(0, tail_.size() - run_.until.size());
   }
 
- private:
   const ProgramRun& run_;
   pid_t guardian_;
+  Descriptor pipe_;
+  int stream_;
+  const sigset_t& mask_;
+  TextReplacement replacement_;
   std::string tail_;
   Clock::time_point start_ = Clock::now();
 };
 
 /// Takes what the program prints until the guardian reports; hands a signal on to it.
-bool readReport(pid_t guardian, const Pipe& reports, const Pipe& outputs, Report& report,
-                Printed& printed, ProgramEnd& end, const sigset_t& mask) {
+bool readReport(pid_t guardian, const Descriptor& reports, Report& report, Printed& output,
+                Printed& errors, ProgramEnd& end, const sigset_t& mask) {
   bool passedOn = false;
-  int outputNumber = outputs.reading.number();
   for (;;) {
     if (InterruptionWatch::pending() != 0 && !passedOn) {
       ::kill(guardian, SIGTERM);
       passedOn = true;
     }
-    pollfd polls[] = {{reports.reading.number(), POLLIN, 0}, {outputNumber, POLLIN, 0}};
+    pollfd polls[] = {
+        {reports.number(), POLLIN, 0}, {output.number(), POLLIN, 0}, {errors.number(), POLLIN, 0}};
     // Signals come in here only.
-    if (::ppoll(polls, 2, nullptr, passedOn ? nullptr : &mask) < 0) {
+    if (::ppoll(polls, std::size(polls), nullptr, passedOn ? nullptr : &mask) < 0) {
       if (errno == EINTR) continue;
       return false;
     }
-    if (polls[1].revents != 0) {
-      char buffer[4096];
-      const ssize_t count = ::read(outputNumber, buffer, sizeof buffer);
-      if (count <= 0) outputNumber = -1;
-      if (count > 0) printed.take({buffer, static_cast<std::size_t>(count)}, end);
-      continue;
-    }
-    if (polls[0].revents != 0)
-      return ::read(reports.reading.number(), &report, sizeof report) == sizeof report;
+    if (polls[1].revents != 0) output.read(end);
+    if (polls[2].revents != 0) errors.read(end);
+    if (polls[0].revents != 0 && polls[1].revents == 0 && polls[2].revents == 0)
+      return ::read(reports.number(), &report, sizeof report) == sizeof report;
   }
 }
 
@@ -314,11 +382,9 @@ bool readReport(pid_t guardian, const Pipe& reports, const Pipe& outputs, Report
 ProgramEnd runProgram(const ProgramRun& run) {
   const TerminalKeysPassBy keys;
   const SignalsWait signals;
-  Pipe reports;
-  Pipe outputs;
-  const bool isRead = run.output == ProgramRun::Output::taken || !run.until.empty();
-  if (!isRead) outputs.writing = Descriptor();
-  const Spawning spawning(run, signals.former(), outputs.writing);
+  Pipe reports = openPipe();
+  Outputs outputs(run);
+  const Spawning spawning(run, signals.former(), outputs);
   const pid_t self = ::getpid();
   const pid_t guardian = ::fork();
   ProgramEnd end;
@@ -331,18 +397,23 @@ ProgramEnd runProgram(const ProgramRun& run) {
     const Report report = Guardian(spawning, self, run.limit).run();
     ::_exit(::write(reports.writing.number(), &report, sizeof report) == sizeof report ? 0 : 1);
   }
-  reports.writing = Descriptor();
-  outputs.writing = Descriptor();
+  for (Descriptor* written : {&reports.writing, &outputs.first.writing, &outputs.errors.writing})
+    *written = Descriptor();
   Report report = {};
-  Printed printed(run, guardian);
+  Printed output(run, guardian, std::move(outputs.first.reading), STDOUT_FILENO, signals.former());
+  Printed errors(run, guardian, std::move(outputs.errors.reading), STDERR_FILENO, signals.former());
   const bool reported =
-      readReport(guardian, reports, outputs, report, printed, end, signals.former());
+      readReport(guardian, reports.reading, report, output, errors, end, signals.former());
+  output.finish(end);
+  errors.finish(end);
   while (::waitpid(guardian, nullptr, 0) < 0 && errno == EINTR) continue;
   InterruptionWatch::look();
   end.error = report.error;
   end.status = reported ? report.status : 255;
   end.stopped = report.stopped;
   end.killed = report.killed;
+  end.process = report.process;
+  end.started = report.started;
   if (!end.reached) end.time = report.time;
   end.processorTime = report.processorTime;
   return end;

@@ -18,12 +18,17 @@ struct ProgramRun {
   enum class Output {
     shown,    ///< on this process's own streams
     dropped,  ///< nothing is read from this process's input either
-    taken     ///< the same, and the first of it is in ProgramEnd::output
+    taken,    ///< the same, and the first of it is in ProgramEnd::output
+    passedOn  ///< byte for byte on this process's own streams, which sees when the first comes
   } output = Output::shown;
+  /// Of what is passed on from standard error: the first `text` is replaced.
+  struct Replacement {
+    std::string text, by;
+  } replacement = {};
   /// After this time it is asked to end, as by a service manager, and a minute later it is killed.
   std::optional<std::chrono::seconds> limit = std::nullopt;
-  /// The same once it has printed this text; what it prints is shown on standard error. Empty:
-  /// none.
+  /// The same once it has printed this text; what it prints is shown on standard error, unless it
+  /// is passed on. Empty: none.
   std::string until = {};
 };
 
@@ -34,6 +39,15 @@ struct ProgramEnd {
   bool killed = false;   ///< it did not end by itself then
   bool reached = false;  ///< it has printed the text that it was to print
   std::string output = {};
+  int process = 0;  ///< the program's ID
+  std::chrono::steady_clock::time_point started = {};
+  /// When this process saw the first that the program printed, and the stream of it: 1 or 2. Of
+  /// what is taken or passed on.
+  struct FirstOutput {
+    std::chrono::steady_clock::time_point at;
+    int stream;
+  };
+  std::optional<FirstOutput> firstOutput = std::nullopt;
   /// From the start to the end, or to the text.
   std::chrono::nanoseconds time = {};
   /// Of the program, and of those that it waited for.
