@@ -160,6 +160,15 @@ void compareClassPaths(const ArchiveManifest& manifest, const ClassDataLaunch& l
   }
 }
 
+/// Of a library that this user may not read the version has to do.
+std::string readableBuildId(const fs::path& library) {
+  try {
+    return buildIdOf(library);
+  } catch (const FileError&) {
+    return {};
+  }
+}
+
 }  // namespace
 
 fs::path manifestFileOf(const fs::path& archive) {
@@ -237,7 +246,7 @@ std::vector<std::string> manifestMisfits(const ArchiveManifest& manifest, const 
   if (!state.isThere) return {"there is no such file"};
   if (state.bytes != manifest.archiveBytes) return {"it is not the one that its manifest is of"};
   std::vector<std::string> misfits;
-  const std::string buildId = buildIdOf(launch.jvm.library);
+  const std::string buildId = readableBuildId(launch.jvm.library);
   const bool isOther = buildId.empty() || manifest.buildId.empty()
                            ? launch.jvm.version != manifest.javaVersion
                            : buildId != manifest.buildId;

@@ -1,7 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <iostream>
@@ -11,10 +10,9 @@
 #include <string_view>
 #include <vector>
 
-#include <unistd.h>
-
 #include "foundation/WString.h"
 #include "foundation/wrapper_vid.h"
+#include "kvf/commands/ExhaustedMemory.h"
 #include "kvf/commands/Output.h"
 #include "kvf/commands/Subcommand.h"
 #include "kvf/process/Interruption.h"
@@ -106,36 +104,6 @@ int run(int argc, char** argv) {
 bool isOutputWritten() {
   return std::cout.flush().good() && std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
 }
-
-/// Takes no memory.
-int complainOfMemory() noexcept {
-  constexpr std::string_view text = "kvf: memory is exhausted\n";
-  static_cast<void>(::write(STDERR_FILENO, text.data(), text.size()) > 0);
-  return noAnswer;
-}
-
-bool memoryHasFailed = false;
-
-void noteNoMemory() {
-  memoryHasFailed = true;
-  throw std::bad_alloc();
-}
-
-/// Where memory ends in a place that no exception may leave, as in the library's own walk through a
-/// folder.
-void endWithoutException() {
-  if (memoryHasFailed) ::_exit(complainOfMemory());
-  std::abort();
-}
-
-/// In front of what libraries make before main.
-struct EndsWithoutException {
-  EndsWithoutException() {
-    std::set_new_handler(noteNoMemory);
-    std::set_terminate(endWithoutException);
-  }
-};
-[[gnu::init_priority(101)]] const EndsWithoutException endsWithoutException;
 
 int answer(int argc, char** argv) {
   try {

@@ -2,25 +2,17 @@
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
 #include <string_view>
 #include <system_error>
 
 #include <elf.h>
 
+#include "kvf/process/Files.h"
+
 namespace {
 
 // Longer notes are no build IDs.
 constexpr std::size_t maxNoteBytes = 4096;
-
-std::string bytesAt(std::ifstream& file, std::uint64_t offset, std::size_t count) {
-  std::string bytes(count, '\0');
-  file.clear();
-  file.seekg(static_cast<std::streamoff>(offset));
-  file.read(bytes.data(), static_cast<std::streamsize>(count));
-  bytes.resize(static_cast<std::size_t>(file.gcount()));
-  return bytes;
-}
 
 template <class Record>
 bool take(std::string_view bytes, Record& record) {
@@ -59,22 +51,21 @@ std::string buildIdIn(std::string_view notes) {
 
 }  // namespace
 
-std::string buildIdOf(const std::filesystem::path& file) {
+std::string buildIdOf(const std::filesystem::path& path) {
   std::error_code error;
   // Opening a pipe would wait for its other end.
-  if (!std::filesystem::is_regular_file(file, error)) return {};
-  std::ifstream stream(file, std::ios::binary);
-  const std::string start = bytesAt(stream, 0, sizeof(Elf64_Ehdr));
+  if (!std::filesystem::is_regular_file(path, error)) return {};
+  const RandomAccessFile file(path);
   Elf64_Ehdr header;
-  if (!take(start, header) || std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 ||
-      header.e_ident[EI_CLASS] != ELFCLASS64)
+  if (!take(file.at(0, sizeof header), header) ||
+      std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 || header.e_ident[EI_CLASS] != ELFCLASS64)
     return {};
-  const std::string table = bytesAt(stream, header.e_phoff,
-                                    std::min<std::size_t>(header.e_phnum, 64) * sizeof(Elf64_Phdr));
+  const std::string table =
+      file.at(header.e_phoff, std::min<std::size_t>(header.e_phnum, 64) * sizeof(Elf64_Phdr));
   Elf64_Phdr segment;
   for (std::string_view rest = table; take(rest, segment); rest.remove_prefix(sizeof segment)) {
     if (segment.p_type != PT_NOTE || segment.p_filesz > maxNoteBytes) continue;
-    std::string id = buildIdIn(bytesAt(stream, segment.p_offset, segment.p_filesz));
+    std::string id = buildIdIn(file.at(segment.p_offset, segment.p_filesz));
     if (!id.empty()) return id;
   }
   return {};

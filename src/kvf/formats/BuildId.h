@@ -5,7 +5,7 @@
 #include <string>
 
 /// The build ID that the linker gave to a program or library, in hexadecimal digits; empty when it
-/// has none, or is none. Reads a few hundred bytes of the file.
-std::string buildIdOf(const std::filesystem::path& file);
+/// has none, or is none. Reads a few hundred bytes of the file; throws FileError when it cannot.
+std::string buildIdOf(const std::filesystem::path& path);
 
 #endif

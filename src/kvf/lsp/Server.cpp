@@ -352,7 +352,8 @@ void Server::initialize(const Json& id, const Json& params) {
     throw ResponseError(ErrorCode::invalidRequest, "the server is initialized");
   client_ = memberOf(params, {"capabilities"});
   const Encoding& encoding = encodingFor(client_);
-  const Json& name = memberOf(params, {"clientInfo", "name"});
+  const Json& client = memberOf(params, {"clientInfo", "name"});
+  const std::string name = client.is_string() ? client.get<std::string>() : "";
   workspace_.units = {encoding.character,
                       std::find(std::begin(lineFeedClients), std::end(lineFeedClients), name) ==
                           std::end(lineFeedClients)};

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -180,6 +181,27 @@ Descriptor::~Descriptor() {
 std::string readWhole(const fs::path& file) {
   struct stat status = {};
   return wholeText(openToRead(file, status), file);
+}
+
+RandomAccessFile::RandomAccessFile(fs::path file)
+    : file_(std::move(file)), descriptor_(::open(file_.c_str(), O_RDONLY | O_CLOEXEC)) {
+  if (descriptor_.number() < 0) throw FileError("read", file_, errno);
+}
+
+std::string RandomAccessFile::at(std::uint64_t offset, std::size_t count) const {
+  if (offset > std::numeric_limits<off_t>::max() - count) return {};
+  std::string bytes(count, '\0');
+  std::size_t done = 0;
+  while (done < count) {
+    const ssize_t taken = ::pread(descriptor_.number(), bytes.data() + done, count - done,
+                                  static_cast<off_t>(offset + done));
+    if (taken < 0 && errno == EINTR) continue;
+    if (taken < 0) throw FileError("read", file_, errno);
+    if (taken == 0) break;
+    done += static_cast<std::size_t>(taken);
+  }
+  bytes.resize(done);
+  return bytes;
 }
 
 std::vector<std::string> namesIn(const fs::path& folder) {

@@ -36,6 +36,17 @@ class Descriptor {
 
 /// A regular file of at most 64 MiB.
 std::string readWhole(const std::filesystem::path& file);
+/// A file of which some places are read.
+class RandomAccessFile {
+ public:
+  explicit RandomAccessFile(std::filesystem::path file);
+  /// The bytes from an offset on, fewer at the end of the file.
+  [[nodiscard]] std::string at(std::uint64_t offset, std::size_t count) const;
+
+ private:
+  std::filesystem::path file_;
+  Descriptor descriptor_;
+};
 /// What is in a folder. Unlike the walk of the standard library it has no place where want of
 /// memory ends the process.
 std::vector<std::string> namesIn(const std::filesystem::path& folder);
