@@ -66,7 +66,7 @@ TEST(ClassFile, ConstantsOfEveryKind) {
   EXPECT_NE(parsed->staticMethod("main", "()V"), nullptr);
 }
 
-TEST(ClassFile, AModuleSaysWhatItNeeds) {
+TEST(ClassFile, AModuleSaysWhatItNeedsAndStarts) {
   const auto u2 = [](std::initializer_list<unsigned> numbers) {
     std::string bytes;
     for (const unsigned number : numbers)
@@ -78,17 +78,19 @@ TEST(ClassFile, AModuleSaysWhatItNeeds) {
   };
   const std::string constants = utf8("module-info") + '\7' + u2({1}) + utf8("Module") +
                                 utf8("com.acme") + '\23' + u2({4}) + utf8("java.sql") + '\23' +
-                                u2({6}) + utf8("java.rmi") + '\23' + u2({8});
+                                u2({6}) + utf8("java.rmi") + '\23' + u2({8}) +
+                                utf8("ModuleMainClass") + utf8("com/acme/Main") + '\7' + u2({11});
   // com.acme requires java.sql, and java.rmi to compile; it exports, uses and provides something.
   const std::string module =
       u2({5, 0, 0, 2, 7, 0, 0, 9, 0x40, 0, 1, 0, 0, 1, 0, 0, 1, 0, 1, 2, 1, 2});
-  const std::string bytes = "\xCA\xFE\xBA\xBE" + u2({0, 53, 10}) + constants +
-                            u2({0x8000, 2, 0, 0, 0, 0, 1, 3, 0, 44}) + module;
+  const std::string bytes = "\xCA\xFE\xBA\xBE" + u2({0, 53, 13}) + constants +
+                            u2({0x8000, 2, 0, 0, 0, 0, 2, 10, 0, 2, 12, 3, 0, 44}) + module;
   const auto parsed = parseClassFile(bytes);
   ASSERT_TRUE(parsed && parsed->module);
   EXPECT_EQ(parsed->module->name, "com.acme");
   EXPECT_EQ(parsed->module->required, std::vector<std::string_view>{"java.sql"});
   EXPECT_TRUE(parsed->module->provides);
+  EXPECT_EQ(parsed->module->mainClass, "com/acme/Main");
 }
 
 TEST(ModulePath, ArchivesWithoutADeclarationAreNamedByTheirFiles) {

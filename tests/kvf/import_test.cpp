@@ -1,8 +1,12 @@
+#include <cstdlib>
 #include <filesystem>
 #include <random>
 
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "kvf/ZipFile.h"
 #include "kvf/formats/Archive.h"
@@ -128,6 +132,15 @@ TEST_F(Import, RunsAsJavaDoes) {
   sandbox_.write("words",
                  "-Dprobe.value='a b' # not this\n-cp \"lib/p\\\n   robe.jar\" "
                  "probe.Probe 'x \\' y' @no\n");
+  // An archive of which its name and its manifest make a module.
+  fs::create_directory(sandbox_.path("mods"));
+  std::map<std::string, std::string> entries = {
+      {manifestEntry, "Manifest-Version: 1.0\nMain-Class: probe.Probe\n"}};
+  const Archive probe(VELOX_PROBE_JAR);
+  for (std::size_t i = 0; i < probe.size(); ++i)
+    if (const std::string name(probe.nameAt(i)); name.ends_with(".class"))
+      entries[name] = probe.read(name).value();
+  writeArchive(sandbox_, "mods/pro-be-1.jar", entries);
   struct Row {
     Texts words;
     unsigned firstRelease = 8;
@@ -144,6 +157,7 @@ TEST_F(Import, RunsAsJavaDoes) {
       {{"--class-path=lib/probe.jar", "--add-opens", "java.base/java.lang=ALL-UNNAMED",
         "-Dprobe.value=1", "-Dprobe.value=2", "probe/Probe"},
        9},
+      {{"-p", "mods", "-m", "pro.be", "x"}, 9},
       {{"probe.Probe"}, 9, {{"JDK_JAVA_OPTIONS", "-cp 'lib/probe.jar' -Dprobe.value=\"x y\"z"}}},
   };
   for (const Row& row : rows) {
@@ -200,7 +214,8 @@ TEST_F(Import, SaysWhatCannotBeCarriedAndWhatIsNoStart) {
       {{"A.java"}, 2, "java compiles \"A.java\" at every start"},
       {{"--source", "17", "x"}, 2, "compiles \"its source file\" at every start"},
       {{"-cp"}, 2, "\"-cp\" (word 1) needs a value"},
-      {{"-m", "a.b"}, 2, "leaves the class to the module: give both, -m a.b/CLASS"},
+      {{"-m", "a.b"}, 2, "is no module of the module path or of the JDK's folder jmods: give both"},
+      {{"-p", "none.jar", "-m", "none"}, 2, "names no start class, so java refuses it"},
       {{}, 2, "names no start class"},
   };
   for (const Row& row : rows) {
@@ -271,6 +286,43 @@ TEST_F(Import, ARunningProcessAndAUnit) {
   EXPECT_NE(sandbox_.read("app.kvf").find("(acme.service:5)"), std::string::npos)
       << sandbox_.read("app.kvf");
   EXPECT_TRUE(wrapper().has("arg[u]\narg[$x]\nproperty[null]\nenv[u]\n"));
+}
+
+TEST_F(Import, WhatCannotBeReadOrIsAnotherFileThereIsSaid) {
+  sandbox_.write("acme.env", "PROBE=u\n");
+  sandbox_.write("acme.service",
+                 "[Service]\nUser=nobody\nEnvironmentFile=" + sandbox_.path("acme.env") +
+                     "\nExecStart=" + javaProgram() + " -cp lib/probe.jar probe.Probe\n");
+  sandbox_.write("acme.service.d/more.conf", "[Service]\nEnvironment=MORE=1\n");
+  const Texts unit = {"--unit", sandbox_.path("acme.service")};
+  EXPECT_EQ(import(unit).status, 0);
+  start_.asNobody = true;
+  fs::permissions(sandbox_.path("acme.env"), fs::perms::none);
+  Outcome outcome = import(unit);
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_TRUE(outcome.has("variables of the unit: cannot read " + sandbox_.path("acme.env")));
+  EXPECT_TRUE(outcome.has("\nvelox.env.MORE=1\n"));
+  fs::permissions(sandbox_.path("acme.service.d/more.conf"), fs::perms::none);
+  EXPECT_TRUE(import(unit).has("more.conf: Permission denied") && import(unit).status == 2);
+  start_.asNobody = false;
+
+  Start elsewhere = start_;
+  elsewhere.inChild = [] {
+    const bool isMounted = ::unshare(CLONE_NEWNS) == 0 &&
+                           ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                           ::mount("app.jar", "lib/probe.jar", nullptr, MS_BIND, nullptr) == 0;
+    if (!isMounted) std::_Exit(1);
+  };
+  Child java = sandbox_.start(
+      {"java", "-cp", VELOX_LIFECYCLE_JAR ":lib/probe.jar", "lifecycle.Lifecycle", "wait"},
+      elsewhere);
+  if (!java.prints("ready")) GTEST_SKIP() << "the system allows no mounts";
+  outcome = import({"--pid", std::to_string(java.id())});
+  if (outcome.has("sees other files")) GTEST_SKIP() << "in a chroot, where all of them do";
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_TRUE(outcome.has("not carried: " + sandbox_.path("lib/probe.jar") +
+                          ": for the process, which has mounts of its own"));
+  EXPECT_FALSE(outcome.has(VELOX_LIFECYCLE_JAR ": for"));
 }
 
 TEST(ArgumentFile, WordsAsJavaHasThem) {

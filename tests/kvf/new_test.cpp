@@ -1,7 +1,9 @@
 #include <filesystem>
 
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "kvf/ZipFile.h"
 #include "kvf/formats/Archive.h"
@@ -289,6 +291,18 @@ TEST_F(New, AFolderOfWhatJavaStarts) {
                                    "property[5%]\nenv[x y]\npath[" VELOX_PROBE_JAR "]"));
   EXPECT_EQ(fs::status(sandbox_.path("made/acme.secrets.kvf")).permissions(), fs::perms(0600));
   EXPECT_EQ(sandbox_.run({VELOX_KVF, "check", "made"}, withJvm), (Outcome{0, ""}));
+}
+
+TEST_F(New, TheUnitNamesTheUserOfWhatItComesFrom) {
+  sandbox_.write("old.service", "[Service]\nUser=nobody\nExecStart=" + javaProgram() +
+                                    " -Ddb.password=hidden -cp " VELOX_PROBE_JAR " probe.Probe\n");
+  ASSERT_EQ(kvfNew({"made", "--name", "acme", "--unit", sandbox_.path("old.service")}).status, 0);
+  EXPECT_NE(sandbox_.read("made/acme.service").find("\nUser=nobody\n"), std::string::npos);
+  if (::geteuid() != 0) return;
+  struct stat status = {};
+  ::stat(sandbox_.path("made/acme.secrets.kvf").c_str(), &status);
+  EXPECT_EQ(status.st_uid, ::getpwnam("nobody")->pw_uid);
+  EXPECT_EQ(status.st_mode & 0777U, 0600U);
 }
 
 TEST_F(New, MoreArchivesThanOneValueMayReferTo) {

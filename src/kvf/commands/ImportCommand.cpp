@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "kvf/commands/Output.h"
@@ -12,6 +13,7 @@
 #include "kvf/import/JavaStart.h"
 #include "kvf/process/Files.h"
 #include "kvf/process/Interruption.h"
+#include "kvf/process/PreparedFile.h"
 #include "kvf/text/Text.h"
 
 namespace fs = std::filesystem;
@@ -37,17 +39,20 @@ std::string includeOf(const ImportQuestion& question) {
   return spelledInPropertiesFile(secrets.native());
 }
 
-/// Writes both or neither.
-void write(const ImportQuestion& question, const ImportedFile& imported) {
-  if (!imported.secrets.empty()) writeNewFile(question.secrets, imported.secrets, forOwner);
-  if (question.file.empty()) return;
-  try {
-    writeNewFile(question.file, imported.text, imported.holdsSecrets ? forOwner : forAll);
-  } catch (...) {
-    std::error_code error;
-    if (!imported.secrets.empty()) fs::remove(question.secrets, error);
-    throw;
+/// Writes both or neither; what has no file goes to standard output.
+ExitStatus write(const ImportQuestion& question, const ImportedFile& imported) {
+  std::optional<PreparedFile> secrets, file;
+  if (!imported.secrets.empty()) secrets.emplace(question.secrets, imported.secrets, forOwner);
+  if (!question.file.empty())
+    file.emplace(question.file, imported.text, imported.holdsSecrets ? forOwner : forAll);
+  if (secrets) secrets->place();
+  if (file) file->place();
+  if (!file) {
+    if (const ExitStatus status = print(imported.text); status != success) return status;
   }
+  if (secrets) secrets->keep();
+  if (file) file->keep();
+  return success;
 }
 
 int import(const ImportQuestion& question, const LauncherArguments& commandLine) {
@@ -60,14 +65,7 @@ int import(const ImportQuestion& question, const LauncherArguments& commandLine)
     const JavaStart start = question.sources.start(commandLine);
     const ImportedFile imported =
         importedFile(start, readJavaCommandLine(start), {includeOf(question), "", ""});
-    write(question, imported);
-    if (question.file.empty()) {
-      if (const ExitStatus status = print(imported.text); status != success) {
-        std::error_code error;
-        if (!imported.secrets.empty()) fs::remove(question.secrets, error);
-        return status;
-      }
-    }
+    if (const ExitStatus status = write(question, imported); status != success) return status;
     for (const std::string& loss : imported.losses) complain("not carried: " + loss);
     if (imported.holdsSecrets)
       complain(

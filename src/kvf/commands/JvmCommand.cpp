@@ -11,7 +11,7 @@
 #include "kvf/jvm/JvmSearch.h"
 #include "kvf/process/Files.h"
 #include "kvf/process/Interruption.h"
-#include "kvf/process/TemporaryFolder.h"
+#include "kvf/process/PreparedFile.h"
 #include "kvf/text/Text.h"
 
 namespace {
@@ -93,9 +93,9 @@ int put(const std::string& text, const std::filesystem::path& file) {
     if (replacement.text() != text) replacement.replace(text);
     return success;
   }
-  const TemporaryFolder beside(std::filesystem::absolute(file).parent_path(), ".kvf-");
-  writeNewFile(beside.path() / "line", text, forAll);
-  moveToFreeName(beside.path() / "line", file);
+  PreparedFile made(file, text, forAll);
+  made.place();
+  made.keep();
   return success;
 }
 

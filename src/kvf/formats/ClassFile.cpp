@@ -139,11 +139,14 @@ class Parser {
   }
 
   void readAttributes(ClassFile& result) {
+    std::string_view mainClass;
     for (unsigned left = reader_.u2(); left > 0 && reader_.ok(); --left) {
-      const bool isModule = constant(reader_.u2()).text == "Module";
+      const std::string_view name = constant(reader_.u2()).text;
       const std::string_view bytes = reader_.text(reader_.number(4));
-      if (isModule) result.module = readModule(Reader(bytes));
+      if (name == "Module") result.module = readModule(Reader(bytes));
+      if (name == "ModuleMainClass") mainClass = nameOf(Reader(bytes).u2());
     }
+    if (result.module) result.module->mainClass = mainClass;
   }
 
   [[nodiscard]] std::optional<ModuleDeclaration> readModule(Reader bytes) const {

@@ -18,6 +18,7 @@ struct ModuleDeclaration {
   std::string_view name;                   ///< "com.acme"
   std::vector<std::string_view> required;  ///< modules that it cannot do without
   bool provides = false;                   ///< services, for others to find
+  std::string_view mainClass;              ///< "com/acme/Main"; empty: it names none
 };
 
 /// What a launch needs to know of a compiled class. The texts are in the JVM's modified UTF-8 and

@@ -1,7 +1,6 @@
 #include "kvf/import/ImportedFile.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <iterator>
 #include <map>
 #include <optional>
@@ -9,17 +8,11 @@
 #include <utility>
 
 #include "foundation/PropertyKeys.h"
-#include "kvf/formats/Archive.h"
-#include "kvf/formats/ClassFile.h"
-#include "kvf/formats/Manifest.h"
 #include "kvf/import/ImportError.h"
-#include "kvf/import/ManifestStart.h"
-#include "kvf/launch/ClassPathScan.h"
+#include "kvf/import/StartTarget.h"
 #include "kvf/launch/Secrets.h"
 #include "kvf/text/PropertiesSpelling.h"
 #include "kvf/text/Text.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -64,7 +57,8 @@ class Writer {
       : start_(start), line_(line), request_(request) {}
 
   ImportedFile write() {
-    result_.losses = line_.losses;
+    result_.losses = start_.losses;
+    result_.losses.insert(result_.losses.end(), line_.losses.begin(), line_.losses.end());
     writeJvm();
     writeStart();
     writeClassPath();
@@ -161,8 +155,6 @@ class Writer {
   }
   void writeJvm();
   void writeStart();
-  void writeModule();
-  void checkMain(const std::string& startClass);
   void writeClassPath();
   void writeOptions();
   void writeArguments();
@@ -188,78 +180,20 @@ void Writer::writeJvm() {
 }
 
 void Writer::writeStart() {
-  const SourcedWord& what = line_.what;
-  if (line_.kind == JavaCommandLine::Kind::module) return writeModule();
-  std::string startClass = what.text;
-  if (line_.kind == JavaCommandLine::Kind::archive) {
-    const fs::path archive = fs::path(start_.directory) / what.text;
-    const std::string name = printable(what.text);
-    if (Archive(archive).state() != ArchiveState::readable)
-      throw ImportError(concat({archive.native(), " is no archive that can be read"}));
-    const Manifest manifest = manifestOf(archive);
-    startClass = attributeOf(manifest, "Main-Class");
-    if (startClass.empty())
-      throw ImportError(concat({name, " names no start class in its manifest: java refuses it"}));
-    for (std::string& option : optionsOfManifest(manifest, start_.jvm->release))
-      manifestOptions_.push_back({std::move(option), concat({"the manifest of ", name})});
-    for (const std::string& loss : lossesOfManifest(manifest)) result_.losses.push_back(loss);
-    section(concat({"Main-Class of ", name, " (", what.from, ")."}));
-  } else {
-    section(concat({"The start class (", what.from, ")."}));
-    std::replace(startClass.begin(), startClass.end(), '/', '.');
-  }
-  entry(keys::startClass, startClass);
-  comment("What jps shows.");
-  entry(concat({keys::javaPropertyPrefix, "sun.java.command"}), what.text);
-  checkMain(startClass);
-}
-
-void Writer::writeModule() {
-  const std::string& text = line_.what.text;
-  const std::size_t slash = text.find('/');
-  if (slash == std::string::npos)
-    throw ImportError(concat({shown(text), " (", line_.what.from,
-                              ") leaves the class to the module: "
-                              "give both, -m ",
-                              text, "/CLASS; jar --describe-module names it"}));
-  const std::string startClass = text.substr(slash + 1);
-  section(concat({"The start class and its module (", line_.what.from,
-                  "), by the properties that java sets."}));
-  entry(keys::startClass, startClass);
+  const StartTarget target = startTargetOf(start_, line_);
+  result_.losses.insert(result_.losses.end(), target.losses.begin(), target.losses.end());
+  manifestOptions_ = target.options;
+  section(target.comment);
+  entry(keys::startClass, target.startClass);
   const auto property = [&](std::string_view name, const std::string& value) {
     entry(concat({keys::javaPropertyPrefix, name}), value);
   };
-  property("jdk.module.main", text.substr(0, slash));
-  property("jdk.module.main.class", startClass);
+  if (!target.module.empty()) {
+    property("jdk.module.main", target.module);
+    property("jdk.module.main.class", target.startClass);
+  }
   comment("What jps shows.");
-  property("sun.java.command", text);
-}
-
-/// Java 25 starts classes that the launcher does not.
-void Writer::checkMain(const std::string& startClass) {
-  ClassPathElement element;
-  const std::string& path = line_.classPath ? line_.classPath->text : ".";
-  for (std::size_t at = 0; at <= path.size();) {
-    const std::size_t end = std::min(path.find(':', at), path.size());
-    element.expanded.push_back(end == at ? "." : path.substr(at, end - at));
-    at = end + 1;
-  }
-  const ClassPathScan scan({element}, start_.directory, startClass);
-  std::optional<FoundClass> found = scan.startClass();
-  if (!found) return;
-  constexpr int maxSuperClasses = 64;
-  for (int level = 0; found && level < maxSuperClasses; ++level) {
-    const auto parsed = parseClassFile(found->bytes);
-    if (!parsed || parsed->staticMethod("main", "([Ljava/lang/String;)V") != nullptr) return;
-    const std::string super(parsed->superName);
-    if (super == "java/lang/Object") {
-      result_.losses.push_back(concat({"The start class ", printable(startClass),
-                                       " has no static method main(String[]), which the launcher "
-                                       "calls."}));
-      return;
-    }
-    found = scan.find(super);
-  }
+  property("sun.java.command", line_.what.text);
 }
 
 void Writer::writeClassPath() {
@@ -389,9 +323,10 @@ void Writer::writeArguments() {
   if (number == arguments.size()) return;
 
   // Those are taken as they are, one by one.
-  comment(
-      "A double quote needs an entry for each argument from there on. Arguments of the command");
-  comment("line take the place of these.");
+  comment("A double quote needs an entry for each argument from there on.");
+  comment(takesMore ? "Arguments of the start script come before these; from its first one with a "
+                      "double quote on they take the place of these."
+                    : "Arguments of the command line take the place of these.");
   for (std::size_t own = 1; number < arguments.size(); ++number, ++own) {
     const std::string& argument = arguments[number].text;
     const std::string key = concat({keys::commandLineArgumentPrefix, std::to_string(own)});

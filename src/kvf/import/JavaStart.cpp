@@ -5,15 +5,19 @@
 #include <cstddef>
 #include <filesystem>
 #include <iterator>
+#include <set>
 #include <sstream>
 #include <string_view>
 #include <utility>
 
 #include "foundation/TextPieces.h"
 #include "kvf/import/ImportError.h"
+#include "kvf/import/SessionVariables.h"
 #include "kvf/launch/Surroundings.h"
 #include "kvf/process/Files.h"
+#include "kvf/service/Account.h"
 #include "kvf/service/EnvironmentFile.h"
+#include "kvf/service/EnvironmentFiles.h"
 #include "kvf/service/ServiceUnit.h"
 #include "kvf/text/Text.h"
 
@@ -21,77 +25,14 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Variables that a shell, a terminal, a session or a service manager sets for whatever it starts.
-constexpr std::string_view sessionNames[] = {"_",
-                                             "COLORTERM",
-                                             "COLUMNS",
-                                             "DISPLAY",
-                                             "EDITOR",
-                                             "HISTFILE",
-                                             "HISTSIZE",
-                                             "HOME",
-                                             "HOSTNAME",
-                                             "HUSHLOGIN",
-                                             "LINES",
-                                             "LOGNAME",
-                                             "LS_COLORS",
-                                             "MAIL",
-                                             "MAINPID",
-                                             "NOTIFY_SOCKET",
-                                             "OLDPWD",
-                                             "PAGER",
-                                             "PS1",
-                                             "PWD",
-                                             "SHELL",
-                                             "SHLVL",
-                                             "TERM",
-                                             "TERM_PROGRAM",
-                                             "TMUX",
-                                             "USER",
-                                             "VISUAL",
-                                             "WINDOWID",
-                                             "XAUTHORITY",
-                                             "INVOCATION_ID",
-                                             "JOURNAL_STREAM",
-                                             "MANAGERPID",
-                                             "SYSTEMD_EXEC_PID",
-                                             "EXEC_PID",
-                                             "STY"};
-constexpr std::string_view sessionPrefixes[] = {"DBUS_", "LESS",    "LISTEN_", "MEMORY_PRESSURE_",
-                                                "SSH_",  "SUDO_",   "TMUX_",   "WATCHDOG_",
-                                                "XDG_",  "WAYLAND_"};
 /// What java, a JVM or the system's loader reads from the environment of the one who types.
 constexpr const char* readByJvm[] = {"JAVA_TOOL_OPTIONS", "_JAVA_OPTIONS", "LD_LIBRARY_PATH",
                                      "LD_PRELOAD"};
 
-/// What a properties file sets otherwise, or java uses up.
-constexpr std::string_view usedUp[] = {"CLASSPATH", "JDK_JAVA_OPTIONS"};
-
-template <class List>
-bool isIn(const List& list, std::string_view name) {
-  return std::find(std::begin(list), std::end(list), name) != std::end(list);
-}
-
-/// True for the search path that systems give to everything.
-bool isUsualPath(std::string_view path) {
-  constexpr std::string_view usual[] = {"/usr/local/sbin", "/usr/local/bin", "/usr/sbin",
-                                        "/usr/bin",        "/sbin",          "/bin"};
-  const std::vector<std::string_view> elements = pathElements(path);
-  return std::all_of(elements.begin(), elements.end(),
-                     [&](std::string_view element) { return isIn(usual, element); });
-}
-
-bool isOfSession(const std::string& name, const std::string& value) {
-  if (isIn(sessionNames, name) || !isVariableName(name)) return true;
-  if (name == "PATH") return isUsualPath(value);
-  return std::any_of(std::begin(sessionPrefixes), std::end(sessionPrefixes),
-                     [&](std::string_view prefix) { return name.starts_with(prefix); });
-}
-
 /// Chooses what is to be set of an environment that was made for this start.
 void chooseVariables(JavaStart& start) {
   for (const auto& [name, value] : start.environment) {
-    if (isIn(usedUp, name)) continue;
+    if (isUsedUp(name)) continue;
     if (isOfSession(name, value)) {
       start.leftOut.push_back(name);
     } else {
@@ -150,8 +91,9 @@ void findJava(const std::vector<SourcedWord>& words, JavaStart& start) {
     const std::string& word = words[at].text;
     if (const auto variable = assignment(word)) {
       start.environment[variable->name] = variable->value;
-      if (!isIn(usedUp, variable->name)) start.variables[variable->name] = variable->value;
-    } else if (!isIn(starters, fs::path(word).filename().native())) {
+      if (!isUsedUp(variable->name)) start.variables[variable->name] = variable->value;
+    } else if (std::find(std::begin(starters), std::end(starters),
+                         fs::path(word).filename().native()) == std::end(starters)) {
       break;
     }
   }
@@ -230,6 +172,13 @@ fs::path linkAt(const fs::path& link) {
   return target;
 }
 
+/// The name of the user with that number, or the number; empty for root.
+std::string accountName(const std::string& number) {
+  if (number == "0") return {};
+  const std::optional<Account> account = accountOf(number);
+  return account ? account->name : number;
+}
+
 /// What a properties file does not say: it is the business of whoever starts the launcher.
 std::vector<std::string> notesOnProcess(const fs::path& folder, const std::string& status) {
   std::vector<std::string> notes = {
@@ -243,6 +192,25 @@ std::vector<std::string> notesOnProcess(const fs::path& folder, const std::strin
           concat({"Its standard ", name, " goes to ", printable(target.native()), "."}));
   }
   return notes;
+}
+
+/// What the process, which has mounts of its own, sees otherwise of what it names.
+void addForeignFiles(const fs::path& folder, const std::string& library, JavaStart& start) {
+  constexpr std::size_t mostNamed = 5;
+  std::error_code error;
+  if (fs::equivalent(folder / "ns/mnt", "/proc/self/ns/mnt", error)) return;
+  std::set<std::string> names = {start.program, library};
+  for (const SourcedWord& word : start.words)
+    for (const std::string_view piece : piecesOf(word.text, "=:,;@"))
+      names.insert(absoluteIn(start.directory, std::string(piece)));
+  for (const std::string& name : names) {
+    const fs::path seen = folder / "root" / fs::path(name).relative_path();
+    if (name.empty() || !fs::exists(seen, error) || fs::equivalent(seen, name, error)) continue;
+    if (start.losses.size() == mostNamed) return;
+    start.losses.push_back(concat({printable(name),
+                                   ": for the process, which has mounts of its own, it is another "
+                                   "one than here"}));
+  }
 }
 
 // --- a unit ----------------------------------------------------------------------------------
@@ -318,6 +286,8 @@ JavaStart startOfProcess(int process) {
   const std::string library = libraryIn(readWhole(folder / "maps"), isReplaced);
   if (!library.empty()) start.jvm = jvmOfLibrary(library);
   if (!start.jvm) start.jvm = jvmOfProgram(program);
+  addForeignFiles(folder, library, start);
+  start.user = accountName(statusValue(status, "Uid"));
   if (isReplaced)
     start.notes.emplace_back(
         "The JVM was updated while the process runs; the new one is named here.");
@@ -345,6 +315,9 @@ JavaStart startOfUnit(const std::string& file) {
   start.origin = concat({"ExecStart= of ", unit.name()});
   start.directory = unit.surroundings().directory;
   start.environment = unit.surroundings().environment;
+  if (const std::string user = unit.value("User"); user != "root" && user != "0") start.user = user;
+  for (const std::string& reason : forbiddenEnvironmentFiles(unit))
+    start.losses.push_back(concat({"variables of the unit: ", reason}));
   chooseVariables(start);
   // systemd gives every service a language.
   if (const auto language = start.variables.find("LANG");

@@ -24,8 +24,10 @@ struct JavaStart {
   std::map<std::string, std::string> variables;
   std::vector<std::string> leftOut;  ///< variables of the start that belong to a session
   std::string program;               ///< the file of java
+  std::string user;  ///< as whom it runs, a name or number; empty: root, or whoever starts it
   std::optional<Jvm> jvm;
-  std::vector<std::string> notes;  ///< what no properties file says, in sentences
+  std::vector<std::string> losses;  ///< what of it is not known, in sentences
+  std::vector<std::string> notes;   ///< what no properties file says, in sentences
 };
 
 /// Of a command line that is typed here: `java` with its words, in front of it variables

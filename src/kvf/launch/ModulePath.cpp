@@ -9,7 +9,7 @@
 #include "kvf/formats/Archive.h"
 #include "kvf/formats/ClassFile.h"
 #include "kvf/formats/Manifest.h"
-#include "kvf/text/FileText.h"
+#include "kvf/formats/ModuleInfo.h"
 #include "kvf/text/Text.h"
 
 namespace {
@@ -21,22 +21,10 @@ constexpr std::string_view addModules = "--add-modules=";
 /// What java sets for -m: the JVM begins with this module.
 constexpr std::string_view mainModule = "-Djdk.module.main=";
 constexpr std::string_view archiveSuffix = ".jar";
-constexpr char declarationEntry[] = "module-info.class";
 constexpr std::size_t maxModules = 10000;
 
 bool isWordCharacter(char c) {
   return std::isalnum(static_cast<unsigned char>(c)) != 0;
-}
-
-/// The declaration of an archive: for all releases, or the first that it has for one.
-std::optional<std::string> declarationIn(const Archive& archive) {
-  if (auto bytes = archive.read(declarationEntry)) return bytes;
-  for (std::size_t i = 0; i < archive.size(); ++i) {
-    const std::string_view name = archive.nameAt(i);
-    if (name.starts_with("META-INF/versions/") && name.ends_with(concat({"/", declarationEntry})))
-      return archive.read(std::string(name));
-  }
-  return std::nullopt;
 }
 
 std::optional<FoundModule> declaredModule(const std::string& bytes, const std::string& where) {
@@ -52,15 +40,15 @@ std::optional<FoundModule> declaredModule(const std::string& bytes, const std::s
 std::optional<FoundModule> moduleOfArchive(const std::string& path) {
   const Archive archive(path);
   if (archive.state() != ArchiveState::readable) return std::nullopt;
-  if (const auto bytes = declarationIn(archive)) return declaredModule(*bytes, path);
+  if (const auto bytes = moduleInfoIn(archive)) return declaredModule(*bytes, path);
   std::string name = attributeOf(manifestOf(path), "Automatic-Module-Name");
   if (name.empty()) name = automaticModuleName(fs::path(path).filename().native());
   return FoundModule{.name = std::move(name), .where = path, .required = {}, .isAutomatic = true};
 }
 
 std::optional<FoundModule> moduleOfFolder(const std::string& path) {
-  const std::string bytes = textOfFile(fs::path(path) / declarationEntry);
-  return bytes.empty() ? std::nullopt : declaredModule(bytes, path);
+  const auto bytes = moduleInfoIn(fs::path(path));
+  return bytes ? declaredModule(*bytes, path) : std::nullopt;
 }
 
 }  // namespace

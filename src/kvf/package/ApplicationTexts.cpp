@@ -115,7 +115,7 @@ SyslogIdentifier=@NAME@
 # A JVM that is ended by SIGTERM, as a stop does, has status 143.
 SuccessExitStatus=143
 Restart=on-failure
-#User=@NAME@
+@USER@
 
 # A crash leaves its report in /var/log/@NAME@-crash, and a full heap a copy of it, which holds
 # whatever the application knew. @NAME@.tmpfiles.conf, copied to /etc/tmpfiles.d, removes both after
@@ -326,7 +326,10 @@ std::string serviceUnit(const ApplicationFolder& folder, std::string_view direct
   replaceAll(path, "\\", "\\\\");
   replaceAll(path, "\"", "\\\"");
   replaceAll(path, "%", "%%");
+  std::string user = folder.user;
+  replaceAll(user, "%", "%%");
   std::string text(unit);
+  replaceAll(text, "@USER@", user.empty() ? "#User=@NAME@" : "User=" + user);
   replaceAll(text, "@NAME@", folder.name);
   replaceAll(text, "@VARIABLE@", variableOf(folder.name, forOptions));
   replaceAll(text, "@SCRIPT@", "\"" + path + "\"");

@@ -21,6 +21,7 @@ struct ApplicationFolder {
   std::vector<std::string> options;   ///< of the JVM, one word each
   std::string jvmLibrary;             ///< below the folder, or absolute
   std::string java;                   ///< the same; may be empty
+  std::string user;                   ///< of the service; empty: up to the reader
   unsigned release = 0;               ///< of Java that the archives need; 0 when that is unknown
 };
 

@@ -18,6 +18,7 @@
 #include "kvf/package/RuntimeArchive.h"
 #include "kvf/package/StartClassGuess.h"
 #include "kvf/process/Files.h"
+#include "kvf/service/Account.h"
 #include "kvf/text/Text.h"
 
 namespace fs = std::filesystem;
@@ -253,6 +254,7 @@ NewApplication makeImported(const NewApplicationRequest& request) {
   checkName(made.name);
   ApplicationFolder folder;
   folder.name = made.name;
+  folder.user = request.start->user;
   const std::string secrets = made.name + ".secrets.kvf";
   const ImportedFile imported = importedFile(
       *request.start, line,
@@ -262,9 +264,11 @@ NewApplication makeImported(const NewApplicationRequest& request) {
   writeParts(request, folder, imported.text, update);
   if (!imported.secrets.empty()) {
     update.write(secrets, imported.secrets, forOwner);
-    made.notes.push_back(concat({"passwords and the like are in ", secrets,
-                                 ", which only its owner may read: it has to be the user that runs "
-                                 "the application"}));
+    const bool isGiven = giveTo(folder.user, update.inTheMaking(secrets));
+    made.notes.push_back(
+        concat({"passwords and the like are in ", secrets, ", which only ",
+                isGiven ? printable(folder.user) : "its owner", " may read",
+                isGiven ? "" : ": it has to be the user that runs the application"}));
   }
   for (const fs::path& kept : update.install())
     made.notes.push_back("what was there is kept as " + kept.string());

@@ -1,6 +1,7 @@
 #ifndef VELOX_KVF_SERVICE_ACCOUNT_H
 #define VELOX_KVF_SERVICE_ACCOUNT_H
 
+#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -11,5 +12,9 @@ struct Account {
 
 /// The user of that name or number; nothing: there is none.
 std::optional<Account> accountOf(const std::string& user);
+
+/// Gives a file to a user, by name or number, and to the user's group. False: there is no such
+/// user, or this process has no right to.
+bool giveTo(const std::string& user, const std::filesystem::path& file);
 
 #endif

@@ -4,10 +4,10 @@
 #include <iterator>
 #include <utility>
 
+#include "kvf/process/Files.h"
 #include "kvf/service/UnitFiles.h"
 #include "kvf/service/UnitKeys.h"
 #include "kvf/service/UnitSpecifiers.h"
-#include "kvf/text/FileText.h"
 #include "kvf/text/Text.h"
 
 namespace fs = std::filesystem;
@@ -35,11 +35,12 @@ ServiceUnit ServiceUnit::load(const std::string& file) {
 }
 
 void ServiceUnit::addFile(const std::string& file) {
-  UnitText text = parseUnitText(textOfFile(file), files_.size());
+  std::string whole = readWhole(file);
+  UnitText text = parseUnitText(whole, files_.size());
   for (UnitComplaint& complaint : text.complaints)
     notes_.push_back({{files_.size(), complaint.line}, std::move(complaint.text)});
   std::move(text.settings.begin(), text.settings.end(), std::back_inserter(settings_));
-  files_.push_back({file, textOfFile(file)});
+  files_.push_back({file, std::move(whole)});
 }
 
 void ServiceUnit::nameIt(const std::string& file) {

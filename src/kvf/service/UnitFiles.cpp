@@ -5,6 +5,8 @@
 #include <iterator>
 #include <map>
 
+#include "kvf/process/Files.h"
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -14,9 +16,19 @@ constexpr const char* systemFolders[] = {"/etc/systemd/system", "/run/systemd/sy
                                          "/usr/local/lib/systemd/system", "/usr/lib/systemd/system",
                                          "/lib/systemd/system"};
 
+/// What cannot be looked at is not taken for missing.
 bool isThere(const fs::path& file) {
   std::error_code error;
-  return fs::is_regular_file(file, error);
+  const fs::file_status status = fs::status(file, error);
+  if (status.type() == fs::file_type::none) throw FileError("read", file, error.value());
+  return fs::is_regular_file(status);
+}
+
+std::vector<std::string> namesIfThere(const fs::path& folder) {
+  std::error_code error;
+  const fs::file_status status = fs::status(folder, error);
+  if (status.type() == fs::file_type::none) throw FileError("read", folder, error.value());
+  return fs::is_directory(status) ? namesIn(folder) : std::vector<std::string>();
 }
 
 std::vector<fs::path> foldersFor(const fs::path& unitFile) {
@@ -75,12 +87,9 @@ std::vector<std::string> dropInsOf(const std::string& unitFile, const UnitName& 
   std::map<std::string, std::string> files;
   for (const std::string& unit : dropInFolderNames(name)) {
     for (const fs::path& folder : foldersFor(unitFile)) {
-      std::error_code error;
-      for (fs::directory_iterator entry(folder / (unit + ".d"), error), end; !error && entry != end;
-           entry.increment(error)) {
-        const fs::path& path = entry->path();
-        if (path.extension() == ".conf") files.emplace(path.filename(), path);
-      }
+      const fs::path dropIns = folder / (unit + ".d");
+      for (const std::string& file : namesIfThere(dropIns))
+        if (!file.starts_with('.') && file.ends_with(".conf")) files.emplace(file, dropIns / file);
     }
   }
   std::vector<std::string> found;

@@ -19,6 +19,8 @@ struct UnitName {
 
 inline constexpr std::string_view serviceSuffix = ".service";
 
+/// The searches throw FileError where something cannot be looked at.
+
 /// Where the unit of that name lies: the file itself, or its template's, there or, for a name
 /// without a folder, wherever systemd looks. Empty: nowhere.
 std::string findUnitFile(const std::string& file);

@@ -2,15 +2,13 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <memory>
 #include <utility>
 
-#include <glob.h>
 #include <unistd.h>
 
 #include "kvf/service/Account.h"
 #include "kvf/service/EnvironmentFile.h"
-#include "kvf/text/FileText.h"
+#include "kvf/service/EnvironmentFiles.h"
 #include "kvf/text/Text.h"
 
 namespace fs = std::filesystem;
@@ -49,15 +47,6 @@ std::optional<std::uint64_t> memoryLimit(const std::string& text) {
   return bytes == unlimitedBytes ? std::nullopt : bytes;
 }
 
-/// The files of a pattern, in order; a name without wildcards is itself.
-std::vector<std::string> filesLike(const std::string& pattern) {
-  if (pattern.find_first_of("*?[") == std::string::npos) return {pattern};
-  glob_t found = {};
-  const std::unique_ptr<glob_t, decltype(&::globfree)> owner(&found, ::globfree);
-  if (::glob(pattern.c_str(), 0, nullptr, &found) != 0) return {};
-  return {found.gl_pathv, found.gl_pathv + found.gl_pathc};
-}
-
 /// The environment, in the order in which systemd builds it.
 class EnvironmentReader {
  public:
@@ -90,7 +79,8 @@ class EnvironmentReader {
                                ? "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin"
                                : "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
     environment_["LANG"] = "C.UTF-8";
-    for (const EnvironmentEntry& entry : parseEnvironmentFile(textOfFile("/etc/locale.conf")))
+    for (const EnvironmentEntry& entry :
+         parseEnvironmentFile(environmentTextOf("/etc/locale.conf")))
       environment_[entry.name] = entry.value;
     for (const char* key : credentialKeys)
       if (unit_.last(key) != nullptr) environment_["CREDENTIALS_DIRECTORY"] = unit_.specifier('d');
@@ -155,8 +145,8 @@ class EnvironmentReader {
                        "it: begin it with /"}));
       return;
     }
-    for (const std::string& file : filesLike(*name)) {
-      if (::access(file.c_str(), F_OK) == 0) {
+    for (const std::string& file : environmentFilesLike(*name)) {
+      if (mayBeThere(file)) {
         addFile(file, at);
       } else if (!isOptional) {
         note(at,
@@ -169,7 +159,7 @@ class EnvironmentReader {
   }
 
   void addFile(const std::string& file, const UnitPlace& at) {
-    for (EnvironmentEntry& entry : parseEnvironmentFile(textOfFile(file))) {
+    for (EnvironmentEntry& entry : parseEnvironmentFile(environmentTextOf(file))) {
       if (entry.isNameAllowed) {
         environment_[entry.name] = std::move(entry.value);
         continue;
