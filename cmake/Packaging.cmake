@@ -1,6 +1,26 @@
 # cpack: three Debian packages and an archive of everything. With the preset package-rpm
 # the same three for systems with RPM.
 
+# The same from the same commit, wherever, whenever and under whatever umask it is packed. (Of a Debian
+# package the umask still gets into the modes of its three members, which nobody installs.)
+if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
+  execute_process(
+    COMMAND git log -1 --format=%ct
+    WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
+    OUTPUT_VARIABLE velox_commit_time
+    OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
+  if(velox_commit_time)
+    set(ENV{SOURCE_DATE_EPOCH} ${velox_commit_time})
+  endif()
+endif()
+set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_BINARY_DIR}/packaging/cpack.cmake)
+file(
+  CONFIGURE OUTPUT packaging/cpack.cmake
+  CONTENT "if(NOT DEFINED ENV{SOURCE_DATE_EPOCH} AND NOT \"$ENV{SOURCE_DATE_EPOCH}\" STREQUAL \"\")
+  set(ENV{SOURCE_DATE_EPOCH} \"$ENV{SOURCE_DATE_EPOCH}\")
+endif()
+")
+
 set(CPACK_GENERATOR DEB TGZ)
 set(CPACK_PACKAGE_NAME velox-wrapper)
 set(CPACK_PACKAGE_VENDOR "the VELOX Wrapper authors")
@@ -10,8 +30,7 @@ set(CPACK_PACKAGE_CHECKSUM SHA256)
 set(CPACK_PACKAGE_FILE_NAME
     velox-wrapper-${PROJECT_VERSION}-${CMAKE_SYSTEM_NAME}-${CMAKE_SYSTEM_PROCESSOR})
 set(CPACK_STRIP_FILES ON)
-set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
-    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/PackedFolders.cmake)
 set(CPACK_COMPONENTS_ALL Runtime Library Development)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 
