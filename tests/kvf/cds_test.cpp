@@ -203,12 +203,10 @@ TEST(Formats, DigestsAndBuildIds) {
   Sha256 digest;
   digest.add("a");
   digest.add("bc");
-  EXPECT_EQ(std::move(digest).digest(),
-            "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+  EXPECT_EQ(digest.digest(), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
   Sha256 longer;
   for (int i = 0; i < 1000; ++i) longer.add(std::string(1000, 'a'));
-  EXPECT_EQ(std::move(longer).digest(),
-            "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
+  EXPECT_EQ(longer.digest(), "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
   Sandbox sandbox;
   EXPECT_EQ(buildIdOf(sandbox.write("text", std::string(100, 'x'))), "");
   EXPECT_EQ(buildIdOf("/gone"), "");

@@ -1,6 +1,7 @@
 #include "kvf/cds/ArchiveManifest.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <system_error>
@@ -60,7 +61,7 @@ std::string digestOf(const fs::path& file) {
     return true;
   });
   if (!isRead) throw FileError("read", file, EIO);
-  return std::move(digest).digest();
+  return digest.digest();
 }
 
 /// The file as it is now, without a digest.
@@ -179,7 +180,9 @@ ArchiveManifest manifestOf(const ArchiveKind& kind, const fs::path& archive,
                            const ClassDataLaunch& launch, const TrainingRun& training) {
   ArchiveManifest manifest;
   manifest.kind = kind.name;
-  manifest.archiveBytes = stateOf(archive).bytes;
+  const RecordedFile written = stateOf(archive);
+  if (!written.isThere) throw FileError("find", archive, ENOENT);
+  manifest.archiveBytes = written.bytes;
   manifest.javaVersion = launch.jvm.version;
   manifest.buildId = buildIdOf(launch.jvm.library);
   manifest.options = optionsThatMatter(kind, launch);

@@ -51,7 +51,7 @@ std::string withoutArchiveWords(std::string_view value) {
 
 /// The value as the file spells it, with the words at its end. One blank: a second one would make
 /// the next option a value of this one.
-std::string withWords(std::string value, const std::string& words) {
+std::string withWords(const std::string& value, const std::string& words) {
   return value + (value.empty() ? "" : " ") + words;
 }
 

@@ -42,7 +42,7 @@ std::vector<std::string> classDataWritingObstacles(const ClassDataLaunch& launch
 /// those that an archive is given for, which stands in their place.
 std::string classPathOfArchives(const std::vector<std::string>& classPath,
                                 const std::filesystem::path& folder,
-                                const std::map<std::string, std::string>& archives = {});
+                                const std::map<std::string, std::string>& made = {});
 
 /// Folders of the class path with something else than archives in it.
 std::vector<std::string> foldersOfClasses(const std::vector<std::string>& classPath);

@@ -88,7 +88,9 @@ std::vector<StartTimes> measureStarts(const std::vector<StartVariant>& variants,
   }
   for (std::size_t i = 0; i < variants.size(); ++i) {
     if (!times[i].failure.empty() || !times[0].failure.empty() || samples[i].empty()) continue;
-    std::vector<double> seconds, processor, ratios;
+    std::vector<double> seconds;
+    std::vector<double> processor;
+    std::vector<double> ratios;
     for (std::size_t pair = 0; pair < samples[i].size(); ++pair) {
       seconds.push_back(samples[i][pair].seconds);
       processor.push_back(samples[i][pair].processorSeconds);

@@ -38,7 +38,7 @@ void Sha256::add(std::string_view bytes) {
   }
 }
 
-std::string Sha256::digest() && {
+std::string Sha256::digest() {
   const std::uint64_t bits = 8 * bytes_;
   add(std::string_view("\x80", 1));
   while (inBlock_ != placeOfLength) add(std::string_view("\0", 1));

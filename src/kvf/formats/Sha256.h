@@ -11,8 +11,8 @@
 class Sha256 {
  public:
   void add(std::string_view bytes);
-  /// 64 hexadecimal digits.
-  [[nodiscard]] std::string digest() &&;
+  /// 64 hexadecimal digits; nothing may be added after that.
+  [[nodiscard]] std::string digest();
 
  private:
   void addBlock(const unsigned char* block);
