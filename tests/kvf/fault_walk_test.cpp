@@ -250,7 +250,8 @@ class FaultWalk : public testing::TestWithParam<Walk> {
 
   /// What is not named without a look at bin/java or the release file.
   inline static const std::string ofJvm[] = {"java.path=%kvf.file.dir%/runtime/bin/java\n",
-                                             "java.path=/jvm/bin/java\n", ", which is Java 17.0.1"};
+                                             "java.path=/jvm/bin/java\n", ", which is Java 17.0.1",
+                                             "17.0.1"};
 
   static void erase(const std::string& part, std::string& text) {
     for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos;)

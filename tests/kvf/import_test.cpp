@@ -225,6 +225,8 @@ TEST_F(Import, SaysWhatCannotBeCarriedAndWhatIsNoStart) {
   }
   EXPECT_TRUE(import({"--", "./script"}).has("\"./script\" is not java"));
   EXPECT_TRUE(import({}).has("give one of -- java ..., --pid NUMBER and --unit UNIT"));
+  EXPECT_TRUE(import({"--write", "", "--", "java", "-jar", "app.jar"}).has("an empty name"));
+  EXPECT_TRUE(import({"--write", "no/x", "--", "java", "-jar", "app.jar"}).has("no/x: No such"));
   EXPECT_TRUE(import({"--pid", "999999999"}).has("there is no process 999999999"));
 }
 

@@ -326,8 +326,8 @@ TEST(NewApplication, NamesOfArchives) {
 TEST(NewApplication, TheUnitQuotesItsPath) {
   ApplicationFolder folder;
   folder.name = "acme";
-  const std::string unit = serviceUnit(folder, "/a b/50%\"");
-  EXPECT_NE(unit.find("ExecStart=\"/a b/50%%\\\"/bin/acme\"\n"), std::string::npos) << unit;
+  const std::string unit = serviceUnit(folder, "/a b/50%\"\n");
+  EXPECT_NE(unit.find("ExecStart=\"/a b/50%%\\\"\\n/bin/acme\"\n"), std::string::npos) << unit;
 }
 
 TEST_F(New, TheUnitIsSoundAndItsCheckFindsWhatIsNot) {

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "kvf/commands/FileName.h"
 #include "kvf/commands/Output.h"
 #include "kvf/commands/Subcommand.h"
 #include "kvf/jvm/JvmChoice.h"
@@ -149,7 +150,8 @@ RunSubcommand declareJvm(CLI::App& command) {
       ->expected(0, 1)
       ->default_str("");
   command.add_option("--write", question->file, "Put the line into this file, whole or not at all")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->check(refusalOfName);
   command.add_flag("--json", question->json, "Print JSON");
   return [question](const LauncherArguments& /*arguments*/) { return answer(*question); };
 }

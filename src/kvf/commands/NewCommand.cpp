@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "kvf/commands/FileName.h"
 #include "kvf/commands/Output.h"
 #include "kvf/commands/StartSources.h"
 #include "kvf/commands/Subcommand.h"
@@ -69,7 +70,9 @@ RunSubcommand declareNew(CLI::App& command) {
   const auto question = std::make_shared<NewQuestion>();
   NewApplicationRequest* const request = &question->request;
   request->launcher = launcherBesideThis();
-  command.add_option("DIR", request->directory, "The folder to make")->required();
+  command.add_option("DIR", request->directory, "The folder to make")
+      ->required()
+      ->check(refusalOfName);
   command
       .add_option("--jar", request->jars,
                   "The application's archive; several in the order of the class path")

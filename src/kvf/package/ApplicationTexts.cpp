@@ -326,6 +326,7 @@ std::string serviceUnit(const ApplicationFolder& folder, std::string_view direct
   replaceAll(path, "\\", "\\\\");
   replaceAll(path, "\"", "\\\"");
   replaceAll(path, "%", "%%");
+  replaceAll(path, "\n", "\\n");
   std::string user = folder.user;
   replaceAll(user, "%", "%%");
   std::string text(unit);

@@ -1,16 +1,28 @@
 #include "kvf/process/PreparedFile.h"
 
+#include <cerrno>
+
 #include "kvf/process/Files.h"
 #include "kvf/process/Interruption.h"
 
 namespace fs = std::filesystem;
 
 namespace {
+
 constexpr char nameInFolder[] = "file";
+
+/// Throws for the file itself where its folder is none.
+fs::path folderOf(const fs::path& file) {
+  std::error_code error;
+  if (!fs::is_directory(file.parent_path(), error))
+    throw FileError("make", file, error ? error.value() : ENOTDIR);
+  return file.parent_path();
+}
+
 }  // namespace
 
 PreparedFile::PreparedFile(const fs::path& file, std::string_view text, unsigned mode)
-    : file_(fs::absolute(file)), beside_(file_.parent_path(), ".kvf-") {
+    : file_(fs::absolute(file)), beside_(folderOf(file_), ".kvf-") {
   writeNewFile(beside_.path() / nameInFolder, text, mode);
   syncFileSystem(beside_.path());
 }
