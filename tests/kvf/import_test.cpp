@@ -227,6 +227,14 @@ TEST_F(Import, SaysWhatCannotBeCarriedAndWhatIsNoStart) {
   EXPECT_TRUE(import({}).has("give one of -- java ..., --pid NUMBER and --unit UNIT"));
   EXPECT_TRUE(import({"--write", "", "--", "java", "-jar", "app.jar"}).has("an empty name"));
   EXPECT_TRUE(import({"--write", "no/x", "--", "java", "-jar", "app.jar"}).has("no/x: No such"));
+  Start nowhere = start_;
+  nowhere.inChild = [gone = sandbox_.path("gone")] {
+    fs::create_directory(gone);
+    fs::current_path(gone);
+    fs::remove(gone);
+  };
+  EXPECT_TRUE(sandbox_.run({VELOX_KVF, "import", "--", "java", "A"}, nowhere)
+                  .has("working directory has been removed"));
   EXPECT_TRUE(import({"--pid", "999999999"}).has("there is no process 999999999"));
 }
 

@@ -235,6 +235,8 @@ JavaStart typedStart(const std::vector<std::string>& commandLine) {
   JavaStart start;
   start.origin = "a command line";
   start.directory = here.directory;
+  if (start.directory.empty())
+    throw ImportError("the working directory has been removed, or cannot be told: go into another");
   start.environment = here.environment;
   for (const char* name : readByJvm) {
     const std::string value = here.variable(name);
