@@ -97,7 +97,7 @@ class LaunchWays : public WrapperTest {
   }
 };
 
-TEST_F(LaunchWays, HandOverWhateverIsGiven) {
+TEST_F(LaunchWays, PassOnEveryArgument) {
   const std::string value = "two words a=b naïve \xF0\x9F\x98\x80 'x' \"y\" $HOME `x` -x:y;z";
   kvf(probe() + "java.path=" + javaProgram() + "\napplication.args=first \"second one\"\n" +
       "java.property.probe.value=" + value + "\nvelox.env.PROBE=" + value + "\n");

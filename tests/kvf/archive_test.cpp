@@ -37,7 +37,7 @@ TEST(Archive, WithAProgramInFrontOfIt) {
   EXPECT_EQ(Archive(file).read("META-INF/MANIFEST.MF"), "Main-Class: Acme\n");
 }
 
-TEST(Archive, WhatIsNone) {
+TEST(Archive, RejectsWhatIsNotAnArchive) {
   Sandbox sandbox;
   writeArchive(sandbox, "acme.jar", acme);
   const std::string sound = sandbox.read("acme.jar");

@@ -56,7 +56,7 @@ class ExampleFolder {
     return std::count(own.begin(), own.end(), '\n');
   }
   /// Mends what takes no decision; true when that was something.
-  [[nodiscard]] bool mend() const { return run(checkWith("--fix")).has(" mended\n"); }
+  [[nodiscard]] bool fix() const { return run(checkWith("--fix")).has(" fixed\n"); }
   /// What the launch would use, by whichever name the folder has.
   [[nodiscard]] std::string meaning() const {
     const nlohmann::json whole = nlohmann::json::parse(run("kvf explain --json acme.kvf").out);
@@ -185,8 +185,8 @@ TEST(Examples, AFixDoesWhatTheRemedySays) {
   for (const Rule* rule : allRules()) {
     const ExampleFolder folder(rule->example);
     if (!folder.findings()[0].contains("fix")) continue;
-    EXPECT_TRUE(folder.mend()) << rule->id;
-    EXPECT_FALSE(folder.mend()) << rule->id;
+    EXPECT_TRUE(folder.fix()) << rule->id;
+    EXPECT_FALSE(folder.fix()) << rule->id;
     EXPECT_EQ(rulesOf(folder.findings()), Texts{}) << rule->id;
     EXPECT_EQ(folder.meaning(), ExampleFolder(rule->remedy).meaning()) << rule->id;
     ++fixes;

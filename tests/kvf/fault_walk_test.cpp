@@ -58,6 +58,7 @@ struct Fault {
   int error;   ///< of the call, which is not made; 0: it is made
   int signal;  ///< comes before the call; 0: none
   enum class Memory { isThere, failsOnce, isGone } memory = Memory::isThere;  ///< not calls
+  int call = -1;  ///< only calls of this number count; -1: all
 };
 constexpr Fault faults[] = {{"EIO", EIO, 0},
                             {"ENOSPC", ENOSPC, 0},
@@ -182,7 +183,7 @@ class Injector {
     if (process != first_ && fault_.signal != 0) return false;
     // The loader ends with this call.
     if (!loaded_) loaded_ = call.data.nr == SYS_munmap;
-    return loaded_;
+    return loaded_ && (fault_.call < 0 || call.data.nr == fault_.call);
   }
 
   const Fault& fault_;
@@ -330,7 +331,7 @@ class FaultWalk : public testing::TestWithParam<Walk> {
     return result;
   }
 
-  /// What may stay behind a process that was killed.
+  /// What a killed process may leave.
   static bool isTemporary(const std::string& name) {
     return name.starts_with("tmp/kvf-") || name.find(".kvf-") != std::string::npos ||
            name.find(".kvf.") != std::string::npos || name == "made";
@@ -360,7 +361,7 @@ class FaultWalk : public testing::TestWithParam<Walk> {
                      "Manifest-Version: 1.0\nMain-Class: a.B\nAdd-Opens: java.base/java.lang\n"}});
 };
 
-TEST_P(FaultWalk, LeavesWhatWasOrWhatIsWhole) {
+TEST_P(FaultWalk, LeavesTheOldStateOrTheNewOne) {
   constexpr Fault none = {"none", 0, 0};
   {
     const Sandbox sandbox;
@@ -398,6 +399,27 @@ TEST_P(FaultWalk, LeavesWhatWasOrWhatIsWhole) {
   }
   std::cout << GetParam().name << ": " << whole.count << " system calls, " << runs << " faults\n";
 }
+
+using ReplacedFolder = FaultWalk;
+
+TEST_P(ReplacedFolder, IsAsItWasAfterASignalBetweenTwoReplacements) {
+  constexpr auto isThere = Fault::Memory::isThere;
+  {
+    const Sandbox sandbox;
+    setUp(sandbox);
+    before_ = treeOf(sandbox);
+  }
+  const long count = run({"none", 0, 0, isThere, SYS_renameat2}, 0).count;
+  ASSERT_GT(count, 3);
+  for (long at = 1; at < count; ++at) {
+    const Result result = run({"SIGTERM", 0, SIGTERM, isThere, SYS_renameat2}, at);
+    EXPECT_EQ(result.outcome.status, 128 + SIGTERM) << at << result.outcome.out;
+    EXPECT_TRUE(result.tree == before_) << at;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(, ReplacedFolder, testing::Values(walks[4]),
+                         [](const auto& walk) { return walk.param.name; });
 
 INSTANTIATE_TEST_SUITE_P(, FaultWalk, testing::ValuesIn(walks),
                          [](const auto& walk) { return walk.param.name; });

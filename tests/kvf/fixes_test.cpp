@@ -24,8 +24,8 @@ const std::string& sound() {
   return text;
 }
 
-/// The lines below a sound launch, once all that takes no decision is mended.
-std::string mended(const std::string& lines) {
+/// The lines below a sound launch, with all fixes applied.
+std::string fixed(const std::string& lines) {
   const std::string path = "/acme/app.kvf";
   Fixes fixes;
   for (int round = 0; round < 9; ++round) {
@@ -37,10 +37,10 @@ std::string mended(const std::string& lines) {
   return "no end of it";
 }
 
-TEST(Fixes, MendWhatTakesNoDecision) {
+TEST(Fixes, ChangeWhatLeavesNothingToDecide) {
   struct Row {
     std::string lines;
-    std::string mended;
+    std::string fixed;
   };
   const Row rows[] = {
       {"java.property.a = b\n", "java.property.a=b\n"},
@@ -72,10 +72,10 @@ TEST(Fixes, MendWhatTakesNoDecision) {
       // What one fix uncovers.
       {"java.property.a = 30 # s \n", "# s\njava.property.a=30\n"},
   };
-  for (const Row& row : rows) EXPECT_EQ(mended(row.lines), row.mended);
+  for (const Row& row : rows) EXPECT_EQ(fixed(row.lines), row.fixed);
 }
 
-TEST(Fixes, LeaveWhatMayBeMeantOtherwise) {
+TEST(Fixes, LeaveWhatMayBeMeantDifferently) {
   const std::string lines[] = {
       "java.property.a :8080\n",
       "java.property.a = = b\n",
@@ -90,7 +90,7 @@ TEST(Fixes, LeaveWhatMayBeMeantOtherwise) {
       "velox.env.A_DIR=$GONE_FOR_GOOD/a\n",
       "java.property.a=' b'\n",
   };
-  for (const std::string& one : lines) EXPECT_EQ(mended(one), one);
+  for (const std::string& one : lines) EXPECT_EQ(fixed(one), one);
 }
 
 TEST(Fixes, OfTheSamePlaceOneIsTaken) {
@@ -124,7 +124,7 @@ class FixTest : public testing::Test {
 const std::string misspelt = "java.heap.size.mx=64m\n";
 const std::string spelt = "java.heap.size.max=64m\n";
 
-TEST_F(FixTest, ReplacesFilesBehindLinksWithTheirModes) {
+TEST_F(FixTest, ReplacesFilesAtTheEndOfLinksWithTheirModes) {
   const std::string part = sandbox_.write("conf/part.kvf", misspelt);
   fs::create_symlink("conf/part.kvf", sandbox_.path("link.kvf"));
   const std::string app =

@@ -17,7 +17,7 @@ namespace {
 
 using nlohmann::json;
 
-/// Two mistakes in the last line, behind a letter of two bytes.
+/// Two mistakes in the last line, after a letter of two bytes.
 std::string text() {
   return "java.library=" + jvmLibrary() +
          "\nvelox.class.path.extended=" VELOX_PROBE_JAR
@@ -37,7 +37,7 @@ std::string reportOn(const std::vector<std::string>& commandLine, const char* fo
   return findFindingFormat(format)->text(check({&inspection, 1}, {}), {});
 }
 
-TEST(FindingFormats, SayTheSame) {
+TEST(FindingFormats, AgreeOnEveryFinding) {
   const std::string blank =
       "the value ends with 1 blank, kept as a part of it: remove what is not meant, or write ";
   const std::string open = " is not closed and stays as it is: write ";
@@ -107,7 +107,7 @@ TEST(FindingFormats, FingerprintsOutliveChangesElsewhere) {
   EXPECT_EQ(std::set(before.begin(), before.end()).size(), before.size());
 }
 
-TEST(FindingFormats, TheCommandLineIsNoFile) {
+TEST(FindingFormats, TheCommandLineIsNotAFile) {
   const std::vector<std::string> line = {"wrapper", "--propfile", "app.kvf"};
   EXPECT_TRUE(reportOn(line, "gcc").starts_with("command line:1: error: "));
   EXPECT_TRUE(reportOn(line, "github").starts_with("::error title=kvf unknown-switch::command "));

@@ -199,18 +199,18 @@ TEST_F(Import, SaysWhatCannotBeCarriedAndWhatIsNoStart) {
   const Row rows[] = {
       {{"-splash:x.png", "-jar", "app.jar"},
        1,
-       "not carried: -splash:x.png (word 1): only java shows"},
+       "not carried over: -splash:x.png (word 1): only java shows"},
       {{"-XX:OnError=say \"x\"", "-jar", "app.jar"},
        1,
-       "not carried: -XX:OnError (word 1): the line of"},
-      {{"-jar", "agent.jar"}, 1, "not carried: Launcher-Agent-Class"},
+       "not carried over: -XX:OnError (word 1): the line of"},
+      {{"-jar", "agent.jar"}, 1, "not carried over: Launcher-Agent-Class"},
       {{"-Dx=%@@#@@", "-jar", "app.jar"},
        1,
-       "java.property.x: no value can hold a percent sign and"},
+       "java.property.x: no value can hold both a percent sign and"},
       {{"-cp", "lib/probe.jar", "probe.Probe$Failing"}, 1, "has no static method main(String[])"},
       {{"-version"}, 2, "the command line has \"-version\" (word 1), which prints something"},
       {{"-jar", "none.jar"}, 2, "none.jar names no start class in its manifest"},
-      {{"-jar", "missing.jar"}, 2, "missing.jar is no archive that can be read"},
+      {{"-jar", "missing.jar"}, 2, "missing.jar is not a readable archive"},
       {{"A.java"}, 2, "java compiles \"A.java\" at every start"},
       {{"--source", "17", "x"}, 2, "compiles \"its source file\" at every start"},
       {{"-cp"}, 2, "\"-cp\" (word 1) needs a value"},
@@ -274,6 +274,7 @@ TEST_F(Import, ARunningProcessAndAUnit) {
   Start environment = start_;
   environment.environment["ACME_HOME"] = "/opt/50%";
   environment.environment["SHLVL"] = "1";
+  environment.environment["BASH_FUNC_x%%"] = "() { :; }";
   Child java = sandbox_.start(
       {"java", "-cp", VELOX_LIFECYCLE_JAR, "lifecycle.Lifecycle", "wait", ""}, environment);
   ASSERT_TRUE(java.prints("ready"));
@@ -286,6 +287,7 @@ TEST_F(Import, ARunningProcessAndAUnit) {
         "\nvelox.env.ACME_HOME=/opt/50\\\\\\\\%\n", " SHLVL\n", "\njava.library="}) {
     EXPECT_TRUE(imported.has(text));
   }
+  EXPECT_FALSE(imported.has("velox.env.BASH_FUNC_x"));
   EXPECT_TRUE(imported.has("\napplication.start.dir=" + sandbox_.path()));
   EXPECT_TRUE(import({"--pid", "self"}).status == 2);
 
@@ -330,7 +332,7 @@ TEST_F(Import, WhatCannotBeReadOrIsAnotherFileThereIsSaid) {
   outcome = import({"--pid", std::to_string(java.id())});
   if (outcome.has("sees other files")) GTEST_SKIP() << "in a chroot, where all of them do";
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_TRUE(outcome.has("not carried: " + sandbox_.path("lib/probe.jar") +
+  EXPECT_TRUE(outcome.has("not carried over: " + sandbox_.path("lib/probe.jar") +
                           ": for the process, which has mounts of its own"));
   EXPECT_FALSE(outcome.has(VELOX_LIFECYCLE_JAR ": for"));
 }

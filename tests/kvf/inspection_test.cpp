@@ -29,16 +29,18 @@ TEST(Inspection, LooksAsTheSecondRunDoesAndLeavesNoTrace) {
       << "nothing of the file before";
 }
 
-TEST(Inspection, GoesOnBehindWhatWouldEndTheLaunch) {
+TEST(Inspection, ContinuesAfterWhatWouldEndTheLaunch) {
   Sandbox sandbox;
-  const std::string file =
-      sandbox.write("app.kvf", "velox.include.kvf=/gone/1\na=1\nvelox.include.kvf=/gone/2\nb=2\n");
-  const Inspection inspection = inspectFile(file);
-  ASSERT_EQ(inspection.failures().size(), 2);
+  std::string text = "velox.include.kvf=/gone/1\na=1\nvelox.include.kvf=/gone/2\nb=2\nc=";
+  for (int i = 0; i < 101; ++i) text += "%a%";
+  const Inspection inspection = inspectFile(sandbox.write("app.kvf", text + "\nd=4\n"));
+  ASSERT_EQ(inspection.failures().size(), 3);
   EXPECT_EQ(inspection.failures()[0].at.line, 1);
   EXPECT_EQ(inspection.failures()[1].at.line, 3);
   EXPECT_EQ(inspection.failures()[1].message, "Failed to open properties file : /gone/2");
   EXPECT_EQ(inspection.valueOf("b"), "2");
+  EXPECT_EQ(inspection.failures()[2].at.line, 5);
+  EXPECT_EQ(inspection.valueOf("d"), "4");
 }
 
 TEST(Inspection, ReadsEachFileOnceAndGivenTextsNotAtAll) {
@@ -56,7 +58,7 @@ TEST(Inspection, ReadsEachFileOnceAndGivenTextsNotAtAll) {
   ASSERT_EQ(::mkfifo(sandbox.path("open.kvf").c_str(), 0600), 0);
   EXPECT_EQ(sandbox.run({VELOX_KVF, "check", "open.kvf"}),
             (Outcome{2, "kvf: \"" + sandbox.path("open.kvf") +
-                            "\" cannot be looked at: no end of it came within 2 seconds\n"}));
+                            "\" cannot be read: its end did not come within 2 seconds\n"}));
 }
 
 TEST(Inspection, HasThePositionsOfTheRunThatWouldEnd) {

@@ -149,6 +149,19 @@ TEST(JvmSearch, LooksIntoTheFoldersOfDistributionsAndToolManagers) {
                                                    "/h/.linuxbrew/opt/"}));
 }
 
+TEST(JavaReleases, AreDescribedAsTheyAreGiven) {
+  const struct {
+    const char* text;
+    std::string description;
+  } rows[] = {{"17", " of Java 17"},
+              {"17..", " of Java 17 or newer"},
+              {"..21", " of Java up to 21"},
+              {"17..25", " of Java 17 to 25"}};
+  for (const auto& row : rows)
+    EXPECT_EQ(JavaReleases::of(row.text)->description(), row.description);
+  EXPECT_EQ(JavaReleases().description(), "");
+}
+
 TEST(JvmCommand, Lines) {
   Homes homes;
   const std::string home = homes.add("100% j\\vm", "99.1");

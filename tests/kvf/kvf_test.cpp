@@ -29,7 +29,7 @@ const std::string missing =
     "line: "
     "write key=value, or begin it with # to make it a comment [no-separator]\n";
 
-TEST_F(KvfTest, CheckTellsByItsStatusWhetherSomethingIsWrong) {
+TEST_F(KvfTest, TheStatusOfCheckShowsWhetherSomethingIsWrong) {
   kvf(probe() + "\nword\n");
   EXPECT_EQ(run({"check", "app.kvf"}), (Outcome{1, missing}));
   kvf(probe());
@@ -91,10 +91,10 @@ TEST_F(KvfTest, CheckTakesFilesFoldersUnitsAndStandardInput) {
       {"check all", 0, ""},
       {"check - <error.kvf", 1, "-:5: error: "},
       {"check --stdin-name gone/x.kvf - <error.kvf", 1, "gone/x.kvf:5: error: "},
-      {"check " VELOX_WRAPPER, 2, "is a program or a library, and no properties file\n"},
-      {"check " VELOX_PROBE_JAR, 2, "is an archive, and no properties file\n"},
-      {"check app.yaml", 2, "is YAML, and no properties file\n"},
-      {"check other.service", 2, "does not start the launcher: \"/bin/true\" is another program"},
+      {"check " VELOX_WRAPPER, 2, "is a program or a library, not a properties file\n"},
+      {"check " VELOX_PROBE_JAR, 2, "is an archive, not a properties file\n"},
+      {"check app.yaml", 2, "is YAML, not a properties file\n"},
+      {"check other.service", 2, "does not start the launcher: \"/bin/true\" is not the launcher"},
       {"check gone.service", 2, "kvf: there is no unit \"gone.service\"\n"},
   };
   for (const auto& row : rows) {
@@ -124,7 +124,7 @@ TEST_F(KvfTest, CheckPrintsJson) {
   EXPECT_EQ(findings["findings"][1]["rule"], "unknown-key");
 }
 
-TEST_F(KvfTest, ExplainHidesSecretsAndTellsWhoUsesAKey) {
+TEST_F(KvfTest, ExplainHidesSecretsAndShowsWhoUsesAKey) {
   kvf(probe() +
       "acme.password=Tr0ub4dor\njava.property.url=db:?user=a&password=%acme.password%\n"
       "application.args=--token geheim --url=x?password=y\n");
@@ -203,7 +203,7 @@ TEST_F(KvfTest, CheckLooksAtTheGlobalFile) {
   fs::remove(sandbox_.path("global.kvf"));
   sandbox_.write("bin/global.kvf", "");
   EXPECT_TRUE(run({"check", "app.kvf"}, {.environment = {{"PATH", sandbox_.path("bin")}}})
-                  .has("lies in a folder of PATH; it supplies nothing"));
+                  .has("is in a folder of PATH; it supplies nothing"));
 }
 
 TEST_F(KvfTest, CheckSaysWhatAScriptCannotCarry) {
@@ -247,6 +247,8 @@ TEST_F(KvfTest, ExplainNamesTheOriginOfEverySetting) {
   EXPECT_TRUE(run({"explain", "app.kvf", "--key", "java.heap.size.max"})
                   .has("  defaults.kvf:1  \"32m\"  (not used)\n  app.kvf:5  \"64m\"\n"
                        "  global.kvf:2  \"1m\"  (not used)\n"));
+  EXPECT_TRUE(run({"explain", "app.kvf", "--key", "java.path"})
+                  .has("  default: $JAVA_HOME/bin/java, else java along PATH\n"));
   EXPECT_TRUE(run({"explain", "app.kvf"}).has("      not \"32m\"  (defaults.kvf:1)\n"));
   const nlohmann::json key = json({"explain", "--json", "app.kvf", "--key", "java.property.place"});
   EXPECT_EQ(key["value"], "/opt/");
@@ -260,7 +262,7 @@ TEST_F(KvfTest, ExplainNamesTheOriginOfEverySetting) {
   EXPECT_EQ(run({"explain", "app.kvf", "--key", "java.heap.size.mx"}).status, 2);
 }
 
-TEST_F(KvfTest, ExplainTellsWhatEachElementOfTheClassPathBrings) {
+TEST_F(KvfTest, ExplainShowsWhatEachElementOfTheClassPathBrings) {
   sandbox_.write("lib/broken.jar", "PK");
   sandbox_.write("classes/note", "");
   kvf("java.library=" + jvmLibrary() +
@@ -271,13 +273,13 @@ TEST_F(KvfTest, ExplainTellsWhatEachElementOfTheClassPathBrings) {
   EXPECT_EQ(elements[0]["expanded"][1]["path"], sandbox_.path("lib/broken.jar"));
   EXPECT_EQ(elements[0]["expanded"][1]["brings"], "nothing: it is not an archive, or is damaged");
   EXPECT_EQ(elements[1]["written"], "classes/");
-  EXPECT_EQ(elements[2]["expanded"][0]["brings"], "nothing: it is not there");
+  EXPECT_EQ(elements[2]["expanded"][0]["brings"], "nothing: it does not exist");
   EXPECT_TRUE(run({"explain", "app.kvf"}).has("Class path (velox.class.path.extended, app.kvf:3)"));
   kvf("java.library=/gone/libjvm.so\njava.start.class=A\n");
   const Outcome inherited = run({"explain", "app.kvf"}, {.environment = {{"CLASSPATH", "x.jar"}}});
   EXPECT_TRUE(
       inherited.has("Class path (from CLASSPATH, or the working directory)\n  \"x.jar\"\n"));
-  EXPECT_TRUE(inherited.has("  no JVM whose version can be told is there\n"));
+  EXPECT_TRUE(inherited.has("  no JVM of a known version is there\n"));
 }
 
 TEST_F(KvfTest, ExplainOfANativeApplicationNamesNoJvm) {
@@ -290,7 +292,7 @@ TEST_F(KvfTest, ExplainOfANativeApplicationNamesNoJvm) {
   EXPECT_FALSE(run({"explain", "app.kvf"}).has("JVM"));
 }
 
-TEST_F(KvfTest, ExplainTellsWhereALaunchWouldEnd) {
+TEST_F(KvfTest, ExplainShowsWhereALaunchWouldEnd) {
   kvf(probe() + "velox.include.kvf=/gone.kvf\n");
   const nlohmann::json ends = json({"explain", "--json", "app.kvf"})["endsWith"];
   EXPECT_EQ(ends, (nlohmann::json{{{"origin", "app.kvf:4"},
@@ -402,7 +404,7 @@ TEST_F(KvfTest, TheJavaCommandIsWhatTheLauncherDoes) {
       << lastLine;
 }
 
-TEST_F(KvfTest, ExplainTellsWhatTheProgramJavaDoesOtherwise) {
+TEST_F(KvfTest, ExplainSaysWhatTheProgramJavaDoesDifferently) {
   const auto differences = [&](const std::string& text) {
     kvf(probe() + text);
     return json({"explain", "--json", "app.kvf"})["differences"];
@@ -415,6 +417,9 @@ TEST_F(KvfTest, ExplainTellsWhatTheProgramJavaDoesOtherwise) {
   EXPECT_EQ(differences("velox.env.JDK_JAVA_OPTIONS=-Da=b\n"),
             (nlohmann::json{"java reads further options from JDK_JAVA_OPTIONS"}));
   EXPECT_TRUE(run({"explain", "app.kvf"}).has("  # except that java reads further options from"));
+  kvf(probe());
+  EXPECT_TRUE(run({"explain", "app.kvf"}, {.environment = {{"JDK_JAVA_OPTIONS", "-Da=b"}}})
+                  .has("  # except that java reads further options from"));
 }
 
 TEST_F(KvfTest, NothingIsStartedOrLeftBehind) {
@@ -429,7 +434,7 @@ TEST_F(KvfTest, NothingIsStartedOrLeftBehind) {
   EXPECT_EQ(sandbox_.read(sandbox_.logFile()), log);
 }
 
-TEST_F(KvfTest, AJvmTellsWhatItIgnoresAndRefuses) {
+TEST_F(KvfTest, AJvmReportsWhatItIgnoresAndRefuses) {
   kvf(probe() + "java.extended.properties=-XX:+UseFoo -Xrubbish -Xmx64m -Dx=y\n");
   const Outcome ignored = run({"check", "--jvm", "app.kvf"});
   EXPECT_TRUE(ignored.has("app.kvf:4: warning: the JVM does not know \"-XX:+UseFoo\""));
@@ -486,7 +491,7 @@ TEST_F(KvfTest, ATrialForAUnitHasItsEnvironmentAlone) {
             (Outcome{0, ""}));
 }
 
-TEST_F(KvfTest, WhatAnUpdateOfJavaLeavesBehindStopsNoService) {
+TEST_F(KvfTest, AnUpdateOfJavaStopsNoService) {
   if (javaRelease() < 9) GTEST_SKIP() << "Java 8 does not start with the option of an archive";
   sandbox_.write("old.jsa", "of the JVM before");
   kvf(probe() +
@@ -513,7 +518,8 @@ TEST_F(KvfTest, ATrialTouchesNothingOfTheApplication) {
   };
   const auto before = files();
   const Outcome told = run({"check", "--jvm", "--disable", "option-deprecated", "app.kvf"});
-  EXPECT_TRUE(told.has("was tried without what acts outside of it: \"-XX:StartFlightRecording="));
+  EXPECT_TRUE(told.has(
+      "was tried without the options that act outside of it: \"-XX:StartFlightRecording="));
   EXPECT_TRUE(told.has("\"-agentlib:jdwp=transport=dt_socket,server=y,suspend=y,address=1\""));
   EXPECT_TRUE(told.has("\"JAVA_TOOL_OPTIONS=-javaagent:x\""));
   EXPECT_EQ(files(), before);

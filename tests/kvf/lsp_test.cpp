@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -17,6 +18,7 @@
 #include "kvf/lsp/Framing.h"
 #include "kvf/lsp/TextDocument.h"
 #include "kvf/lsp/Uri.h"
+#include "kvf/process/ForkedWork.h"
 
 namespace {
 
@@ -24,7 +26,7 @@ using Where = Cursor::Where;
 
 constexpr TextUnits utf16;
 
-TEST(MessageReader, TakesMessagesAndGoesOnAfterWhatIsNone) {
+TEST(MessageReader, ReadsMessagesAndRecoversFromErrors) {
   const struct {
     const char* what;
     std::string stream;
@@ -45,6 +47,7 @@ TEST(MessageReader, TakesMessagesAndGoesOnAfterWhatIsNone) {
       {"too long", "Content-Length: 4294967296\r\n\r\n{}" + framed("1"), {"!", "1"}},
       {"a word", "Content-Length: 2x\r\n\r\n{}" + framed("1"), {"!", "1"}},
       {"no end", std::string(10000, 'x') + "\n" + framed("1"), {"!", "1"}},
+      {"no field", "Content-Type: x\r\n\r\nContent-Length 2\r\n\r\n{}" + framed("1"), {"!", "1"}},
   };
   for (const auto& row : rows) {
     for (const std::size_t pieces : {row.stream.size(), std::size_t{1}}) {
@@ -75,18 +78,24 @@ TEST(TextDocument, CountsWhatTheClientCounts) {
       {"within a pair", utf16, {0, 3}, 3, {0, 2}},
       {"bytes", {TextUnits::Character::byte}, {0, 7}, 7, {0, 7}},
       {"code points", {TextUnits::Character::codePoint}, {0, 3}, 7, {0, 3}},
-      {"behind a line", utf16, {0, 99}, 8, {0, 5}},
+      {"after a line", utf16, {0, 99}, 8, {0, 5}},
       {"after both line ends", utf16, {1, 0}, 10, {1, 0}},
       {"after a carriage return", utf16, {2, 0}, 12, {2, 0}},
       {"which is none to some", {TextUnits::Character::utf16, false}, {1, 2}, 12, {1, 2}},
       {"who count it at the end", {TextUnits::Character::utf16, false}, {0, 6}, 9, {0, 6}},
-      {"behind the text", utf16, {9, 9}, 13, {2, 1}},
+      {"after the text", utf16, {9, 9}, 13, {2, 1}},
   };
   for (const auto& row : rows) {
     const TextDocument document(text, row.units);
     EXPECT_EQ(document.offsetOf(row.place), row.offset) << row.what;
     EXPECT_EQ(document.placeOf(row.offset), row.back) << row.what;
   }
+}
+
+TEST(TextDocument, CountsEachByteThatIsNotUtf8) {
+  const TextDocument document("\xC3z\xF0\x9F", utf16);
+  EXPECT_EQ(document.offsetOf({0, 1}), 1U);
+  EXPECT_EQ(document.placeOf(2), (TextPlace{0, 2}));
 }
 
 TEST(TextDocument, IsReplacedInPartOrWhole) {
@@ -97,6 +106,17 @@ TEST(TextDocument, IsReplacedInPartOrWhole) {
   EXPECT_EQ(document.text(), "one\xC3\xA4\nwo\nend");
   document.replace(std::nullopt, "x");
   EXPECT_EQ(document.text(), "x");
+}
+
+TEST(ForkedWork, IsCancelledByItsOwner) {
+  const auto start = std::chrono::steady_clock::now();
+  {
+    const ForkedWork work([] {
+      ::sleep(60);
+      return std::string();
+    });
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
 }
 
 TEST(Uri, IsAPathOrNone) {
@@ -177,7 +197,7 @@ const std::string initialize = R"({"jsonrpc":"2.0","id":1,"method":"initialize",
 const std::string shutdown = R"({"jsonrpc":"2.0","id":2,"method":"shutdown"})";
 const std::string leave = R"({"jsonrpc":"2.0","method":"exit"})";
 
-TEST_F(LspTest, BrokenMessagesHaveTheirErrorsAndTakeNothingAway) {
+TEST_F(LspTest, BrokenMessagesGetErrorsAndLoseNothing) {
   const struct {
     std::string body;
     int code;  ///< 0: no answer
@@ -185,6 +205,7 @@ TEST_F(LspTest, BrokenMessagesHaveTheirErrorsAndTakeNothingAway) {
       {"{", -32700},
       {"\"\xFF\"", -32700},
       {std::string(100000, '['), -32700},
+      {std::string(1000, '[') + std::string(1000, ']'), -32700},
       {"[]", -32600},
       {R"([{"id":1,"method":"x"}])", -32600},
       {"1", -32600},
@@ -300,7 +321,7 @@ TEST_F(LspQuestionTest, CompletionOffersWhatFits) {
             "velox.include.kvf");
 }
 
-TEST_F(LspQuestionTest, HoverTellsKeysValuesAndReferences) {
+TEST_F(LspQuestionTest, HoverShowsKeysValuesAndReferences) {
   sandbox_.write("base.kvf", "acme.home=/x\n");
   ::setenv("ACME_HOST", "here", 1);
   const std::string include = "velox.include.kvf=%kvf.file.dir%/base.kvf\n";
@@ -386,6 +407,9 @@ TEST_F(LspQuestionTest, FindingsHaveThePlacesAndFixesOfTheEditor) {
   ASSERT_EQ(actions.size(), 2U) << actions;
   for (const Json& action : actions)
     EXPECT_EQ(action["edit"]["documentChanges"][0]["textDocument"]["version"], 1) << action;
+  Json elsewhere = params;
+  elsewhere["range"] = asJson(TextRange{{0, 0}, {0, 0}});
+  EXPECT_EQ(codeActionsFor(elsewhere, own["diagnostics"], workspace_, true).size(), 1U);
 }
 
 TEST_F(LspQuestionTest, SymbolsAreTheEntries) {

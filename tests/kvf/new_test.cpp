@@ -82,7 +82,7 @@ TEST_F(New, TheScriptHandsOverArgumentsAndStatusFromAnywhere) {
     line.insert(line.begin(), script);
     const Outcome outcome = sandbox_.run(line, withJvm);
     EXPECT_EQ(outcome.status, 64) << row[0].substr(0, 80);
-    EXPECT_TRUE(outcome.has("cannot hand over argument " + std::to_string(row.size() == 2 ? 1 : 3)))
+    EXPECT_TRUE(outcome.has("cannot pass on argument " + std::to_string(row.size() == 2 ? 1 : 3)))
         << row[0];
   }
 
@@ -104,9 +104,9 @@ TEST_F(New, TheClassPathOfTheManifestComesAlongOnce) {
           "Launcher-Agent-Class: Agent\r\n\r\nName: x\r\nMain-Class: other\r\n",
       false);
   const Outcome outcome = kvfNew({"made", "--jar", "app.jar", "--lib", "lib"});
-  EXPECT_TRUE(outcome.has("the Class-Path of app.jar names missing.jar, which is not there"));
-  EXPECT_TRUE(outcome.has("the Class-Path of app.jar names lib/, which is no archive"));
-  EXPECT_TRUE(outcome.has("not carried along: Launcher-Agent-Class"));
+  EXPECT_TRUE(outcome.has("the Class-Path of app.jar names missing.jar, which does not exist"));
+  EXPECT_TRUE(outcome.has("the Class-Path of app.jar names lib/, which is not an archive"));
+  EXPECT_TRUE(outcome.has("not carried over: Launcher-Agent-Class"));
   EXPECT_TRUE(outcome.status == 0) << outcome.out;
 
   const std::string lib = sandbox_.path("made/lib/");
@@ -166,7 +166,7 @@ TEST_F(New, ARuntimeGetsAnArchiveOfItsClasses) {
       made("echo 'no room'; echo half >classes.jsa; exit 1").has("none could be made: no room"));
   EXPECT_FALSE(fs::exists(sandbox_.path(archive)));
   EXPECT_TRUE(made("umask 77; case $* in *G1*) exit 1; esac; echo \"$*\" >classes.jsa")
-                  .has("has been given a class-data archive"));
+                  .has("was given a class-data archive"));
   EXPECT_EQ(sandbox_.read(archive), "-Xshare:dump -Xmx128m -XX:+UseSerialGC\n");
   EXPECT_EQ(fs::status(sandbox_.path(archive)).permissions(), fs::perms(0644));
   sandbox_.write("jre/lib/server/classes.jsa", "its own");
@@ -232,8 +232,8 @@ TEST_F(New, WhatCannotBeMadeLeavesNothingBehind) {
     std::string message;
   };
   const Case cases[] = {
-      {{"new", "--jar", "missing.jar"}, "missing.jar is no archive that can be read"},
-      {{"new", "--jar", "text.jar"}, "text.jar is no archive that can be read"},
+      {{"new", "--jar", "missing.jar"}, "missing.jar is not a readable archive"},
+      {{"new", "--jar", "text.jar"}, "text.jar is not a readable archive"},
       {{"new", "--jar", "none.jar", "--jar", "empty.jar", "--jar", "two.jar"},
        "none.jar, empty.jar, two.jar name no start class in their manifests, and 3 classes have a "
        "main method: probe.Probe, b.B, b.C; choose one with --main"},
@@ -241,9 +241,9 @@ TEST_F(New, WhatCannotBeMadeLeavesNothingBehind) {
        "manifest, and no class there has a main method; give --main"},
       {{"new", "--jar", "probe.jar", "--java", "7"}, "no JVM of Java "},
       {{"new", "--jar", "probe.jar", "--java", "x"},
-       "\"x\" is no release of Java, as 17 and 17..25"},
+       "\"x\" is not a release of Java, such as 17 or 17..25"},
       {{"new"}, "give one of --jar FILE, -- java ..., --pid NUMBER and --unit UNIT"},
-      {{"new", "--jar", "wrong.jar"}, "the start class probe.Prob is in none of the archives"},
+      {{"new", "--jar", "wrong.jar"}, "the start class probe.Prob is not in any of the archives"},
       {{"new", "--jar", "wrapper.jar"}, "\"wrapper\" cannot be the name"},
       {{"new", "--jar", "probe.jar", "--jre", "there"}, "there is no JVM in there"},
       {{"new", "--jar", "probe.jar", "--jre", "old"}, ", and old is Java 7"},
@@ -252,9 +252,9 @@ TEST_F(New, WhatCannotBeMadeLeavesNothingBehind) {
       {{"new:1", "--jar", "probe.jar"}, "cannot hold a folder with a colon in its name"},
       {{"new", "--jar", "probe.jar", "--wrapper", "missing"}, "cannot read missing: No such file"},
       {{"new", "--jar", "probe.jar", "--wrapper", "/bin/true"}, "is not the wrapper"},
-      {{"old/new", "--jar", "probe.jar", "--jre", "old"}, "lies in the runtime"},
-      {{"new", "--jar", "probe.jar", "--jre", "linked"}, "the JVM of linked lies outside of it"},
-      {{"there", "--jar", "probe.jar"}, "there is there already; --force writes into it"},
+      {{"old/new", "--jar", "probe.jar", "--jre", "old"}, "is in the runtime"},
+      {{"new", "--jar", "probe.jar", "--jre", "linked"}, "the JVM of linked is outside of it"},
+      {{"there", "--jar", "probe.jar"}, "there exists already; --force writes into it"},
   };
   for (const Case& row : cases) {
     const Outcome outcome = kvfNew(row.arguments);
@@ -307,9 +307,11 @@ TEST_F(New, TheUnitNamesTheUserOfWhatItComesFrom) {
 
 TEST_F(New, MoreArchivesThanOneValueMayReferTo) {
   jar("app.jar", "Main-Class: probe.Probe\n");
+  sandbox_.write("lib/README", "no archive\n");
   for (int number = 0; number < 250; ++number)
     jar("lib/" + std::to_string(number) + ".jar", "", false);
   ASSERT_EQ(kvfNew({"made", "--jar", "app.jar", "--lib", "lib"}).status, 0);
+  EXPECT_FALSE(fs::exists(sandbox_.path("made/lib/README")));
   const Outcome outcome = sandbox_.run({"made/bin/app"}, withJvm);
   EXPECT_TRUE(outcome.has(":" + sandbox_.path("made/lib/99.jar") + "]\n")) << outcome.out;
 }

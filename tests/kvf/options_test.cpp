@@ -7,7 +7,7 @@
 
 namespace {
 
-TEST(OptionHistory, TellsWhatAReleaseDoesWhereItIsKnown) {
+TEST(OptionHistory, SaysWhatAReleaseDoesWhereItIsKnown) {
   struct Row {
     const char* option;
     unsigned release;

@@ -148,6 +148,7 @@ TEST_F(Ready, EndsWithTheProcessOrASignal) {
   Child child([] { ::usleep(300'000); });
   EXPECT_EQ(ready(child, {"--tcp", "1"}),
             (Outcome{1, process(child) + "has ended without listening on TCP port 1\n"}));
+  for (const char* none : {"", "@"}) EXPECT_EQ(ready(child, {"--unix", none}).status, 2) << none;
   const std::string id = std::to_string(child.id());
   child.wait();
   EXPECT_EQ(sandbox_.run({VELOX_KVF, "ready", "--pid", id, "--tcp", "1"}),

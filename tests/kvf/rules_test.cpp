@@ -86,8 +86,11 @@ const Row rows[] = {
     {"without-effect", 4, "is the whole class path", launch() + "java.class.path=/usr\n"},
     {"without-effect", 5, "runs main, not \"other\"",
      launch() + "wrapper.command=--cmdlineJava\njava.start.method=other\n"},
+    {"without-effect", 5, "--generateScript runs main",
+     launch() + "wrapper.command=--generateScript\njava.start.method=other\n"},
     {"shell-variable", 4, "write %HOME%", launch() + "processID.file.name=~/a.pid\n"},
     {"shell-variable", 4, "before the start", launch() + "velox.env.A_DIR=$(pwd)\n"},
+    {"shell-variable", 4, "`...`", launch() + "velox.env.A_DIR=`pwd`\n"},
     {"shell-syntax", 4, "\"2>&1\"", launch() + "application.args=a 2>&1\n"},
     {"shell-syntax", 4, "\"'a\"", launch() + "application.args='a b'\n"},
     {"shell-syntax", 4, "\"$@\"", launch() + "application.args=\"$@\"\n"},
@@ -112,7 +115,7 @@ const Row rows[] = {
     {"unresolved-reference", 4, "defined only below", launch() + "java.property.a=%b%\nb=1\n"},
     {"unresolved-reference", 4, "did you mean kvf.file.dir?",
      launch() + "java.property.a=%KVF.FILE.DIR%\n"},
-    {"jvm-library", 1, "whatever libjvm.so the loader finds", launch("/gone/libjvm.so")},
+    {"jvm-library", 1, "whichever libjvm.so the loader finds", launch("/gone/libjvm.so")},
     {"jvm-library", 1, ", here " + jvmLibrary() + ":",
      launch("/gone/libjvm.so") +
          "velox.env.LD_LIBRARY_PATH=/gone:" + fs::path(jvm).parent_path().string() + "\n"},
@@ -169,29 +172,32 @@ const Row rows[] = {
     {"option-word", 4, "write --add-modules=", launch() + "java.extended.properties=-m a/b.C\n"},
     {"option-form", 5, "names no target",
      launch() + "java.extended.properties=-Xint \\\n--add-opens=java.base/java.lang\n"},
+    {"option-form", 4, "names no target",
+     launch() + "java.extended.properties=--add-opens=java.base/java.lang=\n"},
     {"option-form", 4, "names no package",
      launch() + "java.extended.properties=--add-exports=java.base=ALL-UNNAMED\n"},
-    {"option-form", 4, "behind \":\"", launch() + "java.extended.properties=-javaagent=a.jar\n"},
+    {"option-form", 4, "after \":\"", launch() + "java.extended.properties=-javaagent=a.jar\n"},
     {"option-form", 4, "has a value", launch() + "java.extended.properties=-XX:+MaxHeapSize\n"},
     {"option-path", 4, "there is no \"/a.jar\"",
      launch() + "java.extended.properties=-javaagent:/a.jar=b\n"},
     {"option-path", 4, "starts without the log",
      launch() + "java.extended.properties=-Xloggc:/gone/a.log\n"},
-    {"option-path", 4, "passes over it",
+    {"option-path", 4, "silently ignores it",
      launch() + "java.extended.properties=-Xbootclasspath/a:/gone.jar\n"},
     {"option-release", 4, "(did you mean UseG1GC?)",
      launch() + "java.extended.properties=-XX:+UseG1CG\n"},
     {"option-release", 4, "does not know \"-Xverifyy:none\"",
      launch() + "java.extended.properties=-Xverifyy:none\n"},
-    {"option-release", 4, "unless -XX:+UnlockDiagnosticVMOptions stands before it",
+    {"option-release", 4, "unless -XX:+UnlockDiagnosticVMOptions comes before it",
      launch() + "java.extended.properties=-XX:+PrintAssembly -XX:+UnlockDiagnosticVMOptions\n"},
     {"option-form", 4, "write -Da=b in one word", launch() + "java.extended.properties=-D a=b\n"},
     {"option-value", 4, "write one such as 75.0",
      launch() + "java.extended.properties=-XX:MaxRAMPercentage=75%\n"},
     {"option-path", 4, "by \":\" alone", launch() + "java.library.path=/tmp;/usr\n"},
-    {"option-argument", 4, "no option of the JVM", launch() + "application.args=-Xmx1g server\n"},
+    {"option-argument", 4, "not an option of the JVM",
+     launch() + "application.args=-Xmx1g server\n"},
     {"stack-size", 4, "write 8192k for kilobytes", launch() + "java.thread.stack.size=8192\n"},
-    {"class-path-missing", 2, "not between commas or blanks",
+    {"class-path-missing", 2, "not by commas or blanks",
      launch(jvm, std::string(probeJar) + ":" + probeJar + "," + probeJar)},
     {"class-path-missing", 2, "leave out file:", launch(jvm, std::string(probeJar) + ":file:/usr")},
     {"aot-cache", 4, "the JVM does not start",
@@ -345,7 +351,7 @@ TEST(Rules, AMissingIncludeIsReportedOnce) {
   EXPECT_EQ(placesOf(checked(inspectFile(file))), (Texts{"1 missing-include"}));
 }
 
-TEST(Rules, AfterTooManyMistakesNothingCountsAsAbsent) {
+TEST(Rules, AfterTooManyMistakesNoKeyCountsAsAbsent) {
   Sandbox sandbox;
   const std::string file = sandbox.write("app.kvf", many("velox.include.kvf=/gone\n", 30));
   for (const Finding& finding : checked(inspectFile(file))) {
@@ -410,6 +416,9 @@ TEST(Rules, SoundCommandLinesHaveNoFinding) {
   const std::string archived = sandbox.write(
       "archived.kvf",
       launch() + "java.extended.properties=-XX:SharedArchiveFile=%kvf.file.dir%/app.kvf\n");
+  const std::string debugged = sandbox.write(
+      "debugged.kvf",
+      launch() + "java.extended.properties=-agentlib:jdwp=transport=dt_socket,server=y\n");
   const Texts lines[] = {
       full,
       {"w", "--propFile", app, "--propVar", "WHO=a=b", "--delayStart", "2000", "-x", "y"},
@@ -418,6 +427,7 @@ TEST(Rules, SoundCommandLinesHaveNoFinding) {
       {"w", "--debug", "--silent", "--pid", "--run", "--propFile", app},
       {"w", "--version"},
       {"w", "--version", "--propFile", archived},
+      {"w", "--version", "--propFile", debugged},
       {"w", "--help"},
   };
   for (const Texts& line : lines) {

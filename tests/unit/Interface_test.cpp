@@ -45,6 +45,11 @@ TEST(Interface, OfTheConfiguration) {
   EXPECT_FALSE(g_isJavaWrapper);
   UpdateProcessType(props({{"java.library", ""}}));
   EXPECT_TRUE(g_isJavaWrapper);
+  g_isJavaWrapper = false;
+  Sandbox sandbox;
+  Texts line = {"prog", "--version", "--propFile", sandbox.write("app.kvf", "java.library=x\n")};
+  ParseCommandLine(4, pointersTo(line).data());
+  EXPECT_TRUE(g_isJavaWrapper);
   EXPECT_EQ(DetermineWrapperState(props({{"wrapper.command", "--kill"}})), WrapperState::kill);
 }
 
@@ -66,6 +71,10 @@ TEST(Interface, OfTheJavaSettings) {
   EXPECT_EQ(parser.getKvfFileOption(), "-Dwrapper.kvf.file=k");
   EXPECT_EQ(parser.expandClassPath("a.jar;b/"), "a.jar:b:");
   EXPECT_EQ(parser.expandDirToClassPath("**"), "**");
+  Sandbox sandbox;
+  const std::string archive = sandbox.write("lib/a.jar", "");
+  EXPECT_EQ(parser.expandDirToClassPath(sandbox.path("lib").c_str()),
+            (sandbox.path("lib") + ":" + archive).c_str());
 }
 
 TEST(Interface, OfTheEnvironment) {

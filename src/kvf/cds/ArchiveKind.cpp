@@ -26,7 +26,7 @@ constexpr ArchiveKind kinds[] = {
      },
      .isLinked = [](unsigned) { return true; },
      .usesRecordAgain = false,
-     .whenRefused = "without any archive, also the JVM's own: more slowly than before"},
+     .whenRefused = "without any archive, even the JVM's own, and so more slowly than before"},
     {.name = "static",
      .title = "static archive",
      .extension = ".jsa",
@@ -34,7 +34,7 @@ constexpr ArchiveKind kinds[] = {
      .quietOption = "-Xlog:cds*=off",
      .logTags = "cds*=info,class+path=info",
      .firstRelease = 11,
-     // The JVM's own archive would keep from the list what it holds itself.
+     // With the JVM's own archive in use, the list would lack the classes that are in it.
      .recording = []() -> Options {
        return {"-Xshare:off", "-XX:DumpLoadedClassList=%R"};
      },
@@ -45,7 +45,7 @@ constexpr ArchiveKind kinds[] = {
      },
      .isLinked = [](unsigned release) { return release >= firstWithLinking; },
      .usesRecordAgain = true,
-     .whenRefused = "without any archive, also the JVM's own: more slowly than before"},
+     .whenRefused = "without any archive, even the JVM's own, and so more slowly than before"},
     {.name = "dynamic",
      .title = "dynamic archive",
      .extension = ".jsa",

@@ -20,14 +20,14 @@ using Json = nlohmann::ordered_json;
 namespace {
 
 constexpr int schema = 1;
-// Since this release all archives may have moved to another folder together.
+// From this release on the archives may all have moved to another folder together.
 constexpr unsigned firstWithMovableJars = 20;
 
 /// Options that an archive with linked classes has to have been made with.
 constexpr std::string_view moduleOptions[] = {"--add-modules",          "--add-opens",
                                               "--add-exports",          "--add-reads",
                                               "--enable-native-access", "--module-path"};
-/// Options that every archive has to have been made with: they change what objects look like.
+/// Options that every archive has to have been made with: they change the layout of objects.
 constexpr std::string_view layoutOptions[] = {"-XX:+UseZGC",
                                               "-XX:+UseCompressedOops",
                                               "-XX:-UseCompressedOops",
@@ -114,7 +114,7 @@ RecordedFile recordedFile(const Json& json) {
   return file;
 }
 
-/// Those that a JVM compares: what was and is missing is left out, as are folders.
+/// Those that a JVM compares: files that were missing and still are, and folders, are left out.
 std::vector<RecordedFile> comparedOf(std::vector<RecordedFile> files) {
   std::erase_if(files, [](const RecordedFile& file) { return !file.isThere || file.isFolder; });
   return files;
@@ -128,7 +128,7 @@ std::string misfitOf(const RecordedFile& then, const RecordedFile& now, bool mov
     return now.path + " has changed since it was written";
   if (deep && digestOf(now.path) != then.digest) {
     return now.path +
-           " has changed since it was written, and has its former size and time: the JVM would run "
+           " has changed since it was written, but has its former size and time: the JVM would run "
            "its former code";
   }
   return {};
@@ -211,7 +211,8 @@ std::string textOf(const ArchiveManifest& manifest) {
                {"command", manifest.training.command},
                {"until", manifest.training.until}};
   if (manifest.training.runFor) json["runFor"] = *manifest.training.runFor;
-  // A name of a file may be any bytes; one that is no text is not found again, and so made anew.
+  // A file name may be any bytes; one that is not text is not found again, and its entry is made
+  // anew.
   return json.dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
@@ -247,7 +248,8 @@ std::vector<std::string> manifestMisfits(const ArchiveManifest& manifest, const 
                                          const ClassDataLaunch& launch, bool deep) {
   const RecordedFile state = stateOf(archive);
   if (!state.isThere) return {"there is no such file"};
-  if (state.bytes != manifest.archiveBytes) return {"it is not the one that its manifest is of"};
+  if (state.bytes != manifest.archiveBytes)
+    return {"it is not the one that its manifest describes"};
   std::vector<std::string> misfits;
   const std::string buildId = readableBuildId(launch.jvm.library);
   const bool isOther = buildId.empty() || manifest.buildId.empty()
@@ -256,7 +258,7 @@ std::vector<std::string> manifestMisfits(const ArchiveManifest& manifest, const 
   if (isOther) misfits.push_back("another JVM wrote it: Java " + manifest.javaVersion);
   const ArchiveKind* kind = findArchiveKind(manifest.kind);
   if (kind != nullptr && !isOther && optionsThatMatter(*kind, launch) != manifest.options)
-    misfits.emplace_back("it was written with other options of modules or of the object layout");
+    misfits.emplace_back("it was written with other options for modules or the object layout");
   compareClassPaths(manifest, launch, deep, misfits);
   return misfits;
 }

@@ -56,7 +56,7 @@ constexpr KnownComplaint knownComplaints[] = {
      "the JVM has no archive of its own; the command `java -Xshare:dump` of that JVM writes it"},
     {"was created by a different version or build", "another JVM wrote it"},
     {"shared archive file version", "another JVM wrote it"},
-    {"Mismatched values for property", "its options of modules are others"},
+    {"Mismatched values for property", "it was written with other options for modules"},
     {"directory is not empty",
      "a folder in the class path is not empty; name the archives in it instead"},
     {"classpath mismatch", "it was written for another class path"},
@@ -88,7 +88,7 @@ bool isArchiveFile(const fs::path& path) {
   return fs::is_regular_file(path, error);
 }
 
-/// True when a class path does not need the folder beside the archives in it.
+/// True when a class path does not need the folder in addition to the archives in it.
 bool holdsArchivesOnly(const fs::path& folder) {
   std::error_code error;
   return std::all_of(fs::directory_iterator(folder, error), fs::directory_iterator(),
@@ -116,7 +116,7 @@ bool isFromArchive(const std::string& className, const std::string& log) {
   return log.find("] " + className + " source: shared objects file") != std::string::npos;
 }
 
-/// The end of the elements after which there are only folders, which no archive is made for.
+/// The end of the elements that an archive is made for: after it there are only folders.
 std::vector<std::string>::const_iterator endOfArchives(const std::vector<std::string>& classPath) {
   return std::find_if(classPath.rbegin(), classPath.rend(), isArchiveFile).base();
 }
@@ -128,8 +128,8 @@ std::string joined(std::vector<std::string>::const_iterator at,
   return text;
 }
 
-/// The options for a JVM beside the application: without what acts outside of it, but with the
-/// modules that it would bring.
+/// The options for a JVM beside the application: without those that act outside of the JVM, but
+/// with the modules that they would bring.
 std::vector<std::string> optionsBeside(const ClassDataLaunch& launch, const fs::path& scratch) {
   std::vector<std::string> options;
   for (const ModuleOfOption& module : modulesOfOptions) {
@@ -161,7 +161,7 @@ std::string fileLog(const ArchiveKind& kind, const fs::path& log) {
   return concat({"-Xlog:", kind.logTags, ":file=", log.native()});
 }
 
-/// What the JVM printed last, for want of a reason that is known.
+/// What the JVM printed last, when no known reason was found.
 std::string lastLineOf(const std::string& text) {
   std::istringstream lines(text);
   std::string last;
@@ -341,7 +341,7 @@ std::string makeArchive(const ArchiveKind& kind, const ClassDataLaunch& launch,
     const fs::path log = scratchFolder / "make.log";
     run.maxSeconds = maxSecondsToMake;
     run.options = optionsBeside(launch, scratchFolder);
-    // No JVM writes an archive for folders; those at the end it does not look at in use.
+    // No JVM writes an archive for folders; when it uses one, it does not look at those at the end.
     run.options.push_back(concat(
         {classPathOption, joined(launch.classPath.begin(), endOfArchives(launch.classPath))}));
     append(run.options, making);
@@ -349,7 +349,7 @@ std::string makeArchive(const ArchiveKind& kind, const ClassDataLaunch& launch,
     fs::remove(files.archive, error);
     const JvmRunEnd end = runJvm(run);
     if (end.timedOut) return "it did not end within half an hour";
-    // An archive that it could not write to its end stays there with some releases.
+    // Some releases leave an archive that could not be written to its end.
     if (!end.started) fs::remove(files.archive, error);
     if (!fs::exists(files.archive, error)) {
       const std::string complaint = complaintInLog(textOfFile(log));
@@ -368,7 +368,7 @@ std::string complaintInLog(std::string_view log) {
   for (std::string line; std::getline(lines, line);) {
     const bool complains =
         line.find("[warning") != std::string::npos || line.find("[error") != std::string::npos;
-    // These are classes that an archive can do without.
+    // An archive does not need these classes.
     if (complains && line.find("Skipping ") == std::string::npos)
       last = line.substr(line.rfind(']') + 1);
   }

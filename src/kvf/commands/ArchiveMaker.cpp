@@ -28,7 +28,7 @@ int complain(const std::string& text, int status) {
   return status;
 }
 
-/// Keys that have other values, but for the one of the JVM's options.
+/// Keys with other values, except that of the JVM's options.
 std::vector<std::string> changedKeys(const SimpleProperties& before,
                                      const SimpleProperties& after) {
   std::vector<std::string> keys;
@@ -61,7 +61,7 @@ const ShortOptions shortOptions[] = {
     {", serial", {"-XX:+UseSerialGC"}, costOfSerial},
     {", serial and C1", {"-XX:+UseSerialGC", "-XX:TieredStopAtLevel=1"}, costOfBoth},
 };
-/// What costs a long run has to be that much sooner than what does not.
+/// Options that cost a long run have to be that much sooner than those that do not.
 constexpr double leastFurtherGain = 0.97;
 
 /// True when the launch itself says which collector or compiler it wants.
@@ -104,7 +104,7 @@ class ArchiveMaker {
       } else {
         say(wrong);
       }
-      // What has nothing to do with the kind, the next one cannot mend.
+      // Another kind would fail for the same reason.
       if (training.status() == noAnswer) return noAnswer;
     }
     if (!trained) return negative;
@@ -136,10 +136,10 @@ class ArchiveMaker {
     return kinds;
   }
 
-  /// Another file of the user's may have its name.
+  /// The user may have another file of that name.
   static void checkArchiveInPlace(const fs::path& archive) {
     if (fs::exists(archive) && !parseClassDataArchive(textOfFile(archive, 4096)))
-      throw FileError(concat({archive.native(), " is there and no class-data archive"}));
+      throw FileError(concat({archive.native(), " exists and is not a class-data archive"}));
   }
 
   [[nodiscard]] const char* classPathKey() const {
@@ -149,7 +149,7 @@ class ArchiveMaker {
   int tellObstacles() {
     const std::span<const ArchiveKind> all = archiveKinds();
     const ArchiveKind* asked = findArchiveKind(options_.kind);
-    // Of a Java that knows none, those of the last choice name what all of them lack.
+    // With a Java that makes none of them, the reasons of the last kind apply to all.
     for (const std::string& obstacle :
          classDataWritingObstacles(launch_, asked == nullptr ? all[all.size() - 2] : *asked))
       complain(obstacle, negative);
@@ -174,7 +174,7 @@ class ArchiveMaker {
     }
     if (folders.empty()) return;
     for (const std::string& changed : changedByOrder(elements))
-      std::cerr << "In that order another one is taken: " << printable(changed) << '\n';
+      std::cerr << "In that order another one is used: " << printable(changed) << '\n';
     std::cerr << "kvf cds --jar makes archives of the folders, which keep their places.\n";
   }
 
@@ -187,10 +187,10 @@ class ArchiveMaker {
     const std::string value = classPathOfArchives(launch_.classPath, file_.parent_path(), jars);
     const char* key =
         inspection_.plan.classPathKey == nullptr ? keys::classPath : inspection_.plan.classPathKey;
-    std::cout << "What is changed in a folder later takes effect when its archive is made anew.\n"
+    std::cout << "Later changes in a folder take effect once its archive is made anew.\n"
               << key << '=' << printable(value) << '\n';
     if (!options_.write) {
-      std::cout << "With --write the archives are made and the file is changed so.\n";
+      std::cout << "With --write the archives are made and the file is changed like this.\n";
       return negative;
     }
     const FileReplacement replacement(file_);
@@ -229,7 +229,7 @@ class ArchiveMaker {
     return tellEntry(*trained.kind, archive, further);
   }
 
-  /// Measures the starts and takes the options of the best one; false when none is to be taken.
+  /// Measures the starts and takes the options of the best variant; false when none is better.
   bool measure(const ArchiveTraining& training, const TrainedArchive& trained,
                std::vector<std::string>& further) const {
     if (options_.pairs == 0) return true;
@@ -273,17 +273,17 @@ class ArchiveMaker {
     if (best == nullptr) {
       std::cout << "The application does not start sooner with it.\n";
       if (!options_.write)
-        std::cout << "The file is left without; --write adds the line all the same.\n";
+        std::cout << "The file is left as it is; --write adds the line all the same.\n";
       return options_.write;
     }
     further = best->further->options;
     if (!further.empty())
-      std::cout << "For commands that end soon. It costs what runs for long: "
-                << best->further->cost << ".\n";
+      std::cout << "For commands that end soon. A long run pays for it: " << best->further->cost
+                << ".\n";
     return true;
   }
 
-  /// As the file has it now, with an archive.
+  /// As the file is now, with an archive.
   void addPresent(std::vector<StartVariant>& variants) const {
     const bool hasOne = !sharedArchiveFiles(inspection_.plan.options).empty() ||
                         !aheadOfTimeCache(inspection_.plan.options).empty();
@@ -295,7 +295,7 @@ class ArchiveMaker {
     variants.push_back(present);
   }
 
-  /// The one that gains most; null: none gains.
+  /// The one that gains most; null: no gain.
   static const Candidate* bestOf(const std::vector<Candidate>& candidates,
                                  const std::vector<StartTimes>& times) {
     const Candidate* best = nullptr;
@@ -311,7 +311,7 @@ class ArchiveMaker {
 
   int tellEntry(const ArchiveKind& kind, const fs::path& archive,
                 const std::vector<std::string>& further) {
-    // As it is now: the application may have run for long.
+    // The file as it is now: the application may have run for a long time.
     const std::string text = readWhole(file_);
     const ClassDataEntry entry = withClassDataArchive(
         text, kind, fs::path(file_).replace_extension(kind.extension).filename().native(), further,
@@ -343,7 +343,7 @@ class ArchiveMaker {
     return success;
   }
 
-  /// Why the entry would not do, or nothing.
+  /// Why the entry would have no effect, or nothing.
   [[nodiscard]] std::string whyWithoutEffect(const std::string& text, const ClassDataEntry& entry,
                                              const fs::path& archive) const {
     const Inspection before = inspectRun(options_.file, &text);
@@ -402,7 +402,7 @@ class ArchiveRefresh {
                       noAnswer);
     if (manifestMisfits(*manifest, archive, *subject.launch, options_.deep).empty()) return success;
     const FolderLock lock(archive.parent_path());
-    // Another one may have made it meanwhile.
+    // Another process may have made it meanwhile.
     if (auto now = readManifest(archive)) manifest = std::move(now);
     const std::vector<std::string> misfits =
         manifestMisfits(*manifest, archive, *subject.launch, options_.deep);

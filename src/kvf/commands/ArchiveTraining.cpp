@@ -58,23 +58,23 @@ ArchiveTraining::ArchiveTraining(const CdsOptions& options, const fs::path& file
   if (!isCommand) command_ = {options.launcher, switches::run, switches::propFile, options.file};
   if (!hasArchiveOption(inspection)) return;
   if (isCommand) {
-    // An empty name takes back the archive that the file names; of an AOT cache none does.
+    // An empty name cancels the archive that the file names; nothing cancels an AOT cache.
     if (aheadOfTimeCache(inspection.plan.options).empty()) {
       resetting_ = {"-XX:SharedArchiveFile="};
       return;
     }
     throw FileError(concat({file_.native(),
-                            " uses an AOT cache, and with one a JVM records nothing: "
-                            "take its option out while the command runs"}));
+                            " uses an AOT cache, and with one a JVM records nothing: remove its "
+                            "option while the command runs"}));
   }
   const std::string text = withoutClassDataArchive(readWhole(file_));
   const Inspection without = inspectRun(options.file, &text);
   if (hasArchiveOption(without)) {
     throw FileError(concat({"the option of an archive is from ",
                             without.nameOf(without.positionOf(keys::extendedProperties)),
-                            ": take it out there, with it a JVM records nothing"}));
+                            ": remove it there, as with it a JVM records nothing"}));
   }
-  // Beside the file, so that what is named by its folder is the same.
+  // Beside the file, so that paths relative to its folder stay the same.
   const fs::path path = fresh_.path().native() + ".kvf";
   writeNewFile(path, text, privateMode);
   plain_.emplace(path);
@@ -147,11 +147,11 @@ int ArchiveTraining::runOnce(const ArchiveKind& kind, const ArchiveFiles& files)
   std::error_code error;
   const bool isThere =
       fs::exists(kind.making(launch_.jvm.release).empty() ? files.archive : files.record);
-  // With a status of its own the application may have left a record all the same.
+  // Even with a status other than 0 the application may have left a record.
   if (end.status != 0 && !end.stopped && (isThere || complaint.empty()))
     complain("the application ended with status " + std::to_string(end.status));
   if (isThere) return success;
-  const char* const unknown = "it did not end in order, or was none of this Java";
+  const char* const unknown = "it did not end normally, or was not started with this Java";
   complain(concat({"the JVM wrote no archive: ", complaint.empty() ? unknown : complaint}));
   return negative;
 }
@@ -170,7 +170,7 @@ void ArchiveTraining::install(const TrainedArchive& trained, const fs::path& arc
     moveInto(trained.files.record, record, fileMode);
   }
   writeNewFile(text, textOf(manifest), fileMode);
-  // In this order: a manifest that is not of the archive makes it anew the next time.
+  // In this order: a manifest that does not match the archive makes it anew the next time.
   moveInto(trained.files.archive, archive, fileMode);
   moveInto(text, manifestFileOf(archive), fileMode);
 }

@@ -41,15 +41,16 @@ RunSubcommand declareCds(CLI::App& command) {
       ->type_name("SECONDS");
   command.add_option("--until", options->until, "End the application once it prints this")
       ->type_name("TEXT");
-  command.add_option("--pairs", options->pairs, "Starts to measure of each way; 0: none")
+  command.add_option("--pairs", options->pairs, "Starts to measure of each variant; 0: none")
       ->type_name("N")
       ->check(CLI::Range(0U, 1000U));
-  command.add_flag("--short", options->shortRuns,
-                   "Also try what only helps commands that end soon");
+  command.add_flag("--short", options->shortRuns, "Also try options that only help short commands");
   command.add_flag("--jar", options->jar, "Make archives of the folders in the class path");
   command.add_flag("--write", options->write, "Add the line to the file");
-  command.add_flag("--refresh", options->refresh, "Make the archive in use anew if it has to be");
-  command.add_flag("--deep", options->deep, "With --refresh: read the class path's files for that");
+  command.add_flag("--refresh", options->refresh,
+                   "Make the archive in use anew if it no longer fits");
+  command.add_flag("--deep", options->deep,
+                   "With --refresh: read the class path's files to find out");
   command.add_option("--wrapper", options->launcher, "The launcher")->type_name("FILE");
   return [options](const LauncherArguments& commandLine) { return runCds(*options, commandLine); };
 }

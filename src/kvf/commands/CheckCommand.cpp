@@ -51,7 +51,7 @@ struct CheckOptions {
   unsigned javaRelease = 0;
 };
 
-/// What the JVM says of the options; nothing when the launch has no JVM that could be asked.
+/// What the JVM says about the options; nothing when the launch has no JVM to ask.
 std::optional<JvmTrial> trialOf(const Inspection& inspection) {
   const std::string library = inspection.valueOf(keys::javaLibrary);
   if (library.empty() || inspection.command() != switches::run) return std::nullopt;
@@ -60,7 +60,7 @@ std::optional<JvmTrial> trialOf(const Inspection& inspection) {
   std::map<std::string, std::string> environment = inspection.plan.exported;
   environment.insert(inspection.surroundings.environment.begin(),
                      inspection.surroundings.environment.end());
-  // A folder that a service manager will make is not there yet.
+  // A folder that a service manager will make does not exist yet.
   std::error_code error;
   const bool isThere = std::filesystem::is_directory(inspection.plan.directory, error);
   return tryJvm({.library = path,
@@ -70,14 +70,15 @@ std::optional<JvmTrial> trialOf(const Inspection& inspection) {
                  .directory = isThere ? inspection.plan.directory : "/"});
 }
 
-/// So that nobody takes what was not tried for sound.
+/// So that nobody believes that all options were tried.
 void tellWhatIsLeftOut(const Inspection& inspection) {
   if (!inspection.jvmTrial || inspection.jvmTrial->leftOut.empty()) return;
   std::string list;
   for (const std::string& option : inspection.jvmTrial->leftOut) {
     list += (list.empty() ? "" : ", ") + shown(option);
   }
-  std::fprintf(stderr, "kvf: %s: the JVM was tried without what acts outside of it: %s\n",
+  std::fprintf(stderr,
+               "kvf: %s: the JVM was tried without the options that act outside of it: %s\n",
                printable(inspection.nameOf(inspection.mainFile())).c_str(), list.c_str());
 }
 
@@ -87,7 +88,7 @@ struct Checked {
   std::vector<Finding> findings;
 };
 
-/// What is given to check, in the state that texts which stand for those of files make of it.
+/// The launches to check, with the given texts in place of those of files.
 class Subject {
  public:
   Subject(const CheckOptions& options, const LauncherArguments& commandLine)
@@ -97,7 +98,7 @@ class Subject {
     texts_[stdinPath_] = std::string(std::istreambuf_iterator<char>(std::cin), {});
   }
 
-  /// Where standard input would lie; empty when it is not asked for.
+  /// The file that standard input stands for; empty: it is not used.
   [[nodiscard]] const std::string& stdinPath() const { return stdinPath_; }
   [[nodiscard]] const std::string& stdinText() const { return texts_.at(stdinPath_); }
 
@@ -111,7 +112,7 @@ class Subject {
     return checked;
   }
 
-  /// Keeps the texts that cannot be read again, as those of pipes.
+  /// Keeps the texts that cannot be read again, such as those of pipes.
   void keepStreams(const std::vector<Inspection>& inspections) {
     for (const Inspection& inspection : inspections) {
       for (const SourceFile& file : inspection.run().files) {
@@ -149,9 +150,9 @@ class Subject {
   GivenTexts texts_;
 };
 
-/// Puts the fixes in, until what they uncover is mended, too.
-Fixes mend(Subject& subject, Checked& checked) {
-  // Each round mends something; more than a few are a fix that does not do what it should.
+/// Applies the fixes, until what they uncover is fixed, too.
+Fixes applyFixes(Subject& subject, Checked& checked) {
+  // Each round fixes something; more than a few mean a fix without effect.
   constexpr int mostRounds = 20;
   Fixes fixes;
   subject.keepStreams(checked.inspections);
@@ -172,7 +173,7 @@ ExitStatus printDiff(const Fixes& fixes) {
 ExitStatus writeFixes(const Fixes& fixes, const Subject& subject) {
   fixes.write(subject.stdinPath());
   for (const auto& [path, file] : fixes.files()) {
-    std::fprintf(stderr, "kvf: %s: %s mended\n", printable(file.name).c_str(),
+    std::fprintf(stderr, "kvf: %s: %s fixed\n", printable(file.name).c_str(),
                  countOf(file.fixes, "mistake").c_str());
   }
   if (subject.stdinPath().empty()) return success;
@@ -204,10 +205,10 @@ std::string complaintAbout(const CheckOptions& options, const LauncherArguments&
   if (findFindingFormat(options.format) == nullptr)
     return "there is no format " + shown(options.format);
   if (std::error_code error; !options.root.empty() && !fs::is_directory(options.root, error))
-    return shown(options.root) + " is no folder";
+    return shown(options.root) + " is not a folder";
   if (options.fix && options.diff) return "give either --fix or --diff, not both";
   if (!options.memory.empty() && !memorySize(options.memory))
-    return shown(options.memory) + " is no size such as 512m";
+    return shown(options.memory) + " is not a size such as 512m";
   if (!commandLine.empty() && !options.files.empty())
     return "give either files or a command line, not both";
   if (commandLine.empty() && options.files.empty()) return "give a file, or -- and a command line";
@@ -222,9 +223,9 @@ int runCheck(const CheckOptions& options, const LauncherArguments& commandLine) 
   Checked checked = subject.check({});
   for (const Inspection& inspection : checked.inspections) tellWhatIsLeftOut(inspection);
   std::FILE* stream = stdout;
-  if (options.diff) return printDiff(mend(subject, checked));
+  if (options.diff) return printDiff(applyFixes(subject, checked));
   if (options.fix) {
-    const ExitStatus written = writeFixes(mend(subject, checked), subject);
+    const ExitStatus written = writeFixes(applyFixes(subject, checked), subject);
     if (written != success) return written;
     if (!subject.stdinPath().empty()) stream = stderr;
   }
@@ -237,7 +238,9 @@ RunSubcommand declareCheck(CLI::App& command) {
   const auto options = std::make_shared<CheckOptions>();
   command.add_option("FILE", options->files,
                      "Properties files, folders, systemd units, - for standard input");
-  command.add_option("--severity", options->severity, "What the status counts: error or warning")
+  command
+      .add_option("--severity", options->severity,
+                  "Lowest severity that counts for the status: error or warning")
       ->type_name("LEVEL")
       ->check(CLI::IsMember({"error", "warning"}));
   command.add_option("--stdin-name", options->stdinName, "The file that standard input stands for")
@@ -251,16 +254,18 @@ RunSubcommand declareCheck(CLI::App& command) {
   for (const FindingFormat& format : findingFormats())
     formats += concat({formats.empty() ? "" : ", ", format.name});
   command.add_option("--format", options->format, formats)->type_name("FORMAT");
-  command.add_option("--root", options->root, "Name files below this folder from there on")
+  command.add_option("--root", options->root, "Name files below this folder relative to it")
       ->type_name("FOLDER");
-  command.add_flag("--fix", options->fix, "Mend what takes no decision");
+  command.add_flag("--fix", options->fix, "Fix what leaves nothing to decide");
   command.add_flag("--diff", options->diff, "Print what --fix would change, and write nothing");
   command.add_flag("--json", options->json, "The same as --format json");
-  command.add_flag("--script", options->forScript, "Also what a generated script cannot carry");
+  command.add_flag("--script", options->forScript,
+                   "Also report what a generated script cannot carry");
   command.add_flag("--deep", options->deep, "Also read the files that an archive was made from");
   command.add_flag("--jvm", options->withJvm, "Start the configured JVM with the options");
   command
-      .add_option("--java", options->javaRelease, "Also what this release of Java would not take")
+      .add_option("--java", options->javaRelease,
+                  "Also report what this release of Java does not accept")
       ->type_name("N")
       ->check(CLI::Range(oldestRelease, newestRelease));
   command.add_option("--disable", options->disabled, "Disable a rule")

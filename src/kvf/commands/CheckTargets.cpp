@@ -24,7 +24,7 @@ using namespace std::literals;
 
 constexpr std::string_view propertiesSuffix = ".kvf";
 
-/// How a file begins that is no properties file.
+/// The first bytes of files that are not properties files.
 struct OtherFormat {
   std::string_view start;
   std::string_view what;
@@ -75,7 +75,7 @@ std::string_view otherThanProperties(const std::string& name, std::string_view t
 void refuseOther(const std::string& name, std::string_view text) {
   const std::string_view what = otherThanProperties(name, text);
   if (!what.empty())
-    throw std::runtime_error(concat({shown(name), " is ", what, ", and no ", "properties file"}));
+    throw std::runtime_error(concat({shown(name), " is ", what, ", not a properties file"}));
 }
 
 std::string identityOf(const std::string& file) {
@@ -109,7 +109,7 @@ class Targets {
     std::move(more.begin(), more.end(), std::back_inserter(inspections_));
   }
 
-  /// True also for one that lies only where systemd looks.
+  /// True also for one that is only where systemd looks.
   static bool isUnit(const std::string& target) { return target.ends_with(serviceSuffix); }
 
   void addStandardInput() {
@@ -150,7 +150,7 @@ class Targets {
     take(std::move(launches));
   }
 
-  /// Leaves out files that others include and that have nothing to run by themselves.
+  /// Leaves out files that others include and that have nothing to run themselves.
   static void dropParts(std::vector<Inspection>& launches) {
     std::set<std::string> included;
     for (const Inspection& launch : launches)

@@ -48,7 +48,7 @@ int runExplain(const ExplainOptions& options, const std::vector<std::string>& ar
 RunSubcommand declareExplain(CLI::App& command) {
   const auto options = std::make_shared<ExplainOptions>();
   command.add_option("FILE", options->file, "A properties file")->required();
-  command.add_option("--key", options->key, "One key alone, with its chain of definitions")
+  command.add_option("--key", options->key, "Only one key, with its chain of definitions")
       ->type_name("KEY");
   command.add_flag("--json", options->json, "Print JSON");
   command.add_flag("--show-secrets", options->showsSecrets, "Print passwords instead of ***");

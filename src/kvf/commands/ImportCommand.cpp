@@ -23,14 +23,14 @@ namespace {
 
 struct ImportQuestion {
   StartSources sources;
-  fs::path file;     ///< to write; empty: standard output
-  fs::path secrets;  ///< the same for the secrets; empty: they stay
+  fs::path file;     ///< the file the file to write; empty: standard output
+  fs::path secrets;  ///< the file for the secrets; empty: they stay
 };
 
 constexpr unsigned forOwner = 0600;
 constexpr unsigned forAll = 0644;
 
-/// The file of the secrets as the other one names it, which may be moved together with it.
+/// The file of the secrets as the other one names it; both may be moved together.
 std::string includeOf(const ImportQuestion& question) {
   if (question.secrets.empty()) return {};
   const fs::path secrets = fs::absolute(question.secrets).lexically_normal();
@@ -67,10 +67,10 @@ int import(const ImportQuestion& question, const LauncherArguments& commandLine)
     const ImportedFile imported =
         importedFile(start, readJavaCommandLine(start), {includeOf(question), "", ""});
     if (const ExitStatus status = write(question, imported); status != success) return status;
-    for (const std::string& loss : imported.losses) complain("not carried: " + loss);
+    for (const std::string& loss : imported.losses) complain("not carried over: " + loss);
     if (imported.holdsSecrets)
       complain(
-          "the file holds a password or the like; --secrets FILE keeps such in a file of its own");
+          "the file holds a password or the like; --secrets FILE puts it into a file of its own");
     return imported.losses.empty() ? success : negative;
   } catch (const ImportError& error) {
     return complain(error.what());
@@ -87,7 +87,9 @@ RunSubcommand declareImport(CLI::App& command) {
   command.add_option("--write", question->file, "Write this new file")
       ->type_name("FILE")
       ->check(refusalOfName);
-  command.add_option("--secrets", question->secrets, "Put passwords into this new file, mode 0600")
+  command
+      .add_option("--secrets", question->secrets,
+                  "Put passwords into this new file, with mode 0600")
       ->type_name("FILE")
       ->check(refusalOfName);
   return [question](const LauncherArguments& arguments) { return import(*question, arguments); };

@@ -88,8 +88,8 @@ int put(const std::string& text, const std::filesystem::path& file) {
     const FileReplacement replacement(file);
     if (!namesLibraryAlone(replacement.text())) {
       return complain(concat({shown(file.native()),
-                              " holds more than java.library, which would be lost: name a file of "
-                              "its own, and include that with velox.include.kvf"}));
+                              " holds more than java.library, which would be lost: name a separate "
+                              "file, and include that with velox.include.kvf"}));
     }
     if (replacement.text() != text) replacement.replace(text);
     return success;
@@ -106,7 +106,7 @@ int nameOne(const std::vector<Jvm>& jvms, const JvmPlaces& places, const JvmQues
     const auto given = JavaReleases::of(question.releases);
     if (!given)
       return complain(
-          concat({shown(question.releases), " is no release of Java, as 17 and 17..25"}));
+          concat({shown(question.releases), " is not a release of Java, such as 17 or 17..25"}));
     releases = *given;
   }
   const std::optional<Jvm> jvm = chosenJvm(places, jvms, releases);
@@ -145,11 +145,13 @@ RunSubcommand declareJvm(CLI::App& command) {
             question->line = true;
             question->releases = releases;
           },
-          "Print the java.library line for a JVM of this release, as 17 or 17..25")
+          "Print the java.library line for a JVM of this release, such as 17 or 17..25")
       ->type_name("RELEASE")
       ->expected(0, 1)
       ->default_str("");
-  command.add_option("--write", question->file, "Put the line into this file, whole or not at all")
+  command
+      .add_option("--write", question->file,
+                  "Put the line into this file, completely or not at all")
       ->type_name("FILE")
       ->check(refusalOfName);
   command.add_flag("--json", question->json, "Print JSON");

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// A unit is taken from the disk, where its drop-ins are.
+/// A unit is read from the disk, where its drop-ins are.
 std::vector<Inspection> inspectOpened(const std::string& file, const GivenTexts& given) {
   return inspectTargets({file.ends_with(serviceSuffix) ? file : "-"}, file, given);
 }
@@ -17,9 +17,9 @@ std::vector<Inspection> inspectOpened(const std::string& file, const GivenTexts&
 }  // namespace
 
 RunSubcommand declareLsp(CLI::App& command) {
-  // Some editors say so to every server.
+  // Some editors give it to every server.
   const auto stdio = std::make_shared<bool>(false);
-  command.add_flag("--stdio", *stdio, "Talk on standard input and output, as without it");
+  command.add_flag("--stdio", *stdio, "Use standard input and output; the default");
   return [stdio](const LauncherArguments& /*arguments*/) -> int {
     return Server(inspectOpened).run() ? success : negative;
   };

@@ -40,7 +40,7 @@ int make(NewQuestion& question, const LauncherArguments& commandLine) {
       request.releases = *releases;
     } else if (!question.releases.empty()) {
       return complain(
-          concat({shown(question.releases), " is no release of Java, as 17 and 17..25"}));
+          concat({shown(question.releases), " is not a release of Java, such as 17 or 17..25"}));
     }
     if (request.jars.empty()) {
       const bool isOfJars = !request.startClass.empty() || !request.libraries.empty() ||
@@ -58,7 +58,7 @@ int make(NewQuestion& question, const LauncherArguments& commandLine) {
   const std::string& name = made.name;
   text += concat({"made ", printable(request.directory.native()), ":\n  bin/", name,
                   "  starts the application, from anywhere\n  ", name,
-                  ".kvf  says what it is started with\n  ", name,
+                  ".kvf  sets what it is started with\n  ", name,
                   ".service  is a systemd unit, with ", name, ".tmpfiles.conf\n"});
   const ExitStatus status = print(text);
   return status == success && !made.isComplete ? negative : status;
@@ -74,23 +74,23 @@ RunSubcommand declareNew(CLI::App& command) {
       ->required()
       ->check(refusalOfName);
   command
-      .add_option("--jar", request->jars,
-                  "The application's archive; several in the order of the class path")
+      .add_option("--jar", request->jars, "The application's archive; several, in class-path order")
       ->type_name("FILE")
       ->allow_extra_args(false);
   question->sources.declare(command);
-  command.add_option("--lib", request->libraries, "A folder of more archives")
+  command.add_option("--lib", request->libraries, "A folder with more archives")
       ->type_name("DIR")
       ->check(CLI::ExistingDirectory);
   command.add_option("--name", request->name, "The application's name")->type_name("NAME");
-  command.add_option("--main", request->startClass, "The start class, if not the manifest's")
+  command.add_option("--main", request->startClass, "The start class, if not that of the manifest")
       ->type_name("CLASS");
-  command.add_option("--jre", request->runtime, "A Java runtime to ship, such as one by jlink")
+  command
+      .add_option("--jre", request->runtime, "A Java runtime to ship, such as one made by jlink")
       ->type_name("DIR")
       ->check(CLI::ExistingDirectory);
-  command.add_option("--java", question->releases, "The release of Java, as 17 or 17..25")
+  command.add_option("--java", question->releases, "The release of Java, such as 17 or 17..25")
       ->type_name("RELEASE");
   command.add_option("--wrapper", request->launcher, "The launcher to copy")->type_name("FILE");
-  command.add_flag("--force", request->force, "Write into a folder that is there already");
+  command.add_flag("--force", request->force, "Write into a folder that already exists");
   return [question](const LauncherArguments& arguments) { return make(*question, arguments); };
 }

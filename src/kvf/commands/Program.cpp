@@ -41,7 +41,7 @@ bool holdsLauncher(std::string_view binary) {
 /// What only kvf itself has.
 constexpr std::string_view checkerMark = "kvf: allow ";
 
-/// For a program that is not there, or that cannot be read.
+/// For a program that does not exist or cannot be read.
 bool looksLikeLauncher(const fs::path& program, const std::vector<std::string>& commandLine,
                        const std::string& directory) {
   const std::string name = program.filename();
@@ -81,16 +81,16 @@ StartedProgram programOf(const std::vector<std::string>& commandLine, const std:
       program.refusal = std::move(launch->refusal);
     } else {
       program.description = contains(text, "exec \"$here/bin/wrapper\" --run --propFile")
-                                ? "is a start script of kvf new that somebody has changed; check "
-                                  "the command line of the launcher in its last line"
-                                : "is a script, and none that kvf new wrote";
+                                ? "is a start script of kvf new that has been changed; check the "
+                                  "command line of the launcher in its last line"
+                                : "is a script that kvf new did not write";
     }
   } else if (contains(text, checkerMark)) {
     program.kind = Kind::checker;
   } else if (holdsLauncher(text)) {
     program.kind = Kind::launcher;
   } else {
-    program.description = "is another program than the launcher";
+    program.description = "is not the launcher but another program";
   }
   return program;
 }

@@ -25,7 +25,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds shortestPause(50);
 constexpr std::chrono::milliseconds longestPause(1000);
-/// Tables of many connections take long to read: at most a tenth of the time goes into that.
+/// Tables of many connections take long to read: they may take at most a tenth of the time.
 constexpr int pausesPerLook = 9;
 /// A service manager gives a new process its user only after a while.
 constexpr std::chrono::seconds timeToBecomeVisible(5);
@@ -39,7 +39,7 @@ struct ReadyQuestion {
 
 /// What can be seen of a process at one time.
 struct Look {
-  std::vector<ListeningPlace> missing;    ///< where it does not listen, of the wanted places
+  std::vector<ListeningPlace> missing;    ///< the wanted places where it does not listen
   std::vector<ListeningPlace> elsewhere;  ///< where it listens, when something is missing
   bool others = false;                    ///< another process listens at one that is missing
   int error = 0;                          ///< why nothing can be seen, errno's number
@@ -61,7 +61,7 @@ class Waiting {
       const auto begin = Clock::now();
       const bool isOver = begin >= end;
       Look look = lookAt({id_});
-      // All processes are looked at when it matters: a child may be who listens there.
+      // All processes are looked at only when it matters: a child may listen there.
       if (look.others || (isOver && look.error == 0)) look = lookAt(familyOf(id_, processes()));
       if (look.error == 0 && look.missing.empty()) return success;
       const auto now = processWith(id_);
@@ -109,7 +109,7 @@ class Waiting {
     return look;
   }
 
-  /// For a person: what a process chose as the name of a socket is shown as text.
+  /// For a person: a name that a process chose for a socket is shown as text.
   static std::string names(const std::vector<ListeningPlace>& places) {
     constexpr std::size_t most = 5;
     std::set<std::string> sorted;
@@ -159,16 +159,16 @@ int answer(const ReadyQuestion& question) {
   for (const std::string& text : question.tcp) {
     const auto place = tcpPlace(text);
     if (!place)
-      return complain(concat({shown(text),
-                              " is no port of TCP; give one such as 8080, "
-                              "127.0.0.1:8080 or [::1]:8080"}));
+      return complain(
+          concat({shown(text),
+                  " is not a TCP port; give one such as 8080, 127.0.0.1:8080 or [::1]:8080"}));
     places.emplace_back(*place);
   }
   for (const std::string& name : question.local) {
     if (name.empty() || name == "@") return complain("--unix needs the file of a socket, or @NAME");
     places.emplace_back(LocalPlace{name});
   }
-  if (places.empty()) return complain("give --tcp or --unix, what is waited for");
+  if (places.empty()) return complain("give --tcp or --unix: what to wait for");
   const InterruptionWatch interruptions;
   return Waiting(question, std::move(places)).run();
 }
@@ -181,15 +181,15 @@ RunSubcommand declareReady(CLI::App& command) {
       ->required()
       ->type_name("PID")
       ->check(CLI::Range(1, std::numeric_limits<int>::max()));
-  command.add_option("--tcp", question->tcp, "Wait for this port of TCP, or ADDRESS:PORT")
+  command.add_option("--tcp", question->tcp, "Wait for this TCP port, or ADDRESS:PORT")
       ->type_name("PORT")
       ->expected(1)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  command.add_option("--unix", question->local, "Wait for this socket of the machine")
+  command.add_option("--unix", question->local, "Wait for this Unix socket")
       ->type_name("PATH")
       ->expected(1)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  command.add_option("--timeout", question->timeout, "Wait no longer than so many seconds (60)")
+  command.add_option("--timeout", question->timeout, "Wait at most this many seconds (60)")
       ->type_name("SECONDS");
   return [question](const LauncherArguments& /*arguments*/) { return answer(*question); };
 }

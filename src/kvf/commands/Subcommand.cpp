@@ -11,7 +11,7 @@ constexpr Subcommand table[] = {
                "Exit status: 0 nothing found, 1 something found, 2 could not be checked.",
      .declare = declareCheck},
     {.name = "explain",
-     .summary = "Shows what a run would use, and from where.",
+     .summary = "Shows what a run would use, and where it comes from.",
      .footer = "-- ARGUMENTS are further arguments of the launcher.",
      .declare = declareExplain},
     {.name = "rules", .summary = "Lists the rules, or explains one.", .declare = declareRules},
@@ -19,21 +19,19 @@ constexpr Subcommand table[] = {
     {.name = "import",
      .summary = "Prints a properties file that starts what a command line of java starts.",
      .footer = "-- java ... is that command line.\n"
-               "Exit status: 0 all of it is carried, 1 not all, 2 no file could be made.",
+               "Exit status: 0 all of it is carried over, 1 not all, 2 no file could be made.",
      .declare = declareImport},
     {.name = "new",
-     .summary = "Makes a folder to ship from a jar, or from what java starts.",
+     .summary = "Makes a folder to ship from a jar, or from a running or typed java start.",
      .footer = "-- java ... is a command line of java, as for kvf import.\n"
-               "Exit status: 0 made, 1 made but not all of the start is carried, 2 not made.",
+               "Exit status: 0 made, 1 made but not all of the start is carried over, 2 not made.",
      .declare = declareNew},
     {.name = "cds",
-     .summary = "Makes the archive of classes that makes an application start sooner.",
-     .footer =
-         "-- COMMAND runs that instead of the launcher, say the application's start script with\n"
-         "arguments that make it do something typical and end. A server is ended by --until, "
-         "--run-for or\n"
-         "Ctrl-C.\n"
-         "Exit status: 0 the archive serves, 1 it cannot, 2 that could not be found out.",
+     .summary = "Makes the class-data archive with which an application starts sooner.",
+     .footer = "-- COMMAND runs that instead of the launcher, such as the application's start "
+               "script with\narguments that make it do something typical and end. A server is "
+               "ended by --until, --run-for or\nCtrl-C.\nExit status: 0 the archive works, 1 it "
+               "does not, 2 that could not be found out.",
      .declare = declareCds},
     {.name = "trace",
      .summary = "Shows where the time of a start goes.",
@@ -48,8 +46,9 @@ constexpr Subcommand table[] = {
      .declare = declareReady},
     {.name = "lsp",
      .summary = "Serves an editor: findings while you type, completion, hover.",
-     .footer = "Standard input and output are the editor's, in the language server protocol.\n"
-               "Exit status: 0 the editor ended it as the protocol says, 1 it went away.",
+     .footer =
+         "Talks to the editor on standard input and output, in the language server protocol.\n"
+         "Exit status: 0 the editor ended it as the protocol says, 1 it went away.",
      .declare = declareLsp},
     {.name = "keys",
      .summary = "Lists the keys of a properties file.",

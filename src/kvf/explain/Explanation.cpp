@@ -159,7 +159,7 @@ std::vector<std::string> usersOf(const Inspection& inspection, const std::string
 std::string whatItBrings(const ScannedElement& element) {
   switch (element.kind) {
     case ScannedElement::Kind::missing:
-      return "nothing: it is not there";
+      return "nothing: it does not exist";
     case ScannedElement::Kind::folder:
       return "the classes in this folder";
     case ScannedElement::Kind::archive:
@@ -192,7 +192,7 @@ std::string equivalentJavaCommand(const Inspection& inspection, ShellWord word) 
     command += " ";
   }
   command += word(javaProgram(inspection));
-  // The launcher lets the JVM pass over what it does not know.
+  // The launcher lets the JVM ignore what it does not know.
   const bool mayIgnore = inspection.runsInProcess() &&
                          std::any_of(plan.options.begin(), plan.options.end(), mayBeUnknown);
   if (mayIgnore) command += " -XX:+IgnoreUnrecognizedVMOptions";

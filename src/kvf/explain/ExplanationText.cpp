@@ -60,7 +60,7 @@ std::string classPathAsText(const ExplainedClassPath& classPath) {
     for (const ExplainedElement::Part& part : element.parts) {
       text +=
           line({"      ", part.path, "  ",
-                part.isSearched ? "nothing by itself: the folder that was searched" : part.brings});
+                part.isSearched ? "nothing itself: the folder that was searched" : part.brings});
     }
   }
   if (classPath.endsWithDirectory) {
@@ -72,7 +72,7 @@ std::string classPathAsText(const ExplainedClassPath& classPath) {
 std::string jvmAsText(const ExplainedJvm& jvm) {
   std::string text = headline("JVM library");
   text += line({"  ", shownWhole(jvm.library), "  (", jvm.place, ")"});
-  if (!jvm.found) return text + line({"  no JVM whose version can be told is there"});
+  if (!jvm.found) return text + line({"  no JVM of a known version is there"});
   return text +
          line({"  Java ", jvm.found->version.empty() ? "of unknown version" : jvm.found->version,
                ", ", jvm.found->vendor.empty() ? "vendor unknown" : jvm.found->vendor});

@@ -48,10 +48,10 @@ bool isApart(const TextEdit& one, const TextEdit& other) {
   return one.end < other.start || other.end < one.start;
 }
 
-/// Of two fixes that are apart from each other, or the same edits.
+/// True for two fixes that are apart from each other, or the same edits.
 bool fits(const std::set<TextEdit>& taken, const TextEdit& edit) {
   const auto suits = [&](const TextEdit& other) { return other == edit || isApart(edit, other); };
-  // Taken ones are apart, so that only the neighbours can touch it.
+  // Those taken are apart, so that only the neighbours can touch it.
   const auto next = taken.lower_bound(edit);
   return (next == taken.end() || suits(*next)) &&
          (next == taken.begin() || suits(*std::prev(next)));
@@ -102,11 +102,11 @@ void Fixes::write(const std::string& except) const {
   for (const auto& [path, file] : files_) {
     if (path == except) continue;
     if (!fs::is_regular_file(path))
-      throw FileError(concat({file.name, " is no regular file, and cannot be mended"}));
+      throw FileError(concat({file.name, " is not a regular file, and cannot be fixed"}));
     const FileReplacement& replacement =
         replacements.emplace_back(FileReplacement(path), &file).first;
     if (replacement.text() != file.before)
-      throw FileError(concat({file.name, " has been changed meanwhile: nothing is mended"}));
+      throw FileError(concat({file.name, " has changed meanwhile: nothing is fixed"}));
   }
   for (const auto& [replacement, file] : replacements) {
     InterruptionWatch::look();

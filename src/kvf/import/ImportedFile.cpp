@@ -18,8 +18,8 @@ namespace {
 
 constexpr std::size_t longestLine = 100;
 
-/// An option with a key of its own. The launcher puts those behind all others, where they would
-/// overrule what they come before here.
+/// An option with a key of its own. The launcher puts these after all others, where they would
+/// overrule options that follow them here.
 struct SizeKey {
   std::string_view prefix;
   const char* key;
@@ -83,7 +83,7 @@ class Writer {
 
  private:
   void comment(std::string_view text) {
-    // A backslash at its end would take the next line along.
+    // A backslash at its end would continue it on the next line.
     text_ += concat({"# ", text, text.ends_with('\\') ? " .\n" : "\n"});
   }
   void section(std::string_view text) {
@@ -91,14 +91,14 @@ class Writer {
     comment(text);
   }
 
-  /// An entry with the value as it is meant; says when no spelling brings it.
+  /// An entry with the value as it is meant; reports one that cannot be spelled.
   void entry(std::string_view key, const std::string& value) {
     if (isLost(key, value)) return;
     emit(text_, key, spelledPart(value));
   }
-  /// An entry with a value that is spelled already, but for its start.
+  /// An entry with a value that is already spelled, except at its start.
   static void emit(std::string& text, std::string_view key, const std::string& spelled) {
-    // A backslash that is meant is followed by a second one.
+    // A literal backslash is followed by a second one.
     bool hasControl = false;
     for (std::size_t at = 0; (at = spelled.find('\\', at)) != std::string::npos; at += 2) {
       const char next = at + 1 < spelled.size() ? spelled[at + 1] : '\0';
@@ -112,13 +112,12 @@ class Writer {
   }
   bool isLost(std::string_view what, const std::string& value) {
     if (!cannotBeValue(value)) return false;
-    result_.losses.push_back(concat({printable(what),
-                                     ": no value can hold a percent sign and "
-                                     "@@#@@"}));
+    result_.losses.push_back(
+        concat({printable(what), ": no value can hold both a percent sign and @@#@@"}));
     return true;
   }
 
-  /// Where an entry belongs whose value is a secret, and its text.
+  /// An entry whose value is a secret: where it belongs, and its text.
   void writeSecretEntry(const std::string& key, const std::string& spelled) {
     result_.holdsSecrets = result_.holdsSecrets || request_.secretsInclude.empty();
     emit(request_.secretsInclude.empty() ? text_ : result_.secrets, key, spelled);
@@ -221,7 +220,7 @@ void Writer::writeOptions() {
   std::vector<SourcedWord> options = manifestOptions_;
   options.insert(options.end(), line_.options.begin(), line_.options.end());
 
-  // Of a size and of a system property the last one counts.
+  // Of several for one size or system property the last one counts.
   std::map<std::string_view, const SourcedWord*> sizes;
   std::map<std::string, const SourcedWord*> properties;
   std::vector<std::string> order;
@@ -238,7 +237,7 @@ void Writer::writeOptions() {
       others.push_back(&option);
     }
   }
-  // One without a value would overrule the one with a value.
+  // An option without a value would overrule one with a value.
   std::erase_if(others, [&](const SourcedWord* option) {
     return option->text.starts_with("-D") && properties.contains(option->text.substr(2)) &&
            properties.at(option->text.substr(2)) > option;
@@ -284,9 +283,9 @@ void Writer::writeOptions() {
   }
   const std::string& variable = request_.optionsVariable;
   if (line.empty() && variable.empty()) return;
-  section(variable.empty() ? "Options of the JVM, with one blank between them:"
-                           : "Options of the JVM, with one blank between them, and those that the "
-                             "environment gives:");
+  section(variable.empty()
+              ? "Options of the JVM, with one blank between them:"
+              : "Options of the JVM, with one blank between them, and those from the environment:");
   text_ += comments;
   if (!variable.empty()) {
     text_ += concat({variable, "=\n"});
@@ -322,11 +321,11 @@ void Writer::writeArguments() {
   if (takesMore) text_ += laterArguments(request_.argumentsVariable);
   if (number == arguments.size()) return;
 
-  // Those are taken as they are, one by one.
+  // These are taken as they are, one by one.
   comment("A double quote needs an entry for each argument from there on.");
   comment(takesMore ? "Arguments of the start script come before these; from its first one with a "
                       "double quote on they take the place of these."
-                    : "Arguments of the command line take the place of these.");
+                    : "Arguments of the command line replace these.");
   for (std::size_t own = 1; number < arguments.size(); ++number, ++own) {
     const std::string& argument = arguments[number].text;
     const std::string key = concat({keys::commandLineArgumentPrefix, std::to_string(own)});
@@ -349,7 +348,7 @@ void Writer::writeEnvironment() {
     }
   }
   if (start_.leftOut.empty()) return;
-  section("Left out, as whoever starts an application sets them:");
+  section("Left out, as they are set by whatever starts an application:");
   std::string names = "  ";
   for (const std::string& name : start_.leftOut) {
     if (names.size() + name.size() >= longestLine) comment(std::exchange(names, "  "));

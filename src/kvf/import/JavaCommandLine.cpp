@@ -15,16 +15,16 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// An option that the program java does not hand over as it is.
+/// An option that the program java does not pass on as it is.
 struct OwnOption {
   enum class Kind {
     mode,       ///< -jar
     module,     ///< its value, or the next word, ends the options
     classPath,  ///< its value, or the next word
-    joined,     ///< a JVM has the next word behind "="
+    joined,     ///< a JVM gets the next word after "="
     replaced,   ///< by `with`
     otherJvm,   ///< the folder of another JVM is its name
-    noEffect,   ///< java passes over it
+    noEffect,   ///< java ignores it
     lost,       ///< `with` says why
     ends,       ///< java prints something and ends
   };
@@ -71,7 +71,7 @@ constexpr OwnOption ownOptions[] = {
     {"-jre-restrict-search", OwnOption::Kind::noEffect},
     {"-jre-no-restrict-search", OwnOption::Kind::noEffect},
     {"-no-jre-restrict-search", OwnOption::Kind::noEffect},
-    {"-Xdiag", OwnOption::Kind::lost, "what java itself says of errors has no place here"},
+    {"-Xdiag", OwnOption::Kind::lost, "the launcher has no diagnostics of java itself"},
     {"-XshowSettings", OwnOption::Kind::lost, "only java prints its settings; see kvf explain"},
     {"-showversion", OwnOption::Kind::lost, "only java prints the version"},
     {"--show-version", OwnOption::Kind::lost, "only java prints the version"},
@@ -93,7 +93,7 @@ constexpr OwnOption ownOptions[] = {
     {"--help-extra", OwnOption::Kind::ends},
 };
 
-/// Of old options a JVM knows the name with an "X" in it.
+/// A JVM knows old options by the name with an "X" in it.
 constexpr std::string_view oldSizes[] = {"-ms", "-mx", "-ss", "-oss"};
 
 constexpr std::string_view classPathProperty = "-Djava.class.path=";
@@ -110,7 +110,7 @@ bool isSourceFile(const std::string& word, const std::string& directory) {
                             "with its class"}));
 }
 
-/// The archives in a folder in its own order, as java has them for "FOLDER/*".
+/// The archives in a folder in the folder's order, as java has them for "FOLDER/*".
 std::vector<std::string> archivesIn(const std::string& folder, const std::string& directory) {
   std::vector<std::string> archives;
   std::error_code error;
@@ -206,7 +206,7 @@ class Reader {
     if (option.text.starts_with("-XX:NativeMemoryTracking=") && release != 0 &&
         release < firstWithoutVariable)
       line_.losses.push_back(lossOf(
-          option, "before Java 18 only java itself can switch it on, and the JVM passes over it"));
+          option, "before Java 18 only java itself can switch it on, and the JVM ignores it"));
     line_.options.push_back(option);
   }
 
@@ -217,7 +217,7 @@ class Reader {
     return words_[at_++];
   }
 
-  /// A JVM that the home does not have is passed over by java as well.
+  /// java also ignores a JVM that the home does not have.
   void chooseJvm(std::string_view kind) {
     if (!start_.jvm) return;
     const fs::path library = start_.jvm->library.parent_path().parent_path() / kind / "libjvm.so";
@@ -235,9 +235,9 @@ class Reader {
       if (isPattern) archives = archivesIn(element.substr(0, element.size() - 1), start_.directory);
       if (archives.empty()) archives = {element};
       if (isPattern && archives.front() != element)
-        line_.notes.push_back(concat({"The archives of ", printable(element),
-                                      " are those of now: one that is added to the folder is added "
-                                      "to java.class.path too."}));
+        line_.notes.push_back(concat(
+            {"The archives of ", printable(element),
+             " are those of now: add one to java.class.path too when you add it to the folder."}));
       for (const std::string& archive : archives)
         text += (text.empty() && at == 0 ? "" : ":") + archive;
       at = end + 1;

@@ -25,7 +25,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// What java, a JVM or the system's loader reads from the environment of the one who types.
+/// What java, a JVM or the system's loader reads from the environment of a typed command.
 constexpr const char* readByJvm[] = {"JAVA_TOOL_OPTIONS", "_JAVA_OPTIONS", "LD_LIBRARY_PATH",
                                      "LD_PRELOAD"};
 
@@ -64,7 +64,7 @@ std::optional<Jvm> jvmOfProgram(const std::string& program) {
   for (const fs::path& file : {fs::path(program), fs::canonical(program, error)}) {
     if (file.parent_path().filename() != "bin") continue;
     const fs::path home = file.parent_path().parent_path();
-    // A runtime inside a JDK 8 is known by the folder around it.
+    // A runtime inside a JDK 8 is identified by the folder around it.
     if (home.filename() == "jre") {
       if (auto jvm = jvmAt(home.parent_path())) return jvm;
     }
@@ -83,7 +83,7 @@ std::optional<AssignedVariable> assignment(const std::string& word) {
   return AssignedVariable{word.substr(0, equals), word.substr(equals + 1)};
 }
 
-/// Finds java behind variables and the programs that only start another one.
+/// Finds java after variables and programs that only start another one.
 void findJava(const std::vector<SourcedWord>& words, JavaStart& start) {
   constexpr std::string_view starters[] = {"env", "exec", "nohup"};
   std::size_t at = 0;
@@ -104,9 +104,9 @@ void findJava(const std::vector<SourcedWord>& words, JavaStart& start) {
   const std::string name = fs::path(program).filename();
   const bool isJava = name == "java" || fs::canonical(start.program, error).filename() == "java";
   if (!isJava) {
-    throw ImportError(concat({shown(program),
-                              " is not java: what it starts can be imported once "
-                              "it runs, with kvf import --pid NUMBER"}));
+    throw ImportError(concat(
+        {shown(program),
+         " is not java: import what it starts once that runs, with kvf import --pid NUMBER"}));
   }
   if (start.program.empty() || !fs::exists(start.program, error))
     throw ImportError(concat({shown(program), " is not there"}));
@@ -179,7 +179,7 @@ std::string accountName(const std::string& number) {
   return account ? account->name : number;
 }
 
-/// What a properties file does not say: it is the business of whoever starts the launcher.
+/// What a properties file does not set: that is up to whatever starts the launcher.
 std::vector<std::string> notesOnProcess(const fs::path& folder, const std::string& status) {
   std::vector<std::string> notes = {
       concat({"The process has the user ID ", statusValue(status, "Uid"), " and the umask ",
@@ -215,7 +215,7 @@ void addForeignFiles(const fs::path& folder, const std::string& library, JavaSta
 
 // --- a unit ----------------------------------------------------------------------------------
 
-/// The file that systemd executes is not always the one that the command calls itself.
+/// The file that systemd executes is not always the one that the command names first.
 std::vector<SourcedWord> wordsOf(const ServiceUnit& unit, const ServiceCommand& command) {
   std::vector<SourcedWord> words;
   for (std::size_t i = 0; i < command.arguments.size(); ++i) {

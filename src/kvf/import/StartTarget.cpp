@@ -58,7 +58,7 @@ StartTarget targetOfArchive(const JavaStart& start, const SourcedWord& what) {
   const fs::path archive = fs::path(start.directory) / what.text;
   const std::string name = printable(what.text);
   if (Archive(archive).state() != ArchiveState::readable)
-    throw ImportError(concat({archive.native(), " is no archive that can be read"}));
+    throw ImportError(concat({archive.native(), " is not a readable archive"}));
   const Manifest manifest = manifestOf(archive);
   target.startClass = attributeOf(manifest, "Main-Class");
   if (target.startClass.empty())

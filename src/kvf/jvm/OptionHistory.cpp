@@ -26,12 +26,12 @@ struct Instead {
 
 // The first one counts.
 constexpr Instead instead[] = {
-    {"UseConcMarkSweepGC", "remove it; G1 is what a JVM takes by itself, -XX:+UseZGC pauses least"},
-    {"CMS", "remove it, it was of a collector that is gone"},
-    {"UseParNewGC", "remove it, it was of a collector that is gone"},
-    {"-Xincgc", "remove it, it was of a collector that is gone"},
+    {"UseConcMarkSweepGC", "remove it; G1 is the default, -XX:+UseZGC pauses least"},
+    {"CMS", "remove it, it belonged to a collector that was removed"},
+    {"UseParNewGC", "remove it, it belonged to a collector that was removed"},
+    {"-Xincgc", "remove it, it belonged to a collector that was removed"},
     {"UseParallelOldGC", "write -XX:+UseParallelGC"},
-    {"ZGenerational", "remove it, ZGC has generations by itself"},
+    {"ZGenerational", "remove it, ZGC is always generational"},
     {"MaxPermSize", "write -XX:MaxMetaspaceSize"},
     {"PermSize", "write -XX:MetaspaceSize"},
     {"PrintGCDateStamps", "write -Xlog:gc*:file=FILE:time"},
@@ -48,7 +48,7 @@ constexpr Instead instead[] = {
     {"MaxRAMFraction", "write -XX:MaxRAMPercentage"},
     {"MinRAMFraction", "write -XX:MinRAMPercentage"},
     {"InitialRAMFraction", "write -XX:InitialRAMPercentage"},
-    {"UseCGroupMemoryLimitForHeap", "remove it, a JVM minds the limits of a container by itself"},
+    {"UseCGroupMemoryLimitForHeap", "remove it, a JVM now observes the limits of a container"},
     {"DumpSharedSpaces", "write -Xshare:dump"},
     {"RequireSharedSpaces", "write -Xshare:on"},
     {"UseSharedSpaces", "write -Xshare:auto or -Xshare:off"},
@@ -56,8 +56,8 @@ constexpr Instead instead[] = {
     {"-Xbootclasspath/p:", "write --patch-module"},
     {"-Djava.endorsed.dirs=", "put the archives into the class path"},
     {"-Djava.ext.dirs=", "put the archives into the class path"},
-    {"-Xdebug", "remove it, -agentlib:jdwp needs it no more"},
-    {"-Xnoagent", "remove it, -agentlib:jdwp needs it no more"},
+    {"-Xdebug", "remove it, -agentlib:jdwp no longer needs it"},
+    {"-Xnoagent", "remove it, -agentlib:jdwp no longer needs it"},
 };
 
 bool isOneWith(std::string_view name, std::string_view option) {
@@ -127,7 +127,7 @@ std::optional<OptionState> OptionHistory::in(unsigned release) const {
   if (index == 0) return std::nullopt;
   const OptionState before = stateAt(states, index - 1);
   if (before == after) return before;
-  // The step between the two is known by its release, or it is not.
+  // The release of the change between the two may be known.
   const bool goes = isUsable(before) && !isUsable(after);
   if (goes && removedIn > askedReleases[index - 1]) {
     if (release >= removedIn) return after;

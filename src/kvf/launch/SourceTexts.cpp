@@ -25,7 +25,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds patience(2);
 constexpr long pipeFileSystem = 0x50495045;  // of pipes without a name
 
-/// A pipe or terminal that the user has put there, as "<(COMMAND)" does, has an end in time.
+/// A pipe or terminal from the user, as with "<(COMMAND)", ends in time.
 bool isWaitedFor(int descriptor) {
   struct statfs status {};
   return ::isatty(descriptor) == 1 ||
@@ -53,14 +53,14 @@ PropertiesText contentOf(std::string text) {
   return {PropertiesText::State::read, std::move(text)};
 }
 
-/// What a pipe or device yields, as far as a properties file may go.
+/// What a pipe or device yields, up to the limit of a properties file.
 PropertiesText waitedFor(int descriptor, const std::string& name) {
   const auto end = isWaitedFor(descriptor) ? std::nullopt : std::optional(Clock::now() + patience);
   std::string text;
   std::array<char, 65536> buffer;
   while (text.size() < propertiesSizeLimit) {
     if (!isReady(descriptor, end)) {
-      throw EndlessSource(concat({shown(name), " cannot be looked at: no end of it came within ",
+      throw EndlessSource(concat({shown(name), " cannot be read: its end did not come within ",
                                   std::to_string(patience.count()), " seconds"}));
     }
     const ssize_t count = ::read(descriptor, buffer.data(), buffer.size());

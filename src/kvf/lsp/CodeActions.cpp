@@ -21,7 +21,7 @@ bool touches(const TextRange& a, const TextRange& b) {
   return !isAfter(a.start, b.end) && !isAfter(b.start, a.end);
 }
 
-/// The reader need not have the cursor on the very blank that is meant.
+/// The cursor need not be on the very blank that is meant.
 bool sharesLine(const TextRange& a, const TextRange& b) {
   return a.start.line <= b.end.line && b.start.line <= a.end.line;
 }
@@ -57,7 +57,7 @@ Json workspaceEdit(const Json& edits, const Workspace& workspace, bool versioned
   return {{"documentChanges", std::move(documents)}};
 }
 
-/// The edits of all fixes that lie in the document alone and do not touch each other.
+/// The edits of all fixes that are in this document only and do not touch each other.
 Json editsOfAll(const Json& diagnostics, const std::string& uri) {
   Json taken = Json::array();
   for (const Json& diagnostic : diagnostics) {
@@ -95,11 +95,11 @@ Json codeActionsFor(const Json& params, const Json& diagnostics, const Workspace
                        {"isPreferred", true},
                        {"edit", workspaceEdit(edits, workspace, versioned)}});
   }
-  // Without a request for it, it is of use for more than the one fix.
+  // Without a request for it, it is only offered beyond a single fix.
   const std::size_t enough = only.is_array() ? 1 : 2;
   if (fixes >= enough && isWanted(only, fixAllKind)) {
     actions.push_back(
-        {{"title", "Mend all that leaves nothing to decide"},
+        {{"title", "Fix everything that leaves nothing to decide"},
          {"kind", fixAllKind},
          {"edit", workspaceEdit(editsOfAll(diagnostics, uri), workspace, versioned)}});
   }

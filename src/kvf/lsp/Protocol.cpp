@@ -24,7 +24,8 @@ TextPlace placeIn(const Json& place) {
   const auto number = [&](const char* name) {
     const Json& value = place.at(name);
     if (!value.is_number_unsigned())
-      throw ResponseError(ErrorCode::invalidParams, std::string(name) + " is no number from 0 on");
+      throw ResponseError(ErrorCode::invalidParams,
+                          std::string(name) + " is not a number from 0 on");
     return value.get<std::size_t>();
   };
   return {number("line"), number("character")};

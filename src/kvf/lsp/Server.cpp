@@ -35,7 +35,7 @@ constexpr std::size_t maxDepth = 200;
 enum class SyncKind : int { none, full, incremental };
 enum class MessageType : int { error = 1, warning, info, log };
 
-/// Clients whose lines end with a line feed alone, whatever the protocol says.
+/// Clients whose lines end with only a line feed, against the protocol.
 constexpr std::string_view lineFeedClients[] = {"Neovim", "Vim",   "vim-lsp",
                                                 "Eglot",  "emacs", "helix"};
 
@@ -243,7 +243,7 @@ void Server::take(const MessageReader::Message& message) {
   if (!method.is_string() || !isIdSound) {
     // What has no method answers a request of the server's.
     const bool isAnswer = hasId && (body.contains("result") || body.contains("error"));
-    if (!isAnswer) fail(nullptr, ErrorCode::invalidRequest, "this is no request");
+    if (!isAnswer) fail(nullptr, ErrorCode::invalidRequest, "this is not a request");
     return;
   }
   const Json& params = memberOf(body, {"params"});
@@ -375,7 +375,7 @@ void Server::addRoot(const Json& uri) {
     workspace_.roots.push_back(fs::path(*path).lexically_normal());
 }
 
-/// A client that has gone sends nothing any more; its end of the pipe may have been inherited.
+/// A client that has gone sends nothing more; its end of the pipe may have been inherited.
 void Server::watchParent(const Json& processId) {
   if (!processId.is_number_integer()) return;
   parent_ = Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, processId.get<pid_t>(), 0)));

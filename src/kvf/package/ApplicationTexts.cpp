@@ -66,14 +66,14 @@ done
 # more when the launcher reads it.
 if [ -n "$dashes" ]; then
   tab=$(printf '\t') return_key=$(printf '\r')
-  file=$(mktemp) || refuse "cannot hand over argument $dashes: there is no place for a file"
+  file=$(mktemp) || refuse "cannot pass on argument $dashes: there is no place for a file"
   number=0
   for argument do
     number=$((number + 1))
     case $argument in
       *%*@@#@@* | *@@#@@*%*)
         rm -f -- "$file"
-        refuse "cannot hand over argument $((single + number - 1)): it holds a percent sign and @@#@@"
+        refuse "cannot pass on argument $((single + number - 1)): it holds a percent sign and @@#@@"
         ;;
     esac
     printf 'commandline.argv.%s=' "$number" &&
@@ -81,13 +81,13 @@ if [ -n "$dashes" ]; then
         -e 's/%/\\\\%/g' -e "s/$tab/\\\\t/g" -e "s/$return_key/\\\\r/g" -e 's/\n/\\n/g' -e 's/^ /\\ /' \
         -e 's/^=/==/' -e 's/\.$//' || {
       rm -f -- "$file"
-      refuse "cannot hand over argument $dashes: the file cannot be written"
+      refuse "cannot pass on argument $dashes: the file cannot be written"
     }
   done >"$file"
   size=$(wc -c <"$file")
   [ "$size" -lt @FILE_LIMIT@ ] || {
     rm -f -- "$file"
-    refuse "cannot hand over argument $dashes: those from $single on are too long"
+    refuse "cannot pass on argument $dashes: those from $single on are too long"
   }
   exec 9<"$file"
   rm -f -- "$file"
@@ -118,7 +118,7 @@ Restart=on-failure
 @USER@
 
 # A crash leaves its report in /var/log/@NAME@-crash, and a full heap a copy of it, which holds
-# whatever the application knew. @NAME@.tmpfiles.conf, copied to /etc/tmpfiles.d, removes both after
+# everything the application knew. @NAME@.tmpfiles.conf, copied to /etc/tmpfiles.d, removes both after
 # a month.
 LogsDirectory=@NAME@-crash
 LogsDirectoryMode=0700
@@ -129,7 +129,7 @@ WantedBy=multi-user.target
 )";
 
 constexpr std::string_view temporaryFiles =
-    R"(# What crashes of @NAME@ have left. The unit makes the folder.
+    R"(# What crashes of @NAME@ leave. The unit makes the folder.
 e /var/log/@NAME@-crash - - - 30d
 )";
 
@@ -148,7 +148,7 @@ std::string variableOf(std::string_view name, std::string_view suffix) {
   return variable.append(suffix);
 }
 
-/// The system's limit for one text is for the variable's name and the final NUL too.
+/// The system's limit for one text includes the variable's name and the final NUL.
 std::size_t maxBytesOfWords(std::string_view variable) {
   constexpr std::size_t maxTextBytes = 131072;
   return maxTextBytes - variable.size() - 2;
@@ -177,7 +177,7 @@ std::string joinedElements(const std::vector<std::string>& elements) {
   return text;
 }
 
-/// The entry for the class path; in several for more archives than one value may refer to.
+/// The entry for the class path; several entries for more archives than one value may refer to.
 std::string classPathEntries(const ApplicationFolder& folder) {
   std::vector<std::vector<std::string>> values(1);
   for (const std::string& archive : folder.archives) {
@@ -201,9 +201,8 @@ std::string optionsEntries(const ApplicationFolder& folder) {
   std::string line;
   for (const std::string& option : folder.options) line += option + " ";
   // Between two options an empty variable would leave two blanks.
-  return "# Options of the JVM, with one blank between them. The environment, as the unit does, "
-         "may\n"
-         "# replace " +
+  return "# Options of the JVM, with one blank between them. The environment may, as in the "
+         "unit,\n# replace " +
          variable + ", by at least one option.\n" + variable +
          "=-XX:+ExitOnOutOfMemoryError\njava.extended.properties=" + spelledInPropertiesFile(line) +
          "%" + variable + "%\n";
@@ -293,7 +292,7 @@ std::optional<HandedOver> handedOver(std::string_view text, const std::string& f
   result.typed.insert(result.typed.end(), {single, single});
   result.commandLine.insert(result.commandLine.end(),
                             {"--propVar", concat({variable, "_FILE=", argumentsFile})});
-  const std::string cannot = concat({"cannot hand over argument "});
+  const std::string cannot = concat({"cannot pass on argument "});
   for (std::size_t i = 0; i < rest.size(); ++i) {
     if (cannotBeValue(rest[i]) && result.refusal.empty())
       result.refusal =
@@ -314,10 +313,10 @@ std::string propertiesFile(const ApplicationFolder& folder) {
          ".kvf`\n# shows what a start would use. %kvf.file.dir% is the folder of this file.\n\n" +
          jvmEntries(folder) + "\njava.start.class=" + folder.startClass +
          "\n# What jps shows.\njava.property.sun.java.command=" + folder.startClass +
-         "\n\n# In the order of the search. Archives that are added to lib/ are added here too.\n" +
+         "\n\n# In the order of the search. Add archives here, too, when you add them to lib/.\n" +
          classPathEntries(folder) + "\n" + optionsEntries(folder) +
          "#java.heap.size.max=512m\n\n# The arguments, which bin/" + folder.name +
-         " hands over; these for a start without it.\n" + variable + "=\napplication.args=%" +
+         " passes on; these for a start without it.\n" + variable + "=\napplication.args=%" +
          variable + "%\n" + laterArguments(variable);
 }
 

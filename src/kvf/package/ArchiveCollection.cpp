@@ -30,11 +30,11 @@ void ArchiveCollection::add(const fs::path& archive) {
   for (const auto& [url, file, isAbsolute] : manifestClassPath(archive)) {
     if (std::error_code error; !fs::is_regular_file(file, error)) {
       notes_.push_back("the Class-Path of " + archive.filename().string() + " names " + url +
-                       (fs::exists(file, error) ? ", which is no archive: not carried along"
-                                                : ", which is not there"));
+                       (fs::exists(file, error) ? ", which is not an archive: not copied"
+                                                : ", which does not exist"));
     } else if (isAbsolute) {
-      // The JVM follows the manifest of the copy too. In front of it, what is shipped is found
-      // before what another machine may have at this place.
+      // The JVM follows the manifest of the copy, too. With the shipped archive in front, it is
+      // found before one that another machine may have there.
       add(file);
     } else {
       after.push_back(file);

@@ -42,7 +42,7 @@ unsigned checkStartClass(const ArchiveCollection& archives, const std::string& s
     const auto parsed = bytes ? parseClassFile(*bytes) : std::nullopt;
     if (!parsed && level > 0) break;
     if (!parsed)
-      throw NewApplicationError("the start class " + startClass + " is in none of the archives");
+      throw NewApplicationError("the start class " + startClass + " is not in any of the archives");
     release = std::max(release, javaReleaseOf(parsed->majorVersion));
     if (parsed->staticMethod("main", mainDescriptor) != nullptr) return release;
     className = parsed->superName;
@@ -56,7 +56,7 @@ void checkPlace(const NewApplicationRequest& request) {
   std::error_code error;
   const bool there = fs::exists(fs::symlink_status(folder, error));
   if (there && !request.force && !(fs::is_directory(folder) && fs::is_empty(folder)))
-    throw NewApplicationError(folder.string() + " is there already; --force writes into it");
+    throw NewApplicationError(folder.string() + " exists already; --force writes into it");
   const std::string absolute = fs::absolute(folder).string();
   if (absolute.find(':') != std::string::npos)
     throw NewApplicationError("a Java class path cannot hold a folder with a colon in its name: " +
@@ -65,11 +65,10 @@ void checkPlace(const NewApplicationRequest& request) {
   const fs::path runtime = fs::canonical(request.runtime);
   const fs::path relative = fs::weakly_canonical(fs::absolute(folder)).lexically_relative(runtime);
   if (!relative.empty() && *relative.begin() != "..")
-    throw NewApplicationError(folder.string() +
-                              " lies in the runtime that is to be copied into it");
+    throw NewApplicationError(folder.string() + " is in the runtime that is to be copied into it");
 }
 
-/// Only the wrapper, and a host program that holds it, have a usage text with such a line.
+/// Only the wrapper, and a host program that contains it, have a usage text with such a line.
 void checkLauncher(const fs::path& launcher) {
   // Put together here, so that this program has no such text.
   const std::string usage = concat({switches::cmdlineJava, ", run java program by command line"});
@@ -80,7 +79,7 @@ void checkLauncher(const fs::path& launcher) {
     throw NewApplicationError(launcher.string() + " is not the wrapper");
 }
 
-/// Gives the release of its JVM, 0 when that is unknown.
+/// Returns the release of its JVM, 0 when that is unknown.
 unsigned useShippedRuntime(const fs::path& runtime, ApplicationFolder& folder) {
   const auto jvm = jvmAt(runtime);
   if (!jvm) throw NewApplicationError("there is no JVM in " + runtime.string());
@@ -92,7 +91,7 @@ unsigned useShippedRuntime(const fs::path& runtime, ApplicationFolder& folder) {
   const fs::path real = fs::canonical(jvm->library).lexically_relative(root);
   if (real.empty() || *real.begin() == "..")
     throw NewApplicationError("the JVM of " + runtime.string() +
-                              " lies outside of it: " + fs::canonical(jvm->library).string());
+                              " is outside of it: " + fs::canonical(jvm->library).string());
   const auto inFolder = [&](const fs::path& file) {
     return (fs::path("runtime") / file.lexically_relative(runtime)).string();
   };
@@ -119,7 +118,7 @@ ArchiveCollection collect(const NewApplicationRequest& request) {
   ArchiveCollection archives;
   for (const fs::path& jar : request.jars) {
     if (Archive(jar).state() != ArchiveState::readable)
-      throw NewApplicationError(jar.string() + " is no archive that can be read");
+      throw NewApplicationError(jar.string() + " is not a readable archive");
     archives.add(jar);
   }
   if (!request.libraries.empty()) archives.addFolder(request.libraries);
@@ -189,7 +188,7 @@ ApplicationFolder describe(const NewApplicationRequest& request, const ArchiveCo
   return folder;
 }
 
-/// What the user should know of links that are of no use elsewhere.
+/// What the user should know about links that are useless elsewhere.
 std::string noteOnLinks(const std::vector<fs::path>& leadingOut) {
   return countOf(leadingOut.size(), "link") + " of the runtime lead out of it and " +
          (leadingOut.size() == 1 ? "stays one" : "stay links") + ", such as " +
@@ -199,12 +198,11 @@ std::string noteOnLinks(const std::vector<fs::path>& leadingOut) {
 void noteOnClassData(const RuntimeArchiveEnd& end, std::vector<std::string>& notes) {
   if (end.result == RuntimeArchive::made)
     notes.push_back(
-        "the runtime has been given a class-data archive of its own classes, so that it "
-        "starts sooner");
+        "the runtime was given a class-data archive of its own classes, so that it starts sooner");
   if (end.result == RuntimeArchive::impossible)
     notes.push_back(
-        concat({"the runtime has no class-data archive of its own classes, so it starts later, and "
-                "none could be made: ",
+        concat({"the runtime has no class-data archive of its own classes, so it starts more "
+                "slowly, and none could be made: ",
                 end.reason}));
 }
 
@@ -246,7 +244,7 @@ std::string nameForStart(const JavaCommandLine& line) {
   return name;
 }
 
-/// What the start names stays where it is.
+/// The files that the start names stay where they are.
 NewApplication makeImported(const NewApplicationRequest& request) {
   const JavaCommandLine line = readJavaCommandLine(*request.start);
   NewApplication made;
@@ -272,7 +270,7 @@ NewApplication makeImported(const NewApplicationRequest& request) {
   }
   for (const fs::path& kept : update.install())
     made.notes.push_back("what was there is kept as " + kept.string());
-  for (const std::string& loss : imported.losses) made.notes.push_back("not carried: " + loss);
+  for (const std::string& loss : imported.losses) made.notes.push_back("not carried over: " + loss);
   made.isComplete = imported.losses.empty();
   return made;
 }
@@ -291,7 +289,7 @@ NewApplication makeApplication(const NewApplicationRequest& request) try {
   checkLauncher(request.launcher);
   makeFolder(request, archives, folder, made.notes);
   for (const std::string& loss : lossesOfManifest(manifest))
-    made.notes.push_back("not carried along: " + loss);
+    made.notes.push_back("not carried over: " + loss);
   return made;
 } catch (const fs::filesystem_error& error) {
   throw FileError("use", error.path1(), error.code().value());

@@ -28,7 +28,7 @@ namespace {
 constexpr std::size_t pieceBytes = 131072;
 constexpr std::size_t maxTextBytes = std::size_t{64} << 20U;
 
-/// A new file that disappears again unless it was kept.
+/// A new file that is removed again unless it was kept.
 class NewFile {
  public:
   explicit NewFile(fs::path file)
@@ -110,8 +110,7 @@ std::string wholeText(const Descriptor& descriptor, const fs::path& file) {
   return text;
 }
 
-/// Labels are the system's to set, and it may refuse; access lists and what users keep are not to
-/// be lost.
+/// The system sets labels, and may refuse; access lists and attributes of users must not be lost.
 bool mayBeLost(std::string_view attribute) {
   return attribute.starts_with("security.") || attribute.starts_with("trusted.");
 }
@@ -146,12 +145,12 @@ void takeAttributes(int descriptor, int replaced, const fs::path& file) {
   if (!isSame && ::fchown(descriptor, status.st_uid, status.st_gid) != 0)
     throw FileError("keep the owner of", file, errno);
   copyExtendedAttributes(replaced, descriptor, file);
-  // At last: a change of the owner takes bits away.
+  // Last: a change of the owner clears bits.
   if (::fchmod(descriptor, status.st_mode & 07777U) != 0)
     throw FileError("keep the mode of", file, errno);
 }
 
-/// A name beside the file that nobody can foresee.
+/// A name beside the file that nobody can predict.
 fs::path nameBeside(const fs::path& file) {
   std::array<unsigned char, 8> random;
   if (::getentropy(random.data(), random.size()) != 0)
@@ -286,7 +285,7 @@ void syncFileSystem(const fs::path& inside) {
 FolderLock::FolderLock(const fs::path& folder)
     : folder_(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
   constexpr timespec pause = {0, 50'000'000};
-  // Waiting itself would not end with a signal.
+  // A blocking wait would not end with a signal.
   while (::flock(folder_.number(), LOCK_EX | LOCK_NB) != 0) {
     // Not every file system can.
     if (errno == ENOLCK || errno == EOPNOTSUPP || errno == EINVAL) return;
@@ -322,7 +321,7 @@ void FileReplacement::replace(std::string_view text) const {
   made.sync();
   made.close();
   if (stateNow() != state_)
-    throw FileError(concat({file_.native(), " has been changed meanwhile: it is left as it is"}));
+    throw FileError(concat({file_.native(), " has changed meanwhile: it is left as it is"}));
   if (::rename(beside.c_str(), file_.c_str()) != 0) throw FileError("replace", file_, errno);
   made.keep();
   const Descriptor folder(::open(file_.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));

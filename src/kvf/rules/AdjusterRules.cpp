@@ -13,10 +13,9 @@ namespace {
 void adjusterLibrary(const Inspection& inspection, Report& report) {
   if (inspection.valueOf(keys::adjusterClassPath).empty() || inspection.isJava()) return;
   if (!inspection.knowsAllKeys()) return;
-  report(
-      inspection.positionOf(keys::adjusterClassPath),
-      "an adjuster needs java.library: without, the application itself runs in its place, and its "
-      "status decides; name the JVM's library");
+  report(inspection.positionOf(keys::adjusterClassPath),
+         "an adjuster needs java.library: without it the application itself runs in the adjuster's "
+         "place, and its status decides; name the JVM's library");
 }
 
 void adjusterMissing(const Inspection& inspection, Report& report) {
@@ -32,7 +31,7 @@ void adjusterMissing(const Inspection& inspection, Report& report) {
       inspection.positionOf(keys::adjusterClassPath),
       concat({"the class ", adjusterClass, " is not in ",
               shown(inspection.valueOf(keys::adjusterClassPath)), ", and the launch ends with ",
-              shown(message), ": name the archive that has it, or do without"}),
+              shown(message), ": name the archive that has it, or remove the key"}),
       message);
 }
 
@@ -45,18 +44,18 @@ constexpr Rule rules[] = {
      .example = {.lines = "application.library=%kvf.file.dir%/"
                           "libacme.so\nvelox.adjuster.class.path=%kvf.file.dir%/adjuster.jar",
                  .whole = true},
-     .remedy = {.note = "Name the JVM's library, or do without the adjuster.",
+     .remedy = {.note = "Name the JVM's library, or remove the adjuster.",
                 .lines = "application.library=%kvf.file.dir%/libacme.so",
                 .whole = true},
      .check = adjusterLibrary},
     {.id = "adjuster-class",
      .severity = Severity::error,
-     .summary = "an adjuster that is not there",
-     .explanation = "With velox.adjuster.class.path a JVM of its own runs the class "
-                    "com.velox.orbit.launch.adjuster.Adjuster before the launch, from that class "
-                    "path. When it cannot, the launch ends.",
+     .summary = "an adjuster class that is missing",
+     .explanation = "With velox.adjuster.class.path a separate JVM runs the class "
+                    "com.velox.orbit.launch.adjuster.Adjuster from that class path before the "
+                    "launch. If it cannot, the launch ends.",
      .example = {.lines = "velox.adjuster.class.path=%kvf.file.dir%/gone.jar"},
-     .remedy = {.note = "Name the archive with the class, or do without the adjuster."},
+     .remedy = {.note = "Name the archive that has the class, or remove the adjuster."},
      .check = adjusterMissing},
 };
 

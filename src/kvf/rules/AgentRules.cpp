@@ -14,13 +14,13 @@
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
-// The agents of a JVM for debuggers and for management, as far as they keep it from running.
+// Agents of a JVM, for debuggers and for management, that keep it from running.
 
 namespace {
 
 namespace fs = std::filesystem;
 
-/// The options behind "-agentlib:jdwp=", by name; null: there is none of that name.
+/// The value of the option of that name in those after "-agentlib:jdwp="; null: it is not there.
 std::optional<std::string_view> jdwpOption(std::string_view options, std::string_view name) {
   for (const std::string_view one : piecesOf(options, ",")) {
     if (one.starts_with(concat({name, "="}))) return one.substr(name.size() + 1);
@@ -37,7 +37,7 @@ void debuggerWaits(const Inspection& inspection, Report& report) {
                      [&](std::string_view one) { return option.starts_with(one); });
     if (prefix == std::end(prefixes)) continue;
     const std::string_view options = std::string_view(option).substr(prefix->size());
-    // These begin to listen later, and do not wait before.
+    // With these it listens only later, and does not wait.
     const bool isLate = jdwpOption(options, "onthrow") || jdwpOption(options, "onuncaught");
     const bool listens = jdwpOption(options, "server").value_or("n") == "y";
     const auto suspend = jdwpOption(options, "suspend");
@@ -84,7 +84,7 @@ std::string complaintAbout(const std::string& path, bool mustBePrivate) {
   if (::stat(path.c_str(), &status) != 0) return concat({"there is no ", shown(path)});
   constexpr mode_t ofOthers = S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
   if (mustBePrivate && (status.st_mode & ofOthers) != 0)
-    return concat({"others than its owner may use ", shown(path)});
+    return concat({"users other than the owner may use ", shown(path)});
   return {};
 }
 
@@ -114,7 +114,7 @@ void managementFiles(const Inspection& inspection, Report& report) {
   tell(password.option != nullptr ? *password.option : *port.option,
        passwords.empty() ? "" : complaintAbout(passwords, true),
        password.option != nullptr
-           ? "make it with chmod 600, for the user that runs the JVM"
+           ? "create it with chmod 600, for the user that runs the JVM"
            : concat({"name one with ", management, "jmxremote.password.file="}));
   const ManagementProperty access = propertyOf(inspection, "jmxremote.access.file");
   if (access.option != nullptr)
@@ -125,8 +125,8 @@ constexpr Rule rules[] = {
     {.id = "debugger-waits",
      .severity = Severity::warning,
      .summary = "a JVM that waits for a debugger",
-     .explanation = "With server=y and without suspend=n the agent jdwp holds the JVM before main "
-                    "until a debugger connects: a service never comes up.",
+     .explanation = "With server=y and without suspend=n the jdwp agent holds the JVM before main "
+                    "until a debugger connects, so a service never comes up.",
      .example = {.lines = "java.extended.properties=-agentlib:jdwp=transport=dt_socket,server=y,"
                           "address=127.0.0.1:5005"},
      .remedy = {.lines = "java.extended.properties=-agentlib:jdwp=transport=dt_socket,server=y,"
@@ -136,13 +136,13 @@ constexpr Rule rules[] = {
      .severity = Severity::error,
      .summary = "a JVM for remote management that lacks its password file",
      .explanation =
-         "With com.sun.management.jmxremote.port a JVM wants a password file that its owner alone "
-         "may use, unless jmxremote.authenticate is false, and ends without one.",
+         "With com.sun.management.jmxremote.port a JVM needs a password file that only its owner "
+         "may use, unless jmxremote.authenticate is false; without one it ends.",
      .example = {.lines = "java.property.com.sun.management.jmxremote.port=9010\n"
                           "java.property.com.sun.management.jmxremote.ssl=false\n"
                           "java.property.com.sun.management.jmxremote.password.file="
                           "%kvf.file.dir%/gone.password"},
-     .remedy = {.note = "Make the file with the mode 0600; or, where nobody else reaches the port:",
+     .remedy = {.note = "Create the file with mode 0600; or, where nobody else can reach the port:",
                 .lines = "java.property.com.sun.management.jmxremote.port=9010\n"
                          "java.property.com.sun.management.jmxremote.ssl=false\n"
                          "java.property.com.sun.management.jmxremote.authenticate=false"},

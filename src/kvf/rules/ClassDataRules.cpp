@@ -14,7 +14,7 @@
 
 namespace {
 
-/// Versions of a JVM that runs what an AOT cache remembers of a jar that has been replaced.
+/// Versions of the JVM that run old code from an AOT cache after a jar has been replaced.
 constexpr std::string_view staleVersions[] = {"25", "25.0.0", "25.0.1", "25.0.2", "25.0.3"};
 
 std::vector<std::string> misfitsOf(const std::string& archive, const ClassDataLaunch& launch,
@@ -74,9 +74,8 @@ void aheadOfTime(const Inspection& inspection, Report& report) {
       std::end(staleVersions)) {
     report(at,
            concat({"Java ", version,
-                   " runs old code from an AOT cache after a jar has been "
-                   "replaced (JDK-8377932, mended in 25.0.4): `kvf cds` writes a static archive "
-                   "instead"}));
+                   " runs old code from an AOT cache after a jar has been replaced (JDK-8377932, "
+                   "fixed in 25.0.4): `kvf cds` writes a static archive instead"}));
   }
   std::vector<std::string> reasons = classDataObstacles(*subject.launch, *findArchiveKind("aot"));
   for (const std::string& misfit : misfitsOf(file, *subject.launch, inspection.deep))
@@ -92,23 +91,23 @@ constexpr Rule rules[] = {
     {.id = "class-data-archive",
      .severity = Severity::warning,
      .summary = "a class-data archive that does not fit",
-     .explanation = "A JVM uses an archive of -XX:SharedArchiveFile only if it wrote it itself, "
-                    "for the same class path with the same files in it. Else it starts without, "
-                    "more slowly and by default silently.",
-     .example = {.note = "acme.jsa is of another JVM.",
+     .explanation = "A JVM uses the archive of -XX:SharedArchiveFile only if that JVM wrote it, "
+                    "for the same class path with the same files in it. Otherwise it starts "
+                    "without it, more slowly and by default silently.",
+     .example = {.note = "acme.jsa was written by another JVM.",
                  .lines = "velox.class.path.extended=%kvf.file.dir%/lib/acme.jar\n"
                           "java.extended.properties=-XX:SharedArchiveFile=%kvf.file.dir%/acme.jsa",
                  .files = {{.path = "acme.jsa", .content = "of another JVM\n"}}},
-     .remedy = {.note = "kvf cds acme.kvf writes a new one."},
+     .remedy = {.note = "kvf cds acme.kvf writes a new archive."},
      .check = classDataArchive},
     {.id = "aot-cache",
      .severity = Severity::warning,
-     .summary = "an AOT cache that is not there, or does not fit",
+     .summary = "an AOT cache that is missing or does not fit",
      .explanation =
-         "A JVM of Java 24 and newer starts without the cache of -XX:AOTCache then, "
-         "unless -XX:AOTMode=on says otherwise, also without its own archive, and so more "
-         "slowly; it prints a line about it. Java 25.0.0 to 25.0.3 use a cache that does "
-         "not fit, with the code of the jars that it was made from.",
+         "If the cache of -XX:AOTCache is missing or does not fit, a JVM of Java 24 or newer uses "
+         "neither it nor its own archive, starts more slowly and prints a line about it; with "
+         "-XX:AOTMode=on it does not start. Java 25.0.0 to 25.0.3 use a cache that does not fit, "
+         "with the code of the jars that it was made from.",
      .example = {.lines = "java.extended.properties=-XX:AOTCache=%kvf.file.dir%/acme.aot"},
      .remedy = {.lines = "velox.class.path.extended=%kvf.file.dir%/lib/acme.jar\n"
                          "java.extended.properties=-XX:AOTCache=%kvf.file.dir%/acme.aot",

@@ -73,7 +73,7 @@ struct ArchiveName {
   }
 };
 
-/// How far a release has come, which is part of its version.
+/// A stage of a release, such as rc1, which is part of its version.
 bool isStage(std::string_view rest) {
   constexpr std::string_view stages[] = {"final", "release", "ga",   "snapshot", "rc",
                                          "m",     "alpha",   "beta", "sp",       "cr"};
@@ -120,7 +120,7 @@ std::string archiveLike(const std::string& path) {
   return std::string(nearestName(fs::path(path).filename().string(), {names.begin(), names.end()}));
 }
 
-/// Why an element of that text is not there, where its form tells; empty: it does not.
+/// Why an element of that text does not exist, where its form shows it; else empty.
 std::string mistakenForm(const Inspection& inspection, const std::string& written) {
   constexpr std::string_view schemes[] = {"file", "jar", "http", "https"};
   if (std::find(std::begin(schemes), std::end(schemes), written) != std::end(schemes))
@@ -131,7 +131,7 @@ std::string mistakenForm(const Inspection& inspection, const std::string& writte
         return isArchiveFileName(std::string(part)) || part.find('/') != std::string_view::npos;
       });
   if (!isList || ::access(inspection.atApplication(parts[0]).c_str(), F_OK) != 0) return {};
-  return ": elements stand between \":\", not between commas or blanks";
+  return ": elements are separated by \":\", not by commas or blanks";
 }
 
 void classPathMissing(const Inspection& inspection, Report& report) {
@@ -211,7 +211,7 @@ void classPathLink(const Inspection& inspection, Report& report) {
             : concat({" and ", std::to_string(contents.links.size() - 1), " more"});
     report(at, concat({"the search of ", shown(element.written), " skips the link ",
                        shown(contents.links.front()), more,
-                       ": name it in the class path by itself, or put the file there"}));
+                       ": name it in the class path itself, or put the file there"}));
   });
 }
 
@@ -334,16 +334,16 @@ constexpr Rule rules[] = {
     {.id = "class-path-missing",
      .severity = Severity::warning,
      .summary = "a class path with a folder or archive that is missing",
-     .explanation = "Nothing reports it: neither the launcher nor a JVM complains about an element "
-                    "that is not there or cannot be read.",
+     .explanation =
+         "Neither the launcher nor a JVM reports an element that is missing or cannot be read.",
      .example = {.lines = "velox.class.path.extended=%kvf.file.dir%/lib:%kvf.file.dir%/lbi"},
      .remedy = {.lines = "velox.class.path.extended=%kvf.file.dir%/lib"},
      .check = classPathMissing},
     {.id = "class-path-folder",
      .severity = Severity::warning,
      .summary = "a folder of archives in java.class.path",
-     .explanation = "There a folder stands for the classes in it. velox.class.path.extended takes "
-                    "one for its archives too.",
+     .explanation = "There a folder stands only for the classes in it. In "
+                    "velox.class.path.extended it stands for its archives too.",
      .example = {.lines =
                      "java.library=%JAVA_HOME%/lib/server/libjvm.so\njava.start.class=com.acme."
                      "Main\njava.class.path=%kvf.file.dir%/lib/acme.jar:%kvf.file.dir%/lib",
@@ -353,8 +353,8 @@ constexpr Rule rules[] = {
     {.id = "class-path-versions",
      .severity = Severity::warning,
      .summary = "two versions of one archive",
-     .explanation = "Of a class that is in both a JVM takes the one of the archive that comes "
-                    "first; within a folder that is the order of the file system.",
+     .explanation = "When a class is in both, a JVM takes it from the archive that comes first; "
+                    "within a folder the order is that of the file system.",
      .example = {.note = "ext has acme-1.0.jar and acme-1.1.jar.",
                  .lines = "velox.class.path.extended=%kvf.file.dir%/ext",
                  .files = {{.path = "ext/acme-1.0.jar", .kind = ExampleFile::Kind::archive},
@@ -366,8 +366,8 @@ constexpr Rule rules[] = {
     {.id = "class-path-star",
      .severity = Severity::error,
      .summary = "a * that nothing expands",
-     .explanation = "Only the program java expands FOLDER/*. The launcher takes a folder as it is "
-                    "for its archives, and FOLDER/** for those below it too.",
+     .explanation = "Only the program java expands FOLDER/*. To the launcher FOLDER stands for its "
+                    "archives, and FOLDER/** for those of its subfolders too.",
      .example = {.lines =
                      "velox.class.path.extended=%kvf.file.dir%/lib/acme.jar:%kvf.file.dir%/lib/*"},
      .remedy = {.lines = "velox.class.path.extended=%kvf.file.dir%/lib"},
@@ -381,7 +381,7 @@ constexpr Rule rules[] = {
                  .files = {{.path = "links/more.jar",
                             .content = "../lib/acme.jar",
                             .kind = ExampleFile::Kind::link}}},
-     .remedy = {.note = "Name the link itself: there it is followed.",
+     .remedy = {.note = "Name the link itself; then it is followed.",
                 .lines =
                     "velox.class.path.extended=%kvf.file.dir%/lib:%kvf.file.dir%/links/more.jar",
                 .files = {{.path = "links/more.jar",
@@ -391,8 +391,8 @@ constexpr Rule rules[] = {
     {.id = "class-path-truncated",
      .severity = Severity::error,
      .summary = "more archives than the limits allow",
-     .explanation = "One element brings at most 4,096 archives, from at most 4 levels; the rest is "
-                    "silently left out.",
+     .explanation = "By default one element brings at most 4,096 archives, from at most 4 levels; "
+                    "the rest is silently left out.",
      .example = {.note = "lib/1/2/3/4 holds an archive.",
                  .lines = "velox.class.path.extended=%kvf.file.dir%/lib/**",
                  .files = {{.path = "lib/1/2/3/4/more.jar", .kind = ExampleFile::Kind::archive}}},
@@ -402,7 +402,7 @@ constexpr Rule rules[] = {
      .check = classPathTruncated},
     {.id = "class-path-limit-range",
      .severity = Severity::error,
-     .summary = "limits of the class path that are out of range",
+     .summary = "class-path limits that are out of range",
      .explanation = "Any other value ends the launch.",
      .example = {.lines = "velox.class.path.extended.search.level=0"},
      .remedy = {.lines = "velox.class.path.extended.search.level=4"},
@@ -410,9 +410,9 @@ constexpr Rule rules[] = {
     {.id = "class-path-archive",
      .severity = Severity::warning,
      .summary = "an archive that cannot be read",
-     .explanation = "A JVM skips such a file, and its classes are then missing. Only the "
-                    "directory of an archive is looked at.",
-     .example = {.note = "lib/broken.jar was cut off.",
+     .explanation = "A JVM skips such a file, so its classes are missing. The check reads only the "
+                    "archive's directory.",
+     .example = {.note = "lib/broken.jar was truncated.",
                  .files = {{.path = "lib/broken.jar", .content = "PK"}}},
      .remedy = {.note = "Replace the file.",
                 .files = {{.path = "lib/broken.jar", .kind = ExampleFile::Kind::archive}}},

@@ -37,7 +37,7 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(start, text.find_last_not_of(" \t") - start + 1);
 }
 
-/// A comment behind a byte order mark, which goes without harm.
+/// A comment after a byte order mark, which does no harm.
 bool isMarkedComment(const Inspection& inspection, const Position& at) {
   const std::string_view line = inspection.fileOf(at).line(at.line);
   return line.starts_with(byteOrderMark) &&
@@ -45,7 +45,7 @@ bool isMarkedComment(const Inspection& inspection, const Position& at) {
           line.substr(byteOrderMark.size()).starts_with('!') || line == byteOrderMark);
 }
 
-/// Options and comments of other kinds, which other rules know.
+/// Options and other kinds of comments, which other rules report.
 bool isOfAnotherRule(const Inspection& inspection, const Position& at) {
   const std::string_view line = trimmed(inspection.fileOf(at).line(at.line));
   return line.starts_with('-') || line.starts_with(';') || line.starts_with("//");
@@ -62,7 +62,7 @@ bool endsInLostContinuation(const SourceFile& file, std::size_t line) {
 void noSeparator(const Inspection& inspection, Report& report) {
   for (const Position& at : inspection.run().droppedLines) {
     if (isMarkedComment(inspection, at) || isOfAnotherRule(inspection, at)) continue;
-    // It was to be continued.
+    // The entry was meant to go on.
     if (endsInLostContinuation(inspection.fileOf(at), at.line - 1)) continue;
     report(at,
            "no \"=\", \":\" or blank ends the key, so the launcher silently drops the line: "
@@ -78,11 +78,11 @@ bool ignoresBlanks(const Entry& entry) {
     };
     return argumentsOf(entry.value) == argumentsOf(trimmed(entry.value));
   }
-  // Other rules know those of the options.
+  // Other rules report those in options.
   return entry.key == keys::extendedProperties || entry.key == keys::stopSignals;
 }
 
-/// The value without the blanks in front of it, unless something else there makes one wonder.
+/// The value without the blanks in front of it, if blanks are all that is odd there.
 std::vector<Edit> separatedByEquals(const EntryText& text) {
   const std::string_view raw = text.raw();
   const std::size_t sign = raw.find_first_not_of(" \t");
@@ -124,7 +124,7 @@ void trailingBlank(const Inspection& inspection, Report& report) {
     // A backslash in front of the blank says that it is meant.
     if (rawEnd == std::string_view::npos || raw[rawEnd] == '\\') continue;
     const Edit edit = text.replace(rawEnd + 1, raw.size(), "");
-    // The blanks stand in front of a continuation.
+    // The blanks are in front of a continuation.
     const bool isBefore = raw[rawEnd] == '\n';
     // A tab from an escape, which is another rule's.
     if (!isBefore && rawEnd + 1 == raw.size()) continue;
@@ -140,7 +140,7 @@ void trailingBlank(const Inspection& inspection, Report& report) {
 void controlEscape(const Inspection& inspection, Report& report) {
   for (const Position& at : inspection.run().controlEscapes) {
     report(at,
-           "\\t, \\r or \\n makes a tab or a line end here: write \\\\ for a backslash, or / "
+           "\\t, \\r or \\n becomes a tab or a line end here: write \\\\ for a backslash, or / "
            "between folders");
   }
 }
@@ -182,7 +182,7 @@ std::vector<std::size_t> lostContinuations(const Inspection& inspection, int fil
   return lost;
 }
 
-/// True when the line is a part of what the one before it begins, as far as one can tell.
+/// True when the line appears to be a part of what the one before it begins.
 bool looksContinued(std::string_view line) {
   const std::string_view text = trimmed(line);
   return !text.starts_with('#') && !text.starts_with('!') && !looksLikeEntry(text, "=:");
@@ -194,7 +194,7 @@ std::vector<Edit> continuing(const SourceFile& file, int index,
   std::vector<Edit> edits;
   std::size_t next = 0;
   for (std::size_t line : lines) {
-    // What is continued may go on in turn, by a line that is nothing by itself.
+    // That line may be continued in turn, by one that is nothing by itself.
     for (line = std::max(line, next); endsInLostContinuation(file, line); next = ++line) {
       if (!looksContinued(file.line(line + 1))) return {};
       const std::size_t lineFeed = file.lineStarts[line] - 1;
@@ -224,7 +224,7 @@ void byteOrderMarkRule(const Inspection& inspection, Report& report) {
     if (first == '#' || first == '!' || first == '\r' || first == '\n') return;
     report(wholeFile(index),
            "the file begins with a byte order mark, which becomes part of the first key: save it "
-           "without")
+           "without one one")
         .fix = {{file.stretch(static_cast<int>(index), 0, byteOrderMark.size()), ""}};
   });
 }
@@ -255,11 +255,11 @@ void notRegular(const Inspection& inspection, Report& report) {
     if (::stat(file.name.c_str(), &status) != 0 || S_ISREG(status.st_mode)) return;
     const bool isFolder = S_ISDIR(status.st_mode);
     const char* kind = isFolder                   ? "a folder, which yields no entries"
-                       : S_ISFIFO(status.st_mode) ? "a pipe, which can be read once only"
+                       : S_ISFIFO(status.st_mode) ? "a pipe, which can only be read once"
                                                   : "not a regular file";
     report(file.includedAt.value_or(wholeFile(index)),
            concat({shown(inspection.nameOf(file)), " is ", kind,
-                   ": the launcher may read it twice, use a file"}))
+                   ": the launcher may read it twice; use a regular file"}))
         .harmless = !isFolder;
   });
 }
@@ -276,9 +276,9 @@ bool isWordCharacter(char c) {
   return std::isalnum(static_cast<unsigned char>(c)) != 0;
 }
 
-/// The backslashes that are dropped and matter.
+/// The dropped backslashes that make a difference.
 std::vector<std::size_t> lostBackslashes(std::string_view raw) {
-  // What t, r and n become is another rule's.
+  // Another rule reports t, r and n.
   constexpr std::string_view kept = "trn";
   constexpr std::string_view ofExpressions = ".()[]{}*+?|^";
   std::vector<std::size_t> lost;
@@ -293,7 +293,7 @@ std::vector<std::size_t> lostBackslashes(std::string_view raw) {
   return lost;
 }
 
-/// Doubles the backslashes, if one stands before a letter that never needs it.
+/// Doubles the backslashes, if one of them is before a letter that never needs one.
 std::vector<Edit> doubled(const EntryText& text, const std::vector<std::size_t>& backslashes) {
   const std::string_view raw = text.raw();
   const auto isBefore = [&](std::size_t at) { return isWordCharacter(raw[at + 1]); };
@@ -319,8 +319,8 @@ void lostBackslash(const Inspection& inspection, Report& report) {
     const std::string_view shownChar(&next, 1);
     if (next == 'u') {
       report(at,
-             "\\u begins no character code here, only the backslash goes: write the character "
-             "itself, in UTF-8");
+             "\\u does not begin a character code here, and the backslash is dropped: write the "
+             "character itself, in UTF-8");
       continue;
     }
     Finding& finding = report(
@@ -359,7 +359,7 @@ void continuedComment(const Inspection& inspection, Report& report) {
       if (continuations.contains({at.file, at.line})) continue;
       report(at, concat({"the backslash at its end makes the next line part of this comment, so ",
                          "that ", shown(next.substr(0, next.find_first_of("=:"))),
-                         " is not set: remove it, or write something behind it"}))
+                         " is not set: remove it, or write something after it"}))
           .fix = {{{at.file, number, line.size(), number, line.size() + 1}, ""}};
     }
   });
@@ -368,7 +368,7 @@ void continuedComment(const Inspection& inspection, Report& report) {
 constexpr Rule rules[] = {
     {.id = "no-separator",
      .severity = Severity::error,
-     .summary = "a line that is dropped, since nothing ends its key",
+     .summary = "a line that is dropped because nothing ends its key",
      .explanation =
          R"(An entry needs "=", ":" or a blank after its key. A line without one is silently dropped.)",
      .example = {.lines = "java.property.verbose"},
@@ -377,19 +377,18 @@ constexpr Rule rules[] = {
     {.id = "blank-before-value",
      .severity = Severity::error,
      .summary = "a value that begins with a blank or a colon",
-     .explanation =
-         "A blank ends the key. In \"key = value\" the \"=\" is then taken off the "
-         "front of the value, but the blank after it stays; in \"key : value\" the "
-         "colon stays too. A blank in front does no harm where the value is a list of words: "
-         "application.args, java.extended.properties and application.stop.signals.",
+     .explanation = "A blank ends the key. In \"key = value\" the \"=\" is then removed from the "
+                    "value, but the blank after it stays; in \"key : value\" the colon stays too. "
+                    "A blank in front does no harm where the value is a list of words: "
+                    "application.args, java.extended.properties and application.stop.signals.",
      .example = {.lines = "java.property.mode = fast"},
      .remedy = {.lines = "java.property.mode=fast"},
      .check = blankBeforeValue},
     {.id = "trailing-blank",
      .severity = Severity::warning,
      .summary = "a value that ends with blanks",
-     .explanation = "Blanks at the end of a line belong to the value: a file name, a class or a "
-                    "size with one is another.",
+     .explanation = "Blanks at the end of a line belong to the value: with one, a file name, a "
+                    "class or a size is a different one.",
      .example = {.lines = "java.property.data=/srv/acme  "},
      .remedy = {.note = "Remove the blanks; where one is meant, write it as \"\\ \".",
                 .lines = "java.property.data=/srv/acme"},
@@ -397,7 +396,7 @@ constexpr Rule rules[] = {
     {.id = "control-escape",
      .severity = Severity::warning,
      .summary = "an escape that makes a tab or a line end",
-     .explanation = "A backslash takes the next character as it is, but t, r and n become a tab, a "
+     .explanation = "A backslash keeps the next character as it is, but t, r and n become a tab, a "
                     "carriage return and a line feed.",
      .example = {.lines = R"(java.property.data=C:\temp\new)"},
      .remedy = {.lines = R"(java.property.data=C:\\temp\\new)"},
@@ -405,17 +404,17 @@ constexpr Rule rules[] = {
     {.id = "lost-backslash",
      .severity = Severity::error,
      .summary = "a backslash that vanishes",
-     .explanation = "A backslash takes the next character as it is and goes, so that one of a path "
-                    "or of a regular expression has to be written twice.",
+     .explanation = "A backslash keeps the next character as it is and is itself dropped, so that "
+                    "one in a path or a regular expression has to be written twice.",
      .example = {.lines = R"(java.property.pattern=\d+)"},
      .remedy = {.lines = R"(java.property.pattern=\\d+)"},
      .check = lostBackslash},
     {.id = "continued-comment",
      .severity = Severity::error,
      .summary = "a comment that ends with a backslash",
-     .explanation = "A backslash at the end of a line continues it, and that holds for comments.",
-     .example = {.lines = "# Data lies below C:\\acme\\\njava.property.data=x"},
-     .remedy = {.lines = "# Data lies below C:\\acme\\ here.\njava.property.data=x"},
+     .explanation = "A backslash at the end of a line continues it, even in a comment.",
+     .example = {.lines = "# The data is below C:\\acme\\\njava.property.data=x"},
+     .remedy = {.lines = "# The data is below C:\\acme\\ here.\njava.property.data=x"},
      .check = continuedComment},
     {.id = "not-exported",
      .severity = Severity::error,
@@ -431,7 +430,7 @@ constexpr Rule rules[] = {
      .severity = Severity::error,
      .summary = "a continued line that ends with a carriage return",
      .explanation = "A carriage return ends an entry as a line feed does, so that a file saved on "
-                    "Windows works. But a backslash before the pair of both drops the first only, "
+                    "Windows works. But a backslash before the pair of both drops only the first, "
                     "and the second ends the entry.",
      .example = {.note = "A file that was saved on Windows.",
                  .lines = "java.property.hosts=alpha,\\\r\n  beta"},
@@ -441,13 +440,13 @@ constexpr Rule rules[] = {
     {.id = "byte-order-mark",
      .severity = Severity::error,
      .summary = "a byte order mark",
-     .explanation = "The three bytes become part of the first key, which is then another one.",
+     .explanation = "The three bytes become part of the first key, which is then a different key.",
      .example = {.note = "A file that was saved as \"UTF-8 with BOM\".",
                  .lines = "\xEF\xBB\xBFvelox.env.MODE=fast\njava.library=%JAVA_HOME%/lib/server/"
                           "libjvm.so\nvelox.class.path.extended=%kvf.file.dir%/"
                           "lib\njava.start.class=com.acme.Main",
                  .whole = true},
-     .remedy = {.note = "Save it as UTF-8 without, or begin it with a comment.",
+     .remedy = {.note = "Save it as UTF-8 without a BOM, or begin it with a comment.",
                 .lines = "velox.env.MODE=fast\njava.library=%JAVA_HOME%/lib/server/"
                          "libjvm.so\nvelox.class.path.extended=%kvf.file.dir%/"
                          "lib\njava.start.class=com.acme.Main",
@@ -456,7 +455,7 @@ constexpr Rule rules[] = {
     {.id = "nul-byte",
      .severity = Severity::error,
      .summary = "a NUL byte",
-     .explanation = "It ends the text: what follows is not read.",
+     .explanation = "It ends the file: what follows is not read.",
      .example = {.note = "A file that was saved as UTF-16.",
                  .lines = "#\n\0java.heap.size.max=64m"sv},
      .remedy = {.note = "Save it as UTF-8.", .lines = "java.heap.size.max=64m"},
@@ -464,7 +463,7 @@ constexpr Rule rules[] = {
     {.id = "file-too-large",
      .severity = Severity::error,
      .summary = "a file of 1 MiB or more",
-     .explanation = "Such a file yields no entries at all, and nothing reports it.",
+     .explanation = "Such a file yields no entries at all, and the launcher does not report it.",
      .example = {.note = "large.kvf has 1048576 bytes.",
                  .lines = "velox.include.kvf=%kvf.file.dir%/large.kvf",
                  .files = {{.path = "large.kvf", .content = "# 16 characters\n", .times = 65536}}},
@@ -475,9 +474,8 @@ constexpr Rule rules[] = {
     {.id = "not-a-regular-file",
      .severity = Severity::error,
      .summary = "a properties file that is not a regular file",
-     .explanation =
-         "A folder yields no entries. A pipe can be read once, but a launch that exports "
-         "variables, or that asks for an adjuster, reads its file more than once.",
+     .explanation = "A folder yields no entries. A pipe can be read only once, but a launch that "
+                    "exports variables or uses an adjuster reads its file more than once.",
      .example = {.lines = "velox.include.kvf=/dev/null"},
      .remedy = {.note = "Use a file."},
      .check = notRegular},

@@ -10,7 +10,7 @@
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
-// What other launchers and scripts take, and this one does not.
+// What other launchers and scripts accept, and this one does not.
 
 namespace {
 
@@ -33,7 +33,7 @@ bool isServiceVerb(const std::string& text) {
          std::end(serviceVerbs);
 }
 
-/// True when the start class may look for the word, since it has it as a text.
+/// True when the start class may look for the word: it has it as a text.
 bool mayTake(const Inspection& inspection, const std::string& word) {
   if (!inspection.classPath || !inspection.classPath->startClass()) return true;
   // As a text among its constants: a tag and two bytes with the length come first.
@@ -76,7 +76,7 @@ void strayFile(const Inspection& inspection, Report& report) {
   for (std::size_t i = 1; i < arguments.size(); ++i) {
     std::error_code error;
     const std::string& text = arguments[i].text;
-    // After a misspelt switch it is what that one names.
+    // After a misspelt switch it is the value of that switch.
     if (!isPositional(arguments[i]) || !text.ends_with(".kvf") ||
         arguments[i - 1].isUnknownSwitch())
       continue;
@@ -88,7 +88,7 @@ void strayFile(const Inspection& inspection, Report& report) {
   }
 }
 
-/// Text that is an option of a JVM, and nothing that applications take.
+/// True for an option of a JVM that is not a usual one of applications.
 bool isJvmOption(std::string_view text) {
   constexpr std::string_view starts[] = {
       "-Xmx",        "-Xms",       "-Xss",        "-Xmn",   "-XX:+",    "-XX:-",
@@ -107,12 +107,13 @@ void optionArgument(const Inspection& inspection, Report& report) {
   if (!inspection.startsJvm()) return;
   const auto tell = [&](const Position& at, std::string_view text) {
     const std::string_view definition = text.substr(std::min<std::size_t>(2, text.size()));
-    report(at, concat({shown(text), " is an argument of the application here, no option of the ",
-                       "JVM: write ",
-                       isPropertyOption(text)
-                           ? concat({keys::javaPropertyPrefix, printable(definition)})
-                           : concat({keys::extendedProperties, "=", printable(text)}),
-                       " into the file"}));
+    report(
+        at,
+        concat({shown(text), " is an argument of the application here, not an option of the ",
+                "JVM: write ",
+                isPropertyOption(text) ? concat({keys::javaPropertyPrefix, printable(definition)})
+                                       : concat({keys::extendedProperties, "=", printable(text)}),
+                " into the file"}));
   };
   const auto& arguments = inspection.outer.arguments;
   for (std::size_t i = 1; i < arguments.size(); ++i) {
@@ -160,7 +161,7 @@ void scriptVariable(const Inspection& inspection, Report& report) {
         concat({shown(name),
                 isOfJava ? " is read by the program java alone, not by a JVM in "
                            "the launcher's process"
-                         : " is read by start scripts of others, by no JVM",
+                         : " is read by other programs' start scripts, not by a JVM",
                 ": write the options into ", keys::extendedProperties, ", or ",
                 keys::extendedProperties, "=%", name, "%"});
     if (const Entry* entry = inspection.entryOf(concat({keys::environmentPrefix, name})))
@@ -177,10 +178,10 @@ void scriptVariable(const Inspection& inspection, Report& report) {
 constexpr Rule rules[] = {
     {.id = "start-script",
      .severity = Severity::error,
-     .summary = "an argument that a start script cannot hand over",
-     .explanation = "Where one argument holds a double quote and another begins with two dashes, "
-                    "the start script of kvf new hands them on as entries of a properties file, in "
-                    "which no value can hold both a percent sign and @@#@@.",
+     .summary = "an argument that a start script cannot pass on",
+     .explanation = "When one argument has a double quote and another begins with two dashes, the "
+                    "start script of kvf new passes them on as entries of a properties file, in "
+                    "which no value can have both a percent sign and @@#@@.",
      .example = {.command = "kvf check -- bin/acme 'a \"b\" %@@#@@' --port=80",
                  .files = {{.path = "bin/acme", .kind = ExampleFile::Kind::startScript}}},
      .remedy = {.command = "kvf check -- bin/acme 'a \"b\" %' --port=80",
@@ -188,10 +189,10 @@ constexpr Rule rules[] = {
      .check = startScript},
     {.id = "service-verb",
      .severity = Severity::warning,
-     .summary = "start, stop and their like as if they were commands",
-     .explanation = "The launcher has no such commands: the word reaches the application as its "
-                    "first argument. Behind the switches it is left alone where the start class "
-                    "has the word, too.",
+     .summary = "start, stop and the like as commands",
+     .explanation =
+         "The launcher has no such commands: the word reaches the application as its first "
+         "argument. After the switches it is not reported when the start class has the word, too.",
      .example = {.command = "kvf check -- wrapper start --propFile acme.kvf"},
      .remedy = {.command = "kvf check -- wrapper --propFile acme.kvf"},
      .check = serviceVerb},
@@ -199,33 +200,33 @@ constexpr Rule rules[] = {
      .severity = Severity::error,
      .summary = "a properties file without --propFile",
      .explanation = "Without --propFile the launcher looks for a file of its own name; the name on "
-                    "the command line is an argument of the application.",
+                    "the command line becomes an argument of the application.",
      .example = {.command = "kvf check --disable missing-file -- wrapper acme.kvf"},
      .remedy = {.command = "kvf check -- wrapper --propFile acme.kvf"},
      .check = strayFile},
     {.id = "option-argument",
      .severity = Severity::warning,
      .summary = "an option of the JVM among the arguments of the application",
-     .explanation = "What stands behind the switches, and in application.args, reaches main. "
-                    "Options of the JVM have keys of their own.",
+     .explanation = "What follows the switches, and application.args, goes to main. Options of the "
+                    "JVM have keys of their own.",
      .example = {.command = "kvf check -- wrapper --propFile acme.kvf -Dmode=fast"},
      .remedy = {.lines = "java.property.mode=fast",
                 .command = "kvf check -- wrapper --propFile acme.kvf"},
      .check = optionArgument},
     {.id = "user-directory",
      .severity = Severity::warning,
-     .summary = "a working directory by the system property user.dir",
-     .explanation = "A JVM sets user.dir to the working directory. An application that sets it "
-                    "moves nothing but some of the places where it is read.",
+     .summary = "a working directory set with the system property user.dir",
+     .explanation = "A JVM sets user.dir to the working directory. Setting it changes only some of "
+                    "the places that read it, not the directory.",
      .example = {.lines = "java.property.user.dir=/srv"},
      .remedy = {.lines = "application.start.dir=/srv"},
      .check = userDirectory},
     {.id = "script-variable",
      .severity = Severity::warning,
      .summary = "options of the JVM in a variable that no JVM reads",
-     .explanation = "A JVM in the launcher's process reads JAVA_TOOL_OPTIONS. JDK_JAVA_OPTIONS is "
-                    "the program java's, and JAVA_OPTS that of start scripts. A reference in a "
-                    "value makes use of either.",
+     .explanation =
+         "A JVM in the launcher's process reads JAVA_TOOL_OPTIONS. JDK_JAVA_OPTIONS is read by the "
+         "program java, JAVA_OPTS by start scripts. A reference in a value makes use of either.",
      .example = {.lines = "velox.env.JAVA_OPTS=-Xint"},
      .remedy = {.lines = "java.extended.properties=-Xint"},
      .check = scriptVariable},

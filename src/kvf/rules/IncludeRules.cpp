@@ -58,7 +58,7 @@ void shortInclude(const Inspection& inspection, Report& report) {
   }
 }
 
-/// An include that is found from here, since the main file lies here.
+/// An include that is found from here because the main file is here.
 void relativeInclude(const Inspection& inspection, Report& report) {
   if (!inspection.hasMainFile()) return;
   const std::filesystem::path folder =
@@ -87,8 +87,8 @@ void includeFailures(const Inspection& inspection, Report& report, bool deep,
 
 void missingInclude(const Inspection& inspection, Report& report) {
   includeFailures(inspection, report, false,
-                  "name a file that is there; a relative path counts from the working directory, "
-                  "%kvf.file.dir%/ from the main file");
+                  "name a file that is there; a relative path is relative to the working "
+                  "directory; %kvf.file.dir%/ is the folder of the main file");
 }
 
 void includeDepth(const Inspection& inspection, Report& report) {
@@ -103,8 +103,8 @@ void includeDepth(const Inspection& inspection, Report& report) {
 void includeCycle(const Inspection& inspection, Report& report) {
   for (const Position& at : inspection.run().includeCycles) {
     report.fatal(at,
-                 "this include leads back to a file that is being read, which goes on until the "
-                 "launch ends: remove it");
+                 "this include leads back to a file that is being read, and the launcher reads on "
+                 "until its limits end the launch: remove it");
   }
 }
 
@@ -112,8 +112,9 @@ constexpr Rule rules[] = {
     {.id = "missing-file",
      .severity = Severity::error,
      .summary = "a properties file that cannot be opened",
-     .explanation = "Without --propFile the file goes by the program's name, in the working "
-                    "directory and then along PATH; a file that --propFile names is not searched.",
+     .explanation =
+         "Without --propFile the file has the program's name and is looked for in the working "
+         "directory and then along PATH; a file that --propFile names is not searched for.",
      .example = {.command = "kvf check -- wrapper --propFile gone.kvf"},
      .remedy = {.command = "kvf check -- wrapper --propFile acme.kvf"},
      .check = mainFileMissing},
@@ -130,17 +131,17 @@ constexpr Rule rules[] = {
     {.id = "missing-include",
      .severity = Severity::error,
      .summary = "an include that cannot be opened",
-     .explanation = "The launch ends with \"Failed to open properties file\". A relative path "
-                    "counts from the working directory, not from the including file.",
+     .explanation = "The launch ends with \"Failed to open properties file\". A relative path is "
+                    "relative to the working directory, not to the including file.",
      .example = {.lines = "velox.include.kvf=%kvf.file.dir%/gone.kvf"},
      .remedy = {.lines = "velox.include.kvf=%kvf.file.dir%/jvm.kvf",
                 .files = {{.path = "jvm.kvf", .content = "java.heap.size.max=1g\n"}}},
      .check = missingInclude},
     {.id = "relative-include",
      .severity = Severity::warning,
-     .summary = "an include that counts from the working directory",
-     .explanation = "A relative path is found only when the launcher is started from the folder "
-                    "that it counts from.",
+     .summary = "an include that is relative to the working directory",
+     .explanation =
+         "A relative path is found only when the launcher is started from the right folder.",
      .example = {.lines = "velox.include.kvf=jvm.kvf",
                  .files = {{.path = "jvm.kvf", .content = "java.heap.size.max=1g\n"}}},
      .remedy = {.lines = "velox.include.kvf=%kvf.file.dir%/jvm.kvf",
@@ -149,8 +150,8 @@ constexpr Rule rules[] = {
     {.id = "include-depth",
      .severity = Severity::error,
      .summary = "includes beyond the launcher's limits",
-     .explanation =
-         "Nesting, the number of files and their size are limited; beyond, the launch ends.",
+     .explanation = "Nesting, the number of files and their size are limited; beyond these limits "
+                    "the launch ends.",
      .example = {.note = "hundred.kvf includes ten.kvf 100 times, and that one.kvf 99 times.",
                  .lines = "velox.include.kvf=%kvf.file.dir%/hundred.kvf",
                  .files = {{.path = "hundred.kvf",

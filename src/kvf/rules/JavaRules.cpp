@@ -30,7 +30,8 @@ void noLibrary(const Inspection& inspection, Report& report) {
               "nothing to run and ends with status 255: ", lineAdvice}));
 }
 
-/// Which libjvm.so the loader would take when java.library leads nowhere; empty: probably none.
+/// Which libjvm.so the loader would take when the one of java.library does not exist; empty:
+/// probably none.
 std::string fallbackLibrary(const Inspection& inspection) {
   const auto exported = inspection.plan.exported.find("LD_LIBRARY_PATH");
   std::string path = inspection.surroundings.variable("LD_LIBRARY_PATH");
@@ -42,7 +43,7 @@ std::string fallbackLibrary(const Inspection& inspection) {
   return {};
 }
 
-/// To name the JVM that a folder or a program belongs to, if it does.
+/// How to name the JVM that a folder or a program belongs to, if it does.
 std::string suggestionFor(const std::string& path) {
   const auto jvm = jvmAround(path);
   return jvm ? concat({"write java.library=", jvm->library.native()}) : std::string(lineAdvice);
@@ -75,7 +76,7 @@ void jvmLibrary(const Inspection& inspection, Report& report) {
     report.fatalIf(
         fallback.empty(), at,
         concat({"there is no ", shown(*configured),
-                "; the launcher then loads whatever libjvm.so the loader finds, ",
+                "; the launcher then loads whichever libjvm.so the loader finds, ",
                 fallback.empty() ? "none along LD_LIBRARY_PATH here, so that the launch probably "
                                    "ends with status 255"
                                  : "here " + fallback,
@@ -101,8 +102,8 @@ constexpr Rule rules[] = {
     {.id = "no-library",
      .severity = Severity::error,
      .summary = "neither java.library nor application.library",
-     .explanation = "The launcher has nothing to run. Only a host program that links it in can do "
-                    "without both.",
+     .explanation = "The launcher has nothing to run. Only a host program that links the launcher "
+                    "can do without both.",
      .example = {.lines =
                      "velox.class.path.extended=%kvf.file.dir%/lib\njava.start.class=com.acme.Main",
                  .whole = true},
@@ -115,8 +116,8 @@ constexpr Rule rules[] = {
      .severity = Severity::error,
      .summary = "java.library is not a JVM that can be loaded",
      .explanation =
-         "It has to be the path of libjvm.so, for this machine's architecture. One that is not "
-         "there is no error to the launcher: it loads whatever libjvm.so the loader finds.",
+         "It has to be the path of libjvm.so, for this machine's architecture. A missing file is "
+         "not an error for the launcher: it loads whichever libjvm.so the loader finds.",
      .example = {.lines = "java.library=%JAVA_HOME%/bin/java"},
      .remedy = {.lines = "java.library=%JAVA_HOME%/lib/server/libjvm.so"},
      .check = jvmLibrary},
@@ -125,7 +126,7 @@ constexpr Rule rules[] = {
      .summary = "no program java for --cmdlineJava",
      .explanation =
          "It is java.path, else bin/java in JAVA_HOME, else java along PATH. When it cannot be "
-         "executed, the launch ends with status 0: a service manager takes that for success.",
+         "executed, the launch ends with status 0, which a service manager takes as success.",
      .example = {.lines = "java.path=/opt/gone/bin/java",
                  .command = "kvf check -- wrapper --propFile acme.kvf --cmdlineJava"},
      .remedy = {.lines = "java.path=%JAVA_HOME%/bin/java",

@@ -32,7 +32,7 @@ void jvmIgnores(const Inspection& inspection, Report& report) {
   using Kind = JvmComplaint::Kind;
   forEachComplaint(inspection, Kind::unknown, [&](const JvmComplaint& found, const Position& at) {
     report(at, concat({"the JVM does not know ", shown(found.option),
-                       "; --run ignores it without a word, --cmdlineJava does not start: correct ",
+                       "; --run ignores it silently, --cmdlineJava does not start: correct ",
                        "or remove it"}));
   });
   forEachComplaint(inspection, Kind::ignored, [&](const JvmComplaint& found, const Position& at) {
@@ -60,11 +60,10 @@ constexpr Rule rules[] = {
     {.id = "jvm-ignores",
      .severity = Severity::warning,
      .summary = "an option that the JVM does not know, or ignores",
-     .explanation =
-         "The launcher lets the JVM ignore what it does not know; what it ignores by itself it "
-         "says "
-         "in a line that gets lost among the application's, such as of a module or package that is "
-         "not there. Checked with --jvm, which starts the JVM, and again for each such option.",
+     .explanation = "The launcher lets the JVM ignore what it does not know. What a JVM ignores on "
+                    "its own, such as an option for a missing module or package, it reports in a "
+                    "line that gets lost among the application's. Checked with --jvm, which starts "
+                    "the JVM, and again for each such option.",
      .example = {.lines = "java.extended.properties=-XX:+UseFoo",
                  .command = "kvf check --jvm acme.kvf"},
      .remedy = {.lines = "java.extended.properties=-XX:+UseSerialGC",
@@ -73,8 +72,8 @@ constexpr Rule rules[] = {
     {.id = "jvm-refuses",
      .severity = Severity::error,
      .summary = "options that the JVM refuses",
-     .explanation = "The JVM prints its own text and the launch ends. Checked with --jvm; the "
-                    "option is the one without which the JVM starts.",
+     .explanation = "The JVM prints its own message and the launch ends. Checked with --jvm; the "
+                    "option reported is the one without which the JVM starts.",
      .example = {.lines = "java.extended.properties=-XX:ReservedCodeCacheSize=1k",
                  .command = "kvf check --jvm acme.kvf"},
      .remedy = {.lines = "java.extended.properties=-XX:ReservedCodeCacheSize=64m",
@@ -82,9 +81,9 @@ constexpr Rule rules[] = {
      .check = jvmRefuses},
     {.id = "jvm-deprecates",
      .severity = Severity::warning,
-     .summary = "an option that the JVM says will go",
-     .explanation = "The JVM takes it, with a line that a later release will not. Checked with "
-                    "--jvm.",
+     .summary = "an option that the JVM says will be removed",
+     .explanation =
+         "The JVM accepts it and prints a line that a later release will not. Checked with --jvm.",
      .example = {.note = "With Java 10 or newer.",
                  .lines = "java.extended.properties=-XX:MaxRAMFraction=2",
                  .command = "kvf check --jvm acme.kvf"},

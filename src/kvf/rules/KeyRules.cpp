@@ -15,7 +15,7 @@
 
 namespace {
 
-/// Looking for the nearest name takes its time; a file full of unknown ones needs none.
+/// Looking for the nearest name is slow; a file full of unknown ones does not need it.
 constexpr int maxSuggestions = 100;
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
@@ -64,7 +64,7 @@ std::string familyMemberLike(std::string_view key) {
   return {};
 }
 
-/// How the key would be written so that somebody reads it.
+/// How to write the key so that something reads it.
 std::string adviceFor(std::string_view key) {
   const bool isVariable =
       key.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_") == std::string_view::npos;
@@ -73,7 +73,7 @@ std::string adviceFor(std::string_view key) {
   return concat({"for a system property write ", keys::javaPropertyPrefix, key});
 }
 
-/// Other rules know lines that are no entries by their looks.
+/// Other rules report lines that do not look like entries.
 bool isForeignLine(std::string_view key) {
   return key.starts_with('-') || key.starts_with(';') || key.starts_with("//");
 }
@@ -121,7 +121,7 @@ void unknownKeysOf(const Inspection& inspection, const References& references, R
     if (std::any_of(readers.begin(), readers.end(), refers)) continue;
     const KeyInfo* info = findKey(key);
     if (info != nullptr && info->use != KeyUse::launcher) continue;
-    // Those stand for arguments that the command line does not have; 0 is the program.
+    // These stand for arguments that the command line does not have; 0 is the program.
     if (info != nullptr && info->name == std::string_view(keys::commandLineArgumentPrefix) &&
         !key.ends_with(".0"))
       continue;
@@ -137,7 +137,7 @@ void unknownKeysOf(const Inspection& inspection, const References& references, R
       nearest = nearestName(key, candidates);
       meant = misspeltName(key, candidates);
     }
-    // What a file offers to those that include it, not every one of them takes.
+    // Not every file that includes this one has to use all of it.
     if (nearest.empty() && inspection.fileOf(entry.at).includedAt) continue;
     const EntryText text(inspection, entry);
     report(text.placeOfKey(),
@@ -215,7 +215,7 @@ void optionLine(const Inspection& inspection, Report& report) {
   forEachLineWith(inspection, "-", [&](std::string_view line, const Position& at) {
     const auto [option, key] = keyForOption(line);
     Finding& finding =
-        report(at, concat({"an option is no line of its own, and nobody reads this one: write ",
+        report(at, concat({"an option is not a line of its own, and nobody reads this one: write ",
                            printable(concat({key, line.substr(option)}))}));
     // The later one would replace the earlier.
     if (uses[key] == 1 || line.starts_with("-D")) finding.fix = withKey(line, at, inspection);
@@ -225,9 +225,9 @@ void optionLine(const Inspection& inspection, Report& report) {
 void foreignComment(const Inspection& inspection, Report& report) {
   for (const std::string_view mark : {";", "//"}) {
     forEachLineWith(inspection, mark, [&](std::string_view line, const Position& at) {
-      Finding& finding =
-          report(at, concat({mark, " begins no comment; the line is an entry that nobody reads: ",
-                             "begin it with #"}));
+      Finding& finding = report(
+          at, concat({mark, " does not begin a comment; the line is an entry that nobody reads: ",
+                      "begin it with #"}));
       const bool isContinued = at.endLine > at.line || line.ends_with('\\');
       const std::size_t column = inspection.fileOf(at).line(at.line).size() - line.size() + 1;
       if (!isContinued)
@@ -325,10 +325,10 @@ constexpr Rule rules[] = {
      .severity = Severity::warning,
      .summary = "a key that nothing reads",
      .explanation =
-         "The launcher takes any key and says nothing about one that it does not know. A key is "
+         "The launcher accepts any key and does not report one that it does not know. A key is "
          "known when the launcher reads it or when a value refers to it as %KEY%, also in another "
          "of the files that are checked together. What an include defines may be meant for other "
-         "files: there a name is reported only when it is nearly one that the launcher knows.",
+         "files: there a key is reported only when it is nearly one that the launcher knows.",
      .example = {.lines = "java.heap.size.maximum=512m"},
      .remedy = {.lines = "java.heap.size.max=512m"},
      .compare = unknownKey},
@@ -336,7 +336,7 @@ constexpr Rule rules[] = {
      .severity = Severity::error,
      .summary = "an option of the JVM as a line of its own",
      .explanation = "A line is KEY=VALUE. One that begins with an option is dropped, or is an "
-                    "entry of a key that nobody reads.",
+                    "entry whose key nobody reads.",
      .example = {.lines = "-Xmx512m"},
      .remedy = {.lines = "java.heap.size.max=512m"},
      .check = optionLine},
@@ -356,7 +356,7 @@ constexpr Rule rules[] = {
      .check = propertyName},
     {.id = "empty-value",
      .severity = Severity::warning,
-     .summary = "an empty value where that hides another source",
+     .summary = "an empty value that hides another source",
      .explanation = "Most keys with an empty value count as set: an empty class path hides "
                     "CLASSPATH, an empty heap size gives the bare option -Xmx.",
      .example = {.lines = "java.library.path="},
@@ -366,17 +366,17 @@ constexpr Rule rules[] = {
      .severity = Severity::warning,
      .summary = "a key that is defined twice in one file",
      .explanation = "The later line wins; the earlier one counts for references between the two, "
-                    "so that x=%x% more is sound.",
+                    "so x=%x% more is fine.",
      .example = {.lines = "java.heap.size.max=1g\njava.heap.size.max=2g"},
      .remedy = {.note = "Keep one of them.", .lines = "java.heap.size.max=2g"},
      .check = duplicateKey},
     {.id = "overridden-key",
      .severity = Severity::warning,
      .summary = "a line whose value an include replaces",
-     .explanation = "An include stands for its entries at that place: it replaces what was defined "
-                    "above it, and is replaced by what follows. global.kvf supplies only what is "
-                    "absent or empty; but of an exported variable the environment gets the value "
-                    "that was read last, which is that of global.kvf.",
+     .explanation = "An include stands for its entries at that place: they replace what was "
+                    "defined above, and are replaced by what follows. global.kvf supplies only "
+                    "what is absent or empty; but for an exported variable the environment gets "
+                    "the value that was read last, which is that of global.kvf.",
      .example = {.lines = "java.heap.size.max=1g\nvelox.include.kvf=%kvf.file.dir%/defaults.kvf",
                  .files = {{.path = "defaults.kvf", .content = "java.heap.size.max=2g\n"}}},
      .remedy = {.lines = "velox.include.kvf=%kvf.file.dir%/defaults.kvf\njava.heap.size.max=1g",

@@ -24,11 +24,11 @@ constexpr KeyInfo table[] = {
      .rest = "...",
      .section = files,
      .type = "the path of a file",
-     .becomes = "The entries of that file, as if they stood here. Any key that begins so is an "
-                "include; the key itself is not stored.",
+     .becomes = "The entries of that file, as if they stood here. Any key that begins like this is "
+                "an include; the key itself is not stored.",
      .traps = "A relative path is relative to the working directory, not to the including file: "
               "begin it with %kvf.file.dir%. In a last line without a line end the shorter "
-              "velox.include is enough; anywhere else that is an ordinary key.",
+              "velox.include is enough; anywhere else it is an ordinary key.",
      .whenEmpty = "names no file, which ends the launch",
      .names = KeyNames::fileAtLauncher},
     {.name = keys::javaLibrary,
@@ -36,8 +36,8 @@ constexpr KeyInfo table[] = {
      .type = "the path of libjvm.so",
      .becomes = "The JVM that --run loads into its own process, and -Djava.library. Its presence "
                 "makes the run a Java run.",
-     .traps = "A path that is not there is no error: the launcher then loads whatever libjvm.so "
-              "the loader's search path holds. The program bin/java is no library.",
+     .traps = "A missing file is not an error: the launcher then loads whichever libjvm.so is on "
+              "the loader's search path. The program bin/java is not a library.",
      .whenEmpty =
          "makes this a Java run that ends with \"The property java.library can not be empty !\"",
      .names = KeyNames::file,
@@ -51,7 +51,7 @@ constexpr KeyInfo table[] = {
      .fatalWhenEmpty = true},
     {.name = keys::startMethod,
      .section = java,
-     .type = "the name of a static method (String[]) without result",
+     .type = "the name of a static void method (String[])",
      .fallback = "main",
      .becomes = "The method that runs the application on the main thread.",
      .traps = "--cmdlineJava and --generateScript always run main.",
@@ -59,18 +59,19 @@ constexpr KeyInfo table[] = {
      .fatalWhenEmpty = true},
     {.name = keys::stopMethod,
      .section = java,
-     .type = "the name of a static method without arguments and result",
+     .type = "the name of a static void method without arguments",
      .fallback = "shutdown",
      .becomes = "The method that application.stop.signals calls.",
      .traps = "Without application.stop.signals nothing calls it.",
      .whenEmpty = "names no method, so that no stop method is called"},
     {.name = keys::applicationArgs,
      .section = java,
-     .type = "words between blanks; double quotes around one that holds blanks",
+     .type = "words separated by blanks; double quotes around one that has blanks",
      .becomes = "The application's arguments. A Java application gets them before those of the "
                 "command line, a native one after them.",
-     .traps = "Quotes open only after a blank. An empty pair of quotes is an argument under --run, "
-              "but not for an external java. A double quote needs commandline.argv.1."},
+     .traps =
+         "A quote only opens after a blank. An empty pair of quotes is an argument with --run, but "
+         "not for an external java. A double quote as such needs commandline.argv.1."},
     {.name = keys::javaPath,
      .section = java,
      .type = "the path of a java program",
@@ -80,14 +81,14 @@ constexpr KeyInfo table[] = {
      .names = KeyNames::file},
     {.name = keys::classPathExtended,
      .section = classPath,
-     .type = R"(elements between ":" or ";")",
+     .type = R"(elements separated by ":" or ";")",
      .fallback = "java.class.path",
-     .becomes = "-Djava.class.path: an element with .jar, .zip or .class in its name stays, any "
-                "other is a folder, which brings itself and its archives; FOLDER/** brings those "
-                "of its subfolders too.",
+     .becomes = "-Djava.class.path: an element with .jar, .zip or .class in its name is kept; any "
+                "other is a folder, which adds itself and its archives; FOLDER/** adds those of "
+                "its subfolders too.",
      .traps =
-         "Links are skipped. The order within a folder is that of the file system. A * alone "
-         "is not expanded. The list ends with \":\", which to a JVM means the working directory.",
+         "Links are skipped. The order within a folder is that of the file system. A single * is "
+         "not expanded. The list ends with \":\", which to a JVM means the working directory.",
      .whenEmpty = "gives an empty class path: java.class.path and CLASSPATH are not looked at",
      .names = KeyNames::files},
     {.name = keys::classPathSearchLevel,
@@ -101,12 +102,12 @@ constexpr KeyInfo table[] = {
      .section = classPath,
      .type = "a number from 1 to 8192",
      .fallback = "4096",
-     .becomes = "How many archives one element may bring.",
+     .becomes = "How many archives one element may add.",
      .traps = "Any other value ends the launch. Archives beyond the limit are silently left out.",
      .whenEmpty = "counts as 0, which ends the launch"},
     {.name = keys::classPath,
      .section = classPath,
-     .type = "elements between \":\"",
+     .type = "elements separated by \":\"",
      .fallback = "the environment variable CLASSPATH, else .",
      .becomes = "-Djava.class.path as it stands, when velox.class.path.extended is absent.",
      .traps = "Folders are not searched for archives, and a JVM does not expand a * here.",
@@ -133,19 +134,19 @@ constexpr KeyInfo table[] = {
      .type = size,
      .fallback = "the JVM's own",
      .becomes = "-Xmn: the size of the young generation",
-     .traps = "It is no minimum of the heap; that is java.heap.size.initial.",
+     .traps = "It is not the minimum of the heap; that is java.heap.size.initial.",
      .whenEmpty = "gives the bare option -Xmn, which a JVM refuses",
      .fatalWhenEmpty = true},
     {.name = keys::threadStackSize,
      .section = options,
      .type = size,
      .fallback = "the JVM's own",
-     .becomes = "-Xss, for the main thread too as far as the hard stack limit allows",
+     .becomes = "-Xss, for the main thread too, as far as the hard stack limit allows",
      .whenEmpty = "gives the bare option -Xss, which a JVM refuses",
      .fatalWhenEmpty = true},
     {.name = keys::javaLibraryPath,
      .section = options,
-     .type = "folders between \":\"",
+     .type = "folders separated by \":\"",
      .fallback = "the JVM's own",
      .becomes = "-Djava.library.path: where System.loadLibrary looks",
      .whenEmpty = "gives an empty path: no native library is found",
@@ -158,19 +159,19 @@ constexpr KeyInfo table[] = {
          "-DNAME=value, a system property. These come first among the options, in no fixed order."},
     {.name = keys::extendedProperties,
      .section = options,
-     .type = "options between single blanks",
+     .type = "options separated by single blanks",
      .becomes = "Further JVM options, after the system properties.",
-     .traps = "A word that does not begin with \"-\" is joined to the option before it with \"=\", "
-              "and an empty word is one too: two blanks, or an indented continuation line, append "
-              "a \"=\". Double quotes protect blanks. --run ignores options that the JVM does not "
-              "know. Write a percent sign as \\\\%."},
+     .traps = "A word that does not begin with \"-\" is joined to the option before it with \"=\". "
+              "So is an empty word: two blanks, or an indented continuation line, append a \"=\". "
+              "Double quotes protect blanks. --run ignores options that the JVM does not know. "
+              "Write a percent sign as \\\\%."},
     {.name = keys::applicationLibrary,
      .section = native,
-     .type = "paths of shared libraries between \":\"",
+     .type = "paths of shared libraries, separated by \":\"",
      .becomes =
          "The libraries that together export AppMain, AppStop and RegisterWrapperEntryPoints.",
-     .traps = "Every command loads them, --version too. With this key the launcher does not start "
-              "itself again, so that velox.env.LD_LIBRARY_PATH comes too late.",
+     .traps = "Every command loads them, even --version. With this key the launcher does not start "
+              "itself again, so velox.env.LD_LIBRARY_PATH comes too late.",
      .names = KeyNames::files},
     {.name = keys::environmentPrefix,
      .rest = "NAME",
@@ -180,27 +181,27 @@ constexpr KeyInfo table[] = {
                 "and then starts itself once more in the same process, so that the loader sees it.",
      .traps = "In a last line without a line end it is not exported. In both the file and "
               "global.kvf, the environment gets the value of global.kvf. The value is substituted "
-              "twice, so that a percent sign that was escaped may make a reference again."},
+              "twice, so an escaped percent sign may become a reference after all."},
     {.name = keys::startDirectory,
      .section = surroundings,
      .type = "the path of a folder",
      .fallback = "the working directory",
      .becomes = "The working directory of the application.",
      .traps =
-         "A folder that is not there is no error: the launcher stays where it is. --run enters a "
+         "A missing folder is not an error: the launcher stays where it is. --run enters a "
          "relative path twice. Includes, global.kvf and the process-ID file do not depend on it.",
      .names = KeyNames::fileAtLauncher},
     {.name = keys::processIdFile,
      .section = surroundings,
      .type = "the path of a file",
      .becomes = "Where the process ID is written, without a line end, and where --kill reads it.",
-     .traps = "Every command but --kill writes it, --version too. It is removed after a native "
+     .traps = "Every command except --kill writes it, even --version. It is removed after a native "
               "run, not after a Java run. Instances that share it overwrite each other's.",
      .whenEmpty = "names no file: \"file  can not access\" is printed",
      .names = KeyNames::fileAtLauncher},
     {.name = keys::stopSignals,
      .section = surroundings,
-     .type = "names between commas, such as TERM,INT",
+     .type = "names separated by commas, such as TERM,INT",
      .becomes = "The first such signal calls the application's stop method while main goes on; a "
                 "second one acts as if the key were absent.",
      .traps = "An unknown name ends the launch."},
@@ -208,15 +209,16 @@ constexpr KeyInfo table[] = {
      .section = surroundings,
      .type = "a command, with its two dashes: --run",
      .fallback = "--run",
-     .becomes = "What the launcher does, when its command line has no command.",
+     .becomes = "What the launcher does when its command line has no command.",
      .traps = "An unknown word shows the usage, with status 0. --kill here would find its own "
               "process ID.",
      .whenEmpty = "is an unknown command: the usage is shown, with status 0"},
     {.name = keys::adjusterClassPath,
      .section = adjuster,
      .type = "as velox.class.path.extended",
-     .becomes = "Where the adjuster class is. It may rewrite the properties file before --run.",
-     .traps = "It needs java.library: without, the native application runs in its place.",
+     .becomes =
+         "The class path of the adjuster, which may rewrite the properties file before --run.",
+     .traps = "It needs java.library: without it the native application runs in its place.",
      .names = KeyNames::files},
     {.name = keys::fileDirectory,
      .section = set,
@@ -284,16 +286,15 @@ constexpr KeyInfo table[] = {
      .rest = "NUMBER",
      .section = set,
      .type = "an argument",
-     .becomes =
-         "The arguments of the command line that are no switches; 0 is the program. Those of "
-         "a file stand for the ones that the command line does not have, each as it is, "
-         "after application.args; the first missing number ends them.",
+     .becomes = "The arguments of the command line that are not switches; 0 is the program. Those "
+                "of a file stand in for the ones that the command line does not have, each as it "
+                "is, after application.args; the first missing number ends them.",
      .use = KeyUse::launcher},
     {.name = keys::variablePrefix,
      .rest = "NAME",
      .section = set,
      .type = "the value of --propVar NAME=value",
-     .becomes = "Takes part in substitution alone, and comes first there.",
+     .becomes = "Is used in substitution only, before all other sources.",
      .traps = "In a file it has no effect.",
      .use = KeyUse::launcher},
     {.name = "ntservice.",
@@ -326,7 +327,7 @@ std::string paragraph(std::string_view label, std::string_view text) {
 
 std::string restAsScdoc(const KeyInfo& info) {
   if (info.rest == nullptr) return {};
-  // An underscore after a letter is no mark.
+  // An underscore after a letter is not markup.
   const bool isMarked =
       std::isalnum(static_cast<unsigned char>(std::string_view(info.name).back())) == 0;
   return isMarked ? "_" + escaped(info.rest) + "_" : escaped(info.rest);

@@ -21,7 +21,7 @@ bool beginsWithDashes(std::string_view text) {
   return text.starts_with("--");
 }
 
-/// Calls visit(argument, index) for those that the scan judges by themselves.
+/// Calls visit(argument, index) for those that are not values of a switch.
 template <class Visit>
 void forEachArgument(const Inspection& inspection, Visit&& visit) {
   const auto& arguments = inspection.outer.arguments;
@@ -30,14 +30,14 @@ void forEachArgument(const Inspection& inspection, Visit&& visit) {
   }
 }
 
-/// The switch that was probably meant. One that only a properties file takes is not.
+/// The switch that was probably meant, but none that only a properties file has.
 std::string_view switchLike(const Argument& argument) {
   const std::string_view nearest = nearestName(argument.text, switchNames());
   return nearest == argument.text ? std::string_view() : nearest;
 }
 
-/// The switch of an argument "--SWITCH=VALUE", in any case of letters; empty when it is no such
-/// one.
+/// The switch of an argument "--SWITCH=VALUE", in any case of letters; empty for any other
+/// argument.
 std::string_view switchBeforeEquals(std::string_view text) {
   const std::size_t equals = text.find('=');
   if (equals == std::string_view::npos) return {};
@@ -225,16 +225,16 @@ constexpr Rule rules[] = {
     {.id = "unknown-switch",
      .severity = Severity::error,
      .summary = "a switch that the launcher does not know",
-     .explanation = "Any unknown argument with two dashes in front makes the launcher show its "
-                    "usage and end with status 0: a service manager takes that for success.",
+     .explanation = "Any unknown argument that begins with two dashes makes the launcher show its "
+                    "usage and end with status 0, which a service manager takes as success.",
      .example = {.command = "kvf check -- wrapper --propfile acme.kvf"},
      .remedy = {.command = "kvf check -- wrapper --propFile acme.kvf"},
      .check = unknownSwitch},
     {.id = "dashed-argument",
      .severity = Severity::error,
      .summary = "an application argument that begins with two dashes",
-     .explanation = "The launcher takes every argument with two dashes in front for a switch of "
-                    "its own, wherever it stands.",
+     .explanation = "The launcher treats every argument that begins with two dashes as a switch of "
+                    "its own, wherever it is.",
      .example = {.command = "kvf check -- wrapper --propFile acme.kvf --port=80"},
      .remedy = {.lines = "application.args=--port=80",
                 .command = "kvf check -- wrapper --propFile acme.kvf"},
@@ -242,9 +242,9 @@ constexpr Rule rules[] = {
     {.id = "switch-value",
      .severity = Severity::error,
      .summary = "a switch without its value",
-     .explanation =
-         "A switch takes whatever follows as its value. As the last argument it has an empty one, "
-         "or takes the switch that the launcher appends when it starts itself again.",
+     .explanation = "A switch takes the next argument as its value, whatever that is. As the last "
+                    "argument it has an empty value, or takes the switch that the launcher appends "
+                    "when it starts itself again.",
      .example = {.command = "kvf check -- wrapper --propFile acme.kvf --propVar"},
      .remedy = {.command = "kvf check -- wrapper --propFile acme.kvf --propVar WHO=world"},
      .check = switchValue},
@@ -274,7 +274,7 @@ constexpr Rule rules[] = {
      .check = windowsCommand},
     {.id = "unknown-command",
      .severity = Severity::error,
-     .summary = "wrapper.command with an unknown word",
+     .summary = "an unknown word in wrapper.command",
      .explanation = "The launcher shows its usage and ends with status 0.",
      .example = {.lines = "wrapper.command=run"},
      .remedy = {.lines = "wrapper.command=--run"},
@@ -283,7 +283,7 @@ constexpr Rule rules[] = {
      .severity = Severity::error,
      .summary = "too many arguments for a launch that exports variables",
      .explanation = "Such a launch starts itself once more, which takes at most 1,022 arguments.",
-     .example = {.note = "wrapper --propFile acme.kvf with 1,020 arguments more",
+     .example = {.note = "wrapper --propFile acme.kvf with 1,020 more arguments",
                  .lines = "velox.env.MODE=fast",
                  .command = manyArguments.data()},
      .remedy = {.note = "Move them to application.args.",
@@ -292,17 +292,17 @@ constexpr Rule rules[] = {
      .check = tooManyArguments},
     {.id = "start-delay",
      .severity = Severity::error,
-     .summary = "a delay that is not what it says",
-     .explanation = "--delayStart takes milliseconds but waits whole seconds; what is negative or "
-                    "no number does not wait.",
+     .summary = "a delay that is not as long as it says",
+     .explanation = "--delayStart takes milliseconds but waits whole seconds; with a negative "
+                    "number, or none, it does not wait.",
      .example = {.command = "kvf check -- wrapper --propFile acme.kvf --delayStart 1500"},
      .remedy = {.command = "kvf check -- wrapper --propFile acme.kvf --delayStart 2000"},
      .check = startDelay},
     {.id = "stop-signals",
      .severity = Severity::error,
      .summary = "a stop signal that cannot be used",
-     .explanation = "application.stop.signals takes names of signals between commas. A JVM and the "
-                    "system keep some for themselves.",
+     .explanation = "application.stop.signals takes names of signals, separated by commas. Some "
+                    "are reserved for the JVM and the system.",
      .example = {.lines = "application.stop.signals=KILL"},
      .remedy = {.lines = "application.stop.signals=TERM,INT"},
      .check = stopSignals},

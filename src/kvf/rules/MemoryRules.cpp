@@ -16,7 +16,7 @@ namespace {
 void heapSize(const Inspection& inspection, Report& report) {
   constexpr std::size_t smallestHeap = std::size_t{1} << 20U;
   for (const SizeOption& size : sizeOptions(inspection)) {
-    // Other rules know those that become an option with "=" here.
+    // Other rules report those that become an option with "=" here.
     if (size.isJoined) continue;
     const auto bytes = memorySize(size.size);
     if (!bytes) {
@@ -65,7 +65,7 @@ void youngGeneration(const Inspection& inspection, Report& report) {
 
 constexpr std::size_t largestStack = std::size_t{1} << 30U;
 
-/// Every JVM wants more, from 136k to 228k.
+/// Every JVM needs more, from 136k to 228k.
 constexpr std::size_t smallestStack = std::size_t{64} << 10U;
 
 void smallStack(const Inspection& inspection, Report& report) {
@@ -110,9 +110,9 @@ void mainStack(const Inspection& inspection, Report& report) {
 constexpr Rule rules[] = {
     {.id = "heap-size",
      .severity = Severity::error,
-     .summary = "a size that a JVM does not take",
+     .summary = "a size that a JVM does not accept",
      .explanation = "The value of a key is appended to -Xmx, -Xms, -Xmn or -Xss as it stands; "
-                    "java.extended.properties has such options whole. A bare number is bytes.",
+                    "java.extended.properties has such options as a whole. A bare number is bytes.",
      .example = {.lines = "java.heap.size.max=512 MB"},
      .remedy = {.lines = "java.heap.size.max=512m"},
      .check = heapSize},
@@ -128,7 +128,7 @@ constexpr Rule rules[] = {
     {.id = "young-generation",
      .severity = Severity::warning,
      .summary = "java.heap.size.min, which sets the young generation",
-     .explanation = "It becomes -Xmn. When that is meant, allow it with a comment.",
+     .explanation = "It becomes -Xmn. If that is meant, allow it with a comment.",
      .example = {.lines = "java.heap.size.min=256m"},
      .remedy = {.lines = "java.heap.size.initial=256m"},
      .check = youngGeneration},
@@ -136,8 +136,8 @@ constexpr Rule rules[] = {
      .severity = Severity::warning,
      .summary = "a stack above the hard limit, or above 1g",
      .explanation =
-         "The main thread runs the application, and the launcher raises its stack limit up to the "
-         "hard one only. The limit of the launch may differ from the one of the check.",
+         "The main thread runs the application, and the launcher raises its stack limit only up to "
+         "the hard one. The limit of the launch may differ from that of the check.",
      .example = {.lines = "java.thread.stack.size=2g"},
      .remedy = {.note = "Write less; below 1g the unit may need LimitSTACK=infinity.",
                 .lines = "java.thread.stack.size=2m"},
@@ -147,8 +147,8 @@ constexpr Rule rules[] = {
      .summary = "a stack size that main does not get",
      .explanation =
          "In the launcher's process main runs on the process's own stack, which ends at the soft "
-         "stack limit. The launcher raises that limit for java.thread.stack.size; of an -Xss in "
-         "the option line it knows nothing, and only new threads get that.",
+         "stack limit. The launcher raises that limit for java.thread.stack.size, but not for an "
+         "-Xss in the option line, which only new threads get.",
      .example = {.lines = "java.extended.properties=-Xss512m",
                  .command = "ulimit -Ss 8192; kvf check acme.kvf"},
      .remedy = {.lines = "java.thread.stack.size=512m",

@@ -11,11 +11,11 @@
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
-// The memory of a JVM as a whole against what it may use.
+// The whole memory of a JVM against what it may use.
 
 namespace {
 
-/// What the JVM may use for one purpose, and where that is said.
+/// What the JVM may use for one purpose, and where that is set.
 struct MemoryPart {
   const char* name;
   std::uint64_t bytes = 0;
@@ -55,7 +55,7 @@ MemoryPart heapOf(const Inspection& inspection, std::uint64_t limit) {
   std::uint64_t percent = usualPercent;
   Position at = inspection.mainFile();
   if (const auto option = lastOption(inspection, share)) {
-    // Beyond the point no digit matters here.
+    // The fraction does not matter here.
     const std::string number = option->substr(share.size());
     percent = memorySize(number.substr(0, number.find('.'))).value_or(usualPercent);
     at = positionOfOption(inspection, *option);
@@ -107,10 +107,10 @@ constexpr Rule rules[] = {
      .severity = Severity::warning,
      .summary = "a JVM that may use more memory than there is",
      .explanation =
-         "The heap is only a part. Metaspace, code cache and direct memory are counted where an "
-         "option sets them, the stack of main where java.thread.stack.size does, and 32m for the "
-         "JVM itself. The limit is that of --memory, else of the unit, else of the control group, "
-         "else the machine's memory.",
+         "The heap is only a part of it. Metaspace, code cache and direct memory are counted where "
+         "an option sets them, the stack of main where java.thread.stack.size does, and 32m for "
+         "the JVM itself. The limit is that of --memory, else of the unit, else of the control "
+         "group, else the machine's memory.",
      .example = {.lines = "java.heap.size.max=512m", .command = "kvf check --memory=512m acme.kvf"},
      .remedy = {.lines = "java.heap.size.max=384m", .command = "kvf check --memory=512m acme.kvf"},
      .check = memoryTotal},

@@ -13,17 +13,17 @@
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
-// What options say about modules, against the modules that there are.
+// Options about modules, against the modules that there are.
 
 namespace {
 
 constexpr std::string_view addModules = "--add-modules=";
 
-/// Options whose value begins with a module, which a JVM passes over with a warning when it has
-/// none of that name.
+/// Options whose value begins with a module, which a JVM ignores with a warning when it has no such
+/// module.
 constexpr std::string_view ofModules[] = {"--add-opens=", "--add-exports=", "--add-reads="};
 
-/// Modules come from elsewhere, too, or not all of them count.
+/// Modules also come from elsewhere, or not all of them count.
 bool hasOtherModules(const std::vector<std::string>& options) {
   constexpr std::string_view prefixes[] = {
       "--upgrade-module-path=", "--patch-module=", "--limit-modules=", "-javaagent:"};
@@ -52,7 +52,7 @@ class KnownModules {
            ofJvm_.contains(name) || (path_ != nullptr && path_->find(name) != nullptr);
   }
 
-  /// The module that was probably meant; empty: none is near, or it was asked for often.
+  /// The module that was probably meant; empty: no name is near, or too many were asked for.
   [[nodiscard]] std::string nearest(std::string_view name) {
     if (left_ == 0) return {};
     --left_;
@@ -96,11 +96,11 @@ void moduleMissing(const Inspection& inspection, Report& report) {
       const std::string_view value = text.substr(prefix.size());
       const std::string_view name = value.substr(0, value.find_first_of("/="));
       if (name.empty() || known->has(name)) continue;
-      report.harmless(places.of(option),
-                      concat({"the module ", shown(name), " of ", shown(option), missing,
-                              didYouMean(printable(known->nearest(name))),
-                              ", and the JVM passes over the option with a warning: correct or ",
-                              "remove it"}));
+      report.harmless(
+          places.of(option),
+          concat({"the module ", shown(name), " of ", shown(option), missing,
+                  didYouMean(printable(known->nearest(name))),
+                  ", and the JVM ignores the option with a warning: correct or ", "remove it"}));
     }
   }
 }
@@ -111,8 +111,8 @@ constexpr Rule rules[] = {
      .summary = "a module that the JVM does not find",
      .explanation =
          "The modules are those that the JVM's file \"release\" names and those in the archives "
-         "and folders of --module-path. Without one of --add-modules the JVM does not start; "
-         "--add-opens and its like for one that is not there have no effect.",
+         "and folders of --module-path. If one of --add-modules is missing, the JVM does not "
+         "start; --add-opens and the like have no effect for a missing module.",
      .example = {.lines = "java.extended.properties=--add-modules=java.sqll"},
      .remedy = {.lines = "java.extended.properties=--add-modules=java.sql"},
      .check = moduleMissing},

@@ -10,11 +10,11 @@
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
-/// Options that lack what a JVM in the launcher's process wants of them.
+/// Options that lack a part that a JVM in the launcher's process needs.
 
 namespace {
 
-/// An option whose value begins behind a "=" or ":".
+/// An option whose value begins after a "=" or ":".
 struct ValuedOption {
   std::string_view name;
   char separator;
@@ -52,7 +52,7 @@ constexpr PartedOption parted[] = {
     {"--patch-module=", false, "--patch-module=MODULE=FILE"},
 };
 
-/// What is wrong with the parts of the value, in an order of the likeliest; null: nothing.
+/// What is wrong with the parts of the value, the likeliest first; null: nothing.
 const char* missingPart(std::string_view value, bool hasPackage) {
   const std::size_t equals = value.find('=');
   const std::string_view source = value.substr(0, equals);
@@ -64,7 +64,7 @@ const char* missingPart(std::string_view value, bool hasPackage) {
   return lacksPackage ? "package" : nullptr;
 }
 
-/// Reports a system property without a name, such as one behind "-D" and a blank.
+/// Reports a system property without a name, such as one after "-D" and a blank.
 bool reportNameless(OptionPlaces& places, const std::string& option, Report& report) {
   if (option != "-D" && !option.starts_with("-D=")) return false;
   const std::string_view rest =
@@ -84,7 +84,7 @@ bool reportBare(OptionPlaces& places, const std::string& option, Report& report)
       });
   if (found == std::end(valued)) return false;
   report(places.of(option), concat({"a JVM does not know ", shown(option),
-                                    " without a value behind \"", std::string(1, found->separator),
+                                    " without a value after \"", std::string(1, found->separator),
                                     "\", and --run ignores it: write ", found->whole}));
   return true;
 }
@@ -136,7 +136,7 @@ void optionForm(const Inspection& inspection, Report& report) {
   const unsigned release = jvm ? jvm->release : 0;
   for (const std::string& option : inspection.plan.options) {
     if (reportNameless(places, option, report)) continue;
-    // What the launcher joined of two words is another rule's.
+    // Another rule reports what the launcher joined from two words.
     if (!words.contains(option)) continue;
     if (reportBare(places, option, report)) continue;
     if (reportParts(inspection, places, option, release, report)) continue;
@@ -149,9 +149,9 @@ constexpr Rule rules[] = {
      .severity = Severity::error,
      .summary = "a JVM option that lacks a part",
      .explanation =
-         "A JVM in the launcher's process wants some options in one word and in full: --add-opens "
-         "with its target, -agentlib with a colon, -XX:+ or -XX:- in front of a flag that is on "
-         "or off. It does not start, or does not know them, which --run passes over.",
+         "A JVM in the launcher's process needs some options in one word and complete: --add-opens "
+         "with its target, -agentlib with a colon, -XX:+ or -XX:- in front of a flag that is on or "
+         "off. Otherwise it does not start, or does not know the option, which --run ignores.",
      .example = {.lines = "java.extended.properties=-XX:UseSerialGC"},
      .remedy = {.lines = "java.extended.properties=-XX:+UseSerialGC"},
      .check = optionForm},

@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 
 enum class PathUse {
   readFile,      ///< it has to be there
-  searched,      ///< a list, of which a JVM passes over what is not there
+  searched,      ///< a list, of which a JVM ignores what does not exist
   written,       ///< its folder has to be there
   writtenBelow,  ///< the same, or a folder
 };
@@ -38,8 +38,8 @@ constexpr PathOption pathOptions[] = {
     {"-agentpath:", "=", PathUse::readFile, true, ""},
     {"-XX:Flags=", "", PathUse::readFile, true, ""},
     {"-XX:VMOptionsFile=", "", PathUse::readFile, true, ""},
-    {"-Xbootclasspath/a:", "", PathUse::searched, false, "the JVM passes over it without a word"},
-    {"--module-path=", "", PathUse::searched, false, "the JVM passes over it without a word"},
+    {"-Xbootclasspath/a:", "", PathUse::searched, false, "the JVM silently ignores it"},
+    {"--module-path=", "", PathUse::searched, false, "the JVM silently ignores it"},
     {"-Djava.library.path=", "", PathUse::searched, false, "no library is found there"},
     {"-XX:HeapDumpPath=", "", PathUse::writtenBelow, false, "there will be no heap dump"},
     {"-XX:ErrorFile=", "", PathUse::written, false,
@@ -51,10 +51,10 @@ constexpr PathOption pathOptions[] = {
 /// What is wrong with the folder of a file to write; empty: nothing.
 std::string complaintAboutFolder(const fs::path& folder) {
   std::error_code error;
-  // The JVM puts numbers and times in their places.
+  // The JVM replaces these by numbers and times.
   if (folder.native().find('%') != std::string::npos) return {};
   if (!fs::exists(folder, error)) return concat({"there is no folder ", shown(folder.native())});
-  if (!fs::is_directory(folder, error)) return concat({shown(folder.native()), " is no folder"});
+  if (!fs::is_directory(folder, error)) return concat({shown(folder.native()), " is not a folder"});
   if (::access(folder.c_str(), W_OK | X_OK) == 0) return {};
   return concat({"this user may not write to the folder ", shown(folder.native())});
 }
@@ -80,7 +80,7 @@ std::string complaintAbout(const std::string& path, PathUse use) {
   return complaintAboutFolder(fs::path(path).parent_path());
 }
 
-/// True for what lies in a folder that the service manager makes, for the user of the service.
+/// True for a path in a folder that the service manager makes, for the user of the service.
 bool isInMadeFolder(const Inspection& inspection, const fs::path& path) {
   const auto& made = inspection.surroundings.madeFolders;
   return std::any_of(made.begin(), made.end(), [&](const std::string& folder) {
@@ -105,7 +105,7 @@ struct OptionReport {
     Finding& finding =
         report(places.of(option), concat({complaint, " for ", shown(option), ", and ",
                                           isNeeded ? "the JVM does not start" : outcome,
-                                          ": correct the path, or make what it names"}));
+                                          ": correct the path, or create what it names"}));
     finding.fatal = isNeeded && inspection.startsJvm();
     finding.harmless = !isNeeded;
   }
@@ -176,13 +176,12 @@ void optionPath(const Inspection& inspection, Report& take) {
 constexpr Rule rules[] = {
     {.id = "option-path",
      .severity = Severity::error,
-     .summary = "a path in a JVM option that leads nowhere",
+     .summary = "a path in a JVM option that does not exist",
      .explanation =
-         "Agents, logs, recordings, dumps: the file to read, or the folder of the one to write, is "
-         "not there, or this user has no right to it. A relative path counts from the "
-         "application's "
-         "working directory. Without an agent, a log of -Xlog or a recording the JVM does not "
-         "start; a dump is missed when it is too late.",
+         "Agents, logs, recordings, dumps: the file to read, or the folder of the file to write, "
+         "does not exist, or this user has no access to it. A relative path is relative to the "
+         "application's working directory. Without an agent, a log of -Xlog or a recording the JVM "
+         "does not start; a missing dump is only noticed when it is too late.",
      .example = {.lines = "java.extended.properties=-XX:HeapDumpPath=%kvf.file.dir%/dumps/"},
      .remedy = {.note = "mkdir dumps",
                 .lines = "java.extended.properties=-XX:HeapDumpPath=%kvf.file.dir%/dumps/",

@@ -11,7 +11,7 @@
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
-// Options against releases of Java: that of the configured JVM, and one that is asked for.
+// Options against releases of Java: that of the configured JVM, and another one on request.
 
 namespace {
 
@@ -59,7 +59,7 @@ bool endsLaunch(const Target& java, const Misfit& misfit) {
 Misfit unknownTo(const Target& java, const std::string& option, const std::string& since,
                  const std::string& advice) {
   return {Kind::unknown, concat({java.name, " does not know ", shown(option), since,
-                                 java.runsInProcess ? "; --run then ignores it without a word: "
+                                 java.runsInProcess ? "; --run then silently ignores it: "
                                                     : "; the program java ends: ",
                                  advice})};
 }
@@ -72,7 +72,7 @@ std::optional<Misfit> misfit(const Target& java, const OptionHistory& history, O
   const auto needs = [&](const char* kind) {
     return Misfit{Kind::refused,
                   concat({java.name, " refuses ", shown(option), " unless -XX:+Unlock", kind,
-                          "VMOptions stands before it: write that, too"})};
+                          "VMOptions comes before it: write that, too"})};
   };
   switch (state) {
     case OptionState::unknown:
@@ -119,7 +119,7 @@ void forEachKnownOption(const Inspection& inspection, Visit&& visit) {
   }
 }
 
-/// "-Xfoo" of "-Xfoo:bar"; empty: it is no such option, or too short for a name.
+/// "-Xfoo" of "-Xfoo:bar"; empty: not such an option, or too short for a name.
 std::string_view nameOfOption(const std::string& option) {
   const bool isNamed =
       option.starts_with("--") || (option.starts_with("-X") && !option.starts_with("-XX:"));
@@ -135,7 +135,7 @@ std::string_view nameOfOption(const std::string& option) {
   return length < shortest ? std::string_view() : std::string_view(option).substr(0, length);
 }
 
-/// An option that the library of the JVM does not have the name of.
+/// An option whose name is not in the library of the JVM.
 std::optional<Misfit> misfitByName(const Target& java, const std::string& option, JvmNames& names) {
   if (const std::string_view flag = flagOf(option); !flag.empty()) {
     if (!names.lacksFlag(flag)) return std::nullopt;
@@ -151,16 +151,16 @@ std::optional<Misfit> misfitByName(const Target& java, const std::string& option
 }
 
 std::optional<Misfit> misfitOfJvm(const Target& java, const std::string& option, JvmNames& names) {
-  // Of caches another rule tells.
+  // Another rule reports caches.
   if (flagOf(option).starts_with("AOT")) return std::nullopt;
   const auto history = historyOf(option);
   const auto state = history ? history->in(java.release) : std::optional<OptionState>();
-  // What a JVM does not know, another vendor's may.
+  // Another vendor's JVM may know it.
   if (!state || *state == OptionState::unknown) return misfitByName(java, option, names);
   return misfit(java, *history, *state, option);
 }
 
-/// Against the configured JVM, unless that is asked itself.
+/// Against the configured JVM, unless that one is tried.
 void configuredRelease(const Inspection& inspection, Report& report) {
   if (inspection.jvmTrial) return;
   const std::optional<Jvm> jvm = jvmOfLaunch(inspection);
@@ -202,21 +202,21 @@ void optionDeprecated(const Inspection& inspection, Report& report) {
                                   ? std::string()
                                   : concat({", since ", std::to_string(history.deprecatedIn)});
     report(places.of(option), concat({java.name, " calls ", shown(option), " deprecated", since,
-                                      ": it will go; ", adviceFor(history)}));
+                                      ": it will be removed; ", adviceFor(history)}));
   });
 }
 
 constexpr Rule rules[] = {
     {.id = "option-release",
      .severity = Severity::error,
-     .summary = "an option that a release of Java does not take",
+     .summary = "an option that a release of Java does not accept",
      .explanation =
-         "The release is that of the configured JVM, and with --java N another from 8 to 26 that "
-         "need not be there: an update. OpenJDK 8, 11, 17, 21, 25 and 26 themselves told what is "
-         "known; of a release between two of them nothing is said where they differ and the step "
-         "between them is not known. Of the configured JVM a flag is unknown, too, when its name "
-         "does not stand in the library. --run ignores what a JVM does not know, so that this is "
-         "a warning.",
+         "The release is that of the configured JVM or, with --java N, another one from 8 to 26, "
+         "which need not be installed: that shows what an update would bring. The data comes from "
+         "OpenJDK 8, 11, 17, 21, 25 and 26; about a release between two of them nothing is said "
+         "where they differ and the release of the change is not known. For the configured JVM a "
+         "flag is also unknown when its name is not in the library. --run ignores what a JVM does "
+         "not know, so this is a warning.",
      .example = {.lines = "java.extended.properties=-XX:+UseConcMarkSweepGC",
                  .command = "kvf check --java 17 acme.kvf"},
      .remedy = {.lines = "java.extended.properties=-XX:+UseParallelGC",
@@ -224,9 +224,9 @@ constexpr Rule rules[] = {
      .check = optionRelease},
     {.id = "option-deprecated",
      .severity = Severity::warning,
-     .summary = "an option that will go",
-     .explanation = "The JVM takes it and says that a later release will not. Checked with --java "
-                    "N, a release; --jvm asks the JVM itself.",
+     .summary = "an option that will be removed",
+     .explanation = "The JVM accepts it and says that a later release will not. Checked with "
+                    "--java N, a release; --jvm asks the JVM itself.",
      .example = {.lines = "java.extended.properties=-XX:MaxRAMFraction=2",
                  .command = "kvf check --java 17 acme.kvf"},
      .remedy = {.lines = "java.extended.properties=-XX:MaxRAMPercentage=50.0",

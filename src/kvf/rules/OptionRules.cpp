@@ -61,12 +61,12 @@ std::optional<OptionLine> optionLine(const Inspection& inspection) {
   return line;
 }
 
-/// A JVM refuses a size with a "=" in it; other options with one too many it does not know.
+/// A JVM refuses a size with a "=" in it; other options with a surplus "=" it does not know.
 bool refusesJoined(const Inspection& inspection, std::string_view option) {
   return inspection.startsJvm() && setsSize(option);
 }
 
-/// Leaves one blank between words, and none at the end: on the line of the word before.
+/// Leaves one blank between words, on the line of the first, and none at the end.
 std::vector<Edit> withSingleBlanks(const EntryText& text) {
   const std::string_view raw = text.raw();
   std::vector<Edit> edits;
@@ -79,7 +79,7 @@ std::vector<Edit> withSingleBlanks(const EntryText& text) {
     if (isContinuation) {
       ++i;
     } else if (c == '\\' || (c == '\t' && inQuotes)) {
-      return {};  // Who knows what is meant.
+      return {};  // What is meant is unclear.
     } else if ((c == ' ' || c == '\t') && !inQuotes) {
       run.push_back(i);
     } else {
@@ -247,7 +247,7 @@ bool reportWord(const Inspection& inspection, const OptionLine& line, std::size_
   Finding& finding = report.fatalIf(
       refusesJoined(inspection, option), line.placeOf(both),
       concat({shown(both), " becomes one option, ", shown(concat({option, "=", word})),
-              ": write it in one word, with double quotes around a blank that is meant"}));
+              ": write it in one word, with double quotes around a blank that belongs to it"}));
   if (setsSize(option + word) && memorySize(word)) finding.fix = withoutBlank(line, option, word);
   return true;
 }
@@ -265,7 +265,7 @@ void optionWord(const Inspection& inspection, Report& report) {
       firstDifference(intendedOptions(line->words), splitExtendedOptions(WString(line->text)));
   if (difference.empty()) return;
   report(line->at, concat({"the launcher reads ", difference,
-                           " here: an option has one value, and double quotes stand around the ",
+                           " here: an option has one value, and double quotes go around the ",
                            "value alone, as in -Dname=\"two words\""}));
 }
 
@@ -273,18 +273,18 @@ constexpr Rule rules[] = {
     {.id = "option-blank",
      .severity = Severity::error,
      .summary = "two blanks or a tab between JVM options",
-     .explanation =
-         "An empty word counts as the value of the option before it, which gets a \"=\" at its "
-         "end. A continuation line keeps its indentation, so that it brings blanks along.",
+     .explanation = "An empty word counts as the value of the option before it, which gets a \"=\" "
+                    "at its end. The indentation of a continuation line counts as blanks.",
      .example = {.lines = "java.extended.properties=-Xint \\\n  -Xrs"},
      .remedy = {.lines = "java.extended.properties=-Xint \\\n-Xrs"},
      .check = optionBlank},
     {.id = "option-word",
      .severity = Severity::error,
-     .summary = "a JVM option of two words",
-     .explanation = "A word that does not begin with \"-\" is joined to the option before it with "
-                    "\"=\". That is right for --add-modules java.sql and -Dname value alone. "
-                    "Double quotes protect blanks only after the \"-\" of their option.",
+     .summary = "a JVM option in two words",
+     .explanation =
+         "A word that does not begin with \"-\" is joined to the option before it with \"=\". That "
+         "is right only for options such as --add-modules java.sql and -Dname value. Double quotes "
+         "protect blanks only after the \"-\" of their option.",
      .example = {.lines = "java.extended.properties=-Xmx 512m"},
      .remedy = {.lines = "java.extended.properties=-Xmx512m"},
      .check = optionWord},

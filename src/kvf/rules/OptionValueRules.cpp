@@ -55,16 +55,17 @@ std::string_view complaintAboutPercentage(std::string_view value, unsigned relea
   const std::string_view whole = value.substr(0, point);
   const bool hasPoint = point != std::string_view::npos;
   if (whole.empty() || !isDigits(whole) || (hasPoint && !isDigits(value.substr(point + 1))))
-    return "a percentage is a number alone: write one such as 75.0";
-  if (memorySize(whole).value_or(101) > 100) return "a percentage is at most 100: write 75.0, say";
+    return "a percentage is just a number: write one such as 75.0";
+  if (memorySize(whole).value_or(101) > 100)
+    return "a percentage is at most 100: write one such as 75.0";
   return !hasPoint && release == oldestRelease
-             ? "Java 8 wants a decimal point in it: write one such as 75.0"
+             ? "Java 8 needs a decimal point in it: write one such as 75.0"
              : "";
 }
 
 std::string_view complaintAbout(const ValuedFlag& flag, std::string_view value, unsigned release) {
   if (flag.kind == ValueKind::percentage) return complaintAboutPercentage(value, release);
-  return isSize(value) ? "" : "a size is a number with k, m or g behind it: write one such as 64m";
+  return isSize(value) ? "" : "a size is a number followed by k, m or g: write one such as 64m";
 }
 
 void optionValue(const Inspection& inspection, Report& report) {
@@ -79,7 +80,7 @@ void optionValue(const Inspection& inspection, Report& report) {
     const std::size_t equals = option.find('=');
     if (flag == std::end(valuedFlags) || equals == std::string::npos) continue;
     const std::string_view value = std::string_view(option).substr(equals + 1);
-    // What the launcher joined of two words is another rule's.
+    // Another rule reports what the launcher joined from two words.
     if (value.find('=') != std::string_view::npos) continue;
     const std::string_view complaint = complaintAbout(*flag, value, jvm->release);
     if (complaint.empty()) continue;
@@ -115,10 +116,10 @@ void twoCollectors(const Inspection& inspection, Report& report) {
 constexpr Rule rules[] = {
     {.id = "option-value",
      .severity = Severity::error,
-     .summary = "a size or a percentage that a JVM does not take",
-     .explanation = "Sizes have one letter at most, k, m, g or t, behind the number, percentages "
-                    "none. Java 8 wants percentages with a decimal point. The JVM does not start "
-                    "with anything else.",
+     .summary = "a size or a percentage that a JVM does not accept",
+     .explanation = "A size is a number with at most one letter, k, m, g or t, after it; a "
+                    "percentage has none. Java 8 needs percentages with a decimal point. The JVM "
+                    "does not start with anything else.",
      .example = {.lines = "java.extended.properties=-XX:MaxMetaspaceSize=128MB"},
      .remedy = {.lines = "java.extended.properties=-XX:MaxMetaspaceSize=128m"},
      .check = optionValue},

@@ -40,13 +40,12 @@ constexpr Rule rules[] = {
     {.id = "readable-secret",
      .severity = Severity::warning,
      .summary = "a password in a file that everyone can read",
-     .explanation = "Names that end in password, secret, token or the like hold one, also in an "
-                    "option, an argument or a URL; a reference or a path does not. What counts are "
-                    "the modes of the file and of the folders above it.",
-     .example = {.note = "The file has the mode 0644.",
-                 .lines = "java.property.db.password=Tr0ub4dor"},
+     .explanation = "A name that ends in password, secret, token or the like marks a secret, also "
+                    "in an option, an argument or a URL; a reference or a path is not one. The "
+                    "modes of the file and of the folders above it decide.",
+     .example = {.note = "The file has mode 0644.", .lines = "java.property.db.password=Tr0ub4dor"},
      .remedy = {.note = "Take it from the environment; a unit reads it with EnvironmentFile=. Or "
-                        "let the file have the mode 0640 and the group of the service.",
+                        "give the file mode 0640 and the group of the service.",
                 .lines = "# kvf: allow unset-variable\njava.property.db.password=%DB_PASSWORD%"},
      .check = readableSecret},
 };

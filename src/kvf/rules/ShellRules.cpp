@@ -121,8 +121,8 @@ void shellSyntax(const Inspection& inspection, Report& report) {
                                 "the arguments of a container alone: write %", name, "%"}));
     } else if (word == "#" && &word != &words.back()) {
       report(entry->at,
-             "a # does not begin a comment behind a value: the application gets it, and the words "
-             "behind it, as arguments; put the comment on a line of its own");
+             "a # does not begin a comment after a value: the application gets it, and the words "
+             "after it, as arguments; put the comment on a line of its own");
     }
   }
 }
@@ -133,11 +133,11 @@ void argumentQuotes(const Inspection& inspection, Report& report) {
   const auto intended = shellWords(entry->value);
   if (!intended) {
     report(entry->at,
-           "a double quote is not closed: it goes, and at the start of a word it holds everything "
-           "behind it together; write a pair");
+           "a double quote is not closed: it is dropped, and at the start of a word it joins "
+           "everything after it into one; write a pair");
     return;
   }
-  // Of empty ones another rule knows.
+  // Another rule reports empty ones.
   const auto withoutEmpty = [](std::vector<std::string> words) {
     std::erase(words, "");
     return words;
@@ -164,10 +164,10 @@ void emptyArgument(const Inspection& inspection, Report& report) {
   report(inspection.positionOf(keys::applicationArgs),
          concat({"the empty argument \"\" gets lost with ",
                  writesScript ? switches::generateScript : switches::cmdlineJava,
-                 ", and those behind it move up: start it with --run, which keeps it"}));
+                 ", and those after it move up: start it with --run, which keeps it"}));
 }
 
-/// Takes the quotes away, unless the value then has other ends than before.
+/// Removes the quotes, unless the value then begins or ends with something else that counts.
 std::vector<Edit> withoutQuotes(const EntryText& text, std::string_view value) {
   const auto at = text.find(value);
   constexpr std::string_view keptByQuotes = " \t=";
@@ -231,7 +231,7 @@ void trailingComment(const Inspection& inspection, Report& report) {
     if (isSplit || (!isOwn && !isWhole(word))) continue;
     const EntryText text(inspection, entry);
     report(text.placeOf(value.substr(mark + 1)),
-           concat({"a # does not begin a comment behind a value: the value is ", shown(value),
+           concat({"a # does not begin a comment after a value: the value is ", shown(value),
                    "; put the comment on a line of its own"}))
         .fix = onItsOwnLine(text, value.substr(word.size()));
   }
@@ -241,9 +241,9 @@ constexpr Rule rules[] = {
     {.id = "shell-variable",
      .severity = Severity::error,
      .summary = "$NAME, ~ and the like where only a shell would expand them",
-     .explanation = "No shell reads a properties file: paths, variables of paths and options of "
-                    "the JVM have $HOME or ~ as they stand there. An argument or a property may "
-                    "have them, since the application may want them.",
+     .explanation = "No shell reads a properties file: in paths, variables with paths and options "
+                    "of the JVM $HOME or ~ stays as it is. An argument or a property may have it, "
+                    "since the application may expand it.",
      .example = {.lines = "velox.env.ACME_HOME=$HOME/acme"},
      .remedy = {.lines = "velox.env.ACME_HOME=%HOME%/acme"},
      .check = shellVariable},
@@ -251,8 +251,8 @@ constexpr Rule rules[] = {
      .severity = Severity::warning,
      .summary = "redirections, single quotes and the like in application.args",
      .explanation = "Blanks split the arguments and double quotes hold them together; everything "
-                    "else is the application's: > FILE, 2>&1, a last &, \"$@\", single and "
-                    "typographic quotes, a comment.",
+                    "else goes to the application as it is: > FILE, 2>&1, a last &, \"$@\", single "
+                    "and typographic quotes, a comment.",
      .example = {.lines = "application.args=--port 80 > /var/log/acme.log"},
      .remedy = {.note = "Redirect where the launcher is started.",
                 .lines = "application.args=--port 80"},
@@ -260,15 +260,15 @@ constexpr Rule rules[] = {
     {.id = "argument-quotes",
      .severity = Severity::error,
      .summary = "double quotes that hold no words together",
-     .explanation = "In application.args quotes count at the start of a word alone; within a word "
-                    "they vanish. In java.extended.properties they stand around a value.",
+     .explanation = "In application.args quotes count only at the start of a word; within a word "
+                    "they vanish. In java.extended.properties they go around a value.",
      .example = {.lines = "application.args=--title=\"Acme Server\""},
      .remedy = {.lines = "application.args=\"--title=Acme Server\""},
      .check = argumentQuotes},
     {.id = "empty-argument",
      .severity = Severity::error,
      .summary = "an empty argument that gets lost",
-     .explanation = "--run hands \"\" on as an empty argument; --cmdlineJava and the script of "
+     .explanation = "--run passes \"\" on as an empty argument; --cmdlineJava and the script of "
                     "--generateScript leave it out.",
      .example = {.lines = "application.args=--suffix \"\" --port 80",
                  .command = "kvf check -- wrapper --propFile acme.kvf --cmdlineJava"},
@@ -285,8 +285,8 @@ constexpr Rule rules[] = {
      .check = quotedValue},
     {.id = "trailing-comment",
      .severity = Severity::warning,
-     .summary = "a comment behind a value",
-     .explanation = "A comment has a line of its own. What looks like one behind a value belongs "
+     .summary = "a comment after a value",
+     .explanation = "A comment needs a line of its own. What looks like one after a value belongs "
                     "to the value.",
      .example = {.lines = "java.property.timeout=30 # seconds"},
      .remedy = {.lines = "# Seconds.\njava.property.timeout=30"},

@@ -48,7 +48,7 @@ std::vector<SourcedOption> sourcedOptions(const Inspection& inspection) {
   return sourced;
 }
 
-/// Options that set the same, of which the last one counts.
+/// Options that set the same thing, of which the last one counts.
 struct Synonym {
   std::string_view prefix;
   std::string_view subject;
@@ -62,7 +62,7 @@ constexpr Synonym synonyms[] = {{"-Xmx", "the largest heap"},
                                 {"-Xss", "the stack of a thread"},
                                 {"-XX:ThreadStackSize=", "the stack of a thread"}};
 
-/// What the option sets, in words; empty: nothing that is looked at.
+/// What the option sets, in words; empty: nothing that is compared.
 std::string subjectOf(std::string_view option) {
   if (option.starts_with("-D")) {
     return concat({"the system property ", option.substr(2, option.find('=') - 2)});
@@ -73,7 +73,7 @@ std::string subjectOf(std::string_view option) {
   return found == std::end(synonyms) ? std::string() : std::string(found->subject);
 }
 
-/// True when the option stands in the line itself, not in a variable that the line refers to.
+/// True when the option is in the line itself, not in a variable that the line refers to.
 bool isWritten(const Inspection& inspection, const SourcedOption& sourced) {
   const Entry* entry = inspection.entryOf(sourced.key);
   if (entry == nullptr) return false;
@@ -82,7 +82,7 @@ bool isWritten(const Inspection& inspection, const SourcedOption& sourced) {
   return entry->written.find(name) != std::string::npos;
 }
 
-/// What the line sets replaces a default that an include brings.
+/// The line replaces a default from an include.
 bool replacesDefault(const Inspection& inspection, std::string_view winner,
                      std::string_view loser) {
   return inspection.includes(inspection.positionOf(winner), inspection.positionOf(loser));
@@ -172,20 +172,21 @@ void withoutEffect(const Inspection& inspection, Report& report) {
 constexpr Rule rules[] = {
     {.id = "two-sources",
      .severity = Severity::warning,
-     .summary = "one setting by two keys, of which one wins",
-     .explanation = "Sizes and system properties have keys of their own, and may stand in "
-                    "java.extended.properties too. The JVM gets both and takes the last: those of "
-                    "java.property. come first, then java.extended.properties, then the other "
-                    "keys. A file may replace the default of its include.",
+     .summary = "one setting made with two keys, of which one wins",
+     .explanation = "Sizes and system properties have keys of their own, but can also be set in "
+                    "java.extended.properties. The JVM gets both and uses the last: java.property. "
+                    "comes first, then java.extended.properties, then the other keys. A file may "
+                    "replace a default of its include.",
      .example = {.lines = "java.heap.size.max=256m\njava.extended.properties=-Xmx512m"},
      .remedy = {.lines = "java.heap.size.max=256m\njava.extended.properties=-Xrs"},
      .check = twoSources},
     {.id = "without-effect",
      .severity = Severity::warning,
      .summary = "a setting that another one makes useless",
-     .explanation = "java.class.path counts without velox.class.path.extended alone, a share of "
-                    "the memory without a size alone; a stop method is called by the signals of "
-                    "application.stop.signals; --cmdlineJava and a generated script run main.",
+     .explanation =
+         "java.class.path counts only without velox.class.path.extended, a share of the memory "
+         "only without a size; a stop method is called only by the signals of "
+         "application.stop.signals; --cmdlineJava and a generated script always run main.",
      .example = {.lines =
                      "java.heap.size.max=1g\njava.extended.properties=-XX:MaxRAMPercentage=50.0"},
      .remedy = {.lines = "java.extended.properties=-XX:MaxRAMPercentage=50.0"},

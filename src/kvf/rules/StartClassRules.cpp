@@ -56,10 +56,10 @@ std::string withSlashes(std::string name) {
   return name;
 }
 
-/// The name that a class file has by its own account, with dots, when it is not the wanted one.
+/// The name in the class file itself, with dots, when it is not the wanted one.
 std::string otherNameOf(const FoundClass& found, const std::string& wanted) {
   const std::optional<ClassFile> parsed = parseClassFile(found.bytes);
-  // Class files spell characters beyond the first plane in their own way.
+  // Class files encode characters beyond the first plane in their own way.
   const bool isComparable = std::none_of(
       wanted.begin(), wanted.end(), [](char c) { return static_cast<unsigned char>(c) >= 0xF0; });
   if (!parsed || !isComparable || parsed->name == withSlashes(wanted)) return {};
@@ -133,11 +133,11 @@ void startClassNotFound(const Inspection& inspection, Report& report) {
   }
   if (startClassOf(inspection)) return;
   const std::string nearest = classLike(inspection, name);
-  // The same name behind other folders is not another package.
+  // The same name below other folders is not another package.
   const bool isBelow = nearest.ends_with("." + name);
-  const std::string advice =
-      isBelow ? concat({" (it lies too deep there, as ", printable(nearest), ")"})
-              : didYouMean(printable(nearest));
+  const std::string advice = isBelow
+                                 ? concat({" (it is too deep there, as ", printable(nearest), ")"})
+                                 : didYouMean(printable(nearest));
   report.fatalIf(inspection.startsJvm(), inspection.positionOf(keys::startClass),
                  concat({shown(name), " is not in ", searchedPlaces(inspection), advice, "; ",
                          endOf(inspection), ": `kvf explain` shows what each element brings"}));
@@ -164,7 +164,7 @@ void classVersion(const Inspection& inspection, Report& report) {
   }
 }
 
-/// What the JVM threw when it was tried, unless another rule tells it from the files.
+/// What the JVM threw when it was tried, unless another rule reports it from the files.
 void startClassLoads(const Inspection& inspection, Report& report) {
   if (!inspection.jvmTrial || inspection.jvmTrial->classFailure.empty()) return;
   const std::string& failure = inspection.jvmTrial->classFailure;
@@ -177,7 +177,7 @@ void startClassLoads(const Inspection& inspection, Report& report) {
       failure.find("UnsupportedClassVersionError: " + name) != std::string::npos ||
       failure.find("ClassFormatError: ") != std::string::npos;
   if (isToldElsewhere) return;
-  // A class of the module path, too, is only found in a module that is resolved.
+  // A class of the module path, too, is only found in a resolved module.
   const bool isMissing = failure.find("NoClassDefFoundError") != std::string::npos ||
                          failure.find("ClassNotFoundException") != std::string::npos;
   report.fatal(
@@ -215,7 +215,7 @@ std::string methodLike(const FoundClass& found, std::string_view descriptor) {
   return {};
 }
 
-/// Of the key, or where the default counts, of the start class.
+/// The position of the key or, where the default counts, of the start class.
 Position positionOfMethod(const Inspection& inspection, const char* key) {
   return inspection.positionOf(inspection.value(key) ? key : keys::startClass);
 }
@@ -285,26 +285,27 @@ constexpr Rule rules[] = {
      .severity = Severity::error,
      .summary = "a start class that lacks a library",
      .explanation = "To load a class a JVM needs those that it extends, and some that it uses. "
-                    "Checked with --jvm, which loads the start class and runs nothing of it.",
-     .example = {.note = "The start class extends one that is in no archive of the class path.",
+                    "Checked with --jvm, which loads the start class and runs none of its code.",
+     .example = {.note =
+                     "The start class extends one that is not in any archive of the class path.",
                  .lines = "velox.class.path.extended=%kvf.file.dir%/classes\n"
                           "java.start.class=com.acme.Main",
                  .command = "kvf check --jvm acme.kvf",
                  .files = {{.path = "classes/com/acme/Main.class",
                             .kind = ExampleFile::Kind::orphanClass}}},
-     .remedy = {.note = "Put the archive that has it into the class path.",
+     .remedy = {.note = "Add the archive that has it to the class path.",
                 .command = "kvf check --jvm acme.kvf"},
      .check = startClassLoads},
     {.id = "class-version",
      .severity = Severity::error,
      .summary = "a start class that is newer than the JVM",
      .explanation = "A JVM loads classes that were compiled for its release or an older one.",
-     .example = {.note = "A class of a newer Java than the JVM's.",
+     .example = {.note = "A class that was compiled for a newer Java than the JVM's.",
                  .lines = "velox.class.path.extended=%kvf.file.dir%/classes\n"
                           "java.start.class=com.acme.Main",
                  .files = {{.path = "classes/com/acme/Main.class",
                             .kind = ExampleFile::Kind::newerClass}}},
-     .remedy = {.note = "Compile with javac --release 17, say, or name a newer JVM."},
+     .remedy = {.note = "Compile with javac --release 17, for example, or name a newer JVM."},
      .check = classVersion},
     {.id = "start-method",
      .severity = Severity::error,
@@ -317,10 +318,9 @@ constexpr Rule rules[] = {
     {.id = "stop-method",
      .severity = Severity::error,
      .summary = "no such static method to stop with",
-     .explanation =
-         "With application.stop.signals the first of these signals calls a static method without "
-         "arguments and result; it is shutdown unless java.stop.method says otherwise. When it is "
-         "not there, the signal acts as it would without the key.",
+     .explanation = "With application.stop.signals the first of these signals calls a static void "
+                    "method without arguments; it is shutdown unless java.stop.method says "
+                    "otherwise. If it does not exist, the signal acts as it would without the key.",
      .example = {.lines = "application.stop.signals=TERM\njava.stop.method=shutdwon"},
      .remedy = {.lines = "application.stop.signals=TERM\njava.stop.method=shutdown"},
      .check = stopMethod},

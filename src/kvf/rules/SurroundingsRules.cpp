@@ -141,7 +141,7 @@ void scriptValue(const Inspection& inspection, Report& report) {
   }
 }
 
-/// A place in global.kvf that speaks for the whole file.
+/// A position in global.kvf that stands for the whole file.
 Position globalFilePosition(const Inspection& inspection) {
   const auto& files = inspection.run().files;
   for (std::size_t i = 0; i < files.size(); ++i) {
@@ -153,7 +153,7 @@ Position globalFilePosition(const Inspection& inspection) {
 void globalFile(const Inspection& inspection, Report& report) {
   const std::string& name = inspection.run().globalFile;
   const Position at = globalFilePosition(inspection);
-  // One that cannot be read is another rule's.
+  // Another rule reports one that cannot be read.
   if (name.empty() || at == inspection.mainFile()) return;
   std::string taken;
   for (const auto& [key, isTaken] : inspection.run().globalKeys) {
@@ -163,7 +163,7 @@ void globalFile(const Inspection& inspection, Report& report) {
   const bool here = name.find('/') == std::string::npos;
   report(at,
          concat({shown(here ? inspection.plan.outerDirectory + "/" + name : name),
-                 " is in effect, since it lies ",
+                 " is in effect, since it is ",
                  here ? "in the working directory" : "in a folder of PATH", "; it supplies ",
                  taken.empty() ? "nothing" : taken,
                  ": if that is meant, say so in its first comment with # kvf: allow global-file"}));
@@ -227,9 +227,9 @@ constexpr Rule rules[] = {
     {.id = "process-id-file",
      .severity = Severity::warning,
      .summary = "a process-ID file in a doubtful place",
-     .explanation =
-         "The file is written before the working directory changes. A missing folder is told but "
-         "ends nothing; in a folder that everyone may write to, others can prepare the file.",
+     .explanation = "The file is written before the working directory changes. A missing folder is "
+                    "reported but does not end the launch; in a folder that everyone may write to, "
+                    "others can create the file first.",
      .example = {.lines = "processID.file.name=/tmp/acme.pid"},
      .remedy = {.lines = "processID.file.name=/run/acme.pid"},
      .check = processIdFile},
@@ -246,7 +246,7 @@ constexpr Rule rules[] = {
      .summary = "a PATH on which the launcher is not found again",
      .explanation = "A launch that exports variables starts itself again by the name it was "
                     "started with, along the new PATH.",
-     .example = {.note = "The launcher lies in /opt/acme/bin, say, and is found along PATH.",
+     .example = {.note = "The launcher is in a folder of PATH, such as /opt/acme/bin.",
                  .lines = "velox.env.PATH=/opt/gone",
                  .command = "kvf check -- wrapper --propFile acme.kvf"},
      .remedy = {.lines = "velox.env.PATH=/opt/gone:%PATH%",
@@ -255,9 +255,10 @@ constexpr Rule rules[] = {
     {.id = "script-value",
      .severity = Severity::error,
      .summary = "a value that a generated script cannot carry",
-     .explanation = "The script puts words with a blank in double quotes and escapes nothing. The "
-                    "value of a variable is not quoted at all, and ends before its last \"=\". "
-                    "Checked when the command line generates a script, and with --script.",
+     .explanation =
+         "The script puts words with a blank in double quotes and escapes nothing. The value of a "
+         "variable is not quoted at all and loses everything from its last \"=\" on. Checked when "
+         "the command line generates a script, and with --script.",
      .example = {.lines = "application.args=$HOME", .command = "kvf check --script acme.kvf"},
      .remedy = {.note = "Start it with --run or --cmdlineJava, which carry it.",
                 .lines = "application.args=$HOME"},
@@ -267,7 +268,7 @@ constexpr Rule rules[] = {
      .summary = "a global.kvf that is in effect",
      .explanation = "A global.kvf in the working directory, else the first one along PATH, "
                     "supplies every key that the file leaves absent or empty.",
-     .example = {.note = "A global.kvf lies in the folder that the launcher is started from.",
+     .example = {.note = "There is a global.kvf in the folder that the launcher is started from.",
                  .files = {{.path = "global.kvf", .content = "java.property.a=1\n"}}},
      .remedy = {.note =
                     "Start from a folder without one; if it is meant, allow it in its first line.",
@@ -277,9 +278,9 @@ constexpr Rule rules[] = {
     {.id = "global-file-unusable",
      .severity = Severity::error,
      .summary = "a global.kvf that cannot be opened",
-     .explanation = "When its name is there but the file is not readable, or a link that leads "
-                    "nowhere, the launch ends.",
-     .example = {.note = "global.kvf is a link that leads nowhere.",
+     .explanation = "When the name exists but the file cannot be read, or is a dangling link, the "
+                    "launch ends.",
+     .example = {.note = "global.kvf is a dangling link.",
                  .files = {{.path = "global.kvf",
                             .content = "gone.kvf",
                             .kind = ExampleFile::Kind::link}}},
@@ -304,13 +305,13 @@ constexpr Rule rules[] = {
      .severity = Severity::warning,
      .summary = "several files with one process-ID file",
      .explanation = "The instance that starts last overwrites the ID of the others, and --kill "
-                    "ends that one. Checked among the files of one kvf check.",
+                    "ends only that one. Checked among the files of one kvf check.",
      .example = {.lines = "processID.file.name=/run/acme.pid",
                  .command = "kvf check acme.kvf billing.kvf",
                  .files = {{.path = "billing.kvf",
                             .content = "application.library=%kvf.file.dir%/"
                                        "libacme.so\nprocessID.file.name=/run/acme.pid\n"}}},
-     .remedy = {.note = "A file of its own for each.",
+     .remedy = {.note = "Give each a file of its own.",
                 .lines = "processID.file.name=/run/acme.pid",
                 .command = "kvf check acme.kvf billing.kvf",
                 .files = {{.path = "billing.kvf",

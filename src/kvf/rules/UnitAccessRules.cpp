@@ -74,7 +74,7 @@ constexpr HidingRow hidingRows[] = {
      "covers it"},
 };
 
-/// Shown again in spite of all those.
+/// Visible again in spite of all those.
 bool isBound(const ServiceUnit& unit, const std::string& path) {
   for (const char* key : {"BindPaths", "BindReadOnlyPaths"}) {
     for (const std::string& word : unit.words(key)) {
@@ -148,7 +148,7 @@ struct Rights {
   std::vector<gid_t> groups;
 };
 
-/// Nothing for an account or a group that this machine does not have, which other rules tell.
+/// Nothing for an account or a group that this machine does not have, which other rules report.
 std::optional<Rights> rightsOf(const ServiceUnit& unit) {
   const std::string user = unit.value("User");
   const passwd* account = ::getpwnam(user.c_str());
@@ -181,7 +181,7 @@ bool mayUse(const Rights& rights, const fs::path& path, unsigned right) {
   return ((status.st_mode >> shift) & right) != 0;
 }
 
-/// The file or the folder on the way to it that the user may not use; empty: the user may.
+/// The file, or the folder on the way to it, that the user may not use; empty: all may be used.
 std::string barrierTo(const Rights& rights, const std::string& path) {
   constexpr unsigned mayRead = 4, mayEnter = 1;
   for (fs::path folder = path; folder.has_relative_path();) {
@@ -252,17 +252,17 @@ constexpr Rule rules[] = {
     {.id = "unit-hides",
      .severity = Severity::error,
      .summary = "a unit that hides what the launch needs, or whose user may not read it",
-     .explanation =
-         "ProtectHome=, PrivateTmp= and their like take folders away from the service; User= has "
-         "the rights of that user. Systemd itself reads the EnvironmentFile=, with all rights.",
+     .explanation = "ProtectHome=, PrivateTmp= and the like hide folders from the service; with "
+                    "User= it has only the rights of that user. Systemd itself reads the "
+                    "EnvironmentFile=, with all rights.",
      .example = exampleOfUnit("InaccessiblePaths=%Y/lib"),
      .remedy = exampleOfUnit("InaccessiblePaths=/boot"),
      .check = hidden},
     {.id = "unit-writes",
      .severity = Severity::warning,
      .summary = "a process-ID file in a folder that the unit makes read-only",
-     .explanation = "ProtectSystem=strict and DynamicUser= leave a service its own folders, such "
-                    "as that of RuntimeDirectory=.",
+     .explanation = "With ProtectSystem=strict or DynamicUser= a service may write only to its own "
+                    "folders, such as that of RuntimeDirectory=.",
      .example = exampleOfUnit("ProtectSystem=full", "processID.file.name=/etc/acme.pid"),
      .remedy = exampleOfUnit("ProtectSystem=full\nRuntimeDirectory=acme",
                              "processID.file.name=/run/acme/acme.pid"),

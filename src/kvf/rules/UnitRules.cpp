@@ -32,7 +32,7 @@ void syntax(const Inspection& inspection, Report& report) {
   }
 }
 
-/// What only a shell would take for more than arguments.
+/// What only a shell would treat as more than arguments.
 void shell(const Inspection& inspection, Report& report) {
   if (!inspection.unit) return;
   for (const ServiceCommand& command : inspection.unit->commands()) {
@@ -68,15 +68,15 @@ bool isRelative(const std::string& folder) {
 constexpr SettingRow startRows[] = {
     {"Type",
      [](const UnitSubject& subject, const UnitSetting&) { return subject.type() == "forking"; },
-     "waits for the process to leave a child behind and end, which the launcher never does: after "
-     "TimeoutStartSec= systemd kills it; write Type=exec"},
+     "waits for the process to fork and end, which the launcher never does: after TimeoutStartSec= "
+     "systemd kills it; write Type=exec"},
     {"Type",
      [](const UnitSubject& subject, const UnitSetting&) {
        const std::string access = subject.unit.value("NotifyAccess");
        return subject.type().starts_with("notify") && !subject.hostsJvm() &&
               subject.launch.startsJvm() && access != "all";
      },
-     "takes READY=1 from the launcher alone, and --cmdlineJava runs the application in a child: "
+     "takes READY=1 only from the launcher, and --cmdlineJava runs the application in a child: "
      "write --run, or NotifyAccess=all"},
     {"WorkingDirectory",
      [](const UnitSubject& subject, const UnitSetting&) {
@@ -84,8 +84,8 @@ constexpr SettingRow startRows[] = {
        if (folder.starts_with('-')) folder.erase(0, 1);
        return isRelative(folder);
      },
-     "is no absolute path, and systemd refuses the unit: begin it with /, or write ~ alone for the "
-     "user's home"},
+     "is not an absolute path, and systemd refuses the unit: begin it with /, or write ~ alone for "
+     "the user's home"},
     {"WorkingDirectory",
      [](const UnitSubject& subject, const UnitSetting&) {
        const LaunchSurroundings& surroundings = subject.launch.surroundings;
@@ -93,12 +93,14 @@ constexpr SettingRow startRows[] = {
               !isRelative(surroundings.directory) &&
               !surroundings.hasFolder(surroundings.directory);
      },
-     "names no folder that is there, and the start ends with status 200/CHDIR: make it, or let "
-     "systemd, with StateDirectory="},
+     "names a folder that does not exist, and the start ends with status 200/CHDIR: create it, or "
+     "let systemd do it, with StateDirectory="},
     {"StandardOutput", lacksFolder,
-     "lies in no folder that is there, and the start ends with status 209/STDOUT: make the folder"},
+     "is in a folder that does not exist, and the start ends with status 209/STDOUT: create the "
+     "folder"},
     {"StandardError", lacksFolder,
-     "lies in no folder that is there, and the start ends with status 222/STDERR: make the folder"},
+     "is in a folder that does not exist, and the start ends with status 222/STDERR: create the "
+     "folder"},
     {"User",
      [](const UnitSubject& subject, const UnitSetting&) {
        const std::string name = subject.unit.value("User");
@@ -214,7 +216,7 @@ void hardening(const Inspection& inspection, Report& report) {
 struct OwnCheck {
   const ServiceCommand& command;
   bool countsErrorsOnly = false;
-  std::vector<std::string> checked;  ///< what stands behind "--"
+  std::vector<std::string> checked;  ///< what follows "--"
 };
 
 std::optional<OwnCheck> ownCheckOf(const ServiceCommand& command) {
@@ -251,19 +253,18 @@ void checkInUnit(const Inspection& inspection, Report& report) {
     }
     if (!own->checked.empty() && own->checked != start->arguments)
       report(at,
-             "the command line that is checked here is not that of ExecStart=: repeat that "
-             "one behind --");
+             "the command line that is checked here is not that of ExecStart=: repeat that one "
+             "after --");
   }
 }
 
 constexpr Rule rules[] = {
     {.id = "unit-syntax",
      .severity = Severity::error,
-     .summary = "a setting of a systemd unit that systemd passes over or refuses",
-     .explanation =
-         "systemd has rules of its own for quotes, escapes, %x and $NAME. What it cannot read it "
-         "mostly passes over with a line in the journal, and starts the service without. An "
-         "EnvironmentFile= is no shell script either.",
+     .summary = "a setting of a systemd unit that systemd ignores or refuses",
+     .explanation = "systemd has rules of its own for quotes, escapes, %x and $NAME. What it "
+                    "cannot read it mostly ignores, with a line in the journal, and starts the "
+                    "service without it. An EnvironmentFile= is not a shell script either.",
      .example = exampleOfUnit("Environment=GREETING = hello"),
      .remedy = exampleOfUnit("Environment=\"GREETING=hello world\""),
      .check = syntax},
@@ -289,7 +290,7 @@ constexpr Rule rules[] = {
     {.id = "unit-program",
      .severity = Severity::error,
      .summary = "a unit whose program is not there",
-     .explanation = "Without a folder, systemd looks for a program in the usual folders, along no "
+     .explanation = "A program without a folder is looked for in the usual folders, not along a "
                     "PATH that the unit sets.",
      .example = exampleOfUnit("ExecStart=%Y/sbin/wrapper --propFile %Y/acme.kvf"),
      .remedy = exampleOfUnit("ExecStart=%Y/bin/wrapper --propFile %Y/acme.kvf"),
@@ -306,10 +307,10 @@ constexpr Rule rules[] = {
      .check = hardening},
     {.id = "unit-check",
      .severity = Severity::warning,
-     .summary = "an ExecStartPre= with kvf check that stands in the way, or checks something else",
+     .summary = "an ExecStartPre= with kvf check that stops the service, or checks something else",
      .explanation =
-         "By itself kvf check ends with status 1 for a warning, too, and the service does not "
-         "start: such as that for a class-data archive that no longer fits after an update.",
+         "By default kvf check ends with status 1 even for a warning, such as that for a "
+         "class-data archive that no longer fits after an update, and the service does not start.",
      .example = exampleOfUnit("ExecStartPre=%Y/bin/kvf check %Y/acme.kvf"),
      .remedy = exampleOfUnit("ExecStartPre=%Y/bin/kvf check --severity=error %Y/acme.kvf"),
      .check = checkInUnit},

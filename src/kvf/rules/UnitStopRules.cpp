@@ -71,8 +71,8 @@ constexpr SettingRow stopRows[] = {
            time && *time > std::chrono::milliseconds(0) && *time < std::chrono::seconds(5);
        return isShort && callsStopMethod(subject, stopSignal(subject));
      },
-     "leaves the stop method that little time before the JVM is killed: give it what it needs, "
-     "90 s without the line"},
+     "leaves the stop method little time before the JVM is killed: allow what it needs; without "
+     "the line it is 90 s"},
 };
 
 /// The signal that a kill of the main process sends; nothing for another command.
@@ -145,11 +145,11 @@ void stop(const Inspection& inspection, Report& report) {
 constexpr Rule rules[] = {
     {.id = "unit-stop",
      .severity = Severity::warning,
-     .summary = "a unit that does not stop a JVM in good order",
+     .summary = "a unit that does not stop a JVM properly",
      .explanation =
          "systemd sends KillSignal= and, after TimeoutStopSec=, SIGKILL. At SIGTERM a JVM runs its "
-         "shutdown hooks and ends with status 143, unless application.stop.signals has the "
-         "application's stop method called. At SIGHUP it ends as well.",
+         "shutdown hooks and ends with status 143, unless application.stop.signals makes it call "
+         "the application's stop method. SIGHUP ends it, too.",
      .example = exampleOfUnit("SuccessExitStatus="),
      .remedy = exampleOfUnit("SuccessExitStatus=143"),
      .check = stop},

@@ -12,7 +12,7 @@
 namespace {
 
 constexpr std::string_view escapeAdvice =
-    "write a percent sign that is meant as such with two backslashes, \\\\%";
+    "write a literal percent sign with two backslashes, \\\\%";
 
 bool looksLikeName(std::string_view name) {
   return !name.empty() && std::all_of(name.begin(), name.end(), [](char c) {
@@ -69,7 +69,7 @@ void forEachUnresolved(const Inspection& inspection, Visit&& visit) {
   forEachReference(inspection, [&](const Entry& entry, const Reference& reference) {
     const bool again = reference.inReplacement || reference.whileExporting;
     if (reference.source != VariableSource::nothing || again) return;
-    // It may come from what could not be read.
+    // It may come from a file that could not be read.
     const bool mayBeKey = looksLikeName(reference.name) && !knowsAllKeys;
     if (!mayBeKey && !skipped.contains(reference.name)) visit(entry, reference);
   });
@@ -87,7 +87,7 @@ const Entry* laterEntry(const Inspection& inspection, const Entry& entry, std::s
   return nullptr;
 }
 
-/// True when a line further down defines the name, which is then told.
+/// True when a line further down defines the name, which is then reported.
 bool reportsOrder(const Inspection& inspection, const Entry& entry, const Reference& reference,
                   Report& report) {
   const Entry* later = laterEntry(inspection, entry, reference.name);
@@ -98,7 +98,7 @@ bool reportsOrder(const Inspection& inspection, const Entry& entry, const Refere
   return true;
 }
 
-/// A name that the launcher sets, spelt otherwise: KVF_FILE_DIR, kvf.file.path.
+/// A name that the launcher sets, spelt differently: KVF_FILE_DIR, kvf.file.path.
 std::string_view builtInLike(std::string_view name) {
   std::string plain(name);
   std::transform(plain.begin(), plain.end(), plain.begin(), [](unsigned char c) {
@@ -144,8 +144,8 @@ void unsetVariable(const Inspection& inspection, Report& report) {
   });
 }
 
-/// True when no two percent signs of the value have a name between them, so that none of them can
-/// belong to another reference.
+/// True when no two percent signs of the value have a name between them, so that they cannot belong
+/// to another reference.
 bool hasNoOtherReference(std::string_view raw) {
   std::size_t sign = raw.find('%');
   while (sign != std::string_view::npos) {
@@ -158,7 +158,7 @@ bool hasNoOtherReference(std::string_view raw) {
   return true;
 }
 
-/// True for text that nobody would take for a name: "100% of all, 50%".
+/// True for text that does not look like a name: "100% of all, 50%".
 bool isPlainText(std::string_view between) {
   constexpr std::string_view blanks = " \t";
   if (between.empty()) return false;
@@ -166,7 +166,7 @@ bool isPlainText(std::string_view between) {
          blanks.find(between.back()) != std::string_view::npos;
 }
 
-/// Takes both signs as such, where they cannot be meant as a reference.
+/// Escapes both signs, where they cannot be meant as a reference.
 std::vector<Edit> escapedPair(const EntryText& text, const Entry& entry, std::string_view name) {
   const auto at = text.find(concat({"%", name, "%"}));
   const bool isEscaped = text.raw().find("\\%") != std::string_view::npos;
@@ -181,12 +181,12 @@ void percentPair(const Inspection& inspection, Report& report) {
     if (looksLikeName(reference.name)) return;
     report(placeOf(inspection, entry, reference.name),
            concat({"the text between two percent signs, ", shown("%" + reference.name + "%"),
-                   ", is taken for a reference and disappears: ", escapeAdvice}))
+                   ", is read as a reference and disappears: ", escapeAdvice}))
         .fix = escapedPair({inspection, entry}, entry, reference.name);
   });
 }
 
-/// The name behind a percent sign that has no second one, when it is one that has a value.
+/// The name after a percent sign that has no second one, when that name has a value.
 std::string openReference(const Inspection& inspection, std::string_view value) {
   const std::size_t sign = value.rfind('%');
   if (sign == std::string_view::npos) return {};
@@ -210,7 +210,7 @@ void openReferenceRule(const Inspection& inspection, Report& report) {
     if (at == std::string::npos || isEscaped) continue;
     const EntryText text(inspection, entry);
     const std::string open = "%" + name;
-    // Of one that is closed the value has brought another.
+    // The percent sign that closes it came from a value.
     if (entry.written.substr(at + open.size()).starts_with('%')) continue;
     Finding& finding = report(
         text.placeOf(open),
@@ -229,7 +229,7 @@ void tooManyReferences(const Inspection& inspection, Report& report) {
   }
 }
 
-/// The entry that stands there.
+/// The entry at that position.
 std::string_view keyAt(const Inspection& inspection, const Position& at) {
   for (const Entry& entry : inspection.run().entries) {
     if (entry.at == at) return entry.key;
@@ -266,8 +266,8 @@ void referenceAgain(const Inspection& inspection, Report& report) {
   });
 }
 
-/// Logins and service managers set these for every program, so that an entry of that name is no
-/// default for an environment without.
+/// Logins and service managers set these for every program, so that an entry of that name is never
+/// used as a default.
 bool isAlwaysSet(std::string_view variable) {
   constexpr std::string_view names[] = {"HOME", "HOSTNAME", "LANG",  "LOGNAME", "MAIL", "OLDPWD",
                                         "PATH", "PWD",      "SHELL", "SHLVL",   "TERM", "USER"};
@@ -296,17 +296,16 @@ constexpr Rule rules[] = {
      .severity = Severity::warning,
      .summary = "a reference that resolves to nothing",
      .explanation = "A name is looked for among --propVar, the environment, the entries above and "
-                    "those of the including file. One that is nowhere is replaced by nothing. It "
-                    "may still come from a --propVar that this check was not told of.",
+                    "those of the including file. A name that is not found is replaced by nothing. "
+                    "The launch may still define it with a --propVar that this check did not get.",
      .example = {.lines = "java.property.home=%acme.home%/data"},
      .remedy = {.lines = "acme.home=/opt/acme\njava.property.home=%acme.home%/data"},
      .check = unresolvedReference},
     {.id = "unset-variable",
      .severity = Severity::warning,
      .summary = "a variable that is not set in the environment now",
-     .explanation =
-         "The same, for a name in capitals, as variables of the environment have. What counts is "
-         "the environment of the launch, which may differ from the one of the check.",
+     .explanation = "The same for a name in capitals, like those of environment variables. The "
+                    "environment of the launch counts, which may differ from that of the check.",
      .example = {.lines = "java.property.home=%ACME_HOME%/data"},
      .remedy = {.note = "Set it for the check as for the launch, or allow it.",
                 .lines = "# kvf: allow unset-variable\njava.property.home=%ACME_HOME%/data"},
@@ -314,15 +313,15 @@ constexpr Rule rules[] = {
     {.id = "percent-pair",
      .severity = Severity::error,
      .summary = "two percent signs that swallow the text between them",
-     .explanation = "Everything between two percent signs is taken for a name. When nothing has "
-                    "that name, it disappears with both signs.",
+     .explanation = "Everything between two percent signs is read as a name. When nothing has that "
+                    "name, it disappears with both signs.",
      .example = {.lines = "application.args=100% sure, 5% unsure"},
      .remedy = {.lines = R"(application.args=100\\% sure, 5\\% unsure)"},
      .check = percentPair},
     {.id = "open-reference",
      .severity = Severity::error,
      .summary = "a reference without its second percent sign",
-     .explanation = "A percent sign alone stays as it is, which is right for 50% but not for the "
+     .explanation = "A single percent sign stays as it is, which is right for 50% but not for the "
                     "name of a variable.",
      .example = {.lines = "java.property.data=%kvf.file.dir/data"},
      .remedy = {.lines = "java.property.data=%kvf.file.dir%/data"},
@@ -340,7 +339,7 @@ constexpr Rule rules[] = {
      .summary = "references that add up to more than 32 MiB of text",
      .explanation =
          "Lines that refer to each other several times grow fast. The launcher keeps every value "
-         "in memory; this check goes on without the one that makes it too much.",
+         "in memory; this check goes on without the value that exceeds the limit.",
      .example = {.lines = "a=0123456789abcdef0123456789abcdef\nb=%a%%a%%a%%a%%a%%a%%a%%a%\nc=%b%%b%"
                           "%b%%b%%b%%b%%b%%b%\nd=%c%%c%%c%%c%%c%%c%%c%%c%\ne=%d%%d%%d%%d%%d%%d%%d%%"
                           "d%\nf=%e%%e%%e%%e%%e%%e%%e%%e%\ng=%f%%f%%f%%f%%f%%f%%f%%f%\nh=%g%%g%%g%%"
@@ -350,10 +349,10 @@ constexpr Rule rules[] = {
     {.id = "reference-again",
      .severity = Severity::warning,
      .summary = "a reference that comes from a replacement",
-     .explanation = "References are replaced one after the other, each search from the start of "
-                    "the text, so that one inside an earlier replacement is found in place of the "
-                    "one that was meant. An exported value is substituted twice, so that an "
-                    "escaped percent sign may open a reference.",
+     .explanation = "References are replaced one after the other, and each search begins at the "
+                    "start of the text, so that a percent sign inside an earlier replacement may "
+                    "be read as part of a reference. An exported value is substituted twice, so "
+                    "that an escaped percent sign may open a reference.",
      .example = {.lines = R"(velox.env.FORMAT=\\%d\\%)"},
      .remedy = {.lines = R"(velox.env.FORMAT=\\\\%d\\\\%)"},
      .check = referenceAgain},
@@ -361,8 +360,8 @@ constexpr Rule rules[] = {
      .severity = Severity::warning,
      .summary = "a key with the name of a variable that is always set",
      .explanation = "A reference looks at the environment before the entries of the file. That "
-                    "makes an entry a default, as HEAP=512m for %HEAP%; but HOME, PATH, USER and "
-                    "their like are set in every start, so that the entry never counts.",
+                    "makes an entry a default, such as HEAP=512m for %HEAP%; but HOME, PATH, USER "
+                    "and the like are always set, so that the entry never counts.",
      .example = {.lines = "HOME=/opt/acme\njava.property.data=%HOME%/data"},
      .remedy = {.note = "Give the key a name that no environment has.",
                 .lines = "acme.home=/opt/acme\njava.property.data=%acme.home%/data"},

@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// What a template is checked as.
+/// The instance that a template is checked as.
 constexpr char standInInstance[] = "instance";
 
 }  // namespace
@@ -62,21 +62,22 @@ void ServiceUnit::noteUnreadable() {
     if (section != "Unit" && section != "Service" && section != "Install") {
       if (section == foreignSection || section.starts_with("X-")) continue;
       foreignSection = section;
-      notes_.push_back({at, concat({"[", printable(section), "] is no section of a service, and ",
-                                    "systemd passes over what stands there: write [Service], ",
-                                    "[Unit] or [Install]"})});
+      notes_.push_back(
+          {at,
+           concat({"[", printable(section), "] is not a section of a service, and ",
+                   "systemd ignores what it contains: write [Service], ", "[Unit] or [Install]"})});
     }
     if (section != "Service" || setting.value.empty()) continue;
     if (const std::string_view like = serviceKeyLike(setting.key); !like.empty()) {
       notes_.push_back({at,
                         concat({"systemd knows no ", printable(setting.key), "=", didYouMean(like),
-                                " and passes over it"}),
+                                " and ignores it"}),
                         UnitNote::Weight::mayBeMeant});
     } else if (const char* advice = adviceForValue(
                    setting.key, expandUnitSpecifiers(setting.value, specifiers_).text)) {
       notes_.push_back(
           {at, concat({setting.key, "=", printable(setting.value),
-                       " is nothing that systemd reads, and it passes over it: ", advice})});
+                       " is not what systemd expects, and it ignores the setting: ", advice})});
     }
   }
 }

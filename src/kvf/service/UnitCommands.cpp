@@ -41,7 +41,7 @@ class CommandReader {
       : unit_(unit), variables_(std::move(variables)), notes_(notes) {
     for (const char* name : {"MAINPID", "SERVICE_RESULT", "EXIT_CODE", "EXIT_STATUS"})
       variables_.emplace(name, "0");
-    // A file of defaults may or may not have the variables that hold more arguments.
+    // A file of defaults may or may not have the variables with more arguments.
     hasDefaults_ = unit.last("EnvironmentFile") != nullptr;
   }
 
@@ -61,7 +61,7 @@ class CommandReader {
     if (!words.unbalanced) return;
     notes_.push_back({UnitSettings::placeOf(setting, setting.value.size()),
                       "a quote is not closed, and systemd refuses the unit: close it, or write "
-                      "\\\" for one that is meant",
+                      "\\\" for a literal one",
                       UnitNote::Weight::refusesUnit});
   }
 
@@ -76,7 +76,7 @@ class CommandReader {
     const std::optional<std::string> file = expanded(program, at);
     if (!file) return false;
     command.program = *file;
-    // There are no variables in the name of a program.
+    // The name of a program cannot have variables.
     if (!prefixes.hasOwnName) add(*file, at, false, command);
     while (const auto word = nextUnitWord(setting.value, offset, words)) {
       const std::string_view written =
@@ -117,7 +117,7 @@ class CommandReader {
       if (hasDefaults_ && text == "$" + name) continue;
       notes_.push_back({at,
                         concat({"$", name, " is not set in the environment of the unit, and ",
-                                "systemd puts nothing in its place: set it with Environment=, or ",
+                                "systemd replaces it by nothing: set it with Environment=, or ",
                                 "write $$ for a dollar sign"}),
                         UnitNote::Weight::mayBeMeant});
     }

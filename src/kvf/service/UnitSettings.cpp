@@ -57,7 +57,7 @@ std::optional<std::string> UnitSettings::expanded(std::string_view text, const U
   if (!result.unknown.empty()) {
     notes.push_back({at,
                      concat({"%", result.unknown.substr(0, 1), " of ", shown(text),
-                             " is not known here, so that this is checked as it stands"}),
+                             " is not known here, so this is checked as it is"}),
                      UnitNote::Weight::mayBeMeant});
   }
   return std::move(result.text);

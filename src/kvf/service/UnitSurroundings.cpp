@@ -17,7 +17,7 @@ namespace {
 
 struct FolderKey {
   const char* key;
-  char root;  ///< the specifier of the folder that they lie below
+  char root;  ///< the specifier of the folder above them
   const char* variable;
 };
 
@@ -107,7 +107,7 @@ class EnvironmentReader {
       const UnitPlace at = UnitSettings::placeOf(setting, word->at);
       if (!words.unknownEscapes.empty()) {
         note(at, concat({shown(word->text), " has an escape that systemd does not ",
-                         "know, and it passes over this and what follows in the ",
+                         "know, and it ignores this and what follows in the ",
                          "setting: write \\\\ for a backslash"}));
         break;
       }
@@ -123,13 +123,13 @@ class EnvironmentReader {
       environment_[text->substr(0, equals)] = text->substr(equals + 1);
     }
     if (refusedAt) {
-      note(*refusedAt, concat({shown(refused), " is no NAME=VALUE, and systemd passes ",
-                               "over it: write quotes around a whole assignment ",
+      note(*refusedAt, concat({shown(refused), " is not NAME=VALUE, and systemd ",
+                               "ignores it: write quotes around a whole assignment ",
                                "with blanks in its value, Environment=\"NAME=a b\""}));
     }
     if (words.unbalanced) {
       note(UnitSettings::placeOf(setting, setting.value.size()),
-           "a quote is not closed, and systemd passes over the rest of the setting");
+           "a quote is not closed, and systemd ignores the rest of the setting");
     }
   }
 
@@ -141,7 +141,7 @@ class EnvironmentReader {
     const bool isOptional = name->starts_with('-');
     if (isOptional) name->erase(0, 1);
     if (!name->starts_with('/')) {
-      note(at, concat({shown(*name), " is no absolute path, and systemd passes over ",
+      note(at, concat({shown(*name), " is not an absolute path, and systemd ignores ",
                        "it: begin it with /"}));
       return;
     }
@@ -151,7 +151,7 @@ class EnvironmentReader {
       } else if (!isOptional) {
         note(at,
              concat({"there is no file ", shown(file), ", and the service does not ",
-                     "start: make it, or write EnvironmentFile=-", file,
+                     "start: create it, or write EnvironmentFile=-", file,
                      " where it may be missing"}),
              UnitNote::Weight::refusesUnit);
       }
@@ -166,8 +166,8 @@ class EnvironmentReader {
       }
       const bool isExport = entry.name.starts_with("export ");
       note(at, concat({file, ":", std::to_string(entry.line), ": ", shown(entry.name),
-                       " is no name of a variable, and systemd passes over it",
-                       isExport ? ", as the file is no shell script: leave out export" : ""}));
+                       " is not the name of a variable, and systemd ignores it",
+                       isExport ? ", as the file is not a shell script: leave out export" : ""}));
     }
   }
 

@@ -19,7 +19,7 @@ std::string_view trimmed(std::string_view text) {
   return rest.substr(0, rest.find_last_not_of(blanks) + 1);
 }
 
-/// A backslash at the end that no other backslash takes.
+/// True for a backslash at the end that no other backslash escapes.
 bool isContinued(std::string_view line) {
   bool escaped = false;
   for (const char c : line) escaped = !escaped && c == '\\';
@@ -85,10 +85,10 @@ class Reader {
     }
     const std::size_t equals = text.find('=');
     if (equals == std::string_view::npos || equals == 0) {
-      complain(line, concat({shown(text), " is no KEY=VALUE, and systemd passes over it"}));
+      complain(line, concat({shown(text), " is not KEY=VALUE, and systemd ignores it"}));
     } else if (section_.empty()) {
-      complain(line, concat({shown(text), " stands before the first section, such as [Service], ",
-                             "and systemd passes over it"}));
+      complain(line, concat({shown(text), " is before the first section, such as [Service], ",
+                             "and systemd ignores it"}));
     } else {
       add(line, text, equals);
     }

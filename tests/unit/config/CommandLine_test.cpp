@@ -31,7 +31,7 @@ TEST(CommandLine, AnUnknownSwitchAsksForHelp) {
   EXPECT_EQ(scan({"--cleanInstall"}).options, (Entries{{"wrapper.command", "--help"}}));
 }
 
-TEST(CommandLine, DelayStartWaitsWhateverSignalsCome) {
+TEST(CommandLine, DelayStartWaitsInSpiteOfSignals) {
   ::signal(SIGALRM, [](int) {});
   const itimerval once = {{0, 0}, {0, 700'000}};
   ::setitimer(ITIMER_REAL, &once, nullptr);
