@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <system_error>
@@ -42,6 +43,9 @@ Inspection inspectRun(const std::string& file, const std::string* text) {
 ArchiveTraining::PlainFile::~PlainFile() {
   std::error_code error;
   fs::remove(path, error);
+  if (error) fs::remove(path, error);
+  if (error)
+    std::fprintf(stderr, "kvf: cannot remove %s: %s\n", path.c_str(), std::strerror(error.value()));
 }
 
 ArchiveTraining::ArchiveTraining(const CdsOptions& options, const fs::path& file,
