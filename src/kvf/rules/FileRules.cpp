@@ -224,7 +224,7 @@ void byteOrderMarkRule(const Inspection& inspection, Report& report) {
     if (first == '#' || first == '!' || first == '\r' || first == '\n') return;
     report(wholeFile(index),
            "the file begins with a byte order mark, which becomes part of the first key: save it "
-           "without one one")
+           "without one")
         .fix = {{file.stretch(static_cast<int>(index), 0, byteOrderMark.size()), ""}};
   });
 }
