@@ -11,7 +11,7 @@ namespace {
 /// Signals to a launcher that waits for a child.
 class ChildSignals : public LifecycleTest {
  protected:
-  /// A `java` that tells of its signals and ends by USR2 with status 3; started by `runner`.
+  /// A `java` that reports its signals and ends by USR2 with status 3; started by `runner`.
   void tellingJava(const std::string& runner) {
     sandbox_.write("tell",
                    "for name in TERM INT HUP QUIT USR1; do trap \"echo got $name\" $name; done\n"

@@ -31,7 +31,7 @@ class Sandbox {
   /// Writes a file, and its directories; returns its path.
   std::string write(const std::string& name, const std::string& text, bool executable = false);
   [[nodiscard]] std::string read(const std::string& name) const;
-  /// The log file of the programs, as it lies outside.
+  /// The log file of the programs, as it is outside.
   [[nodiscard]] std::string logFile() const { return temporary_ / "wrap.log"; }
   /// False when /tmp is everybody's and the log file another user's: nothing can be logged.
   [[nodiscard]] bool canLog() const;

@@ -15,16 +15,17 @@ struct ArchiveKind {
   const char* extension;
   std::string_view useOption;    ///< the archive's path follows
   std::string_view quietOption;  ///< with it the JVM prints nothing about an archive
-  std::string_view logTags;      ///< what the JVM tells of it is logged with these
-  unsigned firstRelease;         ///< the oldest Java that makes it of an application's classes
-  /// What makes the application's own run leave a record, in %R; of a dynamic archive that is it.
+  std::string_view logTags;      ///< log tags for what the JVM says about it
+  unsigned firstRelease;         ///< the oldest Java that makes it from an application's classes
+  /// What makes the application's own run leave a record, in %R; for a dynamic archive the record
+  /// is the archive.
   std::vector<std::string_view> (*recording)();
-  /// What makes a JVM write the archive %A from the record and end; empty: nothing has to.
+  /// What makes a JVM write the archive %A from the record and end; empty: not needed.
   std::vector<std::string_view> (*making)(unsigned release);
   bool (*isLinked)(
       unsigned release);    ///< it holds linked classes: module options have to be the same
   bool usesRecordAgain;     ///< the record outlives changes of the class path
-  const char* whenRefused;  ///< what a start is like when it is missing or the JVM refuses it
+  const char* whenRefused;  ///< how the application starts when it is missing or the JVM refuses it
 };
 
 /// All of them, the best one first.
@@ -33,7 +34,7 @@ std::span<const ArchiveKind> archiveKinds();
 /// The kind of that name, or null.
 const ArchiveKind* findArchiveKind(std::string_view name);
 
-/// Where a record and the archive that is made from it lie.
+/// Where a record, and the archive that is made from it, are.
 struct ArchiveFiles {
   std::filesystem::path record;
   std::filesystem::path archive;

@@ -11,8 +11,8 @@
 #include "kvf/cds/ArchiveKind.h"
 #include "kvf/cds/ClassDataSharing.h"
 
-/// What an archive was made from, in a file beside it: with it one can tell in no time, and without
-/// a JVM, whether the archive still holds, and make it anew.
+/// What an archive was made from, in a file beside it: it shows quickly, and without a JVM, whether
+/// the archive still fits, and how to make it anew.
 
 /// A file as it was then.
 struct RecordedFile {
@@ -57,13 +57,13 @@ ArchiveManifest manifestOf(const ArchiveKind& kind, const std::filesystem::path&
                            const ClassDataLaunch& launch, const TrainingRun& training);
 
 std::string textOf(const ArchiveManifest& manifest);
-/// Nothing when the text is none. Takes any text.
+/// Nothing when the text is not a manifest. Takes any text.
 std::optional<ArchiveManifest> parseArchiveManifest(std::string_view text);
 std::optional<ArchiveManifest> readManifest(const std::filesystem::path& archive);
 
-/// What no longer holds, in sentences; none when nothing speaks against the archive. `deep` reads
-/// the class path's files: what has changed but for its size and time is seen so, and a JVM does
-/// not see it.
+/// What no longer fits, in sentences; none when nothing speaks against the archive. `deep` reads
+/// the class path's files, and so finds changes that left size and time as they were, which a JVM
+/// does not see.
 std::vector<std::string> manifestMisfits(const ArchiveManifest& manifest,
                                          const std::filesystem::path& archive,
                                          const ClassDataLaunch& launch, bool deep);

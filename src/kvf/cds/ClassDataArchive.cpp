@@ -23,9 +23,9 @@ constexpr std::size_t maxIdentityBytes = 256;
 // With what comes after it; pieces begin where numbers do.
 constexpr std::size_t longestPath = 4096 + 8;
 constexpr std::string_view identityMark = " VM (";
-// Since this release all archives may have moved to another folder together.
+// From this release on the archives may all have moved to another folder together.
 constexpr unsigned firstWithMovableJars = 20;
-// In those of newer releases numbers may stand elsewhere.
+// Newer releases may have the numbers elsewhere.
 constexpr unsigned lastKnownRelease = 26;
 constexpr std::string_view sharedArchiveOption = "-XX:SharedArchiveFile=";
 
@@ -49,7 +49,7 @@ bool isNewer(const fs::path& file, const fs::path& than) {
   return !error && time > other;
 }
 
-/// What a JVM knows a file of the class path by.
+/// What a JVM compares of a file of the class path.
 struct Stamp {
   std::int64_t seconds = 0, bytes = 0;
   bool operator==(const Stamp&) const = default;
@@ -87,7 +87,7 @@ class RecordedJars {
                     : name == path || fs::equivalent(name, path, error);
     });
   }
-  /// False when the JVM would see that the file is not the one of then.
+  /// False when the JVM would see that the file has changed.
   [[nodiscard]] bool holds(const std::string& jar, const fs::path& archive) const {
     if (release_ > lastKnownRelease) return !isNewer(jar, archive);
     const auto stamp = numbersOf(jar);
@@ -105,7 +105,7 @@ class RecordedJars {
     }
   }
 
-  /// A JVM has time and size of a file side by side, where its own numbers are.
+  /// The time and size of a file are side by side.
   void takeStamps(std::string_view bytes, const std::vector<Stamp>& wanted) {
     if (wanted.empty()) return;
     const auto [first, last] =
@@ -132,7 +132,7 @@ unsigned releaseOfIdentity(const std::string& identity) {
   return releaseOfVersion(std::string_view(identity).substr(mark + identityMark.size()));
 }
 
-/// True when the text is nowhere in the file; false also when that cannot be told.
+/// True when the text is nowhere in the file; false also when that is unknown.
 bool lacks(const fs::path& file, const std::string& text) {
   bool found = false;
   const bool isRead = forEachPiece(file, text.size(), [&](std::string_view bytes) {
@@ -173,7 +173,7 @@ std::vector<std::string> classDataMisfits(const fs::path& archive, const fs::pat
 
   std::vector<std::string> misfits;
   const std::string& identity = header->jvmIdentity;
-  // A longer identity is cut and marked in a way of the JVM's own.
+  // The JVM cuts and marks a longer identity in a way of its own.
   if (!identity.empty() && identity.size() < maxIdentityBytes - 16) {
     if (lacks(jvmLibrary, identity)) misfits.push_back("another JVM wrote it: " + identity);
   }
@@ -182,8 +182,8 @@ std::vector<std::string> classDataMisfits(const fs::path& archive, const fs::pat
                [&](const std::string& path) { return fs::is_regular_file(path, error); });
   std::erase_if(jars, [](const std::string& path) { return !path.ends_with(".jar"); });
   const RecordedJars recorded(archive, releaseOfIdentity(identity), jars);
-  // To a JVM what is not there is absent, then and now; what was added at the end since then does
-  // no harm, and behind an empty class path that is all.
+  // To a JVM a missing file is absent, then and now; elements added at the end since then do no
+  // harm, and after an empty class path that is all of them.
   if (recorded.empty()) return misfits;
   const auto isRecorded = [&](const std::string& jar) { return recorded.contains(jar); };
   const auto end = std::find_if(jars.rbegin(), jars.rend(), isRecorded).base();
@@ -194,7 +194,8 @@ std::vector<std::string> classDataMisfits(const fs::path& archive, const fs::pat
       misfits.push_back(*jar + " has changed since it was written");
     }
   }
-  // A whole archive may be one of the JVM's own classes, where names of archives are other texts.
+  // A static archive may be one of the JVM's own classes, in which names of archives are other
+  // texts.
   if (header->dynamic && end == jars.begin())
     misfits.emplace_back("it was written for another class path");
   return misfits;

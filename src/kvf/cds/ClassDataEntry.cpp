@@ -10,14 +10,14 @@ namespace {
 
 constexpr std::string_view blanks = " \t";
 
-/// How the words begin that are taken out: those about archives, and those that keep the JVM quiet.
+/// How the words begin that are removed: those about archives, and those that keep the JVM quiet.
 constexpr std::string_view archiveWords[] = {"-XX:SharedArchiveFile=", "-XX:AOTCache=",
                                              "-XX:AOTMode=",           "-Xshare:auto",
                                              "-Xlog:cds*=off",         "-Xlog:aot*=off"};
 
 std::string optionsFor(const ArchiveKind& kind, std::string_view archiveName) {
-  // In quotes, as the folder's name may have a blank. Without the second one the JVM prints a line
-  // on standard output once the archive no longer fits.
+  // In quotes, as the folder's name may have a blank. Without the second option the JVM prints a
+  // line on standard output once the archive no longer fits.
   return concat({kind.useOption, "\"%kvf.file.dir%/", spelledInPropertiesFile(archiveName), "\" ",
                  kind.quietOption});
 }

@@ -12,7 +12,7 @@
 #include "kvf/jvm/JvmSearch.h"
 #include "kvf/launch/Inspection.h"
 
-/// A launch, as far as it decides about class-data archives.
+/// A launch, as far as it matters for class-data archives.
 struct ClassDataLaunch {
   Jvm jvm;
   std::string startClass;
@@ -33,29 +33,29 @@ ClassDataSubject classDataSubject(const Inspection& inspection);
 /// when nothing speaks against it.
 std::vector<std::string> classDataObstacles(const ClassDataLaunch& launch, const ArchiveKind& kind);
 
-/// Why it would write none: these, and that it is too old.
+/// Why it would write none: these reasons, and that it is too old.
 std::vector<std::string> classDataWritingObstacles(const ClassDataLaunch& launch,
                                                    const ArchiveKind& kind);
 
 /// The class path without folders that only held archives, as the value of java.class.path; what
-/// lies below the folder is named by %kvf.file.dir%. Folders stand behind the archives, but for
-/// those that an archive is given for, which stands in their place.
+/// lies below the folder is named by %kvf.file.dir%. Folders come after the archives, except those
+/// that an archive is given for, which takes their place.
 std::string classPathOfArchives(const std::vector<std::string>& classPath,
                                 const std::filesystem::path& folder,
                                 const std::map<std::string, std::string>& made = {});
 
-/// Folders of the class path with something else than archives in it.
+/// Folders of the class path with something other than archives in them.
 std::vector<std::string> foldersOfClasses(const std::vector<std::string>& classPath);
 
-/// What is in a folder and also in an archive behind it on the class path, at most 20 of them: with
-/// the folder behind the archives it would be taken from there. "NAME (from ARCHIVE)".
+/// What is in a folder and also in an archive after it on the class path, at most 20 of them: with
+/// the folder after the archives it would be taken from the archive. "NAME (from ARCHIVE)".
 std::vector<std::string> changedByOrder(const std::vector<std::string>& classPath);
 
 /// The text of an archive with the files below the folder. Throws FileError.
 std::string archiveOfFolder(const std::filesystem::path& folder);
 
-/// The options for a variable such as _JAVA_OPTIONS, each as one word whatever is in it. Nothing
-/// when that cannot be written there.
+/// The options for a variable such as _JAVA_OPTIONS, each as one word, also with blanks or quotes.
+/// Nothing when that cannot be written there.
 std::optional<std::string> asWords(const std::vector<std::string>& options);
 
 /// What makes a JVM use the archive and print nothing about it.
@@ -74,11 +74,11 @@ std::string makeArchive(const ArchiveKind& kind, const ClassDataLaunch& launch,
 /// where that is known; empty when it did not complain.
 std::string complaintInLog(std::string_view log);
 
-/// Whether a start of the launch would take its start class from the archive; it is asked of the
-/// JVM, without running the application.
+/// Whether a start of the launch would take its start class from the archive; the JVM is asked,
+/// without running the application.
 struct ClassDataAcceptance {
   bool accepted = false;
-  std::string complaint;  ///< why not, as far as the JVM tells
+  std::string complaint;  ///< why not, as far as the JVM says
 };
 ClassDataAcceptance acceptanceOf(const ArchiveKind& kind, const std::filesystem::path& archive,
                                  const ClassDataLaunch& launch,

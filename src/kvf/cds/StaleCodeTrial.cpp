@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::string_view className = "KvfTrial";
-// There is none, so a class below it cannot be loaded.
+// It does not exist, so a class that extends it cannot be loaded.
 constexpr std::string_view missingClass = "KvfTrialOfAnother";
 
 void put(std::string& bytes, std::initializer_list<unsigned> numbers) {
@@ -31,7 +31,7 @@ void putName(std::string& bytes, std::string_view name) {
   bytes += name;
 }
 
-/// A class without members; what it is below is all that tells it from another.
+/// A class without members; only what it extends tells it from another.
 std::string classFile(std::string_view superName) {
   constexpr unsigned java8 = 52;
   constexpr unsigned publicClass = 0x21;
@@ -47,7 +47,7 @@ std::string classFile(std::string_view superName) {
   return bytes;
 }
 
-/// The times differ as those of two packages do; the JVMs compare whole seconds.
+/// The times differ like those of two packages; JVMs compare whole seconds.
 void writeJar(const fs::path& jar, std::string_view superName, std::chrono::hours age) {
   ArchiveWriter archive;
   static_cast<void>(archive.add(concat({className, ".class"}), classFile(superName)));
@@ -56,7 +56,7 @@ void writeJar(const fs::path& jar, std::string_view superName, std::chrono::hour
   fs::last_write_time(jar, fs::file_time_type::clock::now() - age, error);
 }
 
-/// Removes what a trial has made, however it ends: that of another kind uses the same names.
+/// Removes what a trial has made, however it ends: a trial of another kind uses the same names.
 class TrialFiles {
  public:
   explicit TrialFiles(const fs::path& folder)
@@ -64,7 +64,7 @@ class TrialFiles {
   TrialFiles(const TrialFiles&) = delete;
   TrialFiles& operator=(const TrialFiles&) = delete;
   ~TrialFiles() {
-    // By pointers: a copy takes memory, which may be what has run out.
+    // By pointers: a copy takes memory, which may be what ran out.
     for (const fs::path* file : {&jar, &archive.record, &archive.archive}) {
       std::error_code error;
       fs::remove(*file, error);

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// What is no more than this sooner is not worth a file that has to be kept up to date.
+/// A smaller gain is not worth a file that has to be kept up to date.
 constexpr double leastGain = 0.97;
 
 struct Sample {
@@ -20,7 +20,7 @@ double secondsOf(std::chrono::nanoseconds time) {
   return std::chrono::duration<double>(time).count();
 }
 
-/// The number between two neighbours that the part of all numbers is below.
+/// The quantile, interpolated between its two neighbours.
 double quantile(const std::vector<double>& sorted, double part) {
   const double place = part * static_cast<double>(sorted.size() - 1);
   const auto below = static_cast<std::size_t>(place);
@@ -73,7 +73,7 @@ std::vector<StartTimes> measureStarts(const std::vector<StartVariant>& variants,
                                       const std::function<void(unsigned)>& progress) {
   std::vector<std::vector<Sample>> samples(variants.size());
   std::vector<StartTimes> times(variants.size());
-  // With what the first start ends the others have to end, too.
+  // The other starts have to end like the first one.
   int status = 0;
   for (unsigned round = 0; round <= pairs; ++round) {
     progress(round);

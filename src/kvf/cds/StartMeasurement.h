@@ -13,10 +13,10 @@
 struct StartVariant {
   std::string name;
   ProgramRun run;
-  std::uintmax_t archiveBytes = 0;  ///< 0: it has none of its own
+  std::uintmax_t archiveBytes = 0;  ///< 0: no archive of its own
 };
 
-/// The middle of some numbers, and what lies between a quarter and three quarters of them.
+/// The median of some numbers, and their quartiles.
 struct Quartiles {
   double low = 0, median = 0, high = 0;
 };
@@ -30,13 +30,12 @@ struct StartTimes {
   double processorSeconds = 0;
   std::string failure = {};  ///< why it was not measured further; else empty
 
-  /// True when it is sooner than the first variant, beyond what the pairs differ.
+  /// True when it is sooner than the first variant by more than the pairs differ.
   [[nodiscard]] bool gains() const;
 };
 
-/// Starts each variant once for each pair, in turn and in changing order, so that what slows the
-/// machine down slows all of them down; before that once to warm the caches. `progress` is called
-/// before each round.
+/// Starts each variant once for each pair, in turn and in changing order, so that a slow machine
+/// slows all of them; before that once to warm the caches. `progress` is called before each round.
 std::vector<StartTimes> measureStarts(const std::vector<StartVariant>& variants, unsigned pairs,
                                       const std::function<void(unsigned)>& progress);
 

@@ -31,12 +31,12 @@ class ArchiveTraining {
   ArchiveTraining(const CdsOptions& options, const std::filesystem::path& file,
                   const Inspection& inspection, ClassDataLaunch launch, TrainingRun run);
 
-  /// Makes one of this kind and tries it with the JVM; with a record that is given nothing is run.
+  /// Makes one of this kind and tries it with the JVM; if a record is given, nothing is run.
   /// Nothing, and a line on standard error, when that fails; the status says how.
   std::optional<TrainedArchive> train(const ArchiveKind& kind, const std::filesystem::path& record);
   [[nodiscard]] int status() const { return status_; }
 
-  /// Whether this JVM runs the code that is there with such an archive; if not, why.
+  /// Whether this JVM runs the current code with such an archive; if not, why.
   [[nodiscard]] std::string whyNotRight(const ArchiveKind& kind) const;
 
   /// Puts the archive, its record and its manifest where they belong.
@@ -44,7 +44,7 @@ class ArchiveTraining {
 
   /// A run of the application with these options of the JVM besides its own.
   [[nodiscard]] std::optional<ProgramRun> runWith(const std::vector<std::string>& options) const;
-  /// The options that take back an archive which the command's own launch has; empty for none.
+  /// The options that cancel an archive of the command's own launch; empty for none.
   [[nodiscard]] const std::vector<std::string>& resettingOptions() const { return resetting_; }
 
  private:
@@ -57,7 +57,7 @@ class ArchiveTraining {
   std::vector<std::string> command_, resetting_;
   TemporaryFolder fresh_;
   TemporaryFolder scratch_;
-  /// The file without the options of an archive, which cannot be taken back in another way.
+  /// The file without the options of an archive, which cannot be cancelled in another way.
   struct PlainFile {
     explicit PlainFile(std::filesystem::path file) : path(std::move(file)) {}
     PlainFile(const PlainFile&) = delete;

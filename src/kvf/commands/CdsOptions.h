@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-/// What kvf cds was asked for.
+/// The options of kvf cds.
 struct CdsOptions {
   std::string file;
   std::string kind = "auto";
@@ -21,8 +21,8 @@ struct CdsOptions {
   std::filesystem::path launcher;
 };
 
-/// Makes an archive, or makes it anew when it has to be; an ExitStatus. Both throw FileError and
-/// Interruption, and leave then what was there.
+/// Make an archive, or make it anew if it no longer fits; an ExitStatus. Both throw FileError and
+/// Interruption, and then leave what was there.
 int makeArchive(const CdsOptions& options, const std::vector<std::string>& command);
 int refreshArchive(const CdsOptions& options);
 

@@ -9,9 +9,9 @@
 
 /// The launches of what `kvf check` is given: properties files, folders (each .kvf below one, but
 /// those that are only included by others), service units of systemd, start scripts of `kvf new`,
-/// and "-" for standard input, which is taken for the file `stdinName` and whose text has to be in
-/// `given`, like others that stand for those of files. What is given twice counts once. Throws
-/// std::runtime_error with a sentence for what is nothing of this.
+/// and "-" for standard input, which stands for the file `stdinName` and whose text has to be in
+/// `given`, like other texts that stand for files. What is given twice counts once. Throws
+/// std::runtime_error with a sentence for anything else.
 std::vector<Inspection> inspectTargets(const std::vector<std::string>& targets,
                                        const std::string& stdinName, const GivenTexts& given);
 

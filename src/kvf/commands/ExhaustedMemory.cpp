@@ -45,14 +45,14 @@ void noteNoMemory() {
   throw std::bad_alloc();
 }
 
-/// Where memory ends in a place that no exception may leave, as in the library's own walk through a
+/// For when memory ends where no exception may leave, as in the library's own walk through a
 /// folder.
 void endWithoutException() {
   if (memoryHasFailed) ::_exit(complainOfMemory());
   std::abort();
 }
 
-/// In front of what libraries make before main.
+/// Before what libraries create before main.
 struct EndsWithoutException {
   EndsWithoutException() {
     std::set_new_handler(noteNoMemory);

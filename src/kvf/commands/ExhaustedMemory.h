@@ -4,7 +4,7 @@
 /// The program whose memory ends says so in one line and leaves nothing half done. Part of the
 /// program alone: it brings an operator new, which has a reserve for the cleaning up.
 
-/// Says so; the program's exit status. Takes no memory.
+/// Says so; the program's exit status. Allocates nothing.
 int complainOfMemory() noexcept;
 
 #endif

@@ -23,7 +23,7 @@ namespace {
 
 struct ImportQuestion {
   StartSources sources;
-  fs::path file;     ///< the file the file to write; empty: standard output
+  fs::path file;     ///< the file to write; empty: standard output
   fs::path secrets;  ///< the file for the secrets; empty: they stay
 };
 

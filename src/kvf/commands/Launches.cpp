@@ -63,7 +63,7 @@ LaunchSurroundings surroundingsOf(const ServiceUnit& unit) {
   surroundings.madeFolders = service.madeFolders;
   surroundings.stackLimit = service.stack.hard;
   surroundings.softStackLimit = service.stack.soft;
-  // The unit gets control groups of its own, so that those of this process do not count.
+  // The unit gets control groups of its own; those of this process do not count.
   surroundings.memory = MemoryBound{machineMemory(), "this machine"};
   if (service.memory && *service.memory < surroundings.memory->bytes)
     surroundings.memory = MemoryBound{*service.memory, memorySourceOf(unit)};
@@ -73,7 +73,7 @@ LaunchSurroundings surroundingsOf(const ServiceUnit& unit) {
 constexpr std::string_view systemPath =
     "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
 
-/// Where a unit's argument stands, by the launcher's argument that it becomes.
+/// Where a unit's argument is, by the launcher's argument that it becomes.
 std::vector<Position> placesOf(const StartedProgram& program, const ServiceCommand& command) {
   std::vector<Position> places;
   for (const std::size_t typed : program.typed) {
@@ -130,7 +130,7 @@ std::vector<Inspection> inspectUnit(const std::string& file, const GivenTexts& g
     inspections.push_back(std::move(inspection));
   }
   if (inspections.empty()) {
-    // What systemd refuses is not among the commands.
+    // Commands that systemd refuses are not included.
     for (const UnitNote& note : unit->notes())
       if (note.weight == UnitNote::Weight::refusesUnit)
         throw std::runtime_error(concat({unit->files()[note.at.file].name, ":",

@@ -7,12 +7,12 @@
 
 /// How every subcommand ends.
 enum ExitStatus : int {
-  success = 0,   ///< done; the answer is good
-  negative = 1,  ///< the answer is not: something was found, nothing suits
-  noAnswer = 2,  ///< there is none; standard error says why
+  success = 0,   ///< done, with a good answer
+  negative = 1,  ///< done, with a bad one: something was found, nothing suits
+  noAnswer = 2,  ///< no answer; standard error says why
 };
 
-/// Says on standard error, in one line, why there is no answer.
+/// Prints on standard error, in one line, why there is no answer.
 ExitStatus complain(std::string_view text);
 
 /// Writes to standard output, or standard error; what cannot be written leaves no answer.
@@ -21,14 +21,13 @@ ExitStatus print(std::string_view text, std::FILE* stream = stdout);
 /// Writes a document with its schema.
 ExitStatus printJson(const nlohmann::ordered_json& document);
 
-/// True when standard error is a terminal, where a line can take the place of the one before.
+/// True when standard error is a terminal, where a line can replace the one before.
 bool showsProgressInPlace();
 
-/// "always", "never" or, as without a call, "auto".
+/// "always", "never" or "auto", the default.
 void chooseColour(std::string_view when);
 
-/// True when that was chosen; on its own when standard output is a terminal and NO_COLOR is not
-/// set.
+/// True for "always"; for "auto" when standard output is a terminal and NO_COLOR is not set.
 bool wantsColour();
 
 #endif

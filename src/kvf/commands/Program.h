@@ -19,15 +19,15 @@ struct StartedProgram {
 
   Kind kind = Kind::other;
   std::string file;         ///< the program's, where it was found
-  std::string description;  ///< of another one: "is a script, and none that kvf new wrote"
-  std::vector<std::string> commandLine;      ///< the launcher's
-  std::vector<std::size_t> typed;            ///< for each of its arguments, which one was typed
+  std::string description;  ///< of another one: "is a script that kvf new did not write"
+  std::vector<std::string> commandLine;  ///< the launcher's
+  std::vector<std::size_t> typed;  ///< for each of its arguments, which typed one it comes from
   std::map<std::string, std::string> files;  ///< that a start script makes: their texts by name
-  std::string refusal;                       ///< of a start script, when it would start nothing
+  std::string refusal;                       ///< of a start script: why it would start nothing
 };
 
 /// Looks at the program that the first argument names, found along `path` where it has no slash. A
-/// program that is not there is taken for the launcher by what it is called and by its arguments.
+/// program that does not exist counts as the launcher if its name and arguments look like it.
 /// REQUIRES: there is an argument.
 StartedProgram programOf(const std::vector<std::string>& commandLine, const std::string& path,
                          const std::string& directory);

@@ -10,7 +10,7 @@ namespace CLI {
 class App;
 }
 
-/// What stands after "--": arguments of the launcher, or a whole command line of its own.
+/// What follows "--": arguments of the launcher, or a whole command line.
 using LauncherArguments = std::vector<std::string>;
 
 /// Does what a subcommand does, once its options are parsed; returns an ExitStatus.
@@ -19,7 +19,7 @@ using RunSubcommand = std::function<int(const LauncherArguments&)>;
 struct Subcommand {
   const char* name;
   const char* summary;      ///< one line of kvf --help
-  const char* footer = "";  ///< of its own help, below the options
+  const char* footer = "";  ///< of the subcommand's help, below the options
   bool hidden = false;      ///< left out of kvf --help
   /// Gives the subcommand its options, and returns what runs it.
   RunSubcommand (*declare)(CLI::App& command);

@@ -20,13 +20,13 @@
 
 namespace {
 
-/// Names of values as the manual page has them, without types and checks.
+/// Names of values as in the manual page, without types and checks.
 class HelpFormatter : public CLI::Formatter {
  public:
   std::string make_option_opts(const CLI::Option* option) const override {
     const std::string type = option->get_type_name();
     const std::string name = type.substr(0, type.find(':'));
-    // What a library calls a text or a number; a positional has its own name.
+    // The library's names for a text or a number; a positional has its own name.
     const bool isNamed = !option->get_positional() && name != "TEXT" && name != "UINT";
     return isNamed && !name.empty() ? " " + name : "";
   }
@@ -61,8 +61,8 @@ std::string complaintAbout(const CLI::ParseError& error, const CLI::App& app) {
   return concat({complaint, "; see ", help});
 }
 
-/// The words for the parser, the last one first, as it wants them. It takes a file in brackets for
-/// a list of files.
+/// The words for the parser, the last one first, as it needs them. It reads a file name in brackets
+/// as a list of files.
 std::vector<std::string> reversedWords(char** begin, char** end) {
   std::vector<std::string> words(begin, end);
   if (!words.empty() && words.front() == "check") {
@@ -74,7 +74,7 @@ std::vector<std::string> reversedWords(char** begin, char** end) {
 }
 
 int run(int argc, char** argv) {
-  // What stands after "--" is a command line of the launcher, with switches of its own.
+  // What follows "--" is a command line of the launcher, with switches of its own.
   char** const dashes = std::find_if(
       argv, argv + argc, [](const char* argument) { return std::strcmp(argument, "--") == 0; });
   const LauncherArguments launcherArguments(std::min(dashes + 1, argv + argc), argv + argc);
@@ -108,7 +108,7 @@ bool isOutputWritten() {
 int answer(int argc, char** argv) {
   try {
     const int status = run(argc, argv);
-    // Where a command could not print, it has said so.
+    // A command that could not print has said so.
     if (status == noAnswer || isOutputWritten()) return status;
     return complain("standard output cannot be written");
   } catch (const Interruption& interruption) {

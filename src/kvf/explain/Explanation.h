@@ -27,7 +27,7 @@ struct ExplainedEntry {
   bool used = false;
 };
 
-/// One property, with everything that had a say in it.
+/// One property, with everything that decided its value.
 struct ExplainedProperty {
   std::string key;
   Source origin;
@@ -46,7 +46,7 @@ std::string placeOf(const Inspection& inspection, const Entry& entry, const Refe
 /// the launcher itself.
 std::vector<ExplainedProperty> explainProperties(const Inspection& inspection);
 
-/// Every definition of a key in the order of reading, those that lost included.
+/// Every definition of a key in the order of reading, also those that were overruled.
 std::vector<ExplainedEntry> explainKey(const Inspection& inspection, std::string_view key);
 
 /// The places whose values refer to the key.
@@ -55,14 +55,14 @@ std::vector<std::string> usersOf(const Inspection& inspection, const std::string
 /// What an element of the expanded class path brings, or why it brings nothing.
 std::string whatItBrings(const ScannedElement& element);
 
-/// Makes a word of a text for a shell.
+/// Turns a text into a word for a shell.
 using ShellWord = std::string (*)(std::string_view text);
 
 /// The command that starts the application with the program java as the launcher would start it in
 /// its own process, with the working directory and the exported variables.
 std::string equivalentJavaCommand(const Inspection& inspection, ShellWord word);
 
-/// What the program java would do otherwise all the same, a sentence without a stop each.
+/// What the program java would do differently all the same, a sentence without a full stop each.
 std::vector<std::string> differencesOfJavaCommand(const Inspection& inspection);
 
 #endif

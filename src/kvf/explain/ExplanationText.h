@@ -8,7 +8,7 @@
 /// For a person: nothing in it reaches a terminal as anything but text.
 std::string asText(const LaunchExplanation& launch);
 
-/// The same of a key, with what the launcher makes of one that it knows.
+/// The same for a key, with what the launcher makes of one that it knows.
 std::string asText(const KeyExplanation& explanation);
 
 #endif

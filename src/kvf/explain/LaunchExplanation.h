@@ -10,13 +10,13 @@
 #include "kvf/jvm/JvmSearch.h"
 #include "kvf/launch/Inspection.h"
 
-/// What `kvf explain` says, whichever way it is printed: of a launch, and of one key.
+/// What `kvf explain` says about a launch, or about one key, however it is printed.
 
 /// Why the launch would end before the application runs.
 struct ExplainedEnd {
   std::string place;
   std::string text;     ///< what is wrong
-  std::string message;  ///< the launcher's own; empty: it has none
+  std::string message;  ///< the launcher's own message; empty: it has none
   const char* rule;     ///< that finds it
 };
 

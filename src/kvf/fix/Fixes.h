@@ -16,7 +16,7 @@ struct FixedFile {
   std::string name;    ///< as a reader knows it
   std::string before;  ///< as it was read
   std::string after;
-  std::size_t fixes = 0;  ///< how many findings were mended
+  std::size_t fixes = 0;  ///< how many findings were fixed
 };
 
 /// The fixes of findings, put into the texts of the files, which are left alone until `write`.
@@ -26,18 +26,18 @@ struct FixedFile {
 ///
 class Fixes {
  public:
-  /// Applies each fix as a whole, unless it touches one that was taken before it: that one is found
-  /// again. False when there was none to apply.
+  /// Applies each fix as a whole, unless it touches one that was applied before it: such a finding
+  /// comes up again. False when there was none to apply.
   bool apply(std::span<const Finding> findings);
 
-  /// By absolute paths; those that are changed alone.
+  /// By absolute paths; only those that are changed.
   [[nodiscard]] const std::map<std::string, FixedFile>& files() const { return files_; }
-  /// What stands for the files from now on.
+  /// Replaces the texts of the files from now on.
   [[nodiscard]] GivenTexts texts() const;
 
   /// Replaces every file, or none when one of them cannot be replaced without a loss, has changed
-  /// since it was read, or is `except`, which is left out. Throws FileError; what fails later than
-  /// these looks, as on a full disk, leaves that file and those behind it as they are.
+  /// since it was read, or is `except`, which is left out. Throws FileError; a failure after these
+  /// checks, as on a full disk, leaves that file and those after it as they are.
   void write(const std::string& except = {}) const;
 
  private:

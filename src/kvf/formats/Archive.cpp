@@ -80,7 +80,7 @@ struct Directory {
   std::uint64_t end = 0;     ///< in the file
 };
 
-/// The second record of a large archive has the last word.
+/// The second record of a large archive decides.
 Directory directoryOf(std::FILE* file, std::string_view record, std::uint64_t fileBytes) {
   const std::uint64_t end = fileBytes - record.size();
   const std::string large = bytesBefore(file, end, largeRecordBytes + locatorBytes);
@@ -156,7 +156,7 @@ class Inflater {
       const int result = ::inflate(&stream_, Z_NO_FLUSH);
       text.append(reinterpret_cast<const char*>(buffer.data()), buffer.size() - stream_.avail_out);
       ended_ = result == Z_STREAM_END;
-      // Without progress: more input is wanted.
+      // Without progress it needs more input.
       if (result == Z_BUF_ERROR) break;
       sound_ = ended_ || result == Z_OK;
     }
@@ -249,7 +249,7 @@ std::optional<std::string> Archive::read(const std::string& name, std::size_t ma
   std::optional<std::uint64_t> at = contentsOf(entry);
   if (!at) return std::nullopt;
 
-  // Memory is taken as bytes come: the sizes are what the archive claims.
+  // Memory is taken as bytes come: the sizes are only what the archive claims.
   std::string text;
   Inflater inflater;
   std::array<char, 16384> buffer;

@@ -34,12 +34,12 @@ class Archive {
   [[nodiscard]] ArchiveState state() const { return state_; }
 
   [[nodiscard]] std::size_t size() const { return entries_.size(); }
-  /// The name of the entry as it stands in the archive ("com/acme/Main.class"), valid as long as
-  /// the archive. Empty past the end.
+  /// The name of the entry as it is in the archive ("com/acme/Main.class"), valid as long as the
+  /// archive. Empty past the end.
   [[nodiscard]] std::string_view nameAt(std::size_t index) const;
   [[nodiscard]] bool contains(const std::string& name) const { return byName_.contains(name); }
 
-  /// The unpacked entry; nothing when there is none of this name, it is longer than `maxBytes`,
+  /// The unpacked entry; nothing when there is no such entry, it is longer than `maxBytes`,
   /// encrypted or damaged.
   [[nodiscard]] std::optional<std::string> read(const std::string& name,
                                                 std::size_t maxBytes = defaultMaxBytes) const;

@@ -8,11 +8,11 @@ namespace {
 
 constexpr std::uint16_t version = 20;
 constexpr std::uint16_t namesAreUtf8 = 0x0800;
-// 1 January 1980, midnight: what is made twice from the same files is the same.
+// 1 January 1980, midnight: the same files always make the same archive.
 constexpr std::uint16_t date = 0x21;
 constexpr std::size_t headerBytes = 128;
 
-/// Little-endian, whatever this machine is.
+/// Little-endian on every machine.
 template <class Number>
 void put(std::string& text, Number number) {
   for (std::size_t i = 0; i < sizeof number; ++i)

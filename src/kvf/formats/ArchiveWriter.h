@@ -5,8 +5,7 @@
 #include <string>
 #include <string_view>
 
-/// The text of a .jar or .zip file, which has its entries as they are, unpacked: a JVM reads them
-/// sooner so.
+/// The text of a .jar or .zip file with its entries unpacked, which a JVM reads sooner.
 class ArchiveWriter {
  public:
   /// An entry at the end. False, and nothing is added, when the file would get too large for its

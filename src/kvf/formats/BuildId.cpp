@@ -11,7 +11,7 @@
 
 namespace {
 
-// Longer notes are no build IDs.
+// Longer notes are not build IDs.
 constexpr std::size_t maxNoteBytes = 4096;
 
 template <class Record>

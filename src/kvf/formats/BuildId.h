@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <string>
 
-/// The build ID that the linker gave to a program or library, in hexadecimal digits; empty when it
-/// has none, or is none. Reads a few hundred bytes of the file; throws FileError when it cannot.
+/// The build ID that the linker gave to a program or library, in hexadecimal digits; empty when the
+/// file has none. Reads a few hundred bytes of the file; throws FileError when it cannot.
 std::string buildIdOf(const std::filesystem::path& path);
 
 #endif

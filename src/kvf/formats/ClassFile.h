@@ -13,10 +13,10 @@ struct ClassMethod {
   [[nodiscard]] bool isPublic() const { return (accessFlags & 0x0001U) != 0; }
 };
 
-/// What a module says of itself.
+/// What a module says about itself.
 struct ModuleDeclaration {
   std::string_view name;                   ///< "com.acme"
-  std::vector<std::string_view> required;  ///< modules that it cannot do without
+  std::vector<std::string_view> required;  ///< modules that it requires
   bool provides = false;                   ///< services, for others to find
   std::string_view mainClass;              ///< "com/acme/Main"; empty: it names none
 };
@@ -26,7 +26,7 @@ struct ModuleDeclaration {
 struct ClassFile {
   unsigned majorVersion = 0;
   std::string_view name;       ///< "com/acme/Main"
-  std::string_view superName;  ///< empty for java/lang/Object alone
+  std::string_view superName;  ///< empty only for java/lang/Object
   std::vector<ClassMethod> staticMethods;
   std::optional<ModuleDeclaration> module;  ///< of a module-info.class
 

@@ -10,7 +10,7 @@
 
 namespace {
 
-// Tables of names beyond these sizes are no sound library's.
+// No sound library has larger tables of names.
 constexpr std::size_t maxTableBytes = std::size_t{64} << 20U;
 
 /// Up to `size` bytes of the file from the offset on; fewer at its end.
@@ -68,8 +68,8 @@ std::optional<std::vector<std::string>> exportsOf(const ReadAt& readAt, const El
 bool isProgram(const ReadAt& readAt, const Elf64_Ehdr& header) {
   const auto segments = tableAt<Elf64_Phdr>(readAt, header.e_phoff,
                                             std::uint64_t{header.e_phnum} * sizeof(Elf64_Phdr));
-  // A program that may be loaded anywhere is of a library's type, but names its loader. (libc.so.6
-  // does so too; nobody gives that to a launcher.)
+  // A position-independent program has the type of a library, but names its loader. (libc.so.6 does
+  // so too; nobody gives that to a launcher.)
   return segments && std::any_of(segments->begin(), segments->end(), [](const Elf64_Phdr& segment) {
            return segment.p_type == PT_INTERP;
          });

@@ -32,8 +32,8 @@ struct ManifestElement {
   bool isAbsolute = false;
 };
 
-/// What the Class-Path of an archive's manifest names, in order. Its elements are URLs that count
-/// from the archive's folder: "%20" is a blank, "file:" may stand in front.
+/// What the Class-Path of an archive's manifest names, in order. Its elements are URLs relative to
+/// the archive's folder: "%20" is a blank, and "file:" may come first.
 std::vector<ManifestElement> manifestClassPath(const std::filesystem::path& archive);
 
 /// The value, or an empty text.

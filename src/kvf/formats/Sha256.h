@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-/// The digest of FIPS 180-4, of texts that come in pieces.
+/// SHA-256 (FIPS 180-4) of texts that come in pieces.
 class Sha256 {
  public:
   void add(std::string_view bytes);

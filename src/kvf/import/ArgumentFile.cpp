@@ -98,7 +98,7 @@ class Tokenizer {
   std::size_t line_ = 1;
   std::size_t began_ = 1;
   std::string word_;
-  std::string rest_;  ///< what a comment would take away
+  std::string rest_;  ///< what a comment would drop
   std::vector<ArgumentFileWord> words_;
 };
 

@@ -20,7 +20,7 @@ struct ArgumentFileWord {
 ///     inside quotes    \n \r \t \f, a backslash before any other character drops it; one at the
 ///                      end of a line joins the next without its blanks; a line end closes them
 ///
-/// A "#" outside of quotes ends the word without what stands right before it; an empty pair of
+/// A "#" outside of quotes ends the word without what is right before it; an empty pair of
 /// quotes, or a backslash, at the very end of the text gives no word.
 std::vector<ArgumentFileWord> parseArgumentFile(std::string_view text);
 

@@ -3,7 +3,7 @@
 
 #include <stdexcept>
 
-/// Why no properties file can be made of a start; the text is a sentence for the user.
+/// Why no properties file can be made from a start; the text is a sentence for the user.
 struct ImportError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };

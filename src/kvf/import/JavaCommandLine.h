@@ -13,11 +13,11 @@ struct JavaCommandLine {
 
   Kind kind = Kind::startClass;
   SourcedWord what;  ///< the class, the archive, or the module and perhaps its class
-  std::vector<SourcedWord> options;      ///< of the JVM, a word each, as java hands them over
+  std::vector<SourcedWord> options;      ///< of the JVM, one word each, as java passes them on
   std::optional<SourcedWord> classPath;  ///< that was given; patterns are replaced
   std::vector<SourcedWord> arguments;    ///< of the application
   std::string library;                   ///< another JVM of the same home; empty: the usual one
-  /// What the file cannot carry, and why, in sentences.
+  /// What the file cannot carry over, and why, in sentences.
   std::vector<std::string> losses;
   /// What a reader may wonder about.
   std::vector<std::string> notes;

@@ -48,7 +48,7 @@ class Expansion {
     }
     words.push_back(word);
     if (text.starts_with('-')) {
-      // The archive behind -jar may stand in an argument file, and ends the options all the same.
+      // The archive after -jar may be in an argument file, and ends the options all the same.
       expectsValue_ = takesNextWord(text) && !isMode(text);
       hasEnded_ = hasEnded_ || text.starts_with("--module=");
     } else {

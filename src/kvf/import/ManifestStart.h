@@ -12,7 +12,7 @@
 /// Java, which may not have read them yet; 0: unknown.
 std::vector<std::string> optionsOfManifest(const Manifest& manifest, unsigned release);
 
-/// What has no option, in sentences.
+/// What no option replaces, in sentences.
 std::vector<std::string> lossesOfManifest(const Manifest& manifest);
 
 #endif

@@ -16,7 +16,7 @@ struct StartTarget {
   std::vector<std::string> losses;   ///< what the launcher does not do, in sentences
 };
 
-/// Throws ImportError when the archive or module does not tell what to start.
+/// Throws ImportError when the archive or module does not say what to start.
 StartTarget startTargetOf(const JavaStart& start, const JavaCommandLine& line);
 
 #endif

@@ -18,7 +18,7 @@ std::optional<unsigned> numberOf(std::string_view text) {
   return number;
 }
 
-/// The one that was found by a place, as it is in the list of all.
+/// The one that was found there, as it is in the list of all.
 const Jvm* knownOf(const JvmPlaces& place, const std::vector<Jvm>& found) {
   const std::vector<Jvm> here = findJvms(place);
   if (here.empty()) return nullptr;

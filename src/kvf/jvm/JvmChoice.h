@@ -9,7 +9,7 @@
 
 #include "kvf/jvm/JvmSearch.h"
 
-/// The releases of Java that will do.
+/// The releases of Java that suit.
 struct JavaReleases {
   static constexpr unsigned newest = std::numeric_limits<unsigned>::max();
 
@@ -20,7 +20,7 @@ struct JavaReleases {
   static std::optional<JavaReleases> of(std::string_view text);
 
   [[nodiscard]] bool contain(unsigned release) const { return first <= release && release <= last; }
-  /// " of Java 17 to 25", or nothing when any will do.
+  /// " of Java 17 to 25", or nothing when any suits.
   [[nodiscard]] std::string description() const;
 };
 

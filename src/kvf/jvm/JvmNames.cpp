@@ -19,9 +19,9 @@ bool holds(const std::string& text, std::string_view wanted) {
 JvmNames::JvmNames(std::filesystem::path library) : library_(std::move(library)) {}
 
 bool JvmNames::lacksFlag(std::string_view name) {
-  // With the NUL that ends it; it may be the end of a longer one.
+  // With the NUL that ends it; it may be the end of a longer text.
   const std::string text(name);
-  // Some that are in no table of flags stand there as they are written.
+  // Some that are in no table of flags are there as they are written.
   return mayLookFor() && !holds(text_, std::string_view(text.c_str(), text.size() + 1)) &&
          !holds(text_, concat({"-XX:", name, "="}));
 }

@@ -18,7 +18,7 @@ namespace {
 constexpr std::size_t maxEntriesOfFolder = 1024;
 constexpr std::size_t maxReleaseFileBytes = 65536;
 
-// Where the library lies below a home; up to Java 8 with a folder for the architecture on the way.
+// Where the library is below a home; up to Java 8 with a folder for the architecture in between.
 struct LibraryPlace {
   const char* folder;
   bool byArchitecture;
@@ -30,7 +30,7 @@ constexpr LibraryPlace libraryPlaces[] = {
 };
 constexpr const char* libraryKinds[] = {"server", "client", "minimal"};
 
-// Below these folders lie homes, or they are one.
+// These folders contain homes, or are one.
 constexpr const char* systemFolders[] = {
     "/usr/lib/jvm",
     "/usr/lib64/jvm",
@@ -76,7 +76,7 @@ bool isFile(const fs::path& path) {
   return fs::is_regular_file(path, error);
 }
 
-/// Sorted, so that the result does not depend on the file system; none for what is no folder.
+/// Sorted, so that the result does not depend on the file system; none for what is not a folder.
 std::vector<fs::path> entriesOf(const fs::path& folder) {
   std::vector<fs::path> entries;
   std::error_code error;
@@ -125,8 +125,8 @@ std::map<std::string, std::string> readReleaseFile(const fs::path& file) {
   return values;
 }
 
-/// A package of Java 8 may lack the file "release"; the archive of its classes, which later ones
-/// have not, tells the same.
+/// A package of Java 8 may lack the file "release"; then the archive of its classes, which later
+/// releases do not have, shows the release.
 void readOldManifest(const fs::path& home, Jvm& jvm) {
   for (const char* archive : {"jre/lib/rt.jar", "lib/rt.jar"}) {
     const Manifest manifest = manifestOf(home / archive);
@@ -159,8 +159,8 @@ bool isNewer(const Jvm& left, const Jvm& right) {
   return leftNumbers != rightNumbers ? leftNumbers > rightNumbers : left.home < right.home;
 }
 
-/// Names without version numbers (default-java, current, an unversioned link) are those that a
-/// distribution keeps pointing at what it updates.
+/// A distribution keeps names without version numbers (default-java, current, an unversioned link)
+/// pointing to what it updates.
 bool survivesLonger(const fs::path& left, const fs::path& right) {
   const auto digits = [](const fs::path& path) {
     return std::count_if(path.native().begin(), path.native().end(),
@@ -173,7 +173,7 @@ bool survivesLonger(const fs::path& left, const fs::path& right) {
 
 class Search {
  public:
-  /// Nothing happens for a folder that is no JVM's home.
+  /// A folder that is not the home of a JVM is ignored.
   bool add(const fs::path& folder, const std::string& foundBy) {
     std::error_code error;
     fs::path home = fs::absolute(folder, error).lexically_normal();
@@ -271,7 +271,7 @@ std::optional<Jvm> jvmAt(const fs::path& home) {
 std::optional<Jvm> jvmOfLibrary(const fs::path& library) {
   std::error_code error;
   std::optional<Jvm> found;
-  // The folder "jre" inside a JDK is a home too, but the version stands in the one around it.
+  // The folder "jre" inside a JDK is a home too, but the version is in the one around it.
   for (fs::path folder = library.parent_path(); folder.has_relative_path();
        folder = folder.parent_path()) {
     std::optional<Jvm> jvm = jvmAt(folder);

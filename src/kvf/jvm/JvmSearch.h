@@ -9,14 +9,14 @@
 #include <string_view>
 #include <vector>
 
-/// A JVM of this machine, known by its files; nothing is started.
+/// A JVM of this machine, as its files describe it; nothing is started.
 struct Jvm {
   std::filesystem::path home;     ///< the way to it that is likeliest to survive an update
   std::filesystem::path library;  ///< libjvm.so below `home`
   std::filesystem::path java;     ///< bin/java below `home`; empty when there is none
-  std::string version;            ///< "17.0.15", "1.8.0_392"; empty when no file tells it
-  unsigned release = 0;           ///< 17, 8; 0 when no file tells it
-  std::string vendor;             ///< "Debian"; empty when no file tells it
+  std::string version;            ///< "17.0.15", "1.8.0_392"; empty when no file says it
+  unsigned release = 0;           ///< 17, 8; 0 when no file says it
+  std::string vendor;             ///< "Debian"; empty when no file says it
   std::string foundBy;            ///< "JAVA_HOME", "PATH" or the folder
   std::vector<std::filesystem::path> homes;  ///< every way to it that was found, `home` included
 };
@@ -33,7 +33,7 @@ struct JvmPlaces {
 /// of this process.
 JvmPlaces usualJvmPlaces();
 
-/// Every JVM of the places, newest first; one that is reached by several ways is there once.
+/// Every JVM of the places, newest first; one that is reached in several ways is listed once.
 std::vector<Jvm> findJvms(const JvmPlaces& places);
 
 /// The JVM whose home this folder is, or nothing.
@@ -42,7 +42,7 @@ std::optional<Jvm> jvmAt(const std::filesystem::path& home);
 /// The JVM that this file is the library of ("/usr/lib/jvm/x/lib/server/libjvm.so"), or nothing.
 std::optional<Jvm> jvmOfLibrary(const std::filesystem::path& library);
 
-/// The modules that the JVM has by itself; empty when no file tells them.
+/// The modules of the JVM itself; empty when no file lists them.
 std::set<std::string, std::less<>> modulesOf(const Jvm& jvm);
 
 /// The release of a version text: "17.0.15" -> 17, "1.8.0_392" -> 8, "" -> 0.

@@ -6,8 +6,8 @@
 #include <optional>
 #include <string_view>
 
-/// What the releases of the OpenJDK do with an option of a JVM, by a table of what some of them
-/// said when they were asked.
+/// What the releases of OpenJDK do with an option of a JVM, from a table of what some of them said
+/// when asked.
 
 inline constexpr std::array<unsigned, 6> askedReleases = {8, 11, 17, 21, 25, 26};
 inline constexpr unsigned oldestRelease = askedReleases.front();
@@ -18,8 +18,8 @@ enum class OptionState : char {
   taken = 't',
   deprecated = 'd',    ///< taken, with a warning
   ignored = 'i',       ///< with a warning
-  experimental = 'x',  ///< refused unless -XX:+UnlockExperimentalVMOptions stands before it
-  diagnostic = 'g',    ///< refused unless -XX:+UnlockDiagnosticVMOptions stands before it
+  experimental = 'x',  ///< refused unless -XX:+UnlockExperimentalVMOptions comes before it
+  diagnostic = 'g',    ///< refused unless -XX:+UnlockDiagnosticVMOptions comes before it
   refused = 'e',       ///< the JVM does not start
 };
 
@@ -35,14 +35,14 @@ struct OptionHistory {
 
   /// Nothing for a release between two asked ones that differ, where it is not known since when.
   [[nodiscard]] std::optional<OptionState> in(unsigned release) const;
-  /// The last asked release before this one, or the first one behind it, where the option is
-  /// usable; 0: there is none.
+  /// The last asked release before this one, or the first one after it, in which the option is
+  /// usable; 0: none.
   [[nodiscard]] unsigned lastUsableBefore(unsigned release) const;
   [[nodiscard]] unsigned firstUsableAfter(unsigned release) const;
 };
 
-/// Of an option as a JVM gets it, "-XX:+UseSerialGC", "-Xloggc:gc.log"; nothing when none of the
-/// asked JVMs knows it, or it is none of those that were asked about.
+/// Of an option as a JVM gets it, "-XX:+UseSerialGC", "-Xloggc:gc.log"; nothing when no asked JVM
+/// knows it, or they were not asked about it.
 std::optional<OptionHistory> historyOf(std::string_view option);
 
 /// The flag of "-XX:+NAME", "-XX:-NAME" or "-XX:NAME=VALUE"; empty: it is no flag.
@@ -51,7 +51,7 @@ std::string_view flagOf(std::string_view option);
 /// The flag of some release that the name was probably meant to be; empty: none is near.
 std::string_view nearestFlag(std::string_view name);
 
-/// What to write instead of an option that went, as the end of a sentence; null: nothing is known.
+/// What to write instead of a removed option, as the end of a sentence; null: unknown.
 const char* insteadOf(const OptionHistory& history);
 
 #endif

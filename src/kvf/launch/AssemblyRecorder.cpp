@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Files beyond are not looked at: the same one may be included thousands of times.
+/// Further files are not looked at: the same one may be included thousands of times.
 constexpr std::size_t maxRecordedBytes = std::size_t{32} << 20U;
 /// A few lines of references that double each other make any amount of text.
 constexpr std::size_t maxReplacedBytes = std::size_t{32} << 20U;
@@ -47,7 +47,7 @@ SourceFile& AssemblyRecorder::addFile(const WString& name) {
 }
 
 PropertiesText AssemblyRecorder::readFile(const char* name) {
-  // Nobody wants more: it would be refused as a whole.
+  // No more is needed: it would be refused as a whole.
   if (recordedBytes_ > maxRecordedBytes) return {PropertiesText::State::read, {}};
   return texts_.read(name).content;
 }

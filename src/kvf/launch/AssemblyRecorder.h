@@ -10,8 +10,8 @@
 #include "kvf/launch/Inspection.h"
 #include "kvf/launch/SourceTexts.h"
 
-/// What an assembly leaves out, as the launch would end there. Files are numbered in the order of
-/// reading, which this does not change.
+/// What an assembly leaves out because the launch would end there. Files are numbered in the order
+/// of reading, which this does not change.
 struct SkippedEntries {
   std::set<std::pair<int, std::size_t>> entries;  ///< file and offset of the key
   bool globalFile = false;

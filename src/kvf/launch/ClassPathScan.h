@@ -11,7 +11,7 @@
 /// An element of the class path as it is written, and the elements it becomes.
 struct ClassPathElement {
   std::string written;
-  bool searched = false;  ///< a folder that brings its archives along
+  bool searched = false;  ///< a folder that adds its archives
   std::vector<std::string> expanded;
 };
 
@@ -49,7 +49,7 @@ class ClassPathScan {
   [[nodiscard]] std::string nearest(const std::string& name) const;
 
  private:
-  /// Looks where the manifests' Class-Path leads.
+  /// Follows the Class-Path of the manifests.
   [[nodiscard]] std::optional<FoundClass> findByManifests(const std::string& entry) const;
 
   std::vector<ScannedElement> elements_;

@@ -106,7 +106,7 @@ const SourceFile& Inspection::fileOf(const Position& at) const {
 
 std::string Inspection::pathOf(const Position& at) const {
   const std::string& name = fileOf(at).name;
-  // A unit is looked for from here, its launch may be elsewhere.
+  // The file of a unit is relative to this directory, which its launch need not have.
   const std::filesystem::path path =
       at.file <= Position::unit ? std::filesystem::absolute(name).native() : atLauncher(name);
   return path.lexically_normal().native();

@@ -63,7 +63,7 @@ struct Reference {
   std::string name;
   VariableSource source = VariableSource::nothing;
   std::string replacement;
-  bool inReplacement = false;   ///< it stood in the replacement of an earlier reference
+  bool inReplacement = false;   ///< it was in the replacement of an earlier reference
   bool whileExporting = false;  ///< by the second substitution, of an exported variable
 };
 
@@ -95,7 +95,7 @@ struct Argument {
   [[nodiscard]] bool isUnknownSwitch() const;
 };
 
-/// Where the launch would end with a message, or the inspection goes no further.
+/// Where the launch would end with a message, or the inspection stops.
 struct Failure {
   enum class Stage {
     mainFile,
@@ -154,15 +154,15 @@ class Inspection {
   std::optional<AssemblyRun> inner;  ///< after it would have started itself again
   LaunchPlan plan;
   std::optional<ClassPathScan> classPath;  ///< of a Java launch
-  std::optional<ModulePath> modulePath;    ///< the same, where options speak of modules
+  std::optional<ModulePath> modulePath;    ///< the same, where options are about modules
   std::optional<ClassPathScan> adjuster;   ///< of a launch with an adjuster, and its class
   std::vector<std::string> commandLine;
-  /// Where each argument stands, when it was not typed as it is: in a unit, or as an argument of a
+  /// Where each argument comes from, when it was not typed as it is: a unit, or an argument of a
   /// start script; else empty.
   std::vector<Position> argumentPlaces;
   LaunchSurroundings surroundings;
   std::shared_ptr<const ServiceUnit> unit;  ///< that starts it; null: none
-  std::string unitKey;                      ///< the key of the unit that the command stands at
+  std::string unitKey;                      ///< the key of the command in the unit
   std::vector<SourceFile> unitFiles;
   std::string programFile;           ///< where the program of the command line was found, if it was
   std::string scriptRefusal;         ///< what the start script says instead of starting this
@@ -171,7 +171,7 @@ class Inspection {
   std::string shownFolder;  ///< how files below the absolute folder are named; both may be empty
   std::string absoluteFolder;
   bool forScript = false;  ///< values must also fit into a generated script
-  bool deep = false;       ///< files are compared by what is in them, which takes time
+  bool deep = false;       ///< files are compared by their contents, which takes time
 
   /// The assembly that the application is started from.
   [[nodiscard]] const AssemblyRun& run() const { return inner ? *inner : outer; }
@@ -201,18 +201,18 @@ class Inspection {
   [[nodiscard]] std::string_view rawValueOf(const Entry& entry) const;
   /// A line of a file of the unit.
   [[nodiscard]] static Position unitPosition(const UnitPlace& at);
-  /// Where the key got its value; where it is nowhere defined, the main file as a whole.
+  /// Where the key got its value; for one that is not defined, the main file as a whole.
   [[nodiscard]] Position positionOf(std::string_view key) const;
   /// The main file, or the command line when there is none.
   [[nodiscard]] Position mainFile() const;
   /// False when the main file could not be read.
   [[nodiscard]] bool hasMainFile() const;
-  /// True when all files were read to their ends, so that what is not there is absent.
+  /// True when all files were read to their ends, so that what was not found is absent.
   [[nodiscard]] bool knowsAllKeys() const;
 
   [[nodiscard]] bool isJava() const;
   /// The command as a word: "--run" when there is none. After an unknown switch, which makes the
-  /// launcher show its usage, the one that was meant.
+  /// launcher show its usage, the one that was probably meant.
   [[nodiscard]] std::string command() const;
   /// True for --run. A command that does not exist is wrong by itself, and --run is what was meant.
   [[nodiscard]] bool runsInProcess() const;

@@ -28,7 +28,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Brings the environment back to what it was, on leaving the scope at the latest.
+/// Restores the environment, on leaving the scope at the latest.
 class EnvironmentGuard {
  public:
   EnvironmentGuard() {
@@ -81,7 +81,7 @@ class EntryTexts {
   std::vector<std::string> texts_;
 };
 
-/// What the launcher's log would end the process for.
+/// Why the launcher's log would end the process.
 struct LaunchEnds {
   std::string message;
 };
@@ -114,7 +114,7 @@ void completeArguments(const std::vector<std::string>& commandLine, AssemblyRun&
 
 /// Enough for a file with many mistakes; each costs one more assembly.
 constexpr std::size_t maxFailures = 20;
-/// Each leaves much text behind: an exported variable stays in memory.
+/// Each leaves much text in memory, where an exported variable stays.
 constexpr std::size_t maxExpansions = 3;
 
 /// Assembles, again and again until nothing ends it any more.
@@ -186,7 +186,7 @@ std::vector<ClassPathElement> searchedClassPath(const std::string& written) {
   for (const std::string_view element : pathElements(written)) {
     const std::vector<ClassPathEntry> entries = expandedClassPath(element);
     const bool searched = entries.empty() || entries.front().isSearched;
-    // A JVM takes the text apart once more.
+    // A JVM splits the text once more.
     elements.push_back(
         {std::string(element), searched, elementsOf(toString(joinedClassPath(entries)))});
   }

@@ -14,14 +14,14 @@
 /// and the assembly goes on without what caused it. Each file is read once; those in `given` are
 /// not read at all. Without surroundings it is a launch from here.
 ///
-/// Throws EndlessSource where reading a file does not come to an end.
+/// Throws EndlessSource for a file that has no end.
 /// Not for use from several threads.
 Inspection inspectCommandLine(const std::vector<std::string>& commandLine,
                               const GivenTexts& given = {},
                               const LaunchSurroundings* surroundings = nullptr);
 
-/// The same for a file that is looked at by itself, as if a launcher got its absolute path and the
-/// further arguments. Places in it, and in files below its folder, are named as the file was.
+/// The same for a single file, as if a launcher got its absolute path and the further arguments.
+/// Places in it, and in files below its folder, are named as the file was.
 Inspection inspectFile(const std::string& file, const std::vector<std::string>& arguments = {},
                        const GivenTexts& given = {});
 

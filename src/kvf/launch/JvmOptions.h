@@ -13,7 +13,7 @@
 
 #include "kvf/launch/Inspection.h"
 
-/// The options of the JVM by what they mean and where they come from.
+/// The options of the JVM: what they mean and where they come from.
 
 /// What a size is of.
 enum class SizeKind { maximumHeap, initialHeap, youngGeneration, stack };
@@ -35,7 +35,7 @@ std::vector<SizeOption> sizeOptions(const Inspection& inspection);
 std::optional<std::uint64_t> maximumHeap(const Inspection& inspection);
 
 /// Where the options of a plan come from: a key, or a word of the option line, which may go over
-/// several lines of the file. What comes from variables is not spelled out there: the longest part
+/// several lines of the file. What comes from variables is not written there: the longest part
 /// before a "=" or ":" that is found counts.
 class OptionPlaces {
  public:
@@ -51,7 +51,7 @@ class OptionPlaces {
   const Inspection& inspection_;
   const Entry* entry_;
   bool isRead_ = false;
-  std::map<std::string_view, std::size_t> words_;  ///< where each stands first in the raw value
+  std::map<std::string_view, std::size_t> words_;  ///< where each first is in the raw value
 };
 
 /// The same for one option.

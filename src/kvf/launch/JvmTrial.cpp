@@ -55,7 +55,7 @@ struct Notice {
   JvmComplaint::Kind kind;
 };
 
-/// What a JVM that starts says of options; of two that match the first one counts.
+/// What a JVM that starts says about options; of two that match the first one counts.
 constexpr Notice notices[] = {
     {"gnoring option", JvmComplaint::Kind::ignored},
     {"support was removed", JvmComplaint::Kind::ignored},
@@ -76,7 +76,7 @@ std::optional<JvmComplaint::Kind> noticeIn(std::string_view line) {
   return std::nullopt;
 }
 
-/// Why a JVM did not start: what it said first, and where that is only a heading, what follows.
+/// Why a JVM did not start: what it said first or, if that is only a heading, what follows.
 std::string reasonIn(const std::string& text) {
   std::string reason;
   for (const std::string& line : linesOf(text)) {
@@ -89,7 +89,7 @@ std::string reasonIn(const std::string& text) {
   return reason;
 }
 
-/// How many words of the option stand in the text.
+/// How many words of the option are in the text.
 std::size_t likeness(const std::string& option, std::string_view text) {
   std::size_t count = 0;
   const auto isOfWord = [](char c) {
@@ -117,7 +117,8 @@ class Trial {
     leaveOutVariables();
     // Agents and class loaders may bring the class, or change it.
     if (result_.leftOut.empty()) startClass_ = start.startClass;
-    // A file for each start: up to Java 11 one that is there is left alone, for another elsewhere.
+    // One file for each start: up to Java 11 an existing one is left alone, and another is written
+    // elsewhere.
     own_ = {"-XX:-UsePerfData", concat({"-XX:ErrorFile=", scratchFolder, "/error%p"})};
   }
 
@@ -156,7 +157,7 @@ class Trial {
     return runJvm(run_);
   }
 
-  /// Takes the option that the JVM says it does not know out of the next start.
+  /// Leaves the option that the JVM says it does not know out of the next start.
   bool takeUnknown(const std::string& text) {
     constexpr std::string_view optionMark = "Unrecognized option: ";
     constexpr std::string_view flagMark = "Unrecognized VM option '";

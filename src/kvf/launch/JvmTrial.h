@@ -5,13 +5,13 @@
 #include <string>
 #include <vector>
 
-/// What a JVM says of an option, or of several together.
+/// What a JVM says about an option, or about several together.
 struct JvmComplaint {
   enum class Kind {
     unknown,     ///< it does not know the option; --run ignores it
     refused,     ///< it does not start with it
     ignored,     ///< it starts, and says that the option has no effect
-    deprecated,  ///< it starts, and says that the option will go
+    deprecated,  ///< it starts, and says that the option will be removed
   };
 
   Kind kind = Kind::refused;

@@ -19,7 +19,7 @@ namespace {
 constexpr std::size_t firstOption = 3;
 constexpr std::string_view classMark = "\nkvf try-jvm: ";
 
-/// Takes what the child tells of the start class out of the text.
+/// Takes what the child says about the start class out of the text.
 std::string takeClassFailure(std::string& text) {
   const std::size_t mark = text.rfind(classMark);
   if (mark == std::string::npos) return {};
@@ -40,8 +40,8 @@ std::string textOf(JNIEnv& java, jobject object) {
   return characters == nullptr ? "an exception" : characters;
 }
 
-/// Asks the class for its constructors, which links it: its superclasses and those that it cannot
-/// be verified without are loaded, too.
+/// Asks the class for its constructors, which links it: its superclasses and the classes needed to
+/// verify it are loaded, too.
 void loadClass(JNIEnv& java, std::string name) {
   std::replace(name.begin(), name.end(), '/', '.');
   const jclass loaders = java.FindClass("java/lang/ClassLoader");
@@ -125,6 +125,6 @@ int runJvmTrial(const std::vector<std::string>& arguments) {
   }
   if (result >= 0 && arguments[2].starts_with('+')) jvm->DestroyJavaVM();
   std::fflush(nullptr);
-  // Without the JVM's own end, which may write archives and reports.
+  // Without an orderly end of the JVM, which may write archives and reports.
   std::_Exit(result < 0 ? 1 : 0);
 }

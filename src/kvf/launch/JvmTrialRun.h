@@ -15,7 +15,7 @@ struct JvmRun {
   std::string directory;
   unsigned maxSeconds = 30;
   bool endsInOrder =
-      false;  ///< the JVM ends as after an application, and writes what it writes then
+      false;  ///< the JVM ends as after an application, and writes what it then writes
 };
 
 struct JvmRunEnd {
@@ -27,8 +27,8 @@ struct JvmRunEnd {
 
 JvmRunEnd runJvm(const JvmRun& run);
 
-/// What the child does: creates a JVM of the library, the first argument, with the options behind
-/// the start class, the second one, and the seconds that it may take, "+" in front of them where
+/// What the child does: creates a JVM of the library, the first argument, with the options that
+/// follow the start class, the second one, and the seconds that it may take, with "+" in front if
 /// the JVM is to end in order. The class is loaded and linked and not initialized, so that no code
 /// of the application runs. Ends the process.
 int runJvmTrial(const std::vector<std::string>& arguments);

@@ -12,10 +12,11 @@
 /// The program java that --cmdlineJava would execute, absolute; empty: it would find none.
 std::string javaProgramOf(const Inspection& inspection);
 
-/// The JVM that the application would run in; nothing when there is none, or its files do not tell.
+/// The JVM that the application would run in; nothing when there is none, or its files do not show
+/// it.
 std::optional<Jvm> jvmOfLaunch(const Inspection& inspection);
 
-/// The JVM that a folder or a program belongs to; nothing: to none.
+/// The JVM that a folder or a program belongs to, or nothing.
 std::optional<Jvm> jvmAround(const std::string& path);
 
 #endif

@@ -6,7 +6,7 @@
 
 #include "kvf/launch/JvmOptions.h"
 
-/// A stack size for threads that main in this process does not get.
+/// A stack size that threads get and main in this process does not.
 struct MainStack {
   SizeOption wanted;
   std::size_t limit = 0;  ///< the soft stack limit, in bytes: what it gets

@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::uint64_t noLimit = std::numeric_limits<std::uint64_t>::max();
 
-/// A number in a file of the kernel; "max", or no such file, is no limit.
+/// A number in a file of the kernel; "max", or no such file, means no limit.
 std::uint64_t limitIn(const fs::path& file) {
   std::string text;
   std::ifstream(file) >> text;

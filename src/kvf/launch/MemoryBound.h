@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-/// Bytes of memory that a launch may use, and who says so.
+/// Bytes of memory that a launch may use, and what sets that limit.
 struct MemoryBound {
   std::uint64_t bytes = 0;
   std::string source;  ///< "MemoryMax=512M (acme.service:12)", "this machine"

@@ -163,14 +163,14 @@ bool ModulePath::mayBeResolved(const FoundModule& module) const {
   const auto take = [&](const FoundModule* one) {
     if (one != nullptr && resolved.insert(one).second) queue.push_back(one);
   };
-  // One that provides a service comes along with a module that uses it.
+  // A module that provides a service is resolved with one that uses it.
   for (const FoundModule& one : modules_)
     if (one.provides || roots_.contains(one.name)) take(&one);
   while (!queue.empty()) {
     const FoundModule& next = *queue.back();
     queue.pop_back();
     for (const std::string& name : next.required) take(find(name));
-    // One automatic module brings all the others along.
+    // One automatic module resolves all the others.
     for (const FoundModule& one : modules_)
       if (next.isAutomatic && one.isAutomatic) take(&one);
   }

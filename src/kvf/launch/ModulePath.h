@@ -13,12 +13,12 @@
 struct FoundModule {
   std::string name;
   std::string where;                  ///< the archive or folder, absolute
-  std::vector<std::string> required;  ///< modules that it cannot do without
+  std::vector<std::string> required;  ///< modules that it requires
   bool isAutomatic = false;           ///< an archive that declares no module
   bool provides = false;              ///< services, for others to find
 };
 
-/// What the options of a JVM say about modules, and what there is of them.
+/// What the options of a JVM say about modules, and which of them exist.
 class ModulePath {
  public:
   /// True when an option names a module path or modules.
@@ -32,7 +32,7 @@ class ModulePath {
   [[nodiscard]] const FoundModule* find(std::string_view name) const;
   /// A class of the module path by its name with slashes.
   [[nodiscard]] std::optional<FoundClass> findClass(const std::string& name) const;
-  /// The module that lies there; null: none.
+  /// The module at that path; null: none.
   [[nodiscard]] const FoundModule* moduleAt(std::string_view where) const;
   /// The class of the module path whose name is nearest, with dots; empty: none is near.
   [[nodiscard]] std::string nearestClass(const std::string& name) const;

@@ -8,7 +8,7 @@
 namespace {
 
 constexpr std::string_view mark = "***";
-/// What is shorter stands in many a text by chance.
+/// A shorter one appears in many texts by chance.
 constexpr std::size_t shortestHidden = 6;
 
 std::string lowered(std::string_view text) {
@@ -22,7 +22,7 @@ bool isNameCharacter(char c) {
   return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || c == '.' || c == '-';
 }
 
-/// Neither a place to look for the secret nor a switch or a number.
+/// Not the place of a secret, a switch or a number.
 bool isSecretValue(std::string_view value) {
   const bool isNumber = value.find_first_not_of("0123456789") == std::string_view::npos;
   constexpr std::string_view harmless[] = {"true", "false", "none", "null", "changeit"};
@@ -63,7 +63,7 @@ bool isSecretName(std::string_view name) {
                                        "api-key",    "secretkey",   "secret.key",  "secret_key",
                                        "secret-key", "private.key", "private_key", "credentials"};
   const std::string text = lowered(name);
-  // Those of a trust store protect nothing.
+  // The password of a trust store protects nothing.
   if (text.ends_with("truststorepassword")) return false;
   return std::any_of(std::begin(ends), std::end(ends),
                      [&](std::string_view end) { return text.ends_with(end); });

@@ -35,7 +35,7 @@ class Secrets {
  private:
   void mask(AssemblyRun& run) const;
 
-  /// The length of the secret that stands there; 0: none.
+  /// The length of the secret at that place; 0: none.
   [[nodiscard]] std::size_t valueAt(std::string_view text, std::size_t at) const;
   [[nodiscard]] std::string withoutValues(std::string_view text) const;
 
@@ -43,8 +43,8 @@ class Secrets {
   std::set<std::size_t, std::greater<>> lengths_;  ///< of the values; the longest first
 };
 
-/// The secret that an entry itself holds, be it in an option or an argument; empty: none. One that
-/// it refers to by a variable stands elsewhere.
+/// The secret that an entry itself holds, also in an option or an argument; empty: none. One that
+/// it refers to by a variable is elsewhere.
 std::string_view writtenSecret(const Entry& entry);
 
 #endif

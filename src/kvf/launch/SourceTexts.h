@@ -10,17 +10,16 @@
 
 #include "config/PropertiesText.h"
 
-/// Texts that stand for those of files, by file name: of an editor, say, that has not saved them.
+/// Texts in place of those of files, by file name, such as unsaved ones of an editor.
 using GivenTexts = std::map<std::string, std::string>;
 
-/// A file of which no end comes, such as a pipe that somebody keeps open. The text is a sentence
-/// for the user.
+/// A file that has no end, such as a pipe that stays open. The text is a sentence for the user.
 struct EndlessSource : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The properties files of one inspection. Each is read once, by the launcher's own code; what
-/// happens to it meanwhile changes nothing.
+/// The properties files of one inspection. Each is read once, by the launcher's own code; later
+/// changes of it have no effect.
 class SourceTexts {
  public:
   struct Source {
@@ -37,8 +36,8 @@ class SourceTexts {
   explicit SourceTexts(const GivenTexts& given);
 
   /// The file of this name, seen from the working directory of the first call. Valid as long as
-  /// this object. Throws EndlessSource for one that never ends: a pipe of the user's that nobody
-  /// closes is waited for like a terminal, anything else for two seconds.
+  /// this object. Throws EndlessSource for one that never ends: an open pipe from the user is
+  /// waited for like a terminal, anything else for two seconds.
   const Source& read(const std::string& name);
 
  private:

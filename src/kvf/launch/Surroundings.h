@@ -10,7 +10,7 @@
 
 #include "kvf/launch/MemoryBound.h"
 
-/// What a launch finds when it starts, before it reads anything: that of this process, or of a
+/// What a launch finds when it starts, before it reads anything: as in this process, or in a
 /// service.
 struct LaunchSurroundings {
   static constexpr std::uint64_t unlimited = std::numeric_limits<std::uint64_t>::max();
@@ -28,7 +28,7 @@ struct LaunchSurroundings {
 
   /// The variable's value, or an empty text.
   [[nodiscard]] std::string variable(const std::string& name) const;
-  /// True for a folder that is there, or will be.
+  /// True for a folder that exists, or will.
   [[nodiscard]] bool hasFolder(const std::string& path) const;
 };
 

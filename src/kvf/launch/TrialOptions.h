@@ -5,12 +5,12 @@
 #include <string_view>
 #include <vector>
 
-/// The options of a launch as a JVM can be tried with them beside a running application: it loads
-/// no agent, takes no port and writes none of the application's files.
+/// The options of a launch for a trial of the JVM beside a running application: it loads no agent,
+/// takes no port and writes none of the application's files.
 
 struct TriedOption {
   std::string option;      ///< as the launch has it
-  std::string tried;       ///< as the trial has it: a log file lies in the scratch folder
+  std::string tried;       ///< as the trial has it: a log file is in the scratch folder
   std::string file = {};   ///< of a log: as the launch has it
   std::string other = {};  ///< and as the trial has it
 

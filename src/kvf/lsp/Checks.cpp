@@ -8,7 +8,7 @@
 
 namespace {
 
-/// Nobody reads findings between two keystrokes.
+/// No need for findings between two keystrokes.
 constexpr std::chrono::milliseconds quietTime(150);
 constexpr std::chrono::seconds patience(30);
 /// Copies of this process at one time.

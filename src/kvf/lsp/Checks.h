@@ -30,15 +30,15 @@ class Checks {
   /// REQUIRES: the workspace outlives this.
   Checks(const Workspace& workspace, Publish publish);
 
-  /// A document has another text: what reads it is looked at once nothing has changed for a while.
+  /// A document has a new text: what reads it is checked once nothing has changed for a while.
   void textChanged(const OpenDocument& document);
   /// Anything may have changed: documents were opened, saved or closed, or other files written.
   void everythingChanged();
   void documentClosed(const std::string& uri);
-  /// Begins at once what waits.
+  /// Begins waiting checks at once.
   void hurry();
 
-  /// Gives up everything.
+  /// Cancels everything.
   void stop();
 
   /// True when the diagnostics of the document fit its text.

@@ -136,7 +136,7 @@ Json fileItems(const Question& question, std::size_t offset, const std::string& 
   const std::string typed = path.substr(slash);
   const std::string_view before =
       std::string_view(question.document.document.text()).substr(0, offset);
-  // What was typed otherwise, by a variable say, cannot be replaced.
+  // What comes from a variable cannot be replaced.
   if (!before.ends_with(typed)) return nullptr;
   Items items(question, typed.size());
   std::error_code error;
@@ -155,7 +155,7 @@ Json fileItems(const Question& question, std::size_t offset, const std::string& 
   return items.list();
 }
 
-/// A reader may have typed the last part of a name alone.
+/// Only the last part of a name may have been typed.
 bool isMeant(std::string_view name, std::string_view typed) {
   return name.starts_with(typed) || name.substr(name.rfind('/') + 1).starts_with(typed);
 }

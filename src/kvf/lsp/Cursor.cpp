@@ -5,7 +5,7 @@
 
 namespace {
 
-/// Ends a key, and so tells whether the cursor is in one: it makes an entry where there was none.
+/// Ends a key, and so shows whether the cursor is in one: it makes an entry where there was none.
 constexpr std::string_view probe = "k=";
 
 void findReference(Cursor& cursor) {

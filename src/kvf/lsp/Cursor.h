@@ -10,7 +10,7 @@
 #include "kvf/lsp/Features.h"
 #include "kvf/lsp/LaunchView.h"
 
-/// What stands before a place in a properties file, as the launcher's scanner takes it.
+/// What comes before a place in a properties file, as the launcher's scanner reads it.
 struct Cursor {
   enum class Where { nothing, key, value };
 

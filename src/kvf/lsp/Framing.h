@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-/// How messages stand in a stream: header fields, each with a line end (a carriage return and a
-/// line feed; the feed alone is taken too), an empty line, and as many bytes as the field
+/// How messages are framed in a stream: header fields, each with a line end (a carriage return and
+/// a line feed; the feed alone is taken too), an empty line, and as many bytes as the field
 /// Content-Length says.
 std::string framed(std::string_view body);
 
@@ -19,16 +19,16 @@ class MessageReader {
 
   struct Message {
     std::string body;
-    std::string error;  ///< why there is none here, as a sentence without a stop
+    std::string error;  ///< why there is no body, as a sentence without a full stop
   };
 
   void add(std::string_view bytes);
   /// The next message that is complete, or what was wrong instead of one. After an error everything
-  /// up to the next "Content-Length:" is passed over.
+  /// up to the next "Content-Length:" is skipped.
   std::optional<Message> next();
 
  private:
-  /// Looks for the end of the header; what to complain of, or an empty text.
+  /// Looks for the end of the header; what is wrong with it, or an empty text.
   std::string readHeader();
   bool findNextHeader();
   void compact();

@@ -17,7 +17,7 @@ struct ClientPlace {
 };
 
 /// The launches of one file, and its places as the client counts them. Changes the working
-/// directory of this process: for a copy of the server.
+/// directory of this process, so it is for a copy of the server.
 class LaunchView {
  public:
   /// Looks at the launches of `main`, all open documents taken as they are in the editor, but for
@@ -25,7 +25,7 @@ class LaunchView {
   LaunchView(const Workspace& workspace, const OpenDocument& main,
              const std::map<std::string, std::string>& instead = {});
 
-  /// Adds the launches of another document, behind those that are there.
+  /// Adds the launches of another document, after those that are there.
   void add(const OpenDocument& document);
 
   /// Valid until more are added.

@@ -37,11 +37,11 @@ inline bool isTrue(const Json& value) {
 
 Json asJson(const TextPlace& place);
 Json asJson(const TextRange& range);
-/// Throw nlohmann's exceptions for what is none.
+/// These throw nlohmann's exceptions for anything else.
 TextPlace placeIn(const Json& place);
 TextRange rangeIn(const Json& range);
 
-/// As one text; bytes that are no UTF-8 become U+FFFD.
+/// As one text; bytes that are not UTF-8 become U+FFFD.
 std::string textOf(const Json& document);
 
 #endif

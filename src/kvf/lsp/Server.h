@@ -16,8 +16,8 @@
 #include "kvf/process/ForkedWork.h"
 
 /// A language server: the protocol 3.17 with one client. It only keeps texts and answers; what
-/// looks at a launch happens in a copy of the process (ForkedWork), so that no text takes the
-/// server away, and no answer is older than the text that it is about. It starts and writes nothing
+/// looks at a launch happens in a copy of the process (ForkedWork), so that no text can end the
+/// server, and no answer is older than the text that it is about. It starts and writes nothing
 /// else.
 class Server {
  public:

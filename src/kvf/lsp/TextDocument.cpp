@@ -11,8 +11,8 @@ bool continues(char c) {
   return (static_cast<unsigned>(c) & 0xC0U) == 0x80U;
 }
 
-/// The length in bytes of the character that begins there. The text is UTF-8; of what is not, each
-/// byte counts as one.
+/// The length in bytes of the character that begins there. The text is UTF-8; each byte that is not
+/// counts as one.
 std::size_t lengthAt(std::string_view text, std::size_t at) {
   const auto first = static_cast<unsigned char>(text[at]);
   const std::size_t expected = first < 0xC0 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;

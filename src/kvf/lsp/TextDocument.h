@@ -36,8 +36,8 @@ class TextDocument {
 
   [[nodiscard]] const std::string& text() const { return text_; }
 
-  /// The byte at a place; behind the end of a line it is that end, behind the last line that of the
-  /// text, and within a character its start.
+  /// The byte at a place; after the end of a line it is that end, after the last line the end of
+  /// the text, and within a character its start.
   [[nodiscard]] std::size_t offsetOf(const TextPlace& place) const;
   /// REQUIRES: offset <= text().size().
   [[nodiscard]] TextPlace placeOf(std::size_t offset) const;
@@ -47,7 +47,7 @@ class TextDocument {
   /// The line there, without its end and the blanks before it. REQUIRES: offset <= text().size().
   [[nodiscard]] TextRange lineAt(std::size_t offset) const;
 
-  /// Replaces what lies between two places, or everything.
+  /// Replaces the text between two places, or everything.
   void replace(const std::optional<TextRange>& range, std::string_view text);
 
  private:

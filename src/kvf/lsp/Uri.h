@@ -11,7 +11,7 @@ std::optional<std::string> pathOfUri(std::string_view uri);
 
 std::string uriOfPath(std::string_view path);
 
-/// The last segment of whatever URI, fit for the name of a file.
+/// The last segment of any URI, fit for the name of a file.
 std::string nameInUri(std::string_view uri);
 
 #endif

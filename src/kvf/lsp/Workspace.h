@@ -11,10 +11,11 @@
 #include "kvf/launch/SourceTexts.h"
 #include "kvf/lsp/TextDocument.h"
 
-/// A file that is open in the editor. Its text is here, whatever is on the disk.
+/// A file that is open in the editor. Its text is here, and may differ from the file's.
 struct OpenDocument {
-  std::string uri;       ///< as the client writes it
-  std::string path;      ///< absolute; of what is no file, as if it lay in the first root
+  std::string uri;  ///< as the client writes it
+  std::string
+      path;  ///< absolute; for a document that is not a file, as if it were in the first root
   std::string identity;  ///< the path without links, by which files are compared
   std::int64_t version = 0;
   TextDocument document;
@@ -26,7 +27,7 @@ struct OpenDocument {
 using InspectOpened =
     std::function<std::vector<Inspection>(const std::string& file, const GivenTexts& given)>;
 
-/// What the editor has told.
+/// What the editor has sent.
 struct Workspace {
   InspectOpened inspect;
   TextUnits units;

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-/// What the texts in an application's folder need to know. The folder:
+/// What the texts in an application's folder are made from. The folder:
 ///
 ///     bin/NAME      the start script        lib/          the archives
 ///     bin/wrapper   the launcher            runtime/      the Java runtime, if it is shipped
@@ -25,16 +25,16 @@ struct ApplicationFolder {
   unsigned release = 0;               ///< of Java that the archives need; 0 when that is unknown
 };
 
-/// Names that are a file's, a unit's and a part of a variable's name without quoting.
+/// Names that a file, a unit and a part of a variable's name can have without quoting.
 bool isApplicationName(std::string_view name);
 
 /// The variables through which the script, and the environment, give arguments and options.
 std::string argumentsVariable(const ApplicationFolder& folder);
 std::string optionsVariable(const ApplicationFolder& folder);
 
-/// The script that starts the application from any directory and hands over every argument. With
-/// status 64 it refuses one that holds both a percent sign and "@@#@@" where one begins with two
-/// dashes and one cannot be quoted, and 1 MiB of such.
+/// The script that starts the application from any directory and passes on every argument. It ends
+/// with status 64 for arguments that cannot travel in a properties file, when one needs that: one
+/// that holds both a percent sign and "@@#@@", and 1 MiB in all.
 std::string startScript(const ApplicationFolder& folder);
 
 /// What a start script makes of its arguments.
@@ -46,8 +46,8 @@ struct HandedOver {
 };
 
 /// The launch of a start script of that text with these arguments, where `file` is its path without
-/// links, its first argument the script as it was typed. Nothing when it is no start script, or
-/// somebody has changed it.
+/// links, its first argument the script as it was typed. Nothing when it is not a start script, or
+/// has been changed.
 std::optional<HandedOver> handedOver(std::string_view text, const std::string& file,
                                      const std::vector<std::string>& arguments);
 
@@ -56,7 +56,7 @@ std::string propertiesFile(const ApplicationFolder& folder);
 /// The unit that starts the script in this (absolute) folder.
 std::string serviceUnit(const ApplicationFolder& folder, std::string_view directory);
 
-/// What removes after a month what crashes under that unit have left; see tmpfiles.d(5).
+/// What removes the remains of crashes under that unit after a month; see tmpfiles.d(5).
 std::string temporaryFilesRule(const ApplicationFolder& folder);
 
 #endif

@@ -19,7 +19,7 @@ class ArchiveCollection {
  public:
   /// Adds the archive and those that its Class-Path names and so on, each file once: after it as
   /// the JVM has them, but in front of it those that are named by an absolute path. What cannot be
-  /// carried along is in notes().
+  /// copied is in notes().
   void add(const std::filesystem::path& archive);
   /// Adds the .jar and .zip files of the folder by name.
   void addFolder(const std::filesystem::path& folder);

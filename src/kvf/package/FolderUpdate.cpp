@@ -39,14 +39,14 @@ bool haveSameBytes(const fs::path& left, const fs::path& right) {
                              std::ifstream(right, std::ios::binary)};
   std::ostringstream texts[2];
   for (int i = 0; i < 2; ++i) {
-    // What cannot be read is not the same.
+    // A file that cannot be read counts as different.
     if (!streams[i]) return false;
     texts[i] << streams[i].rdbuf();
   }
   return texts[0].view() == texts[1].view();
 }
 
-/// Exchanges two names; where the file system cannot, the former one stands beside for a moment.
+/// Exchanges two names; where the file system cannot, the former file is missing for a moment.
 void exchange(const fs::path& fresh, const fs::path& target) {
   if (::renameat2(AT_FDCWD, fresh.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE) == 0) return;
   if (errno != EINVAL && errno != ENOSYS) throw FileError("replace", target, errno);
@@ -123,7 +123,7 @@ FolderUpdate::FolderUpdate(const fs::path& folder) {
   if (error) throw FileError("make", folder, error.value());
   folder_ = absolute.has_filename() ? absolute : absolute.parent_path();
   try {
-    // In a folder that is there: the one around it may be another file system, or not be writable.
+    // In an existing folder: the one around it may be on another file system, or not be writable.
     if (typeOf(folder_) != fs::file_type::not_found) {
       beside_.emplace(folder_, ".kvf-");
     } else {
@@ -219,7 +219,7 @@ void FolderUpdate::place(const fs::path& part) {
 }
 
 void FolderUpdate::keepFormer(const fs::path& target) {
-  // A second name; the first one goes in one step with the replacement.
+  // A second name; the replacement takes the first one in one step.
   for (int number = 1;; ++number) {
     const fs::path name =
         concat({target.native(), ".orig", number == 1 ? "" : "." + std::to_string(number)});

@@ -10,9 +10,9 @@
 
 #include "kvf/process/TemporaryFolder.h"
 
-/// The parts of a folder, made beside their places and there when all of them are complete. Unless
-/// install() returns, the folder is as it was, and if it was not there, it is not there; only
-/// SIGKILL and a lost machine can leave some parts old and some new, each of them whole.
+/// The parts of a folder, made beside their places and installed when all of them are complete.
+/// Unless install() returns, the folder is as it was, and if it was not there, it is not there;
+/// only SIGKILL and a lost machine can leave some parts old and some new, each of them whole.
 ///
 /// Names of parts are relative to the folder. All of it throws FileError, and Interruption.
 class FolderUpdate {
@@ -42,14 +42,14 @@ class FolderUpdate {
   }
 
   /// Moves the parts to their places. A file takes over owner, mode and attributes of the one that
-  /// it replaces. Returns where former texts are kept, and what else stood in the place of a part
+  /// it replaces. Returns where former texts are kept, and what else was in the place of a part
   /// without being of its kind, such as a link.
   std::vector<std::filesystem::path> install();
 
  private:
   /// Where the parts are made.
   [[nodiscard]] std::filesystem::path parts() const { return beside_->path() / "parts"; }
-  /// What install() has done; noted before it is done, as noting takes memory.
+  /// What install() has done; noted beforehand, as noting takes memory.
   struct Move {
     enum class Kind { none, moved, exchanged, linked };
     std::filesystem::path fresh, target;

@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::chrono::seconds timeToMake(120);
 
-/// Objects of the heap come into the archive by this collector alone, which a JVM does not choose
-/// on a small machine. Not every JVM has it.
+/// Only this collector puts objects of the heap into the archive, and a JVM does not choose it on a
+/// small machine. Not every JVM has it.
 constexpr const char* collectors[] = {"-XX:+UseG1GC", "-XX:+UseSerialGC"};
 
 std::string lastLine(const std::string& output) {
@@ -35,7 +35,7 @@ RuntimeArchiveEnd completeClassData(const Jvm& runtime) {
   for (const char* collector : collectors) {
     const ProgramEnd run = runProgram({
         .arguments = {runtime.java, "-Xshare:dump", "-Xmx128m", collector},
-        // They are for what starts in this environment, not for what the folder starts elsewhere.
+        // They are meant for starts in this environment, not for those of the folder elsewhere.
         .environment = {{"JDK_JAVA_OPTIONS", ""}, {"JAVA_TOOL_OPTIONS", ""}, {"_JAVA_OPTIONS", ""}},
         .directory = archive.parent_path(),
         .output = ProgramRun::Output::taken,

@@ -6,14 +6,14 @@
 #include "kvf/jvm/JvmSearch.h"
 
 enum class RuntimeArchive {
-  there,  ///< the runtime came with one
-  made,   ///< by its own java, which took a second or two
+  there,  ///< it came with the runtime
+  made,   ///< by the runtime's own java, which takes a second or two
   impossible,
 };
 
 struct RuntimeArchiveEnd {
   RuntimeArchive result = RuntimeArchive::there;
-  std::string reason;  ///< why it is impossible, in a line
+  std::string reason;  ///< why there is none, in a line
 };
 
 /// Gives a runtime that lacks it the class-data archive of its own classes, beside the JVM's

@@ -10,8 +10,8 @@
 
 #include "kvf/process/FileError.h"
 
-/// Everything that is put on the user's disk, and what must not be mistaken for empty when it
-/// cannot be read. All of it throws FileError, and Interruption between two pieces of a long file.
+/// Everything that is written to the user's disk, and reading where an error must not pass for an
+/// empty file. All of it throws FileError, and Interruption between two pieces of a long file.
 
 /// Owns a file descriptor.
 class Descriptor {
@@ -47,10 +47,10 @@ class RandomAccessFile {
   std::filesystem::path file_;
   Descriptor descriptor_;
 };
-/// What is in a folder. Unlike the walk of the standard library it has no place where want of
-/// memory ends the process.
+/// What is in a folder. Unlike the walk of the standard library it never ends the process when
+/// memory runs out.
 std::vector<std::string> namesIn(const std::filesystem::path& folder);
-/// What is at a path, in numbers; no error is told from nothing there.
+/// What is at a path, in numbers; nothing also for an error.
 struct FileStamp {
   bool isThere = false;
   bool isFolder = false;
@@ -58,7 +58,7 @@ struct FileStamp {
   std::int64_t seconds = 0;  ///< of the last change, since 1970
 };
 FileStamp stampOf(const std::filesystem::path& file);
-/// Makes a file that was not there, with just this mode, whatever the umask is.
+/// Makes a new file with exactly this mode, independent of the umask.
 void writeNewFile(const std::filesystem::path& file, std::string_view text, unsigned mode);
 /// The same from another, regular file.
 void copyToNewFile(const std::filesystem::path& source, const std::filesystem::path& file,
@@ -67,13 +67,13 @@ void copyToNewFile(const std::filesystem::path& source, const std::filesystem::p
 void takeAttributes(const std::filesystem::path& file, const std::filesystem::path& replaced);
 /// Moves a file or folder to a name that is free, in the same file system.
 void moveToFreeName(const std::filesystem::path& from, const std::filesystem::path& to);
-/// Puts a new file, stored to its end, in the place of the one of that name in the same file
-/// system, whose owner, mode and attributes it gets; where there is none it gets this mode.
+/// Replaces the file of that name in the same file system by a new one that is stored to its end,
+/// and gets the owner, mode and attributes of the old one; if there is none it gets this mode.
 void moveInto(const std::filesystem::path& from, const std::filesystem::path& to, unsigned mode);
 /// Waits until the file system has stored what was written to it.
 void syncFileSystem(const std::filesystem::path& inside);
 
-/// While it lives, no other process holds it for this folder. Waits for that, as long as it takes.
+/// While it lives, no other process holds it for this folder. Waits for that as long as it takes.
 class FolderLock {
  public:
   explicit FolderLock(const std::filesystem::path& folder);
@@ -82,12 +82,12 @@ class FolderLock {
   Descriptor folder_;
 };
 
-/// A text file that is to be replaced in one step, at the end of all links. It is taken as it is
+/// A text file that is to be replaced in one step, at the end of all links. It is read as it is
 /// now.
 class FileReplacement {
  public:
   /// Reads the file. Throws also when it cannot be replaced without a loss: it has several names
-  /// (hard links), belongs to another user, is write-protected, or is no regular file.
+  /// (hard links), belongs to another user, is write-protected, or is not a regular file.
   explicit FileReplacement(const std::filesystem::path& file);
 
   [[nodiscard]] const std::string& text() const { return text_; }

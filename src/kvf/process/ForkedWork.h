@@ -6,8 +6,8 @@
 
 #include "kvf/process/Files.h"
 
-/// Work that a copy of this process does beside it: what it changes, leaks or breaks is gone with
-/// the copy, and it can be given up at any time. No program is started. REQUIRES: no other threads.
+/// Work in a copy of this process: what it changes, leaks or breaks is gone with the copy, and it
+/// can be cancelled at any time. No program is started. REQUIRES: no other threads.
 class ForkedWork {
  public:
   /// Begins at once; throws std::system_error where there can be no copy. The copy has no standard
@@ -15,16 +15,16 @@ class ForkedWork {
   explicit ForkedWork(const std::function<std::string()>& work);
   ForkedWork(const ForkedWork&) = delete;
   ForkedWork& operator=(const ForkedWork&) = delete;
-  /// Gives the work up, if it is not done.
+  /// Cancels the work, if it is not done.
   ~ForkedWork();
 
   /// Can be read when take() has something to do.
   [[nodiscard]] int descriptor() const { return results_.number(); }
   /// Takes what has come; true once the work is done or has failed.
   bool take();
-  /// What came of the work. REQUIRES: it is done.
+  /// The result of the work. REQUIRES: it is done.
   [[nodiscard]] const std::string& result() const { return result_; }
-  /// Why there is no result, as a sentence without a stop; empty: there is one.
+  /// Why there is no result, as a sentence without a full stop; empty: there is one.
   [[nodiscard]] const std::string& failure() const { return failure_; }
 
  private:

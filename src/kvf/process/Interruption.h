@@ -1,15 +1,14 @@
 #ifndef VELOX_KVF_PROCESS_INTERRUPTION_H
 #define VELOX_KVF_PROCESS_INTERRUPTION_H
 
-/// Thrown where work ends since a signal asked for it; owners on the way take back what is half
-/// done.
+/// Thrown where work ends because of a signal; owners on the way undo what is half done.
 struct Interruption {
   int signal;
 };
 
 /// While it lives, SIGHUP, SIGINT, SIGQUIT and SIGTERM end the work where it looks for them next,
-/// instead of the process at once, and a pipe without a reader or a file-size limit is an error of
-/// the write alone. What was ignored stays ignored. One at a time; programs that are started
+/// instead of the process at once, and a pipe without a reader or a file-size limit is only an
+/// error of the write. What was ignored stays ignored. One at a time; programs that are started
 /// meanwhile inherit nothing of it.
 class InterruptionWatch {
  public:
@@ -18,7 +17,7 @@ class InterruptionWatch {
   InterruptionWatch& operator=(const InterruptionWatch&) = delete;
   ~InterruptionWatch();
 
-  /// Throws Interruption when such a signal has come. Work that takes long calls it often.
+  /// Throws Interruption when such a signal has come. Long work calls it often.
   static void look();
   /// The signal that has come, or 0.
   static int pending();

@@ -37,7 +37,7 @@ std::optional<Number> numberIn(std::string_view text, int base) {
   return number;
 }
 
-/// Addresses stand there as numbers of 32 bits in the order of this machine's bytes.
+/// Addresses are 32-bit numbers in the byte order of this machine.
 std::optional<IpAddress> addressInTable(std::string_view text) {
   constexpr std::size_t digits = 8;
   IpAddress address = {};
@@ -72,7 +72,7 @@ std::string wholeText(const std::string& file) {
   return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-/// One socket file has many names: links, and those that are relative to a process's folder.
+/// One socket file has many names: links, and names relative to a process's folder.
 bool isSameSocketFile(const std::string& bound, const std::string& wanted, int process) {
   const std::string seenHere =
       bound.starts_with('/') ? bound : "/proc/" + std::to_string(process) + "/cwd/" + bound;
@@ -160,7 +160,7 @@ std::vector<ListeningSocket> listeningInUnixTable(std::string_view table) {
 }
 
 std::vector<ListeningSocket> listeningSockets(int process) {
-  // That of the process itself: it may have a network of its own.
+  // The table of the process itself: it may have a network of its own.
   const std::string folder = "/proc/" + std::to_string(process) + "/net/";
   std::vector<ListeningSocket> sockets = listeningInTcpTable(wholeText(folder + "tcp"));
   for (const auto& more : {listeningInTcpTable(wholeText(folder + "tcp6")),

@@ -36,15 +36,15 @@ struct ListeningSocket {
   std::uint64_t number = 0;
 };
 
-/// What listens, from tables as /proc/net/tcp, tcp6 and unix are.
+/// What listens, from tables such as /proc/net/tcp, tcp6 and unix.
 std::vector<ListeningSocket> listeningInTcpTable(std::string_view table);
 std::vector<ListeningSocket> listeningInUnixTable(std::string_view table);
 
-/// Whatever listens in the network of the process, whichever process has it open.
+/// Everything that listens in the network of the process, in any process.
 std::vector<ListeningSocket> listeningSockets(int process);
 
-/// True when who connects to the wanted place reaches the socket, if the process has it. A socket
-/// of all addresses serves each of them, one of [::] those of IPv4, too.
+/// True when a client of the wanted place reaches the socket, if the process has it. A socket of
+/// all addresses serves each of them, one of [::] those of IPv4, too.
 bool serves(const ListeningSocket& socket, const ListeningPlace& wanted, int process);
 
 struct OpenSockets {

@@ -22,9 +22,9 @@
 #include "kvf/process/Processes.h"
 #include "kvf/process/TextReplacement.h"
 
-// Between this process and the program stands another one, the guardian. Whatever the program
-// starts becomes a child of the guardian's when its own parent ends, and the guardian learns of the
-// end of this process, also of one by SIGKILL. So it can end everything, and leaves nothing behind.
+// Between this process and the program there is another one, the guardian. What the program starts
+// becomes a child of the guardian when its own parent ends, and the guardian learns of the end of
+// this process, even by SIGKILL. So it can end everything.
 
 namespace {
 
@@ -46,7 +46,7 @@ struct Report {
   std::chrono::nanoseconds time, processorTime;
 };
 
-/// Tells the guardian that the program has done what it was to do.
+/// Tells the guardian that the program has done its work.
 constexpr int enough = SIGUSR1;
 
 struct Pipe {
@@ -82,7 +82,7 @@ sigset_t guardedSignals() {
   return signals;
 }
 
-/// While it lives, the guarded signals wait.
+/// While it lives, the guarded signals are blocked.
 class SignalsWait {
  public:
   SignalsWait() {
@@ -168,7 +168,7 @@ class Guardian {
     try {
       watchOver(report);
     } catch (...) {
-      // No memory to find its family with.
+      // No memory to find its descendants.
       if (program_ > 0) ::kill(program_, SIGKILL);
     }
     return report;
@@ -242,7 +242,7 @@ class Guardian {
   /// Sends the signal to every process that comes from this one.
   void signalFamily(int signal) const {
     std::vector<int> family = familyOf(::getpid(), processes());
-    // Without /proc there is one that is known.
+    // Without /proc only this one is known.
     if (family.size() == 1 && !programEnded_) family.push_back(program_);
     std::for_each(family.begin() + 1, family.end(), [&](pid_t id) { ::kill(id, signal); });
   }
@@ -328,7 +328,7 @@ class Printed {
     if (!end.firstOutput) end.firstOutput = {Clock::now(), stream_};
     if (run_.output == ProgramRun::Output::taken)
       end.output.append(piece.substr(0, maxOutput - end.output.size()));
-    // What cannot be shown does not change what the program does.
+    // A failure to show the text does not affect the program.
     if (run_.output == ProgramRun::Output::shown)
       static_cast<void>(::write(STDERR_FILENO, piece.data(), piece.size()) < 0);
     // The program is to see that nobody reads, as without a process between.
@@ -354,7 +354,7 @@ class Printed {
   Clock::time_point start_ = Clock::now();
 };
 
-/// Takes what the program prints until the guardian reports; hands a signal on to it.
+/// Takes what the program prints until the guardian reports; passes a signal on to it.
 bool readReport(pid_t guardian, const Descriptor& reports, Report& report, Printed& output,
                 Printed& errors, ProgramEnd& end, const sigset_t& mask) {
   bool passedOn = false;

@@ -13,12 +13,12 @@ struct ProgramRun {
   std::vector<std::string> arguments;
   std::string program = {};                             ///< empty: the first argument, along PATH
   std::map<std::string, std::string> environment = {};  ///< on top of this process's own
-  bool hasOwnEnvironment = false;                       ///< it gets nothing of this process's
+  bool hasOwnEnvironment = false;                       ///< without this process's own
   std::string directory = {};                           ///< empty: where this process is
   enum class Output {
     shown,    ///< on this process's own streams
-    dropped,  ///< nothing is read from this process's input either
-    taken,    ///< the same, and the first of it is in ProgramEnd::output
+    dropped,  ///< and with no input from this process
+    taken,    ///< the same, and the beginning of it is in ProgramEnd::output
     passedOn  ///< byte for byte on this process's own streams, which sees when the first comes
   } output = Output::shown;
   /// Of what is passed on from standard error: the first `text` is replaced.
@@ -50,14 +50,14 @@ struct ProgramEnd {
   std::optional<FirstOutput> firstOutput = std::nullopt;
   /// From the start to the end, or to the text.
   std::chrono::nanoseconds time = {};
-  /// Of the program, and of those that it waited for.
+  /// Of the program, and of the children that it waited for.
   std::chrono::nanoseconds processorTime = {};
 };
 
 /// Starts the program and waits for its end; what it has started ends with it. The keys of the
 /// terminal, such as Ctrl-C, end the program and not this process. A signal that ends this process
-/// ends the program first, within five seconds, and throws Interruption; so does SIGKILL, but for
-/// the throwing.
+/// ends the program first, within five seconds, and throws Interruption; SIGKILL ends the program,
+/// too.
 ProgramEnd runProgram(const ProgramRun& run);
 
 #endif

@@ -26,7 +26,7 @@ fs::path newFolder(const fs::path& parent, const std::string& prefix) {
     throw FileError("make a folder in", parent, error);
   }
   try {
-    // A copy: moved from, it would not name the folder below.
+    // A copy: once moved from, it would not name the folder below.
     return std::string_view(pattern);
   } catch (...) {
     ::rmdir(pattern.c_str());
@@ -39,8 +39,8 @@ fs::path placeForTemporaryFiles() {
   return named == nullptr || *named == '\0' ? "/tmp" : named;
 }
 
-/// Removes the entry of the folder with all below it; 0, or an error number. Takes no memory: the
-/// want of it may be why something is removed.
+/// Removes the entry of the folder with all below it; 0, or an error number. Allocates nothing: a
+/// lack of memory may be why something is removed.
 int removeTree(int folder, const char* name) {
   if (::unlinkat(folder, name, 0) == 0) return 0;
   if (errno != EISDIR) return errno;

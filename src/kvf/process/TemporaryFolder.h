@@ -17,10 +17,10 @@ class TemporaryFolder {
   ~TemporaryFolder();
 
   [[nodiscard]] const std::filesystem::path& path() const { return path_; }
-  /// Gives the folder to the owner of its parent where this process may do so: a program that runs
-  /// as that user can write into it.
+  /// Gives the folder to the owner of its parent, where this process may do so, so that a program
+  /// of that user can write into it.
   void giveToOwnerOfParent() const;
-  /// Leaves the folder where it is, for what in it must not be lost.
+  /// Leaves the folder where it is, when something in it must not be lost.
   void keep() { kept_ = true; }
 
  private:

@@ -34,7 +34,7 @@ const FindingFormat* findFindingFormat(std::string_view name) {
 std::optional<std::string> nameBelow(const fs::path& root, const Finding& finding) {
   if (root.empty() || finding.at.file == Position::commandLine) return std::nullopt;
   const fs::path path = finding.inspection->pathOf(finding.at);
-  // A link to a file counts where it lies.
+  // A link to a file counts where the link is.
   std::error_code error;
   const fs::path folder = fs::weakly_canonical(path.parent_path(), error);
   const fs::path below =

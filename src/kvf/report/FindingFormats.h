@@ -10,13 +10,13 @@
 #include "kvf/rules/Finding.h"
 
 struct ReportOptions {
-  /// Files below this absolute folder are named from there on; empty: as the user named them, and
-  /// in formats that know no other names, from the working directory on.
+  /// Files below this absolute folder are named relative to it; empty: as the user named them or,
+  /// in formats that need relative names, relative to the working directory.
   std::filesystem::path root;
   bool colour = false;
 };
 
-/// A way to tell findings.
+/// A format of findings.
 struct FindingFormat {
   const char* name;
   const char* summary;
@@ -29,7 +29,7 @@ std::span<const FindingFormat> findingFormats();
 /// The format of that name, or null.
 const FindingFormat* findFindingFormat(std::string_view name);
 
-/// The file of a finding from the root on; nothing when it does not lie below that, or is none.
+/// The file of a finding relative to the root; nothing when it is not a file below that.
 std::optional<std::string> nameBelow(const std::filesystem::path& root, const Finding& finding);
 
 /// The same; else as the user named it.

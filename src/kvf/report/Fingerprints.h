@@ -15,10 +15,11 @@
 /// into it, which may be secret.
 class Fingerprints {
  public:
-  /// Names of files count from there on.
+  /// Names of files are relative to it.
   explicit Fingerprints(std::filesystem::path root) : root_(std::move(root)) {}
 
-  /// Of the next finding of the report: hexadecimal digits, with a colon and a number behind them.
+  /// Of the next finding of the report: hexadecimal digits, followed by a colon and a number where
+  /// needed.
   std::string next(const Finding& finding);
 
  private:
@@ -26,7 +27,7 @@ class Fingerprints {
 
   std::filesystem::path root_;
   std::map<std::string, int> uses_;
-  const Inspection* inspection_ = nullptr;  ///< whose keys these are, by where they stand
+  const Inspection* inspection_ = nullptr;  ///< keys by their places, of this inspection
   std::map<std::pair<int, std::size_t>, std::string_view> keys_;
 };
 

@@ -30,7 +30,7 @@ std::string value(std::string_view name, std::size_t number) {
   return concat({",", name, "=", std::to_string(number)});
 }
 
-/// An annotation has columns on one line alone.
+/// An annotation has columns only within one line.
 std::string placeIn(const Finding& finding, const ReportOptions& options) {
   if (finding.at.file == Position::commandLine) return {};
   const Place place = placeOf(*finding.inspection, finding.at);

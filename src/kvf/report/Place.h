@@ -5,9 +5,9 @@
 
 #include "kvf/launch/Inspection.h"
 
-/// Where something stands in a file, as readers and other programs count: lines and columns from 1,
-/// columns in characters (Unicode code points; a tab is one, a byte that is no UTF-8 is one), the
-/// end behind the last of them.
+/// Where something is in a file, as readers and other programs count: lines and columns from 1,
+/// columns in characters (Unicode code points; a tab is one, a byte that is not UTF-8 is one), the
+/// end after the last of them.
 struct Place {
   std::size_t line = 1;    ///< of the command line: the number of the argument
   std::size_t column = 0;  ///< 0: the argument, or the file, as a whole

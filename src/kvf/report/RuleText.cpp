@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Fit for a terminal, in as many lines.
+/// Fit for a terminal, with the same lines.
 std::string printableLines(std::string_view text) {
   if (text.ends_with('\n')) text.remove_suffix(1);
   std::string result;

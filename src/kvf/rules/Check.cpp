@@ -43,7 +43,7 @@ class EntryStarts {
     }
   }
 
-  /// Of the entry that the place lies in.
+  /// The first line of the entry at that place.
   [[nodiscard]] std::size_t of(const Position& at) const {
     const auto start = starts_.find({at.file, at.line});
     return start == starts_.end() ? at.line : start->second;

@@ -17,8 +17,8 @@
 std::vector<Finding> check(std::span<const Inspection> inspections,
                            const std::set<std::string>& disabled);
 
-/// Every reason why this launch would end before the application runs, in the order of the rules.
-/// What comments allow counts too: it is a fact.
+/// Every reason why this launch would end before the application runs, in the order of the rules,
+/// also those that comments allow.
 std::vector<Finding> fatalFindings(const Inspection& inspection);
 
 #endif

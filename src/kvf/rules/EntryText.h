@@ -20,13 +20,13 @@ class EntryText {
   [[nodiscard]] std::string_view raw() const { return raw_; }
   /// True when no line continues it.
   [[nodiscard]] bool isOneLine() const { return entry_->at.line == entry_->at.endLine; }
-  /// Where the text stands, when it does so exactly once.
+  /// Where the text is, if it is there exactly once.
   [[nodiscard]] std::optional<std::size_t> find(std::string_view text) const;
   /// That stretch of the file; else the entry as a whole.
   [[nodiscard]] Position placeOf(std::string_view text) const;
   /// The key; the entry as a whole where it is not written as it is read.
   [[nodiscard]] Position placeOfKey() const;
-  /// True when it is: no backslash stands in it.
+  /// True when it is: it has no backslash.
   [[nodiscard]] bool hasPlainKey() const;
 
   [[nodiscard]] Edit insert(std::size_t at, std::string text) const;

@@ -16,20 +16,20 @@ struct Edit {
   std::string text;
 };
 
-/// A mistake, or what looks like one. Everything that is said about it, in whatever format, is made
-/// from this record.
+/// A mistake, or what looks like one. Every format is made from this record.
 struct Finding {
   const Rule* rule = nullptr;
   const Inspection* inspection = nullptr;  ///< where the place is; the finding does not own it
   std::string file;                        ///< as a reader knows it; "command line"
   Position at;  ///< with columns, unless it is an argument or a file as a whole
   std::string text;
-  bool fatal = false;          ///< the launch ends before the application runs
-  bool harmless = false;       ///< the application runs as it was asked for, unlike by the rule
+  bool fatal = false;  ///< the launch ends before the application runs
+  bool harmless =
+      false;  ///< the application runs as asked for, unlike what the rule says in general
   std::string message = {};    ///< the launcher's own at its end, where it has one
   std::vector<Edit> fix = {};  ///< mends it without guessing; empty: that takes a decision
 
-  /// The rule's; but what is fatal is an error, and what is harmless a warning.
+  /// The rule's; but a fatal finding is an error, and a harmless one a warning.
   [[nodiscard]] Severity severity() const;
   /// Counted from 1, also where the file as a whole is meant; of the command line the index of the
   /// argument.

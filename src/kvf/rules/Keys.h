@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-/// The one table of property keys: what each is, what it becomes and where its traps are. `kvf`
+/// The one table of property keys: what each one is, what it becomes and what its traps are. `kvf`
 /// reads it to find misspelt keys and to explain values; the reference page kvf(5) is generated
 /// from it with `kvf keys --scd`, which prints one scdoc entry a key, section by section.
 
@@ -27,7 +27,7 @@ enum class KeyNames {
 };
 
 struct KeyInfo {
-  const char* name;  ///< of a family: the prefix, which ends where the caller's part begins
+  const char* name;            ///< of a family: the prefix, which ends where the user's part begins
   const char* rest = nullptr;  ///< of a family: what follows, for show ("NAME")
   const char* section;         ///< headline on the reference page
   const char* type = "";       ///< what a value looks like

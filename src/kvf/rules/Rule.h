@@ -19,7 +19,7 @@ enum class Severity {
 struct ExampleFile {
   enum class Kind {
     text,
-    link,         ///< to what the content says
+    link,         ///< to the content
     archive,      ///< the application's
     newerClass,   ///< the start class, for a Java that does not exist yet
     orphanClass,  ///< the start class, extending com.acme.BaseApp
@@ -29,11 +29,11 @@ struct ExampleFile {
 
   const char* path = nullptr;  ///< below the example's folder
   std::string_view content = {};
-  std::size_t times = 1;  ///< how often the content stands there
+  std::size_t times = 1;  ///< how often the content is repeated
   Kind kind = Kind::text;
 };
 
-/// A mistake, or how it is mended, as a user would have it: `kvf rules` shows it and the tests run
+/// A mistake, or its remedy, as a user would have it: `kvf rules` shows it and the tests run
 /// it. It stands in the folder of a sound application, with JAVA_HOME in the environment:
 ///
 ///     acme.kvf       java.library=%JAVA_HOME%/lib/server/libjvm.so
@@ -75,7 +75,7 @@ struct Rule {
   Example remedy;           ///< has none
   /// Reports every place where the rule is broken.
   void (*check)(const Inspection& inspection, Report& report) = nullptr;
-  /// The same of all that is checked together, be it one.
+  /// The same for everything that is checked together, also a single launch.
   void (*compare)(std::span<const Inspection> inspections, Report& report) = nullptr;
 };
 

@@ -34,7 +34,7 @@ std::optional<ShellExpansion> variableAt(std::string_view text, std::size_t doll
                         concat({"%", name, "%"})};
 }
 
-/// Words that are meant by the quotes around them count as text, not as syntax.
+/// Quoted words count as text, not as syntax.
 std::size_t countOfQuote(std::string_view word, std::string_view quote) {
   std::size_t count = 0;
   for (std::size_t at = 0; (at = word.find(quote, at)) != std::string_view::npos;
@@ -117,7 +117,7 @@ std::string foreignQuoteIn(const std::vector<std::string>& words) {
                             {"\xE2\x80\x98", "\xE2\x80\x99"}};
   for (const Pair& pair : pairs) {
     const auto isPart = [&](const std::string& word, std::string_view quote) {
-      // One with a blank was put into double quotes, and means what stands there.
+      // One with a blank was put into double quotes, and is meant as it is.
       return countOfQuote(word, quote) == 1 && word.find(' ') == std::string::npos;
     };
     const auto open = std::find_if(words.begin(), words.end(), [&](const std::string& word) {

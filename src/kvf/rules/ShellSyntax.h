@@ -6,16 +6,17 @@
 #include <string_view>
 #include <vector>
 
-/// What a shell would make of a text. Nothing between a properties file and the application does.
+/// What a shell would make of a text. There is no shell between a properties file and the
+/// application.
 
 /// A piece that a shell replaces.
 struct ShellExpansion {
   std::string text;     ///< "$HOME", "~", "$(...)", "`...`"
-  std::string instead;  ///< how a properties file has it; empty: it has no such thing
+  std::string instead;  ///< how to write it in a properties file; empty: not possible
 };
 
 /// The first of $NAME, ${NAME}, $(...), `...`, and ~ at the start of a path. What the system's
-/// loader expands ($ORIGIN) is none.
+/// loader expands ($ORIGIN) does not count.
 std::optional<ShellExpansion> shellExpansionIn(std::string_view text);
 
 /// The text as words, with double quotes anywhere around blanks; nothing when a quote is not

@@ -15,7 +15,7 @@ struct UnitSubject {
   const ServiceUnit& unit;
 
   [[nodiscard]] bool hostsJvm() const { return launch.isJava() && launch.runsInProcess(); }
-  /// "simple", when it is not said.
+  /// "simple" when it is not set.
   [[nodiscard]] std::string type() const;
   [[nodiscard]] Position placeOf(const UnitSetting& setting) const {
     return Inspection::unitPosition(ServiceUnit::placeOf(setting));
@@ -37,7 +37,7 @@ struct SettingRow {
   const char* text;
 };
 
-/// Reports the settings that are wrong, each as what ends the launch or not.
+/// Reports the settings that are wrong, each as fatal or not.
 void reportRows(std::span<const SettingRow> rows, const UnitSubject& subject, bool fatal,
                 Report& report);
 

@@ -32,7 +32,7 @@ class Reader {
   enum class State {
     beforeName,
     name,
-    beforeValue,  ///< also behind a closing quote
+    beforeValue,  ///< also after a closing quote
     value,
     escape,
     singleQuotes,

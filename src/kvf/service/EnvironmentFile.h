@@ -10,11 +10,11 @@
 struct EnvironmentEntry {
   std::string name;
   std::string value;
-  std::size_t line;    ///< where the name stands, from 1
-  bool isNameAllowed;  ///< else systemd passes over the entry
+  std::size_t line;    ///< line of the name, from 1
+  bool isNameAllowed;  ///< else systemd ignores the entry
 };
 
-/// Reads the file of an EnvironmentFile= of systemd, which is no shell script: quotes and
+/// Reads the file of an EnvironmentFile= of systemd, which is not a shell script: quotes and
 /// backslashes are resolved, and nothing else.
 std::vector<EnvironmentEntry> parseEnvironmentFile(std::string_view text);
 

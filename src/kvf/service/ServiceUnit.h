@@ -18,7 +18,7 @@ class ServiceUnit : public UnitSettings {
     std::string text;
   };
 
-  /// The unit of that file with the drop-ins beside it and, for a unit of the system, wherever
+  /// The unit of that file with the drop-ins beside it and, for a unit of the system, those where
   /// systemd looks. The file of an instance may be its template's. A name without a folder is also
   /// looked for where systemd does. Throws std::runtime_error with a sentence when there is none.
   static ServiceUnit load(const std::string& file);
@@ -26,7 +26,7 @@ class ServiceUnit : public UnitSettings {
   [[nodiscard]] const std::vector<File>& files() const { return files_; }
   /// "acme@one.service".
   [[nodiscard]] const std::string& name() const { return name_; }
-  /// True for a template of which no instance was named; one stands in for it.
+  /// True for a template of which no instance was named; a sample one stands in.
   [[nodiscard]] bool isTemplate() const { return isTemplate_; }
 
   /// The commands in the order of the files.

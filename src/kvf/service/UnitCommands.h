@@ -15,8 +15,7 @@ struct ServiceCommand {
   bool ignoresFailure = false;
 };
 
-/// The commands of all Exec...= settings, with the variables of that environment. Adds what there
-/// is to say.
+/// The commands of all Exec...= settings, with the variables of that environment. Adds notes.
 std::vector<ServiceCommand> readCommands(const UnitSettings& unit, UnitVariables environment,
                                          std::vector<UnitNote>& notes);
 

@@ -39,7 +39,7 @@ std::vector<fs::path> foldersFor(const fs::path& unitFile) {
   return {unitFile.parent_path()};
 }
 
-/// The folders' names of a unit, the most special first.
+/// The names of a unit's drop-in folders, the most specific first.
 std::vector<std::string> dropInFolderNames(const UnitName& name) {
   std::vector<std::string> names = {name.whole};
   if (name.hasAt && !name.instance.empty()) names.push_back(name.templateName());
@@ -93,7 +93,7 @@ std::vector<std::string> dropInsOf(const std::string& unitFile, const UnitName& 
     }
   }
   std::vector<std::string> found;
-  // A link to /dev/null masks those of its name further behind.
+  // A link to /dev/null masks those of its name in later folders.
   for (const auto& [fileName, path] : files)
     if (isThere(path)) found.push_back(path);
   return found;

@@ -21,8 +21,8 @@ inline constexpr std::string_view serviceSuffix = ".service";
 
 /// The searches throw FileError where something cannot be looked at.
 
-/// Where the unit of that name lies: the file itself, or its template's, there or, for a name
-/// without a folder, wherever systemd looks. Empty: nowhere.
+/// Where the unit of that name is: the file itself, or its template's, there or, for a name without
+/// a folder, where systemd looks. Empty: nowhere.
 std::string findUnitFile(const std::string& file);
 
 /// The drop-ins of a unit in the order in which systemd reads them: those beside the file, and for

@@ -9,7 +9,7 @@
 
 namespace {
 
-// What "systemd --dump-configuration-items" lists for [Service], and what newer ones added.
+// What "systemd --dump-configuration-items" lists for [Service], and what newer releases added.
 constexpr std::string_view serviceKeys =
     "AllowedCPUs AllowedMemoryNodes AmbientCapabilities AppArmorProfile BPFProgram BindLogSockets "
     "BindPaths BindReadOnlyPaths BlockIOAccounting BlockIODeviceWeight BlockIOReadBandwidth "
@@ -147,7 +147,7 @@ std::string_view serviceKeyLike(std::string_view key) {
   std::vector<std::string_view> near;
   for (const std::string_view known : piecesOf(serviceKeys, " ")) {
     if (known == key) return {};
-    // A new release of systemd may have one that differs by a word.
+    // A new release of systemd may have one that differs by one word.
     const std::size_t longer = std::max(known.size(), key.size());
     if (longer - std::min(known.size(), key.size()) <= 1) near.push_back(known);
   }

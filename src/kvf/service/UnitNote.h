@@ -10,11 +10,11 @@ struct UnitPlace {
   std::size_t line = 1;
 };
 
-/// What systemd says about a part of the unit, or passes over.
+/// What systemd says about a part of the unit, or ignores.
 struct UnitNote {
   enum class Weight {
     mayBeMeant,   ///< the service starts, as it may well be meant to
-    losesPart,    ///< the service starts without what is written there
+    losesPart,    ///< the service starts without it
     refusesUnit,  ///< the unit cannot be started
   };
 

@@ -11,10 +11,10 @@
 #include "kvf/service/UnitText.h"
 #include "kvf/service/UnitWords.h"
 
-/// The settings of a unit and its drop-ins, as far as they count, with specifiers replaced.
+/// The settings of a unit and its drop-ins that count, with specifiers replaced.
 class UnitSettings {
  public:
-  /// The assignments of a key of [Service] that count: those behind the last empty one.
+  /// The assignments of a key of [Service] that count: those after the last empty one.
   [[nodiscard]] std::vector<const UnitSetting*> all(std::string_view key) const;
   /// The last one; null when it is not set.
   [[nodiscard]] const UnitSetting* last(std::string_view key) const;
@@ -26,7 +26,7 @@ class UnitSettings {
   /// What the letter stands for; empty when that is not known here.
   [[nodiscard]] std::string specifier(char letter) const;
 
-  /// The text with specifiers replaced; nothing when systemd refuses it. Adds what there is to say.
+  /// The text with specifiers replaced; nothing when systemd refuses it. Adds notes.
   [[nodiscard]] std::optional<std::string> expanded(std::string_view text, const UnitPlace& at,
                                                     UnitNote::Weight ofRefusal,
                                                     std::vector<UnitNote>& notes) const;

@@ -63,7 +63,7 @@ std::optional<std::string> idIn(const char* file) {
   return text.size() == idDigits ? std::optional(text) : std::nullopt;
 }
 
-/// The value of a variable in the first of the files that is there; what lacks there is empty.
+/// The value of a variable in the first of the files that exists; empty if it is not in there.
 std::optional<std::string> variableIn(std::initializer_list<const char*> files, const char* name) {
   for (const char* file : files) {
     if (!fs::is_regular_file(file)) continue;
@@ -95,7 +95,7 @@ void addMachine(UnitSpecifiers& specifiers) {
   specifiers['v'] = system.release;
   specifiers['a'] = architectureOf(system.machine);
   specifiers['b'] = idIn("/proc/sys/kernel/random/boot_id");
-  // An image has none yet; what is started from it gets one.
+  // An image has none yet; a machine started from it gets one.
   specifiers['m'] = idIn("/etc/machine-id").value_or(std::string(idDigits, '0'));
   for (const ReleaseLetter& release : releaseLetters)
     specifiers[release.letter] =

@@ -9,7 +9,7 @@
 #include "kvf/service/UnitSettings.h"
 #include "kvf/service/UnitValues.h"
 
-/// What systemd would start the commands of a unit in.
+/// The surroundings in which systemd would start the commands of a unit.
 struct ServiceSurroundings {
   UnitVariables environment;
   std::string directory;  ///< absolute
@@ -19,8 +19,7 @@ struct ServiceSurroundings {
   std::optional<std::uint64_t> memory;  ///< bytes; absent: the unit sets no limit
 };
 
-/// Reads them from the settings, of the user's own service manager or of the system's, and adds
-/// what there is to say.
+/// Reads them from the settings, for a user's service manager or the system's, and adds notes.
 ServiceSurroundings readSurroundings(const UnitSettings& unit, bool isUserUnit,
                                      std::vector<UnitNote>& notes);
 

@@ -17,11 +17,11 @@ struct UnitSetting {
   /// Where in the value a line begins, and its number from 1; at least the first line.
   std::vector<std::pair<std::size_t, std::size_t>> lines;
 
-  /// The line of the file that this byte of the value stands in.
+  /// The line of the file that this byte of the value is in.
   [[nodiscard]] std::size_t lineOf(std::size_t offset = 0) const;
 };
 
-/// A line of which systemd makes nothing, and why.
+/// A line that systemd ignores, and why.
 struct UnitComplaint {
   std::size_t line;
   std::string text;

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// A number at the start, which is taken off; digits, and a fraction.
+/// Removes the number at the start: digits, and a fraction.
 std::optional<double> takeNumber(std::string_view& text) {
   double value = 0;
   const auto [end, error] =

@@ -24,7 +24,7 @@ std::optional<UnitLimit> unitLimit(std::string_view text);
 /// "90", "1min 30s"; "infinity" is the largest.
 std::optional<std::chrono::milliseconds> unitTime(std::string_view text);
 
-/// "yes", "no" and their like.
+/// "yes", "no" and the like.
 std::optional<bool> unitBoolean(std::string_view text);
 
 /// "SIGTERM", "TERM", "RTMIN+3" or "15" as a number.

@@ -52,7 +52,7 @@ constexpr LetterEscape letterEscapes[] = {{'a', '\a'}, {'b', '\b'},  {'f', '\f'}
                                           {'r', '\r'}, {'t', '\t'},  {'v', '\v'}, {'\\', '\\'},
                                           {'"', '"'},  {'\'', '\''}, {'s', ' '}};
 
-/// The digits as a number; nothing when one is none.
+/// The digits as a number; nothing when one of them is not a digit.
 std::optional<std::uint32_t> number(std::string_view digits, unsigned base) {
   std::uint32_t value = 0;
   for (const char c : digits) {
@@ -81,7 +81,7 @@ bool appendNumber(std::string_view digits, const NumberEscape& escape, std::stri
   return true;
 }
 
-/// Appends what the escape behind a backslash stands for; its length, or 0 for an unknown one.
+/// Appends what the escape after a backslash stands for; its length, or 0 for an unknown one.
 std::size_t unescape(std::string_view text, std::string& result) {
   for (const LetterEscape& escape : letterEscapes) {
     if (!text.starts_with(escape.letter)) continue;

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-/// How systemd reads what stands behind "=": words, escapes, specifiers and variables.
+/// How systemd reads what follows "=": words, escapes, specifiers and variables.
 
 struct UnitWord {
   std::string text;    ///< without quotes, escapes resolved
@@ -18,20 +18,20 @@ struct UnitWord {
 
 struct UnitWords {
   std::vector<UnitWord> words;
-  bool unbalanced = false;  ///< a quote is not closed: systemd passes over the whole setting
+  bool unbalanced = false;  ///< a quote is not closed: systemd ignores the whole setting
   std::vector<std::string> unknownEscapes;  ///< the words with one, which stay as they are
 };
 
 /// Splits at blanks that no quotes protect; C-style escapes count inside quotes and outside.
 UnitWords splitUnitWords(std::string_view text);
 
-/// The next word from the offset on, which moves behind it; nothing at the end, or where a quote is
-/// not closed, which is noted.
+/// The next word from the offset on, which moves to its end; nothing at the end, or where a quote
+/// is not closed, which is noted.
 std::optional<UnitWord> nextUnitWord(std::string_view text, std::size_t& offset, UnitWords& notes);
 
 using UnitVariables = std::map<std::string, std::string>;
 
-/// What %x stands for. Letters that systemd knows and this machine does not tell have no value.
+/// What %x stands for. Letters that systemd knows and this machine cannot resolve have no value.
 using UnitSpecifiers = std::map<char, std::optional<std::string>>;
 
 struct ExpandedSpecifiers {

@@ -7,8 +7,8 @@ namespace {
 
 constexpr int jsonSchema = 1;
 
-/// DEL and C1 are control characters too, which JSON lets pass and a terminal obeys. They are only
-/// in strings: nothing else in the text is not ASCII.
+/// DEL and C1 are control characters too, which JSON allows and a terminal obeys. They are only in
+/// strings: nothing else in the text is not ASCII.
 std::string withoutControls(std::string_view json) {
   std::string escaped;
   for (std::size_t at = 0; at < json.size(); ++at) {

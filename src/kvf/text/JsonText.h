@@ -4,8 +4,8 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 
-/// The document, over several lines and with a line end. Bytes that are no UTF-8 become U+FFFD, and
-/// what a terminal would obey is escaped.
+/// The document, over several lines and with a line end. Bytes that are not UTF-8 become U+FFFD,
+/// and control characters of terminals are escaped.
 std::string jsonText(const nlohmann::ordered_json& document);
 
 /// The same with "schema" as its first member: within one schema, members are only added.

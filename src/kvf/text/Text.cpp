@@ -34,7 +34,7 @@ void appendEscaped(std::string& result, char c) {
   }
 }
 
-/// Three digits, so that none that follows can be taken for one of them.
+/// Three digits, so that a digit that follows is not read as one of them.
 void appendOctal(std::string& result, char c) {
   const auto byte = static_cast<unsigned char>(c);
   result += '\\';
@@ -174,7 +174,7 @@ std::string printableShellWord(std::string_view text) {
 
 std::string spelledInPropertiesFile(std::string_view value) {
   std::string spelled;
-  // A first "=" is taken for a separator after a blank.
+  // A first "=" would be read as the separator after a blank.
   if (value.starts_with('=')) spelled += '=';
   if (value.starts_with(' ')) spelled += '\\';
   for (const char c : value) {

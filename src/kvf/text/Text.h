@@ -16,7 +16,7 @@ inline std::string toString(const WString& text) {
 /// The pieces, one after the other.
 std::string concat(std::initializer_list<std::string_view> pieces);
 
-/// The number of characters (Unicode code points). A byte that is no UTF-8 counts as one.
+/// The number of characters (Unicode code points). A byte that is not UTF-8 counts as one.
 std::size_t charactersIn(std::string_view text);
 
 /// The pieces between the separators, as views of the text; without empty ones.
@@ -38,15 +38,15 @@ std::string shellWord(std::string_view text);
 /// read, but not every sh.
 std::string printableShellWord(std::string_view text);
 
-/// The value as a properties file must spell it after "key=", so that the launcher reads just this
-/// value: backslashes, percent signs, control characters, and blanks or "=" at its start.
+/// The value as a properties file must spell it after "key=", so that the launcher reads exactly
+/// this value: backslashes, percent signs, control characters, and blanks or "=" at its start.
 std::string spelledInPropertiesFile(std::string_view value);
 
 /// The candidate that the text was probably meant to be: few characters differ. Empty: none.
 std::string_view nearestName(std::string_view text,
                              const std::vector<std::string_view>& candidates);
 
-/// The candidate that one or two slips of the keyboard made the text of; empty: none, or there is
+/// The candidate that differs from the text by one or two typing mistakes; empty: none, or there is
 /// another one as near.
 std::string_view misspeltName(std::string_view text,
                               const std::vector<std::string_view>& candidates);

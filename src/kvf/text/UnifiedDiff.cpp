@@ -21,7 +21,7 @@ Lines linesOf(std::string_view text) {
   return lines;
 }
 
-/// Lines of the one text that others stand in the place of.
+/// Lines of one text that are replaced by others.
 struct Change {
   std::size_t before, beforeEnd;
   std::size_t after, afterEnd;
