@@ -534,6 +534,8 @@ TEST_F(KvfTest, TheStackLimitOfTheCheckCounts) {
 }
 
 TEST_F(KvfTest, EveryRuleIsExplained) {
+  EXPECT_TRUE(run({"rules", "adjuster-class"})
+                  .has("Example:\n    velox.adjuster.class.path=%kvf.file.dir%/gone.jar\nRemedy:"));
   std::istringstream list(run({"rules"}).out);
   int count = 0;
   for (std::string line; std::getline(list, line); ++count) {
