@@ -86,6 +86,7 @@ TEST_F(KvfTest, CheckTakesFilesFoldersUnitsAndStandardInput) {
       {"check --color=always error.kvf", 1, "\033[1;31merror\033[0m: "},
       {"check --severity=all app.kvf", 2, "kvf: --severity: "},
       {"check --jsn app.kvf", 2, "(did you mean --json?); see kvf check --help\n"},
+      {"check --help", 0, "  --severity LEVEL  "},
       {"chek app.kvf", 2, "(did you mean check?); see kvf --help\n"},
       {"check --disable unit-stp app.kvf", 2, "(did you mean unit-stop?)"},
       {"check all", 0, ""},
