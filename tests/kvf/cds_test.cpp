@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "kvf/ZipFile.h"
+#include "kvf/cds/ArchivableClassPath.h"
 #include "kvf/cds/ArchiveManifest.h"
 #include "kvf/cds/ClassDataArchive.h"
 #include "kvf/cds/ClassDataEntry.h"
@@ -403,6 +404,63 @@ TEST_F(Cds, IsMadeAnewWhenItHasToBe) {
   fs::last_write_time(jar(), now);
   EXPECT_FALSE(sandbox_.run({VELOX_KVF, "check", "app.kvf"}).has("class-data-archive"));
   EXPECT_TRUE(sandbox_.run({VELOX_KVF, "check", "--deep", "app.kvf"}).has("its former code"));
+}
+
+TEST_F(Cds, AnotherKindLeavesNothingOfTheFormer) {
+  kvf("java.class.path=" + jar(), "java.property.probe.do=exit:7\n");
+  const std::string own = "app.jsa\napp.jsa.manifest\napp.kvf\nlib\n";
+  ASSERT_EQ(cds({"--kind=static", "--write"}).status, 0);
+  EXPECT_TRUE(fs::exists(sandbox_.path("app.jsa.classes")));
+  ASSERT_EQ(cds({"--kind=dynamic", "--write"}).status, 0);
+  EXPECT_EQ(sandbox_.run({"ls", "-A"}).out, own);
+
+  sandbox_.write("app.jsa.manifest", "{");
+  EXPECT_EQ(sandbox_.run({VELOX_KVF, "cds", "--refresh", "app.kvf"}),
+            (Outcome{2, "kvf: " + sandbox_.path("app.jsa") +
+                            " has a damaged manifest; kvf cds --write makes both\n"}));
+}
+
+TEST_F(Cds, ShortStartsAreFromAnArchiveOfTheirCollector) {
+  kvf("java.class.path=" + jar(), "java.property.probe.do=exit:7\n");
+  const Outcome outcome = sandbox_.run(
+      {VELOX_KVF, "cds", "--kind=dynamic", "--pairs=1", "--short", "--write", "app.kvf"});
+  EXPECT_EQ(outcome.status, 0) << outcome.out;
+  EXPECT_TRUE(outcome.has(" -XX:+UseSerialGC -XX:ArchiveClassesAtExit=") ||
+              outcome.has(": -XX:+UseSerialGC -XX:ArchiveClassesAtExit="))
+      << outcome.out;
+  EXPECT_TRUE(outcome.has("\ndynamic archive, C1 ") &&
+              outcome.has("\ndynamic archive, serial and C1 "));
+}
+
+TEST_F(Cds, ARuntimeWithoutProgramsOrAnArchiveOfItsOwn) {
+  const fs::path from = javaHome(), to = sandbox_.path("jre");
+  fs::create_directories(to / "lib/server");
+  for (const auto& entry : fs::directory_iterator(from / "lib")) {
+    if (entry.path().filename() != "server")
+      fs::create_symlink(entry.path(), to / "lib" / entry.path().filename());
+  }
+  // The JVM's home is where this file is.
+  fs::copy_file(jvmLibrary(), to / "lib/server/libjvm.so");
+  fs::copy_file(from / "release", to / "release");
+  fs::create_symlink(from / "conf", to / "conf");
+  kvf("java.class.path=" + jar(),
+      "java.library=%kvf.file.dir%/jre/lib/server/libjvm.so\njava.property.probe.do=exit:7\n");
+  const Outcome outcome = cds({"--kind=static", "--write"});
+  EXPECT_EQ(outcome.status, 0) << outcome.out;
+  EXPECT_TRUE(outcome.has("app.jsa: static archive, ")) << outcome.out;
+  EXPECT_EQ(sandbox_.run({VELOX_WRAPPER, "--propFile", "app.kvf"}).status, 7);
+  EXPECT_EQ(cds({"--kind=dynamic"}).status, 1) << "there is nothing to put it on";
+}
+
+TEST_F(Cds, AFullDiskIsNoAnswer) {
+  kvf("java.class.path=" + jar(), "java.property.probe.do=exit:7\n");
+  const Outcome outcome = sandbox_.run(
+      {"sh", "-c",
+       "ulimit -f 2048; exec " VELOX_KVF " cds --kind=static --pairs=0 --write app.kvf 2>&1"},
+      {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"}}});
+  EXPECT_EQ(outcome.status, 2) << outcome.out;
+  EXPECT_TRUE(outcome.has("it could not be stored; the file system is full, perhaps\n"));
+  EXPECT_EQ(sandbox_.run({"ls", "-A"}).out, "app.kvf\nlib\n");
 }
 
 TEST_F(Cds, ReportsWhatGainsNothing) {

@@ -6,8 +6,7 @@
 #include <system_error>
 
 #include "foundation/PropertyKeys.h"
-#include "kvf/formats/Archive.h"
-#include "kvf/formats/ArchiveWriter.h"
+#include "kvf/cds/ArchivableClassPath.h"
 #include "kvf/launch/JvmTrialRun.h"
 #include "kvf/launch/TrialOptions.h"
 #include "kvf/process/Files.h"
@@ -19,9 +18,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::string_view classPathOption = "-Djava.class.path=";
-// A value may refer to 100 variables.
-constexpr std::ptrdiff_t maxReferences = 90;
-
 // A machine may be busy, and a large application has 50,000 classes.
 constexpr unsigned maxSecondsToMake = 1800;
 
@@ -50,6 +46,8 @@ struct KnownComplaint {
   std::string_view meaning;
 };
 constexpr KnownComplaint knownComplaints[] = {
+    {"Unable to write to shared archive", archiveNotStored},
+    {"Unable to seek to position", archiveNotStored},
     {"non-empty directory",
      "a folder in the class path is not empty; name the archives in it instead"},
     {"base CDS archive is not loaded",
@@ -78,37 +76,9 @@ std::vector<std::string> classPathIn(const std::vector<std::string>& options,
   return elements;
 }
 
-bool isFolderWithFiles(const fs::path& path) {
-  std::error_code error;
-  return fs::is_directory(path, error) && !fs::is_empty(path, error);
-}
-
 bool isArchiveFile(const fs::path& path) {
   std::error_code error;
   return fs::is_regular_file(path, error);
-}
-
-/// True when a class path does not need the folder in addition to the archives in it.
-bool holdsArchivesOnly(const fs::path& folder) {
-  std::error_code error;
-  return std::all_of(fs::directory_iterator(folder, error), fs::directory_iterator(),
-                     [](const fs::directory_entry& entry) {
-                       const fs::path extension = entry.path().extension();
-                       return extension == ".jar" || extension == ".zip";
-                     });
-}
-
-/// The names of all files below the folder, as an archive has them, in order.
-std::vector<std::string> filesBelow(const fs::path& folder) {
-  std::vector<std::string> names;
-  std::error_code error;
-  for (fs::recursive_directory_iterator entry(folder, error), end; !error && entry != end;
-       entry.increment(error)) {
-    if (entry->is_regular_file(error))
-      names.push_back(entry->path().lexically_relative(folder).native());
-  }
-  std::sort(names.begin(), names.end());
-  return names;
 }
 
 /// "clojure.main source: shared objects file (top)" among the lines of the loading log.
@@ -240,70 +210,6 @@ std::vector<std::string> classDataWritingObstacles(const ClassDataLaunch& launch
   return obstacles;
 }
 
-std::vector<std::string> foldersOfClasses(const std::vector<std::string>& classPath) {
-  std::vector<std::string> folders;
-  std::copy_if(classPath.begin(), classPath.end(), std::back_inserter(folders),
-               [](const std::string& element) {
-                 return isFolderWithFiles(element) && !holdsArchivesOnly(element);
-               });
-  return folders;
-}
-
-std::string classPathOfArchives(const std::vector<std::string>& classPath, const fs::path& folder,
-                                const std::map<std::string, std::string>& made) {
-  std::vector<std::string> archives;
-  std::vector<std::string> folders;
-  for (const std::string& element : classPath) {
-    const auto archive = made.find(element);
-    if (archive != made.end()) {
-      archives.push_back(archive->second);
-    } else if (!isFolderWithFiles(element)) {
-      archives.push_back(element);
-    } else if (!holdsArchivesOnly(element)) {
-      folders.push_back(element);
-    }
-  }
-  archives.insert(archives.end(), folders.begin(), folders.end());
-  const std::string start = folder.string() + "/";
-  const auto below = std::count_if(archives.begin(), archives.end(), [&](const std::string& path) {
-    return path.starts_with(start);
-  });
-  std::string value;
-  for (const std::string& path : archives) {
-    if (!value.empty()) value += ':';
-    const bool relative = below <= maxReferences && path.starts_with(start);
-    value += relative ? "%kvf.file.dir%/" + spelledInPropertiesFile(path.substr(start.size()))
-                      : spelledInPropertiesFile(path);
-  }
-  return value;
-}
-
-std::vector<std::string> changedByOrder(const std::vector<std::string>& classPath) {
-  constexpr std::size_t enough = 20;
-  std::vector<std::string> changed;
-  for (auto element = classPath.begin(); element != classPath.end(); ++element) {
-    if (!isFolderWithFiles(*element)) continue;
-    const std::vector<std::string> names = filesBelow(*element);
-    for (auto other = element + 1; other != classPath.end(); ++other) {
-      const Archive archive(*other);
-      for (const std::string& name : names) {
-        if (changed.size() < enough && archive.contains(name))
-          changed.push_back(concat({name, " (from ", fs::path(*other).filename().native(), ")"}));
-      }
-    }
-  }
-  return changed;
-}
-
-std::string archiveOfFolder(const fs::path& folder) {
-  ArchiveWriter archive;
-  for (const std::string& name : filesBelow(folder)) {
-    if (!archive.add(name, readWhole(folder / name)))
-      throw FileError(concat({folder.native(), " is too large for an archive"}));
-  }
-  return std::move(archive).finish();
-}
-
 std::optional<std::string> asWords(const std::vector<std::string>& options) {
   std::string words;
   for (const std::string& option : options) {
@@ -352,7 +258,7 @@ std::string makeArchive(const ArchiveKind& kind, const ClassDataLaunch& launch,
     // Some releases leave an archive that could not be written to its end.
     if (!end.started) fs::remove(files.archive, error);
     if (!fs::exists(files.archive, error)) {
-      const std::string complaint = complaintInLog(textOfFile(log));
+      const std::string complaint = complaintInLog(textOfFile(log) + end.text);
       return complaint.empty() ? lastLineOf(end.text) : complaint;
     }
   }

@@ -37,23 +37,6 @@ std::vector<std::string> classDataObstacles(const ClassDataLaunch& launch, const
 std::vector<std::string> classDataWritingObstacles(const ClassDataLaunch& launch,
                                                    const ArchiveKind& kind);
 
-/// The class path without folders that only held archives, as the value of java.class.path; what
-/// lies below the folder is named by %kvf.file.dir%. Folders come after the archives, except those
-/// that an archive is given for, which takes their place.
-std::string classPathOfArchives(const std::vector<std::string>& classPath,
-                                const std::filesystem::path& folder,
-                                const std::map<std::string, std::string>& made = {});
-
-/// Folders of the class path with something other than archives in them.
-std::vector<std::string> foldersOfClasses(const std::vector<std::string>& classPath);
-
-/// What is in a folder and also in an archive after it on the class path, at most 20 of them: with
-/// the folder after the archives it would be taken from the archive. "NAME (from ARCHIVE)".
-std::vector<std::string> changedByOrder(const std::vector<std::string>& classPath);
-
-/// The text of an archive with the files below the folder. Throws FileError.
-std::string archiveOfFolder(const std::filesystem::path& folder);
-
 /// The options for a variable such as _JAVA_OPTIONS, each as one word, also with blanks or quotes.
 /// Nothing when that cannot be written there.
 std::optional<std::string> asWords(const std::vector<std::string>& options);
@@ -69,6 +52,10 @@ std::string recordInProcess(const ArchiveKind& kind, const ClassDataLaunch& laun
 /// own archive has to be there. Why not, or nothing.
 std::string makeArchive(const ArchiveKind& kind, const ClassDataLaunch& launch,
                         const ArchiveFiles& files, const std::filesystem::path& scratchFolder);
+
+/// The complaint where the system keeps a JVM from writing.
+inline constexpr std::string_view archiveNotStored =
+    "it could not be stored; the file system is full, perhaps";
 
 /// What the JVM complained about in its log of class-data sharing, in words that say what to change
 /// where that is known; empty when it did not complain.

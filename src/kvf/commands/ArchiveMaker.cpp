@@ -7,9 +7,10 @@
 #include <optional>
 
 #include "foundation/PropertyKeys.h"
+#include "kvf/cds/ArchivableClassPath.h"
 #include "kvf/cds/ClassDataArchive.h"
 #include "kvf/cds/ClassDataEntry.h"
-#include "kvf/cds/StartMeasurement.h"
+#include "kvf/commands/ArchiveChoice.h"
 #include "kvf/commands/ArchiveTraining.h"
 #include "kvf/commands/CdsOptions.h"
 #include "kvf/commands/Output.h"
@@ -20,8 +21,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-constexpr std::chrono::seconds longestStart(600);
 
 int complain(const std::string& text, int status) {
   ::complain(text);
@@ -42,34 +41,6 @@ std::vector<std::string> changedKeys(const SimpleProperties& before,
   addMissing(before, after);
   addMissing(after, before);
   return keys;
-}
-
-/// Options that make a start sooner and a long run slower.
-struct ShortOptions {
-  const char* name;
-  std::vector<std::string> options;
-  const char* cost;
-};
-constexpr char costOfC1[] = "compiled code stays as C1 makes it, often at half the speed";
-constexpr char costOfSerial[] = "collections stop the application and use one processor";
-constexpr char costOfBoth[] =
-    "compiled code stays as C1 makes it, often at half the speed, and collections stop the "
-    "application and use one processor";
-const ShortOptions shortOptions[] = {
-    {"", {}, ""},
-    {", C1", {"-XX:TieredStopAtLevel=1"}, costOfC1},
-    {", serial", {"-XX:+UseSerialGC"}, costOfSerial},
-    {", serial and C1", {"-XX:+UseSerialGC", "-XX:TieredStopAtLevel=1"}, costOfBoth},
-};
-/// Options that cost a long run have to be that much sooner than those that do not.
-constexpr double leastFurtherGain = 0.97;
-
-/// True when the launch itself says which collector or compiler it wants.
-bool choosesItself(const ClassDataLaunch& launch) {
-  return std::any_of(launch.options.begin(), launch.options.end(), [](const std::string& option) {
-    return (option.starts_with("-XX:+Use") && option.ends_with("GC")) ||
-           option.starts_with("-XX:TieredStopAtLevel=") || option == "-XX:-TieredCompilation";
-  });
 }
 
 class ArchiveMaker {
@@ -99,8 +70,8 @@ class ArchiveMaker {
       const std::string wrong = training.whyNotRight(*kinds[i]);
       if (wrong.empty()) {
         trained = training.train(*kinds[i], {});
-      } else if (kinds.size() == 1) {
-        return complain(wrong, negative);
+      } else if (kinds.size() == 1 || statusOfFailure(wrong) == noAnswer) {
+        return complain(wrong, statusOfFailure(wrong));
       } else {
         say(wrong);
       }
@@ -213,100 +184,16 @@ class ArchiveMaker {
     return takeSubject();
   }
 
-  struct Candidate {
-    const ShortOptions* further;  ///< besides the options of the archive
-    std::size_t variant;
-  };
-
-  int propose(const ArchiveTraining& training, const TrainedArchive& trained) {
-    std::vector<std::string> further;
-    if (!measure(training, trained, further)) return negative;
-    const fs::path archive = archiveOf(*trained.kind);
-    training.install(trained, archive);
-    std::cout << printable(archive.native()) << ": " << trained.kind->title << ", "
+  int propose(ArchiveTraining& training, const TrainedArchive& trained) {
+    const auto chosen = chooseArchive(options_, command_, inspection_, launch_, training, trained);
+    if (!chosen) return negative;
+    const ArchiveKind& kind = *chosen->archive.kind;
+    const fs::path archive = archiveOf(kind);
+    training.install(chosen->archive, archive);
+    std::cout << printable(archive.native()) << ": " << kind.title << ", "
               << fs::file_size(archive) / 1024 << " KiB, accepted by Java " << launch_.jvm.version
               << '\n';
-    return tellEntry(*trained.kind, archive, further);
-  }
-
-  /// Measures the starts and takes the options of the best variant; false when none is better.
-  bool measure(const ArchiveTraining& training, const TrainedArchive& trained,
-               std::vector<std::string>& further) const {
-    if (options_.pairs == 0) return true;
-    if (options_.runFor && options_.until.empty()) {
-      say("not measured: --until TEXT says when the application has started");
-      return true;
-    }
-    std::vector<StartVariant> variants;
-    std::vector<Candidate> candidates;
-    const auto add = [&](const std::string& name, const std::vector<std::string>& options) {
-      ProgramRun run = training.runWith(options).value();
-      run.output = ProgramRun::Output::dropped;
-      if (!run.limit) run.limit = longestStart;
-      variants.push_back({name, std::move(run), 0});
-    };
-    add("plain", training.resettingOptions());
-    const std::uintmax_t bytes = fs::file_size(trained.files.archive);
-    for (const ShortOptions& options : shortOptions) {
-      const bool isWanted = options_.shortRuns && !choosesItself(launch_);
-      if (!options.options.empty() && !isWanted) continue;
-      std::vector<std::string> all = useOptions(*trained.kind, trained.files.archive);
-      all.insert(all.end(), options.options.begin(), options.options.end());
-      candidates.push_back({&options, variants.size()});
-      add(concat({trained.kind->title, options.name}), all);
-      variants.back().archiveBytes = bytes;
-    }
-    addPresent(variants);
-    const bool isTerminal = showsProgressInPlace();
-    const std::vector<StartTimes> times =
-        measureStarts(variants, options_.pairs, [&](unsigned round) {
-          std::fprintf(stderr, "%skvf: measuring %zu starts, round %u of %u%s",
-                       isTerminal ? "\r" : "", variants.size(), round + 1, options_.pairs + 1,
-                       isTerminal && round < options_.pairs ? "" : "\n");
-        });
-    std::cout << tableOf(variants, times);
-    if (!times[0].failure.empty()) {
-      say("not measured: " + times[0].failure);
-      return true;
-    }
-    const Candidate* best = bestOf(candidates, times);
-    if (best == nullptr) {
-      std::cout << "The application does not start sooner with it.\n";
-      if (!options_.write)
-        std::cout << "The file is left as it is; --write adds the line all the same.\n";
-      return options_.write;
-    }
-    further = best->further->options;
-    if (!further.empty())
-      std::cout << "For commands that end soon. A long run pays for it: " << best->further->cost
-                << ".\n";
-    return true;
-  }
-
-  /// As the file is now, with an archive.
-  void addPresent(std::vector<StartVariant>& variants) const {
-    const bool hasOne = !sharedArchiveFiles(inspection_.plan.options).empty() ||
-                        !aheadOfTimeCache(inspection_.plan.options).empty();
-    if (!hasOne) return;
-    StartVariant present = variants[0];
-    present.name = "as it is";
-    present.run.environment.clear();
-    if (command_.empty()) present.run.arguments.back() = options_.file;
-    variants.push_back(present);
-  }
-
-  /// The one that gains most; null: no gain.
-  static const Candidate* bestOf(const std::vector<Candidate>& candidates,
-                                 const std::vector<StartTimes>& times) {
-    const Candidate* best = nullptr;
-    double least = 1;
-    for (const Candidate& candidate : candidates) {
-      const StartTimes& time = times[candidate.variant];
-      if (!time.gains() || time.ratio.median > least) continue;
-      best = &candidate;
-      least = time.ratio.median * leastFurtherGain;
-    }
-    return best;
+    return tellEntry(kind, archive, chosen->further);
   }
 
   int tellEntry(const ArchiveKind& kind, const fs::path& archive,
@@ -380,71 +267,8 @@ class ArchiveMaker {
   ClassDataLaunch launch_;
 };
 
-/// Makes the archive that a file uses anew.
-class ArchiveRefresh {
- public:
-  explicit ArchiveRefresh(const CdsOptions& options)
-      : options_(options),
-        file_(fs::canonical(options.file)),
-        inspection_(inspectRun(options.file)) {}
-
-  int refresh() {
-    const ClassDataSubject subject = classDataSubject(inspection_);
-    if (!subject.launch)
-      return complain(options_.file + ": " + subject.complaint + "; see kvf check", noAnswer);
-    const std::string named = archiveInUse();
-    if (named.empty())
-      return complain(options_.file + " uses no archive; kvf cds --write adds one", noAnswer);
-    const fs::path archive = inspection_.atApplication(named);
-    auto manifest = readManifest(archive);
-    if (!manifest || findArchiveKind(manifest->kind) == nullptr)
-      return complain(concat({archive.native(), " has no manifest; kvf cds --write makes both"}),
-                      noAnswer);
-    if (manifestMisfits(*manifest, archive, *subject.launch, options_.deep).empty()) return success;
-    const FolderLock lock(archive.parent_path());
-    // Another process may have made it meanwhile.
-    if (auto now = readManifest(archive)) manifest = std::move(now);
-    const std::vector<std::string> misfits =
-        manifestMisfits(*manifest, archive, *subject.launch, options_.deep);
-    if (misfits.empty()) return success;
-    complain(concat({archive.native(), ": ", misfits[0], "; it is made anew"}), 0);
-    return makeAnew(*manifest, archive, *subject.launch);
-  }
-
- private:
-  [[nodiscard]] std::string archiveInUse() const {
-    const std::vector<std::string> shared = sharedArchiveFiles(inspection_.plan.options);
-    return shared.empty() ? aheadOfTimeCache(inspection_.plan.options) : shared.back();
-  }
-
-  int makeAnew(const ArchiveManifest& manifest, const fs::path& archive,
-               const ClassDataLaunch& launch) const {
-    const ArchiveKind& kind = *findArchiveKind(manifest.kind);
-    for (const std::string& obstacle : classDataWritingObstacles(launch, kind))
-      return complain(obstacle, negative);
-    ArchiveTraining training(options_, file_, inspection_, launch, manifest.training);
-    if (const std::string wrong = training.whyNotRight(kind); !wrong.empty())
-      return complain(wrong, negative);
-    std::error_code error;
-    fs::path record = archive.parent_path() / manifest.recordName;
-    if (manifest.recordName.empty() || !fs::is_regular_file(record, error)) record.clear();
-    const auto trained = training.train(kind, record);
-    if (!trained) return training.status();
-    training.install(*trained, archive);
-    return success;
-  }
-
-  const CdsOptions& options_;
-  fs::path file_;
-  Inspection inspection_;
-};
-
 }  // namespace
 
 int makeArchive(const CdsOptions& options, const std::vector<std::string>& command) {
   return ArchiveMaker(options, command).make();
-}
-
-int refreshArchive(const CdsOptions& options) {
-  return ArchiveRefresh(options).refresh();
 }

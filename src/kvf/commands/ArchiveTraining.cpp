@@ -40,6 +40,10 @@ Inspection inspectRun(const std::string& file, const std::string* text) {
   return inspectCommandLine({"wrapper", switches::run, switches::propFile, file}, given);
 }
 
+int statusOfFailure(const std::string& failure) {
+  return failure.ends_with(archiveNotStored) ? noAnswer : negative;
+}
+
 ArchiveTraining::PlainFile::~PlainFile() {
   std::error_code error;
   fs::remove(path, error);
@@ -103,24 +107,28 @@ std::optional<ProgramRun> ArchiveTraining::runWith(const std::vector<std::string
 }
 
 std::optional<TrainedArchive> ArchiveTraining::train(const ArchiveKind& kind,
-                                                     const fs::path& record) {
+                                                     const fs::path& record,
+                                                     const std::vector<std::string>& further) {
   TrainedArchive trained;
   trained.kind = &kind;
-  trained.files = {fresh_.path() / "record", fresh_.path() / concat({kind.name, kind.extension})};
+  const fs::path name = fresh_.path() / std::to_string(trained_++);
+  trained.files = {name.native() + ".record", name.native() + kind.extension};
+  ClassDataLaunch launch = launch_;
+  launch.options.insert(launch.options.end(), further.begin(), further.end());
   if (record.empty()) {
-    status_ = runOnce(kind, trained.files);
+    status_ = runOnce(kind, trained.files, further);
     if (status_ != 0) return std::nullopt;
   } else {
     copyToNewFile(record, trained.files.record, fileMode);
   }
   status_ = negative;
-  const std::string failure = makeArchive(kind, launch_, trained.files, scratch_.path());
+  const std::string failure = makeArchive(kind, launch, trained.files, scratch_.path());
   if (!failure.empty()) {
-    complain(concat({"the JVM wrote no archive: ", failure}));
+    status_ = complainOfMaking(failure);
     return std::nullopt;
   }
   const ClassDataAcceptance acceptance =
-      acceptanceOf(kind, trained.files.archive, launch_, scratch_.path());
+      acceptanceOf(kind, trained.files.archive, launch, scratch_.path());
   if (!acceptance.accepted) {
     complain(concat({"the JVM wrote an archive and does not use it: ", acceptance.complaint}));
     return std::nullopt;
@@ -129,11 +137,13 @@ std::optional<TrainedArchive> ArchiveTraining::train(const ArchiveKind& kind,
   return trained;
 }
 
-int ArchiveTraining::runOnce(const ArchiveKind& kind, const ArchiveFiles& files) {
+int ArchiveTraining::runOnce(const ArchiveKind& kind, const ArchiveFiles& files,
+                             const std::vector<std::string>& further) {
   const fs::path log = scratch_.path() / "write.log";
   std::vector<std::string> options = resetting_;
   const std::vector<std::string> recording = recordingOptions(kind, files);
-  options.insert(options.end(), recording.begin(), recording.end());
+  for (const std::vector<std::string>* more : {&further, &recording})
+    options.insert(options.end(), more->begin(), more->end());
   options.emplace_back(kind.quietOption);
   options.push_back(concat({"-Xlog:", kind.logTags, ":file=", log.native()}));
   const std::optional<ProgramRun> run = runWith(options);
@@ -156,8 +166,21 @@ int ArchiveTraining::runOnce(const ArchiveKind& kind, const ArchiveFiles& files)
     complain("the application ended with status " + std::to_string(end.status));
   if (isThere) return success;
   const char* const unknown = "it did not end normally, or was not started with this Java";
-  complain(concat({"the JVM wrote no archive: ", complaint.empty() ? unknown : complaint}));
-  return negative;
+  return complainOfMaking(complaint.empty() ? unknown : complaint);
+}
+
+int ArchiveTraining::complainOfMaking(const std::string& failure) const {
+  // What the JVM has written so far may be gone again, but for its last pages.
+  constexpr std::uintmax_t least = std::uintmax_t{1} << 20U;
+  std::error_code error;
+  for (const fs::path& folder : {fresh_.path(), scratch_.path()}) {
+    const fs::space_info space = fs::space(folder, error);
+    if (!error && space.available < least)
+      return complain(concat(
+          {"the JVM wrote no archive: there is no space left in ", folder.parent_path().native()}));
+  }
+  complain(concat({"the JVM wrote no archive: ", failure}));
+  return statusOfFailure(failure);
 }
 
 std::string ArchiveTraining::whyNotRight(const ArchiveKind& kind) const {
@@ -168,6 +191,7 @@ std::string ArchiveTraining::whyNotRight(const ArchiveKind& kind) const {
 void ArchiveTraining::install(const TrainedArchive& trained, const fs::path& archive) const {
   ArchiveManifest manifest = manifestOf(*trained.kind, trained.files.archive, launch_, run_);
   const fs::path text = fresh_.path() / "manifest";
+  const auto former = readManifest(archive);
   if (trained.kind->usesRecordAgain) {
     const fs::path record = archive.native() + ".classes";
     manifest.recordName = record.filename();
@@ -177,4 +201,9 @@ void ArchiveTraining::install(const TrainedArchive& trained, const fs::path& arc
   // In this order: a manifest that does not match the archive makes it anew the next time.
   moveInto(trained.files.archive, archive, fileMode);
   moveInto(text, manifestFileOf(archive), fileMode);
+  // The record of an archive that this one has replaced.
+  std::error_code error;
+  const fs::path formerRecord = archive.native() + ".classes";
+  if (former && manifest.recordName.empty() && former->recordName == formerRecord.filename())
+    fs::remove(formerRecord, error);
 }

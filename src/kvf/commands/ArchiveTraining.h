@@ -18,6 +18,10 @@
 /// The launch that the file describes, as the launcher would run it.
 Inspection inspectRun(const std::string& file, const std::string* text = nullptr);
 
+/// The exit status for a kind of archive that cannot be made: noAnswer where the system has kept
+/// the JVM from writing, else negative.
+int statusOfFailure(const std::string& failure);
+
 /// An archive that the JVM accepts, in a folder of its own beside the place where it is to be.
 struct TrainedArchive {
   const ArchiveKind* kind = nullptr;
@@ -31,9 +35,11 @@ class ArchiveTraining {
   ArchiveTraining(const CdsOptions& options, const std::filesystem::path& file,
                   const Inspection& inspection, ClassDataLaunch launch, TrainingRun run);
 
-  /// Makes one of this kind and tries it with the JVM; if a record is given, nothing is run.
-  /// Nothing, and a line on standard error, when that fails; the status says how.
-  std::optional<TrainedArchive> train(const ArchiveKind& kind, const std::filesystem::path& record);
+  /// Makes one of this kind and tries it with the JVM, with further options of it; if a record is
+  /// given, nothing is run. Nothing, and a line on standard error, when that fails; the
+  /// status says how.
+  std::optional<TrainedArchive> train(const ArchiveKind& kind, const std::filesystem::path& record,
+                                      const std::vector<std::string>& further = {});
   [[nodiscard]] int status() const { return status_; }
 
   /// Whether this JVM runs the current code with such an archive; if not, why.
@@ -48,7 +54,9 @@ class ArchiveTraining {
   [[nodiscard]] const std::vector<std::string>& resettingOptions() const { return resetting_; }
 
  private:
-  int runOnce(const ArchiveKind& kind, const ArchiveFiles& files);
+  int runOnce(const ArchiveKind& kind, const ArchiveFiles& files,
+              const std::vector<std::string>& further);
+  int complainOfMaking(const std::string& failure) const;
 
   const CdsOptions& options_;
   std::filesystem::path file_;
@@ -66,6 +74,7 @@ class ArchiveTraining {
     std::filesystem::path path;
   };
   std::optional<PlainFile> plain_;
+  unsigned trained_ = 0;
   int status_ = 0;
 };
 
