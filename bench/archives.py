@@ -1,18 +1,25 @@
 #!/usr/bin/env python3
 """Compares starts from archives of classes, as `kvf cds` makes them, with those of plain `java`.
 
-Usage: archives.py BUILD_DIRECTORY [--java HOME]... [--pairs N] [--only NAME] [--json FILE]
+Usage: archives.py BUILD_DIRECTORY [--java HOME]... [--pairs N] [--only NAME] [--jars FOLDER] [--turn FILE]
+                   [--json FILE] [--page]
+       archives.py BUILD_DIRECTORY --from FILE... [--page]
 
 An application that is not installed is left out: Clojure, Groovy and Jython as Debian packs them
 evaluate an expression, and Tomcat 11 answers its first request. Starts run in interleaved rounds, in
-changing order. A row shows the medians of the ratios of each round, with their quartiles, by wall-clock
-time and by processor time; what slows the machine down does not count.
+changing order. A cell shows the median of the ratios of each round to plain `java`, with their quartiles;
+what slows the machine down does not count. With --page the tables go into docs/performance.md and its
+template.
 """
 
 import argparse
+import contextlib
+import datetime
+import fcntl
 import json
 import os
 import pathlib
+import re
 import shutil
 import signal
 import statistics
@@ -22,18 +29,23 @@ import tempfile
 import time
 import urllib.error
 import urllib.request
-from dataclasses import dataclass, field
+from dataclasses import asdict, dataclass, field
 
 parser = argparse.ArgumentParser()
 parser.add_argument("build", type=pathlib.Path)
 parser.add_argument("--java", action="append", default=[], help="home of a JDK; several may be given")
 parser.add_argument("--pairs", type=int, default=7)
 parser.add_argument("--only", default="", help="applications whose name holds this text")
+parser.add_argument("--jars", type=pathlib.Path, help="jars that are taken instead of those in /usr/share/java")
+parser.add_argument("--turn", type=pathlib.Path, help="a file to lock while one application is measured")
+parser.add_argument("--page", action="store_true", help="write the tables into the documentation")
+parser.add_argument("--from", dest="former", type=pathlib.Path, action="append", default=[],
+                    help="show the samples of a former run instead of a new one")
 parser.add_argument("--json", type=pathlib.Path, help="the samples")
 options = parser.parse_args()
 
 build = options.build.resolve()
-jars = pathlib.Path("/usr/share/java")
+here = pathlib.Path(__file__).resolve().parent
 port = 18081
 short_options = ["-XX:+UseSerialGC", "-XX:TieredStopAtLevel=1"]
 scratch = pathlib.Path(tempfile.mkdtemp(prefix="velox-archives."))
@@ -56,12 +68,28 @@ class Application:
                 ":".join(map(str, self.class_path)), self.start, *self.arguments]
 
 
+# Of a start with the archive that kvf cds takes by itself, and with --short, for Java 17 and 21, and 25.
+goals = {"Clojure": {17: 0.50, 21: 0.50, 25: 0.33}, "Groovy": {17: 0.60, 21: 0.60, 25: 0.58},
+         "Jython": {17: 0.60, 21: 0.60, 25: 0.55}, "Tomcat": {17: 0.65, 21: 0.65, 25: 0.60}}
+short_goals = {"Clojure": {25: 0.27}, "Groovy": {25: 0.43}}
+columns = ["no archive", "dynamic", "static", "aot", "--short"]
+titles = {"no archive": "no archive", "dynamic": "dynamic archive", "static": "static archive", "aot": "AOT cache",
+          "--short": "the best with `--short`"}
+
+
+def jar(name):
+    own = options.jars / name if options.jars else None
+    return own if own and own.exists() else pathlib.Path("/usr/share/java") / name
+
+
 def applications():
+    # Debian's clojure.jar names the others by absolute paths. What a JVM takes from there is in no archive,
+    # so they come first.
     yield Application("Clojure", "clojure.main",
-                      [jars / name for name in ("clojure.jar", "spec.alpha.jar", "core.specs.alpha.jar")],
+                      [jar(name) for name in ("spec.alpha.jar", "core.specs.alpha.jar", "clojure.jar")],
                       ["-e", "(println(+,1,2))"])
-    yield Application("Groovy", "groovy.ui.GroovyMain", [jars / "groovy-all.jar"], ["-e", "println(1+2)"])
-    yield Application("Jython", "org.python.util.jython", [jars / "jython.jar"], ["-c", "print(1+2)"])
+    yield Application("Groovy", "groovy.ui.GroovyMain", [jar("groovy-all.jar")], ["-e", "println(1+2)"])
+    yield Application("Jython", "org.python.util.jython", [jar("jython.jar")], ["-c", "print(1+2)"])
     yield tomcat()
 
 
@@ -82,6 +110,10 @@ def tomcat():
                        "Server startup in")
 
 
+class NotMeasured(Exception):
+    """A start that failed."""
+
+
 @dataclass
 class Sample:
     seconds: float
@@ -94,7 +126,7 @@ def run(command):
     process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL)
     _, status, used = os.wait4(process.pid, 0)
     if status != 0:
-        sys.exit(f"{command} ended with {status}")
+        raise NotMeasured(f"{command} ended with {status}")
     return Sample(time.monotonic() - begin, used.ru_utime + used.ru_stime)
 
 
@@ -108,7 +140,7 @@ def run_server(command):
             break
         except (urllib.error.URLError, OSError):
             if process.poll() is not None:
-                sys.exit(f"{command} ended")
+                raise NotMeasured(f"{command} ended")
             time.sleep(0.002)
     seconds = time.monotonic() - begin
     fields = pathlib.Path(f"/proc/{process.pid}/stat").read_text().rsplit(")", 1)[1].split()
@@ -151,66 +183,147 @@ def release_of(home):
     return next(line.split('"')[1] for line in lines if line.startswith("JAVA_VERSION="))
 
 
+@contextlib.contextmanager
+def turn():
+    """Other measurements on the machine that lock the same file wait meanwhile."""
+    if options.turn is None:
+        yield
+        return
+    with options.turn.open("a") as file:
+        fcntl.flock(file, fcntl.LOCK_EX)
+        yield
+
+
 def shown(ratios):
     low, median, high = statistics.quantiles(ratios, n=4)
     return f"{median:.2f} ({low:.2f} to {high:.2f})"
 
 
-def measure(application, home, samples):
-    commands = {"`java`": (application.plain(home), None),
-                "no archive": ([str(build / "wrapper"), "--propFile", str(file_of(application, home, "plain")), "--run"],
-                               None)}
+def judged(goal, ratios):
+    if goal is None:
+        return ""
+    return f" {goal:.2f} " + ("met" if statistics.median(ratios) <= goal else "**missed**")
+
+
+@dataclass
+class Row:
+    application: str
+    java: str
+    samples: dict[str, list[Sample]]
+
+    @property
+    def release(self):
+        return int(self.java.split(".")[0])
+
+    @property
+    def best(self):
+        return "aot" if "aot" in self.samples else "static"
+
+    def ratios(self, name, what):
+        return [getattr(a, what) / getattr(b, what) for a, b in zip(self.samples[name], self.samples["java"])]
+
+    def cell(self, name, what):
+        return shown(self.ratios(name, what)) if name in self.samples else ""
+
+    def line(self, what):
+        plain = statistics.median(getattr(sample, what) for sample in self.samples["java"])
+        cells = " | ".join(self.cell(name, what) for name in columns)
+        if what == "seconds":
+            return f"| {self.application} | {self.java} | {plain * 1e3:.0f} ms | {cells} |"
+        goal = judged(goals.get(self.application, {}).get(self.release), self.ratios(self.best, what))
+        if "--short" in self.samples:
+            short = judged(short_goals.get(self.application, {}).get(self.release), self.ratios("--short", what))
+            goal += f"; `--short`{short}" if short else ""
+        return f"| {self.application} | {self.java} | {plain * 1e3:.0f} ms | {cells} |{goal} |"
+
+
+def measure(application, home):
+    commands = {"java": application.plain(home),
+                "no archive": [str(build / "wrapper"), "--propFile", str(file_of(application, home, "plain")), "--run"]}
     release = int(release_of(home).split(".")[0])
-    for kind in ("aot", "static", "dynamic"):
+    for kind in ("dynamic", "static", "aot"):
         if kind == "aot" and release < 24:
             continue
         made = archived(application, home, kind)
         if made:
-            commands[kind] = made
+            commands[kind] = made[0]
     best = "aot" if "aot" in commands else "static"
     if not application.started and (made := archived(application, home, best, short_options)):
-        commands[f"{best}, --short"] = made
+        commands["--short"] = made[0]
     start = run_server if application.started else run
     taken = {name: [] for name in commands}
-    for turn in range(options.pairs + 1):
+    for round_number in range(options.pairs + 1):
         order = list(commands)
-        if turn % 2:
+        if round_number % 2:
             order.reverse()
         for name in order:
-            sample = start(commands[name][0])
-            if turn > 0:  # the first only warms the caches
+            sample = start(commands[name])
+            if round_number > 0:  # the first only warms the caches
                 taken[name].append(sample)
-    samples.append({"application": application.name, "java": release_of(home),
-                    "samples": {name: [vars(sample) for sample in all_of] for name, all_of in taken.items()}})
-    plain = taken["`java`"]
-    for name, all_of in taken.items():
-        if name == "`java`":
-            continue
-        wall = [a.seconds / b.seconds for a, b in zip(all_of, plain)]
-        processor = [a.processor / b.processor for a, b in zip(all_of, plain)]
-        archive = commands[name][1]
-        size = f"{archive.stat().st_size / 2**20:.0f} MiB" if archive else ""
-        print(f"| {application.name} | {release_of(home)} | {name} | "
-              f"{statistics.median(sample.seconds for sample in plain) * 1e3:.0f} ms | "
-              f"{statistics.median(sample.seconds for sample in all_of) * 1e3:.0f} ms | {shown(wall)} | "
-              f"{shown(processor)} | {size} |", flush=True)
+    return Row(application.name, release_of(home), taken)
+
+
+def table(rows, what):
+    head = ["Application", "Java", "`java`", *(titles[name] for name in columns), *(["Goal"] if what == "processor" else [])]
+    lines = ["| " + " | ".join(head) + " |", "|---" * len(head) + "|", *(row.line(what) for row in rows)]
+    return "\n".join(lines) + "\n"
+
+
+def text_of(rows, load):
+    machine = next(line.split(":")[1].strip() for line in open("/proc/cpuinfo") if line.startswith("model name"))
+    pairs = len(rows[0].samples["java"])
+    return (f"`bench/archives.py --pairs {pairs}`, {datetime.date.today()}, {os.cpu_count()} × {machine}. The load average "
+            f"was {load:.1f} before the run and {os.getloadavg()[0]:.1f} after it.\n\n"
+            "Processor time, which other programs disturb less, and by which the goals are judged:\n\n"
+            f"{table(rows, 'processor')}\nWall-clock time:\n\n{table(rows, 'seconds')}")
+
+
+def write_page(text):
+    """Between the two marks, in the page and in what scripts/bench makes it of."""
+    for file in (here / "performance.md.in", here.parent / "docs/performance.md"):
+        page = file.read_text()
+        marks = re.compile("(<!-- archives -->\n).*?(<!-- end of archives -->)", re.S)
+        file.write_text(marks.sub(lambda match: match[1] + text + match[2], page))
+
+
+def read(files):
+    for file in files:
+        for row in json.loads(file.read_text()):
+            samples = {name: [Sample(**sample) for sample in all_of] for name, all_of in row.pop("samples").items()}
+            yield Row(samples=samples, **row)
+
+
+def finish(rows, load):
+    text = text_of(rows, load)
+    print(text, end="")
+    if options.page:
+        write_page(text)
 
 
 def main():
-    samples = []
+    load = os.getloadavg()[0]
+    if options.former:
+        finish(list(read(options.former)), load)
+        return
+    rows = []
     homes = options.java or [os.path.realpath(shutil.which("java")).removesuffix("/bin/java")]
-    print("| Application | Java | Archive | `java` | with it | Ratio | Ratio of processor time | Size |\n"
-          "|---|---|---|---|---|---|---|---|", flush=True)
     try:
         for application in applications():
             if options.only not in application.name or not application.installed():
                 continue
             for home in homes:
-                measure(application, home, samples)
+                try:
+                    with turn():
+                        rows.append(measure(application, home))
+                except NotMeasured as failure:
+                    print(f"{application.name}, {home}: {failure}", file=sys.stderr)
+                    continue
+                if options.json:
+                    options.json.write_text(json.dumps([asdict(row) for row in rows], indent=1) + "\n")
+                print(rows[-1].line("seconds"), rows[-1].line("processor"), sep="\n", file=sys.stderr, flush=True)
     finally:
         shutil.rmtree(scratch, ignore_errors=True)
-        if options.json:
-            options.json.write_text(json.dumps(samples, indent=1) + "\n")
+    finish(rows, load)
 
 
 if __name__ == "__main__":
