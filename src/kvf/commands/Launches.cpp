@@ -27,19 +27,12 @@ Inspection inspectProgram(StartedProgram program, const GivenTexts& given,
   return inspection;
 }
 
-std::vector<std::size_t> lineStartsOf(const std::string& text) {
-  std::vector<std::size_t> starts = {0};
-  for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos;) starts.push_back(++at);
-  return starts;
-}
-
 std::vector<SourceFile> sourceFilesOf(const ServiceUnit& unit) {
   std::vector<SourceFile> files;
   for (const ServiceUnit::File& file : unit.files()) {
     SourceFile& source = files.emplace_back();
     source.name = file.name;
-    source.text = file.text;
-    source.lineStarts = lineStartsOf(file.text);
+    source.setText(file.text);
   }
   return files;
 }

@@ -12,14 +12,6 @@ constexpr std::size_t maxRecordedBytes = std::size_t{32} << 20U;
 /// A few lines of references that double each other make any amount of text.
 constexpr std::size_t maxReplacedBytes = std::size_t{32} << 20U;
 
-std::vector<std::size_t> lineStartsOf(std::string_view text) {
-  std::vector<std::size_t> starts = {0};
-  for (std::size_t end = 0; (end = text.find('\n', end)) != std::string_view::npos;) {
-    starts.push_back(++end);
-  }
-  return starts;
-}
-
 }  // namespace
 
 void AssemblyRecorder::argumentScanned(const ScannedArgument& argument) {
@@ -49,13 +41,19 @@ SourceFile& AssemblyRecorder::addFile(const WString& name) {
 PropertiesText AssemblyRecorder::readFile(const char* name) {
   // No more is needed: it would be refused as a whole.
   if (recordedBytes_ > maxRecordedBytes) return {PropertiesText::State::read, {}};
-  return texts_.read(name).content;
+  const SourceTexts::Source& source = texts_.read(name);
+  if (isOpen(source)) return {PropertiesText::State::read, {}};
+  return source.content;
+}
+
+bool AssemblyRecorder::isOpen(const SourceTexts::Source& source) const {
+  return std::any_of(open_.begin(), open_.end(),
+                     [&](const Open& open) { return open.source.isSameFileAs(source); });
 }
 
 bool AssemblyRecorder::fileEntered(const WString& name, std::string_view text) {
   const SourceTexts::Source& source = texts_.read(toString(name));
-  const auto same = [&](const Open& open) { return open.source.isSameFileAs(source); };
-  if (std::any_of(open_.begin(), open_.end(), same)) {
+  if (isOpen(source)) {
     run_.includeCycles.push_back(run_.entries.back().at);
     includePending_ = false;
     return false;
@@ -67,8 +65,7 @@ bool AssemblyRecorder::fileEntered(const WString& name, std::string_view text) {
     return false;
   }
   SourceFile& file = addFile(name);
-  file.text = text;
-  file.lineStarts = lineStartsOf(text);
+  file.setText(std::string(text));
   open_.push_back({static_cast<int>(run_.files.size()) - 1, source});
   return true;
 }
@@ -84,7 +81,9 @@ void AssemblyRecorder::fileLeft() {
 }
 
 void AssemblyRecorder::lineDropped(std::size_t offset) {
-  run_.droppedLines.push_back(positionAt(offset));
+  const Position at = positionAt(offset);
+  // Carriage returns make many of one.
+  if (run_.droppedLines.empty() || run_.droppedLines.back() != at) run_.droppedLines.push_back(at);
 }
 
 void AssemblyRecorder::controlEscaped(std::size_t offset) {

@@ -63,6 +63,8 @@ class AssemblyRecorder final : public AssemblyObserver {
     std::size_t start, end;
   };
 
+  /// True while the file is being read: it, or one that it includes.
+  [[nodiscard]] bool isOpen(const SourceTexts::Source& source) const;
   [[nodiscard]] int currentFile() const { return open_.back().file; }
   [[nodiscard]] Position positionAt(std::size_t offset) const;
   SourceFile& addFile(const WString& name);

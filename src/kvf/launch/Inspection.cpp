@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <iterator>
+#include <utility>
 
 #include "config/Commands.h"
 #include "config/Configuration.h"
@@ -24,6 +25,13 @@ bool Argument::isUnknownSwitch() const {
   return switchName == nullptr && !isValue && text.starts_with("--");
 }
 
+void SourceFile::setText(std::string content) {
+  text = std::move(content);
+  lineStarts = {0};
+  for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos;)
+    lineStarts.push_back(++at);
+}
+
 std::size_t SourceFile::lineAt(std::size_t offset) const {
   const auto after = std::upper_bound(lineStarts.begin(), lineStarts.end(), offset);
   return static_cast<std::size_t>(after - lineStarts.begin());
@@ -38,8 +46,8 @@ Position SourceFile::stretch(int file, std::size_t start, std::size_t end) const
 std::string_view SourceFile::line(std::size_t number) const {
   if (number > lineStarts.size()) return {};
   const std::size_t start = lineStarts[number - 1];
-  const std::string_view rest = std::string_view(text).substr(start);
-  std::string_view found = rest.substr(0, rest.find('\n'));
+  const std::size_t end = number < lineStarts.size() ? lineStarts[number] - 1 : text.size();
+  std::string_view found = std::string_view(text).substr(start, end - start);
   if (found.ends_with('\r')) found.remove_suffix(1);
   return found;
 }

@@ -44,11 +44,13 @@ struct Position {
 struct SourceFile {
   std::string name;  ///< as the launcher opens it
   std::string text;
-  std::vector<std::size_t> lineStarts;
+  std::vector<std::size_t> lineStarts;  ///< of the text
   std::optional<Position> includedAt;  ///< absent for the main and the global file
   bool global = false;                 ///< global.kvf, or included by it
   bool unread = false;                 ///< too large, or not readable to its end
 
+  /// The text, with its lines.
+  void setText(std::string content);
   [[nodiscard]] std::size_t lineAt(std::size_t offset) const;
   /// The stretch between two offsets, where `file` is the index of this one.
   [[nodiscard]] Position stretch(int file, std::size_t start, std::size_t end) const;

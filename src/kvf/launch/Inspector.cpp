@@ -33,19 +33,22 @@ class EnvironmentGuard {
  public:
   EnvironmentGuard() {
     for (char** entry = ::environ; *entry != nullptr; ++entry) entries_.push_back(*entry);
+    entries_.push_back(nullptr);
   }
   EnvironmentGuard(const EnvironmentGuard&) = delete;
   EnvironmentGuard& operator=(const EnvironmentGuard&) = delete;
   ~EnvironmentGuard() { restore(); }
 
   void restore() const {
-    // An export replaces the pointer to an entry, never its text.
-    ::clearenv();
-    for (char* entry : entries_) ::putenv(entry);
+    // An export replaces the pointer to an entry, never its text. putenv() would look at all of
+    // them once more for each.
+    static std::vector<char*> current;
+    current = entries_;
+    ::environ = current.data();
   }
 
  private:
-  std::vector<char*> entries_;
+  std::vector<char*> entries_;  ///< with the null pointer at their end
 };
 
 /// The working directory as it was, on leaving the scope.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <utility>
 
 #include "kvf/text/Text.h"
 
@@ -11,11 +12,12 @@ constexpr std::string_view mark = "***";
 /// A shorter one appears in many texts by chance.
 constexpr std::size_t shortestHidden = 6;
 
-std::string lowered(std::string_view text) {
-  std::string result(text);
-  std::transform(result.begin(), result.end(), result.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return result;
+/// REQUIRES: the end is in small letters.
+bool endsWith(std::string_view text, std::string_view end) {
+  return text.size() >= end.size() &&
+         std::equal(end.rbegin(), end.rend(), text.rbegin(), [](char small, char c) {
+           return small == std::tolower(static_cast<unsigned char>(c));
+         });
 }
 
 bool isNameCharacter(char c) {
@@ -33,16 +35,14 @@ bool isSecretValue(std::string_view value) {
   return std::find(std::begin(harmless), std::end(harmless), value) == std::end(harmless);
 }
 
-bool standsAlone(std::string_view text, std::size_t at, std::size_t size) {
-  const auto isPart = [&](std::size_t i) {
-    return i < text.size() && std::isalnum(static_cast<unsigned char>(text[i])) != 0;
-  };
-  return at + size <= text.size() && (at == 0 || !isPart(at - 1)) && !isPart(at + size);
+bool isLetterOrDigit(std::string_view text, std::size_t at) {
+  return at < text.size() && std::isalnum(static_cast<unsigned char>(text[at])) != 0;
 }
 
 }  // namespace
 
 SecretStretch nextSecret(std::string_view text, std::size_t from) {
+  std::size_t end = from;
   for (std::size_t sign = from; (sign = text.find_first_of("= ", sign)) != std::string_view::npos;
        ++sign) {
     std::size_t start = sign;
@@ -50,8 +50,9 @@ SecretStretch nextSecret(std::string_view text, std::size_t from) {
     const std::string_view name = text.substr(start, sign - start);
     const std::size_t at = sign + 1;
     const bool takesNext = name.starts_with("--") && !text.substr(at).starts_with('-');
-    if (!isSecretName(name) || (text[sign] == ' ' && !takesNext)) continue;
-    const std::size_t end = std::min(text.find_first_of(" \t&;\"',", at), text.size());
+    if ((text[sign] == ' ' && !takesNext) || !isSecretName(name)) continue;
+    // One may end several.
+    if (end < at) end = std::min(text.find_first_of(" \t&;\"',", at), text.size());
     if (end > at && isSecretValue(text.substr(at, end - at))) return {at, end - at};
   }
   return {};
@@ -62,11 +63,10 @@ bool isSecretName(std::string_view name) {
                                        "token",      "apikey",      "api.key",     "api_key",
                                        "api-key",    "secretkey",   "secret.key",  "secret_key",
                                        "secret-key", "private.key", "private_key", "credentials"};
-  const std::string text = lowered(name);
   // The password of a trust store protects nothing.
-  if (text.ends_with("truststorepassword")) return false;
   return std::any_of(std::begin(ends), std::end(ends),
-                     [&](std::string_view end) { return text.ends_with(end); });
+                     [&](std::string_view end) { return endsWith(name, end); }) &&
+         !endsWith(name, "truststorepassword");
 }
 
 std::string_view writtenSecret(const Entry& entry) {
@@ -104,29 +104,35 @@ Secrets::Secrets(const Inspection& inspection) {
 }
 
 std::size_t Secrets::valueAt(std::string_view text, std::size_t at) const {
-  const auto found = std::find_if(lengths_.begin(), lengths_.end(), [&](std::size_t length) {
-    return standsAlone(text, at, length) && values_.contains(std::string(text.substr(at, length)));
-  });
+  if (at > 0 && isLetterOrDigit(text, at - 1)) return 0;
+  const auto found =
+      std::find_if(lengths_.lower_bound(text.size() - at), lengths_.end(), [&](std::size_t length) {
+        return !isLetterOrDigit(text, at + length) && values_.contains(text.substr(at, length));
+      });
   return found == lengths_.end() ? 0 : *found;
 }
 
-std::string Secrets::withoutValues(std::string_view text) const {
+std::string Secrets::withoutValues(std::string text) const {
+  if (values_.empty()) return text;
   std::string result;
   for (std::size_t at = 0; at < text.size();) {
     const std::size_t length = valueAt(text, at);
-    result += length > 0 ? mark : text.substr(at, 1);
+    result += length > 0 ? mark : std::string_view(text).substr(at, 1);
     at += std::max<std::size_t>(length, 1);
   }
   return result;
 }
 
 std::string Secrets::masked(std::string_view text) const {
-  std::string result(text);
-  for (SecretStretch found = nextSecret(result, 0); found.size > 0;
-       found = nextSecret(result, found.at + mark.size())) {
-    result.replace(found.at, found.size, mark);
+  std::string result;
+  std::size_t done = 0;
+  for (SecretStretch found = nextSecret(text, 0); found.size > 0; found = nextSecret(text, done)) {
+    result += text.substr(done, found.at - done);
+    result += mark;
+    done = found.at + found.size;
   }
-  return withoutValues(result);
+  result += text.substr(done);
+  return withoutValues(std::move(result));
 }
 
 void Secrets::mask(AssemblyRun& run) const {

@@ -37,9 +37,9 @@ class Secrets {
 
   /// The length of the secret at that place; 0: none.
   [[nodiscard]] std::size_t valueAt(std::string_view text, std::size_t at) const;
-  [[nodiscard]] std::string withoutValues(std::string_view text) const;
+  [[nodiscard]] std::string withoutValues(std::string text) const;
 
-  std::set<std::string> values_;
+  std::set<std::string, std::less<>> values_;
   std::set<std::size_t, std::greater<>> lengths_;  ///< of the values; the longest first
 };
 

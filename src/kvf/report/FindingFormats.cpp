@@ -44,5 +44,5 @@ std::optional<std::string> nameBelow(const fs::path& root, const Finding& findin
 }
 
 std::string fileNameIn(const Finding& finding, const fs::path& root) {
-  return nameBelow(root, finding).value_or(finding.file);
+  return nameBelow(root, finding).value_or(finding.fileName());
 }

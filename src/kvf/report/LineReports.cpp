@@ -1,3 +1,6 @@
+#include <initializer_list>
+#include <string_view>
+
 #include "kvf/report/FindingFormats.h"
 #include "kvf/report/Place.h"
 #include "kvf/rules/Rule.h"
@@ -10,6 +13,10 @@ constexpr const char* red = "\033[1;31m";
 constexpr const char* yellow = "\033[1;33m";
 constexpr const char* plain = "\033[0m";
 
+void append(std::string& text, std::initializer_list<std::string_view> pieces) {
+  for (const std::string_view piece : pieces) text += piece;
+}
+
 }  // namespace
 
 std::string textReport(std::span<const Finding> findings, const ReportOptions& options) {
@@ -17,10 +24,10 @@ std::string textReport(std::span<const Finding> findings, const ReportOptions& o
   std::string text;
   for (const Finding& finding : findings) {
     const Severity severity = finding.severity();
-    text += concat({inColour(bold), printable(fileNameIn(finding, options.root)), ":",
-                    std::to_string(finding.line()), inColour(plain), ": ",
-                    inColour(severity == Severity::error ? red : yellow), nameOf(severity),
-                    inColour(plain), ": ", printable(finding.text), " [", finding.rule->id, "]\n"});
+    append(text, {inColour(bold), printable(fileNameIn(finding, options.root)), ":",
+                  std::to_string(finding.line()), inColour(plain), ": ",
+                  inColour(severity == Severity::error ? red : yellow), nameOf(severity),
+                  inColour(plain), ": ", printable(finding.text), " [", finding.rule->id, "]\n"});
   }
   return text;
 }
@@ -31,9 +38,9 @@ std::string gccReport(std::span<const Finding> findings, const ReportOptions& op
     const Place place = placeOf(*finding.inspection, finding.at);
     const std::string column =
         place.hasColumns() ? concat({":", std::to_string(place.column)}) : "";
-    text += concat({printable(fileNameIn(finding, options.root)), ":", std::to_string(place.line),
-                    column, ": ", nameOf(finding.severity()), ": ", printable(finding.text), " [",
-                    finding.rule->id, "]\n"});
+    append(text, {printable(fileNameIn(finding, options.root)), ":", std::to_string(place.line),
+                  column, ": ", nameOf(finding.severity()), ": ", printable(finding.text), " [",
+                  finding.rule->id, "]\n"});
   }
   return text;
 }

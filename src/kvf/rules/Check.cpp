@@ -1,13 +1,17 @@
 #include "kvf/rules/Check.h"
 
 #include <algorithm>
+#include <functional>
 #include <map>
+#include <optional>
 #include <string_view>
 #include <tuple>
+#include <unordered_set>
 #include <utility>
 
 #include "kvf/launch/Secrets.h"
 #include "kvf/rules/Rule.h"
+#include "kvf/text/Text.h"
 
 namespace {
 
@@ -18,18 +22,13 @@ bool isComment(std::string_view line) {
   return start != std::string_view::npos && (line[start] == '#' || line[start] == '!');
 }
 
-/// True when the comment allows the rule: names follow the mark, with blanks or commas between.
-bool allows(std::string_view line, std::string_view rule) {
-  if (!isComment(line)) return false;
+/// Adds the names of rules that the comment allows: they follow the mark, with blanks or commas
+/// between.
+void addAllowed(std::string_view line, std::set<std::string_view>& allowed) {
   const std::size_t mark = line.find(allowMark);
-  if (mark == std::string_view::npos) return false;
-  std::string_view names = line.substr(mark + allowMark.size());
-  while (!names.empty()) {
-    const std::size_t end = std::min(names.find_first_of(", \t"), names.size());
-    if (names.substr(0, end) == rule) return true;
-    names.remove_prefix(std::min(end + 1, names.size()));
-  }
-  return false;
+  if (mark == std::string_view::npos) return;
+  for (const std::string_view name : piecesOf(line.substr(mark + allowMark.size()), ", \t"))
+    allowed.insert(name);
 }
 
 /// The first lines of the entries that go on over several.
@@ -53,22 +52,86 @@ class EntryStarts {
   std::map<std::pair<int, std::size_t>, std::size_t> starts_;
 };
 
-/// True when a comment right above the line allows the rule; for the file as a whole, one of its
-/// first comments.
-bool isAllowed(const Inspection& inspection, const EntryStarts& starts, const Position& at,
-               std::string_view rule) {
-  if (at.file == Position::commandLine) return false;
-  const SourceFile& file = inspection.fileOf(at);
-  if (at.line == 0) {
-    for (std::size_t line = 1; isComment(file.line(line)); ++line) {
-      if (allows(file.line(line), rule)) return true;
+/// The rules that comments right above an entry or line allow there, and the first comments of a
+/// file in the file as a whole.
+class AllowedRules {
+ public:
+  explicit AllowedRules(const Inspection& inspection)
+      : inspection_(inspection), starts_(inspection) {}
+
+  [[nodiscard]] bool contain(std::string_view rule, const Position& at) {
+    if (at.file == Position::commandLine) return false;
+    const std::size_t start = at.line == 0 ? 0 : starts_.of(at);
+    // Findings come in the order of lines, and a long comment is not read again for each.
+    if (!latest_ || *latest_ != std::pair(at.file, start)) {
+      latest_ = {at.file, start};
+      allowed_ = allowedAt(inspection_.fileOf(at), start);
     }
-    return false;
+    return allowed_.contains(rule);
   }
-  for (std::size_t line = starts.of(at) - 1; line > 0 && isComment(file.line(line)); --line) {
-    if (allows(file.line(line), rule)) return true;
+
+ private:
+  static std::set<std::string_view> allowedAt(const SourceFile& file, std::size_t start) {
+    std::set<std::string_view> allowed;
+    if (start == 0) {
+      for (std::size_t line = 1; isComment(file.line(line)); ++line)
+        addAllowed(file.line(line), allowed);
+    }
+    for (std::size_t line = start; line > 1 && isComment(file.line(line - 1)); --line)
+      addAllowed(file.line(line - 1), allowed);
+    return allowed;
   }
-  return false;
+
+  const Inspection& inspection_;
+  EntryStarts starts_;
+  std::optional<std::pair<int, std::size_t>> latest_;
+  std::set<std::string_view> allowed_;
+};
+
+/// What was reported already: launches read the same files, and rules come twice to a line.
+class Told {
+ public:
+  /// REQUIRES: the finding stays where it is.
+  [[nodiscard]] bool isNew(const Finding& finding) {
+    if (!latest_ || *latest_ != std::pair(finding.inspection, finding.at.file)) {
+      latest_ = {finding.inspection, finding.at.file};
+      file_ = &*files_.insert(finding.fileName()).first;
+    }
+    return told_.insert({file_, &finding}).second;
+  }
+
+ private:
+  struct Place {
+    const std::string* file;
+    const Finding* finding;
+
+    bool operator==(const Place& other) const {
+      return file == other.file && finding->rule == other.finding->rule &&
+             finding->line() == other.finding->line() && finding->text == other.finding->text;
+    }
+  };
+  struct Hash {
+    std::size_t operator()(const Place& place) const {
+      return std::hash<std::string>()(place.finding->text) ^ place.finding->line();
+    }
+  };
+
+  std::optional<std::pair<const Inspection*, int>> latest_;
+  const std::string* file_ = nullptr;
+  std::set<std::string> files_;
+  std::unordered_set<Place, Hash> told_;
+};
+
+/// The findings by files and lines.
+std::vector<Finding*> sorted(std::vector<Finding>& findings) {
+  std::vector<Finding*> order;
+  order.reserve(findings.size());
+  for (Finding& finding : findings) order.push_back(&finding);
+  std::stable_sort(order.begin(), order.end(), [](const Finding* a, const Finding* b) {
+    return std::tie(a->inspection, a->at.file, a->at.line) <
+           std::tie(b->inspection, b->at.file, b->at.line);
+  });
+  return order;
 }
 
 /// What the rules find in one inspection, in their order.
@@ -106,26 +169,21 @@ std::vector<Finding> check(std::span<const Inspection> inspections,
     take(findingsOf(inspection, disabled));
   }
   if (!inspections.empty()) take(comparisonOf(inspections, disabled));
-  std::stable_sort(findings.begin(), findings.end(), [](const Finding& a, const Finding& b) {
-    return std::tie(a.inspection, a.at.file, a.at.line) <
-           std::tie(b.inspection, b.at.file, b.at.line);
-  });
-
   std::vector<Finding> reported;
-  std::set<std::tuple<const Rule*, std::string, std::size_t, std::string>> seen;
-  for (auto next = findings.begin(); next != findings.end();) {
-    const Inspection& inspection = *next->inspection;
+  // What was told points to it.
+  reported.reserve(findings.size());
+  Told told;
+  const std::vector<Finding*> order = sorted(findings);
+  for (auto next = order.begin(); next != order.end();) {
+    const Inspection& inspection = *(*next)->inspection;
     const Secrets secrets(inspection);
-    const EntryStarts starts(inspection);
-    std::map<std::tuple<const Rule*, int, std::size_t>, bool> allowed;
-    for (; next != findings.end() && next->inspection == &inspection; ++next) {
-      const auto [known, isFirst] =
-          allowed.try_emplace({next->rule, next->at.file, next->at.line}, false);
-      if (isFirst) known->second = isAllowed(inspection, starts, next->at, next->rule->id);
-      if (known->second) continue;
-      next->text = secrets.masked(next->text);
-      const bool isNew = seen.emplace(next->rule, next->file, next->line(), next->text).second;
-      if (isNew) reported.push_back(std::move(*next));
+    AllowedRules allowed(inspection);
+    for (; next != order.end() && (*next)->inspection == &inspection; ++next) {
+      Finding& finding = **next;
+      if (allowed.contain(finding.rule->id, finding.at)) continue;
+      finding.text = secrets.masked(finding.text);
+      reported.push_back(std::move(finding));
+      if (!told.isNew(reported.back())) reported.pop_back();
     }
   }
   return reported;

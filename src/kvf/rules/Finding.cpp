@@ -6,17 +6,17 @@ std::size_t Finding::line() const {
   return at.file == Position::commandLine ? at.line : std::max<std::size_t>(at.line, 1);
 }
 
+std::string Finding::fileName() const {
+  if (at.file == Position::commandLine) return "command line";
+  return inspection->nameOf(inspection->fileOf(at));
+}
+
 Finding& Report::operator()(const Position& position, std::string text) {
   Position at = inspection_->placeOf(position);
-  const bool isArgument = at.file == Position::commandLine;
-  const bool isLine = !isArgument && at.line != 0 && at.column == 0;
+  const bool isLine = at.file != Position::commandLine && at.line != 0 && at.column == 0;
   if (isLine) at = inspection_->fileOf(at).lineStretch(at.file, at.line);
   return findings_->emplace_back(
-      Finding{.rule = rule_,
-              .inspection = inspection_,
-              .file = isArgument ? "command line" : inspection_->nameOf(inspection_->fileOf(at)),
-              .at = at,
-              .text = std::move(text)});
+      Finding{.rule = rule_, .inspection = inspection_, .at = at, .text = std::move(text)});
 }
 
 Finding& Report::fatal(const Position& at, std::string text, std::string message) {

@@ -20,7 +20,6 @@ struct Edit {
 struct Finding {
   const Rule* rule = nullptr;
   const Inspection* inspection = nullptr;  ///< where the place is; the finding does not own it
-  std::string file;                        ///< as a reader knows it; "command line"
   Position at;  ///< with columns, unless it is an argument or a file as a whole
   std::string text;
   bool fatal = false;  ///< the launch ends before the application runs
@@ -31,6 +30,8 @@ struct Finding {
 
   /// The rule's; but a fatal finding is an error, and a harmless one a warning.
   [[nodiscard]] Severity severity() const;
+  /// The file as a reader knows it; "command line".
+  [[nodiscard]] std::string fileName() const;
   /// Counted from 1, also where the file as a whole is meant; of the command line the index of the
   /// argument.
   [[nodiscard]] std::size_t line() const;

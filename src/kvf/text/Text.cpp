@@ -99,7 +99,10 @@ std::size_t editDistance(std::string_view a, std::string_view b) {
 }  // namespace
 
 std::string concat(std::initializer_list<std::string_view> pieces) {
+  std::size_t size = 0;
+  for (const std::string_view piece : pieces) size += piece.size();
   std::string text;
+  text.reserve(size);
   for (const std::string_view piece : pieces) text += piece;
   return text;
 }
@@ -122,6 +125,8 @@ std::vector<std::string_view> piecesOf(std::string_view text, std::string_view s
 }
 
 std::string printable(std::string_view text) {
+  const auto isPlain = [](char c) { return c >= 0x20 && c < 0x7F; };
+  if (std::all_of(text.begin(), text.end(), isPlain)) return std::string(text);
   std::string result;
   forEachCharacter(text, [&](std::string_view character, bool isPrintable) {
     if (isPrintable) {
