@@ -4,12 +4,15 @@
 #include <string>
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include "kvf/process/ListeningSockets.h"
+#include "kvf/process/LocalSockets.h"
 #include "support/Sandbox.h"
 
 namespace {
@@ -128,6 +131,31 @@ TEST_F(Ready, WaitsForTheSocketOfThatProcessByAnyOfItsNames) {
   EXPECT_EQ(ready(stranger, {"--unix", "@" + sandbox_.path(), "--timeout", "1"}),
             (Outcome{1, process(stranger) + "does not listen on @" + sandbox_.path() +
                             " after 1 s; another process does; it listens nowhere\n"}));
+}
+
+TEST_F(Ready, ANameThatLooksLikeALineOfTheTableIsNone) {
+  if (!listeningLocalSockets()) GTEST_SKIP() << "this kernel has but the table";
+  struct stat own = {};
+  int ends[2];
+  ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+  Child child([&] {
+    const int handle = ::socket(AF_INET, SOCK_STREAM, 0);
+    if (::fstat(handle, &own) != 0 || ::write(ends[1], &own.st_ino, sizeof own.st_ino) < 0)
+      ::_exit(9);
+    ::pause();
+  });
+  ASSERT_EQ(::read(ends[0], &own.st_ino, sizeof own.st_ino),
+            static_cast<ssize_t>(sizeof own.st_ino));
+  Child forger([&] {
+    if (::chdir(sandbox_.path().c_str()) != 0) ::_exit(9);
+    listenOn("@\n0: 00000002 00000000 00010000 0001 01 " + std::to_string(own.st_ino) + " @acme");
+    ::dprintf(STDOUT_FILENO, "listens\n");
+    ::pause();
+  });
+  ASSERT_TRUE(forger.prints("listens\n"));
+  EXPECT_EQ(ready(child, {"--unix", "@acme", "--timeout", "0"}),
+            (Outcome{1, process(child) + "does not listen on @acme; it listens nowhere\n"}));
+  for (const int end : ends) ::close(end);
 }
 
 TEST_F(Ready, AChildOfTheProcessCounts) {

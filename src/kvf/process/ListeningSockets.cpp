@@ -11,6 +11,8 @@
 #include <arpa/inet.h>
 #include <sys/stat.h>
 
+#include "kvf/process/LocalSockets.h"
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -159,12 +161,29 @@ std::vector<ListeningSocket> listeningInUnixTable(std::string_view table) {
   return sockets;
 }
 
+namespace {
+
+std::vector<ListeningSocket> localSockets(int process) {
+  const std::string folder = "/proc/" + std::to_string(process);
+  std::error_code error;
+  if (fs::equivalent(folder + "/ns/net", "/proc/self/ns/net", error)) {
+    if (const auto asked = listeningLocalSockets()) {
+      std::vector<ListeningSocket> sockets;
+      for (const LocalSocket& socket : *asked)
+        sockets.push_back({LocalPlace{socket.name}, socket.number});
+      return sockets;
+    }
+  }
+  return listeningInUnixTable(wholeText(folder + "/net/unix"));
+}
+
+}  // namespace
+
 std::vector<ListeningSocket> listeningSockets(int process) {
   // The table of the process itself: it may have a network of its own.
   const std::string folder = "/proc/" + std::to_string(process) + "/net/";
   std::vector<ListeningSocket> sockets = listeningInTcpTable(wholeText(folder + "tcp"));
-  for (const auto& more : {listeningInTcpTable(wholeText(folder + "tcp6")),
-                           listeningInUnixTable(wholeText(folder + "unix"))})
+  for (const auto& more : {listeningInTcpTable(wholeText(folder + "tcp6")), localSockets(process)})
     sockets.insert(sockets.end(), more.begin(), more.end());
   return sockets;
 }
