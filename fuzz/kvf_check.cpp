@@ -38,8 +38,8 @@ Texts environment() {
 Texts listed(const std::vector<Finding>& findings) {
   Texts list;
   for (const Finding& finding : findings) {
-    list.push_back(finding.rule->id + (" " + finding.file) + ":" + std::to_string(finding.line()) +
-                   ": " + finding.text);
+    list.push_back(finding.rule->id + (" " + finding.fileName()) + ":" +
+                   std::to_string(finding.line()) + ": " + finding.text);
   }
   return list;
 }
@@ -92,7 +92,7 @@ void fuzz(std::string_view input) {
     lines[inspection.nameOf(source)] = source.lineStarts.size();
   }
   for (const Finding& finding : findings) {
-    const auto found = lines.find(finding.file);
+    const auto found = lines.find(finding.fileName());
     if (found == lines.end()) continue;
     requireSame("line " + std::to_string(finding.line()), true,
                 finding.line() <= std::max<std::size_t>(found->second, 1));

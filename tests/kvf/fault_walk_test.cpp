@@ -93,34 +93,37 @@ void PrintTo(const Walk& walk, std::ostream* out) {
   *out << walk.name;
 }
 
-/// Passes a descriptor through a socket.
-void sendDescriptor(int socket, int descriptor) {
-  alignas(cmsghdr) char control[CMSG_SPACE(sizeof descriptor)] = {};
-  char byte = 0;
-  iovec data = {&byte, 1};
-  msghdr message = {};
-  message.msg_iov = &data;
-  message.msg_iovlen = 1;
-  message.msg_control = control;
-  message.msg_controllen = sizeof control;
-  cmsghdr* header = CMSG_FIRSTHDR(&message);
-  *header = {CMSG_LEN(sizeof descriptor), SOL_SOCKET, SCM_RIGHTS};
-  std::memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
-  if (::sendmsg(socket, &message, 0) != 1) std::abort();
-}
+/// With room for one descriptor.
+struct DescriptorMessage {
+  DescriptorMessage() {
+    message.msg_iov = &data;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+  }
+  DescriptorMessage(const DescriptorMessage&) = delete;
+  DescriptorMessage& operator=(const DescriptorMessage&) = delete;
 
-int receivedDescriptor(int socket) {
   alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
   char byte = 0;
   iovec data = {&byte, 1};
   msghdr message = {};
-  message.msg_iov = &data;
-  message.msg_iovlen = 1;
-  message.msg_control = control;
-  message.msg_controllen = sizeof control;
+};
+
+/// Passes a descriptor through a socket.
+void sendDescriptor(int socket, int descriptor) {
+  DescriptorMessage parcel;
+  cmsghdr* header = CMSG_FIRSTHDR(&parcel.message);
+  *header = {CMSG_LEN(sizeof descriptor), SOL_SOCKET, SCM_RIGHTS};
+  std::memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
+  if (::sendmsg(socket, &parcel.message, 0) != 1) std::abort();
+}
+
+int receivedDescriptor(int socket) {
+  DescriptorMessage parcel;
   int descriptor = -1;
-  if (::recvmsg(socket, &message, MSG_CMSG_CLOEXEC) == 1)
-    std::memcpy(&descriptor, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof descriptor);
+  if (::recvmsg(socket, &parcel.message, MSG_CMSG_CLOEXEC) == 1)
+    std::memcpy(&descriptor, CMSG_DATA(CMSG_FIRSTHDR(&parcel.message)), sizeof descriptor);
   return descriptor;
 }
 

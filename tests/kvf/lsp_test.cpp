@@ -1,12 +1,17 @@
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
+#include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 #include <string>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "e2e/WrapperTest.h"
@@ -174,6 +179,29 @@ TEST(Cursor, IsWhereTheLauncherSeesIt) {
     EXPECT_EQ(cursor.reference.value_or(""), row.reference == nullptr ? "" : row.reference)
         << row.before;
   }
+}
+
+TEST(ForkedWork, EndsByItselfOrWithItsOwner) {
+  const auto ended = [](const std::function<std::string()>& work) {
+    ForkedWork copy(work);
+    pollfd poll = {copy.descriptor(), POLLIN, 0};
+    while (!copy.take()) ::poll(&poll, 1, -1);
+    return copy.result() + copy.failure();
+  };
+  EXPECT_EQ(ended([] { return std::string("done"); }), "done");
+  EXPECT_EQ(ended([]() -> std::string { throw std::runtime_error("why"); }), "why");
+  EXPECT_EQ(ended([]() -> std::string {
+              ::raise(SIGKILL);
+              return {};
+            }),
+            "it was ended by a signal: Killed");
+  {
+    ForkedWork hanging([]() -> std::string {
+      for (;;) ::pause();
+    });
+    EXPECT_FALSE(hanging.take());
+  }
+  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "the copy is still there";
 }
 
 /// A client of the real program.

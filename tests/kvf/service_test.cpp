@@ -86,7 +86,7 @@ Texts findingsIn(const std::string& unit) {
   Texts texts;
   const std::vector<Inspection> launches = inspectUnit(unit);
   for (const Finding& finding : check(launches, {})) {
-    texts.push_back(fs::path(finding.file).filename().string() + ":" +
+    texts.push_back(fs::path(finding.fileName()).filename().string() + ":" +
                     std::to_string(finding.line()) + " " + finding.rule->id + ": " + finding.text);
   }
   return texts;

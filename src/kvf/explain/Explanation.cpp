@@ -7,6 +7,7 @@
 
 #include "foundation/PropertyKeys.h"
 #include "kvf/formats/ClassFile.h"
+#include "kvf/jvm/JavaProgramOptions.h"
 #include "kvf/jvm/JvmSearch.h"
 #include "kvf/launch/JvmOptions.h"
 #include "kvf/launch/MainStack.h"

@@ -6,6 +6,7 @@
 
 #include "kvf/import/ArgumentFile.h"
 #include "kvf/import/ImportError.h"
+#include "kvf/jvm/JavaProgramOptions.h"
 #include "kvf/process/Files.h"
 #include "kvf/text/Text.h"
 
@@ -79,26 +80,6 @@ void addOptionsVariable(const JavaStart& start, Expansion& expansion) {
 }
 
 }  // namespace
-
-bool takesNextWord(std::string_view option) {
-  constexpr std::string_view names[] = {"-cp",
-                                        "-classpath",
-                                        "--class-path",
-                                        "-p",
-                                        "--module-path",
-                                        "--add-modules",
-                                        "--add-exports",
-                                        "--add-opens",
-                                        "--add-reads",
-                                        "--patch-module",
-                                        "--limit-modules",
-                                        "--upgrade-module-path",
-                                        "--enable-native-access",
-                                        "--source",
-                                        "-d",
-                                        "--describe-module"};
-  return isMode(option) || std::find(std::begin(names), std::end(names), option) != std::end(names);
-}
 
 std::vector<SourcedWord> wordsOfJava(const JavaStart& start) {
   constexpr unsigned firstWithFiles = 9;

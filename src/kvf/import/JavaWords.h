@@ -1,13 +1,9 @@
 #ifndef VELOX_KVF_IMPORT_JAVAWORDS_H
 #define VELOX_KVF_IMPORT_JAVAWORDS_H
 
-#include <string_view>
 #include <vector>
 
 #include "kvf/import/JavaStart.h"
-
-/// True for an option of java whose value is the next word, such as -cp.
-bool takesNextWord(std::string_view option);
 
 /// All words that java reads: those of JDK_JAVA_OPTIONS, then its own, argument files replaced by
 /// what they hold up to the start class. Java 8 knows neither. Throws ImportError, and FileError

@@ -116,34 +116,6 @@ std::set<std::string_view> wordsOfOptionLine(std::string_view line) {
   return {words.begin(), words.end()};
 }
 
-bool isOfJavaProgram(std::string_view option) {
-  constexpr std::string_view names[] = {"-cp",
-                                        "-classpath",
-                                        "--class-path",
-                                        "-jar",
-                                        "-p",
-                                        "-m",
-                                        "--module",
-                                        "-d",
-                                        "--describe-module",
-                                        "--list-modules",
-                                        "--dry-run",
-                                        "--validate-modules",
-                                        "-version",
-                                        "--version",
-                                        "-showversion",
-                                        "--show-version",
-                                        "-fullversion",
-                                        "--full-version",
-                                        "-help",
-                                        "--help",
-                                        "-h",
-                                        "-?",
-                                        "-X",
-                                        "--help-extra"};
-  return std::find(std::begin(names), std::end(names), option) != std::end(names);
-}
-
 bool setsSize(std::string_view option) {
   return sizeOf(option) != nullptr;
 }

@@ -60,9 +60,6 @@ Position positionOfOption(const Inspection& inspection, const std::string& optio
 /// The words between the blanks of an option line, as views of it.
 std::set<std::string_view> wordsOfOptionLine(std::string_view line);
 
-/// True for an option that the program java takes for itself: a JVM does not know it.
-bool isOfJavaProgram(std::string_view option);
-
 /// True for an option that sets a size, well or not.
 bool setsSize(std::string_view option);
 

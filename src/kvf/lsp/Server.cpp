@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cerrno>
 #include <climits>
 #include <csignal>
 #include <filesystem>
-#include <new>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -17,7 +15,9 @@
 #include <unistd.h>
 
 #include "foundation/wrapper_vid.h"
+#include "kvf/lsp/Capabilities.h"
 #include "kvf/lsp/CodeActions.h"
+#include "kvf/lsp/MessageText.h"
 #include "kvf/lsp/Uri.h"
 #include "kvf/text/Text.h"
 
@@ -29,86 +29,8 @@ namespace fs = std::filesystem;
 constexpr std::chrono::seconds patience(30);
 /// For a client that reads no more, at the end.
 constexpr int lastPatience = 2000;
-/// No message of the protocol is nested so deep.
-constexpr std::size_t maxDepth = 200;
 
-enum class SyncKind : int { none, full, incremental };
 enum class MessageType : int { error = 1, warning, info, log };
-
-/// Clients whose lines end with only a line feed, against the protocol.
-constexpr std::string_view lineFeedClients[] = {"Neovim", "Vim",   "vim-lsp",
-                                                "Eglot",  "emacs", "helix"};
-
-struct Encoding {
-  const char* name;
-  TextUnits::Character character;
-};
-
-/// In the order of preference; the last is what every client knows.
-constexpr Encoding encodings[] = {{"utf-8", TextUnits::Character::byte},
-                                  {"utf-32", TextUnits::Character::codePoint},
-                                  {"utf-16", TextUnits::Character::utf16}};
-
-const Encoding& encodingFor(const Json& capabilities) {
-  const Json& offered = memberOf(capabilities, {"general", "positionEncodings"});
-  for (const Encoding& encoding : encodings)
-    if (std::find(offered.begin(), offered.end(), encoding.name) != offered.end()) return encoding;
-  return std::end(encodings)[-1];
-}
-
-bool isTooDeep(std::string_view json) {
-  std::size_t depth = 0;
-  bool inString = false;
-  for (std::size_t at = 0; at < json.size(); ++at) {
-    const char c = json[at];
-    if (inString) {
-      if (c == '\\') ++at;
-      inString = c != '"';
-    } else if (c == '"') {
-      inString = true;
-    } else if (c == '[' || c == '{') {
-      if (++depth > maxDepth) return true;
-    } else if (c == ']' || c == '}') {
-      depth -= std::min<std::size_t>(depth, 1);
-    }
-  }
-  return false;
-}
-
-/// A JSON text whose escapes of halves of UTF-16 pairs that lack the other half, which an editor
-/// may have in its text, stand for U+FFFD: it counts as much.
-std::string withoutHalves(std::string json) {
-  const auto half = [&](std::size_t at, std::string_view second) {
-    return json.compare(at, 2, "\\u") == 0 && at + 5 < json.size() &&
-           std::tolower(json[at + 2]) == 'd' &&
-           second.find(static_cast<char>(std::tolower(json[at + 3]))) != std::string_view::npos;
-  };
-  for (std::size_t at = 0; (at = json.find('\\', at)) != std::string::npos;) {
-    const bool isFirst = half(at, "89ab");
-    if (isFirst && half(at + 6, "cdef")) {
-      at += 12;
-    } else if (isFirst || half(at, "cdef")) {
-      json.replace(at, 6, "\\ufffd");
-      at += 6;
-    } else {
-      at += 2;
-    }
-  }
-  return json;
-}
-
-Json capabilities(const Encoding& encoding) {
-  return {
-      {"positionEncoding", encoding.name},
-      {"textDocumentSync",
-       {{"openClose", true}, {"change", SyncKind::incremental}, {"save", true}}},
-      {"hoverProvider", true},
-      {"completionProvider", {{"triggerCharacters", {"%", "/", "."}}}},
-      {"definitionProvider", true},
-      {"documentSymbolProvider", true},
-      {"codeActionProvider", {{"codeActionKinds", {"quickfix", fixAllKind}}}},
-      {"workspace", {{"workspaceFolders", {{"supported", true}, {"changeNotifications", true}}}}}};
-}
 
 }  // namespace
 
@@ -227,14 +149,11 @@ void Server::fail(const Json& id, ErrorCode code, std::string_view text) {
 
 void Server::take(const MessageReader::Message& message) {
   if (!message.error.empty()) return fail(nullptr, ErrorCode::parseError, message.error);
-  if (isTooDeep(message.body)) return fail(nullptr, ErrorCode::parseError, "nested too deep");
   Json body;
   try {
-    body = Json::parse(withoutHalves(message.body));
-  } catch (const Json::exception& error) {
-    return fail(nullptr, ErrorCode::parseError, error.what());
-  } catch (const std::bad_alloc&) {
-    return fail(nullptr, ErrorCode::internalError, "memory is exhausted");
+    body = parsedMessage(message.body);
+  } catch (const ResponseError& error) {
+    return fail(nullptr, error.code, error.what());
   }
   const Json& method = memberOf(body, {"method"});
   const Json& id = memberOf(body, {"id"});
@@ -352,11 +271,7 @@ void Server::initialize(const Json& id, const Json& params) {
     throw ResponseError(ErrorCode::invalidRequest, "the server is initialized");
   client_ = memberOf(params, {"capabilities"});
   const Encoding& encoding = encodingFor(client_);
-  const Json& client = memberOf(params, {"clientInfo", "name"});
-  const std::string name = client.is_string() ? client.get<std::string>() : "";
-  workspace_.units = {encoding.character,
-                      std::find(std::begin(lineFeedClients), std::end(lineFeedClients), name) ==
-                          std::end(lineFeedClients)};
+  workspace_.units = {encoding.character, !endsLinesByLineFeeds(params)};
   const Json& folders = memberOf(params, {"workspaceFolders"});
   if (folders.is_array()) {
     for (const Json& folder : folders) addRoot(memberOf(folder, {"uri"}));
@@ -364,7 +279,7 @@ void Server::initialize(const Json& id, const Json& params) {
     addRoot(memberOf(params, {"rootUri"}));
   }
   watchParent(memberOf(params, {"processId"}));
-  answer(id, {{"capabilities", capabilities(encoding)},
+  answer(id, {{"capabilities", serverCapabilities(encoding)},
               {"serverInfo", {{"name", "kvf"}, {"version", wrapper_version}}}});
   if (state_ == State::fresh) state_ = State::serving;
 }

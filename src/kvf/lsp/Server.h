@@ -71,7 +71,6 @@ class Server {
   void cancel(const Json& params);
   void open(const Json& params);
   void change(const Json& params);
-  void save(const Json& params);
   void close(const Json& params);
   void changeRoots(const Json& params);
   void initialized(const Json& params);

@@ -7,6 +7,7 @@
 #include "foundation/MemorySize.h"
 #include "foundation/PropertyKeys.h"
 #include "javarun/ExtendedOptions.h"
+#include "kvf/jvm/JavaProgramOptions.h"
 #include "kvf/launch/JvmOptions.h"
 #include "kvf/rules/EntryText.h"
 #include "kvf/rules/Rule.h"

@@ -5,14 +5,14 @@
 std::vector<const Rule*> allRules() {
   std::vector<const Rule*> rules;
   for (const std::span<const Rule> group :
-       {fileRules(),        keyRules(),           includeRules(),    variableRules(),
-        sourceRules(),      shellRules(),         javaRules(),       startClassRules(),
-        moduleRules(),      nativeLibraryRules(), classPathRules(),  memoryRules(),
-        optionRules(),      optionFormRules(),    optionPathRules(), optionReleaseRules(),
-        optionValueRules(), jvmRules(),           agentRules(),      classDataRules(),
-        launchRules(),      surroundingsRules(),  adjusterRules(),   secretRules(),
-        memoryTotalRules(), habitRules(),         unitRules(),       unitAccessRules(),
-        unitStopRules()}) {
+       {fileRules(),          escapeRules(),      keyRules(),           includeRules(),
+        variableRules(),      sourceRules(),      shellRules(),         javaRules(),
+        startClassRules(),    moduleRules(),      nativeLibraryRules(), classPathRules(),
+        memoryRules(),        optionRules(),      optionFormRules(),    optionPathRules(),
+        optionReleaseRules(), optionValueRules(), jvmRules(),           agentRules(),
+        classDataRules(),     launchRules(),      surroundingsRules(),  adjusterRules(),
+        secretRules(),        memoryTotalRules(), habitRules(),         unitRules(),
+        unitAccessRules(),    unitStopRules()}) {
     for (const Rule& rule : group) rules.push_back(&rule);
   }
   return rules;

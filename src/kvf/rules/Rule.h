@@ -81,6 +81,7 @@ struct Rule {
 
 /// The rules by what they are about.
 std::span<const Rule> fileRules();
+std::span<const Rule> escapeRules();
 std::span<const Rule> keyRules();
 std::span<const Rule> includeRules();
 std::span<const Rule> variableRules();
