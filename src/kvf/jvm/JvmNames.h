@@ -12,8 +12,10 @@ class JvmNames {
   explicit JvmNames(std::filesystem::path library);
 
   /// True when the JVM surely does not know a flag of that name, "UseFoo". Nothing is sure for
-  /// libraries other than those of OpenJDK's JVM, nor after a hundred names.
+  /// libraries other than those of OpenJDK's JVM, nor after fifty names.
   [[nodiscard]] bool lacksFlag(std::string_view name);
+  /// The same for a tag of its log.
+  [[nodiscard]] bool lacksTag(std::string_view tag) { return lacksFlag(tag); }
   /// The same for an option up to its value: "-Xfoo", "--add-foo".
   [[nodiscard]] bool lacksOption(std::string_view name);
 
@@ -24,7 +26,7 @@ class JvmNames {
   std::string text_;
   bool isRead_ = false;
   bool isKnownKind_ = false;
-  unsigned left_ = 100;  ///< names to look for, each in megabytes
+  unsigned left_ = 50;  ///< names to look for, each in megabytes
 };
 
 #endif

@@ -45,9 +45,9 @@ struct SourceFile {
   std::string name;  ///< as the launcher opens it
   std::string text;
   std::vector<std::size_t> lineStarts;  ///< of the text
-  std::optional<Position> includedAt;  ///< absent for the main and the global file
-  bool global = false;                 ///< global.kvf, or included by it
-  bool unread = false;                 ///< too large, or not readable to its end
+  std::optional<Position> includedAt;   ///< absent for the main and the global file
+  bool global = false;                  ///< global.kvf, or included by it
+  bool unread = false;                  ///< too large, or not readable to its end
 
   /// The text, with its lines.
   void setText(std::string content);

@@ -62,6 +62,7 @@ constexpr Notice notices[] = {
     {"WARNING: Unknown module: ", JvmComplaint::Kind::ignored},
     {"WARNING: package ", JvmComplaint::Kind::ignored},
     {"obsolete and no longer supported", JvmComplaint::Kind::ignored},
+    {"No tag set matches selection", JvmComplaint::Kind::ignored},
     {"while processing the AOT cache", JvmComplaint::Kind::ignored},
     {"while processing the shared archive file", JvmComplaint::Kind::ignored},
     {"Not a valid shared archive file", JvmComplaint::Kind::ignored},

@@ -31,7 +31,4 @@ bool actsOutside(std::string_view option);
 /// or logs to a file.
 bool wordsActOutside(std::string_view words);
 
-/// The file that "-Xlog:WHAT:OUTPUT:..." or "-Xloggc:OUTPUT" logs to; empty: none.
-std::string_view logFileOf(std::string_view option);
-
 #endif

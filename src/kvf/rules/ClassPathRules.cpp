@@ -62,7 +62,7 @@ void classPathStar(const Inspection& inspection, Report& report) {
   });
 }
 
-/// Why an element of that text is not there, where its form tells; empty: it does not.
+/// Why an element of that text does not exist, where its form shows it; else empty.
 std::string mistakenForm(const Inspection& inspection, const std::string& written) {
   constexpr std::string_view schemes[] = {"file", "jar", "http", "https"};
   if (std::find(std::begin(schemes), std::end(schemes), written) != std::end(schemes))

@@ -18,6 +18,7 @@
 namespace {
 
 constexpr std::string_view addModules = "--add-modules=";
+constexpr std::string_view mainModule = "-Djdk.module.main";
 
 /// Options whose value begins with a module, which a JVM ignores with a warning when it has no such
 /// module.
@@ -75,6 +76,16 @@ std::string placesOf(const Inspection& inspection) {
              : "neither among those of the JVM nor in --module-path";
 }
 
+/// The modules without which a JVM does not start.
+std::vector<std::string_view> neededModules(std::string_view option) {
+  if (option.starts_with(addModules)) return piecesOf(option.substr(addModules.size()), ",");
+  if (option == mainModule) return {""};
+  const bool isMain =
+      option.starts_with(mainModule) && option.substr(mainModule.size()).starts_with('=');
+  return isMain ? std::vector{option.substr(mainModule.size() + 1)}
+                : std::vector<std::string_view>();
+}
+
 void moduleMissing(const Inspection& inspection, Report& report) {
   std::optional<KnownModules> known = KnownModules::of(inspection);
   if (!known) return;
@@ -82,14 +93,12 @@ void moduleMissing(const Inspection& inspection, Report& report) {
   const std::string missing = concat({" is ", placesOf(inspection)});
   for (const std::string& option : inspection.plan.options) {
     const std::string_view text = option;
-    if (text.starts_with(addModules)) {
-      for (const std::string_view name : piecesOf(text.substr(addModules.size()), ",")) {
-        if (known->has(name)) continue;
-        report.fatal(places.of(option),
-                     concat({"the module ", shown(name), " of ", shown(option), missing,
-                             didYouMean(printable(known->nearest(name))),
-                             ", and the JVM does not start: correct the name, or add its folder"}));
-      }
+    for (const std::string_view name : neededModules(option)) {
+      if (known->has(name)) continue;
+      report.fatal(places.of(option),
+                   concat({"the module ", shown(name), " of ", shown(option), missing,
+                           didYouMean(printable(known->nearest(name))),
+                           ", and the JVM does not start: correct the name, or add its folder"}));
     }
     for (const std::string_view prefix : ofModules) {
       if (!text.starts_with(prefix)) continue;
@@ -111,8 +120,8 @@ constexpr Rule rules[] = {
      .summary = "a module that the JVM does not find",
      .explanation =
          "The modules are those that the JVM's file \"release\" names and those in the archives "
-         "and folders of --module-path. If one of --add-modules is missing, the JVM does not "
-         "start; --add-opens and the like have no effect for a missing module.",
+         "and folders of --module-path. If one of --add-modules or jdk.module.main is missing, "
+         "the JVM does not start; --add-opens and the like have no effect for a missing module.",
      .example = {.lines = "java.extended.properties=--add-modules=java.sqll"},
      .remedy = {.lines = "java.extended.properties=--add-modules=java.sql"},
      .check = moduleMissing},

@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include "kvf/launch/JvmOptions.h"
-#include "kvf/launch/TrialOptions.h"
+#include "kvf/launch/LogOption.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/rules/ShellSyntax.h"
 #include "kvf/text/Text.h"

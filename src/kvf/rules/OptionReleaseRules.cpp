@@ -3,7 +3,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "kvf/jvm/JavaProgramOptions.h"
 #include "kvf/jvm/JvmNames.h"
 #include "kvf/jvm/OptionHistory.h"
 #include "kvf/launch/JvmOptions.h"
@@ -99,24 +101,19 @@ void unlock(const std::string& option, Target& java) {
   if (option == "-XX:+UnlockDiagnosticVMOptions") java.diagnostic = true;
 }
 
-bool isAskedForRelease(const Inspection& inspection) {
-  return inspection.javaRelease != 0 && inspection.isJava() && inspection.startsApplication();
+/// The release that is asked for; nothing: none is, or there are no options of a JVM.
+std::optional<Target> askedRelease(const Inspection& inspection) {
+  if (inspection.javaRelease == 0 || !inspection.isJava() || !inspection.startsApplication())
+    return std::nullopt;
+  return Target{.name = concat({"Java ", std::to_string(inspection.javaRelease)}),
+                .release = inspection.javaRelease,
+                .runsInProcess = inspection.runsInProcess()};
 }
 
-/// Calls visit(java, option, history, state) for the options that the release that is asked for is
-/// known to do something with.
-template <class Visit>
-void forEachKnownOption(const Inspection& inspection, Visit&& visit) {
-  if (!isAskedForRelease(inspection)) return;
-  Target java = {.name = concat({"Java ", std::to_string(inspection.javaRelease)}),
-                 .release = inspection.javaRelease,
-                 .runsInProcess = inspection.runsInProcess()};
-  for (const std::string& option : inspection.plan.options) {
-    unlock(option, java);
-    const std::optional<OptionHistory> history = historyOf(option);
-    const auto state = history ? history->in(java.release) : std::optional<OptionState>();
-    if (state) visit(java, option, *history, *state);
-  }
+/// What the release is known to do with the option.
+std::optional<OptionState> stateIn(const Target& java,
+                                   const std::optional<OptionHistory>& history) {
+  return history ? history->in(java.release) : std::nullopt;
 }
 
 /// "-Xfoo" of "-Xfoo:bar"; empty: not such an option, or too short for a name.
@@ -154,56 +151,88 @@ std::optional<Misfit> misfitOfJvm(const Target& java, const std::string& option,
   // Another rule reports caches.
   if (flagOf(option).starts_with("AOT")) return std::nullopt;
   const auto history = historyOf(option);
-  const auto state = history ? history->in(java.release) : std::optional<OptionState>();
+  const auto state = stateIn(java, history);
   // Another vendor's JVM may know it.
   if (!state || *state == OptionState::unknown) return misfitByName(java, option, names);
   return misfit(java, *history, *state, option);
 }
 
-/// Against the configured JVM, unless that one is tried.
-void configuredRelease(const Inspection& inspection, Report& report) {
-  if (inspection.jvmTrial) return;
-  const std::optional<Jvm> jvm = jvmOfLaunch(inspection);
-  if (!jvm || jvm->release == 0 || jvm->release == inspection.javaRelease) return;
-  const auto& options = inspection.plan.options;
-  const bool ignoresUnknown = std::find(options.begin(), options.end(),
-                                        "-XX:+IgnoreUnrecognizedVMOptions") != options.end();
-  JvmNames names(jvm->library);
-  Target java = {.name = concat({"the JVM, Java ", jvm->version, ","}),
-                 .release = jvm->release,
-                 .runsInProcess = inspection.runsInProcess()};
-  OptionPlaces places(inspection);
-  for (const std::string& option : options) {
-    unlock(option, java);
-    const std::optional<Misfit> found = misfitOfJvm(java, option, names);
-    if (!found || (ignoresUnknown && found->kind == Kind::unknown)) continue;
-    Finding& finding = report(places.of(option), found->text);
-    finding.fatal = endsLaunch(java, *found);
-    finding.harmless = !finding.fatal;
+/// The configured JVM, unless that one is tried.
+class ConfiguredJvm {
+ public:
+  explicit ConfiguredJvm(const Inspection& inspection) {
+    if (inspection.jvmTrial) return;
+    const std::optional<Jvm> jvm = jvmOfLaunch(inspection);
+    if (!jvm || jvm->release == 0 || jvm->release == inspection.javaRelease) return;
+    const auto& options = inspection.plan.options;
+    ignoresUnknown_ = std::find(options.begin(), options.end(),
+                                "-XX:+IgnoreUnrecognizedVMOptions") != options.end();
+    names_.emplace(jvm->library);
+    java_ = {.name = concat({"the JVM, Java ", jvm->version, ","}),
+             .release = jvm->release,
+             .runsInProcess = inspection.runsInProcess()};
   }
+
+  [[nodiscard]] const Target& java() const { return java_; }
+
+  /// Of one option after the other.
+  [[nodiscard]] std::optional<Misfit> misfit(const std::string& option) {
+    if (!names_) return std::nullopt;
+    unlock(option, java_);
+    std::optional<Misfit> found = misfitOfJvm(java_, option, *names_);
+    if (found && ignoresUnknown_ && found->kind == Kind::unknown) return std::nullopt;
+    return found;
+  }
+
+ private:
+  Target java_;
+  std::optional<JvmNames> names_;
+  bool ignoresUnknown_ = false;
+};
+
+/// "(the JVM, Java 17.0.9, ignores it)", after what a release that is asked for does.
+std::string alsoBy(const Target& java, const Misfit& misfit) {
+  const char* does = misfit.kind == Kind::unknown   ? " does not know it)"
+                     : misfit.kind == Kind::ignored ? " ignores it)"
+                                                    : " refuses it)";
+  return concat({" (", java.name, does});
 }
 
 void optionRelease(const Inspection& inspection, Report& report) {
-  configuredRelease(inspection, report);
+  ConfiguredJvm configured(inspection);
+  std::optional<Target> asked = askedRelease(inspection);
   OptionPlaces places(inspection);
-  forEachKnownOption(inspection, [&](const Target& java, const std::string& option,
-                                     const OptionHistory& history, OptionState state) {
-    const std::optional<Misfit> found = misfit(java, history, state, option);
-    if (found) report(places.of(option), found->text).harmless = !endsLaunch(java, *found);
-  });
+  for (const std::string& option : inspection.plan.options) {
+    const std::optional<Misfit> ofJvm = configured.misfit(option);
+    std::optional<Misfit> ofAsked;
+    if (asked) {
+      unlock(option, *asked);
+      const std::optional<OptionHistory> history = historyOf(option);
+      if (const auto state = stateIn(*asked, history))
+        ofAsked = misfit(*asked, *history, *state, option);
+    }
+    if (!ofJvm && !ofAsked) continue;
+    const bool isFatal = ofJvm && endsLaunch(configured.java(), *ofJvm);
+    std::string text = ofAsked ? ofAsked->text : ofJvm->text;
+    if (ofAsked && ofJvm) text += alsoBy(configured.java(), *ofJvm);
+    Finding& finding = report.fatalIf(isFatal, places.of(option), std::move(text));
+    finding.harmless = !isFatal && !(ofAsked && endsLaunch(*asked, *ofAsked));
+  }
 }
 
 void optionDeprecated(const Inspection& inspection, Report& report) {
+  const std::optional<Target> java = askedRelease(inspection);
+  if (!java) return;
   OptionPlaces places(inspection);
-  forEachKnownOption(inspection, [&](const Target& java, const std::string& option,
-                                     const OptionHistory& history, OptionState state) {
-    if (state != OptionState::deprecated) return;
-    const std::string since = history.deprecatedIn == 0
+  for (const std::string& option : inspection.plan.options) {
+    const std::optional<OptionHistory> history = historyOf(option);
+    if (stateIn(*java, history) != OptionState::deprecated) continue;
+    const std::string since = history->deprecatedIn == 0
                                   ? std::string()
-                                  : concat({", since ", std::to_string(history.deprecatedIn)});
-    report(places.of(option), concat({java.name, " calls ", shown(option), " deprecated", since,
-                                      ": it will be removed; ", adviceFor(history)}));
-  });
+                                  : concat({", since ", std::to_string(history->deprecatedIn)});
+    report(places.of(option), concat({java->name, " calls ", shown(option), " deprecated", since,
+                                      ": it will be removed; ", adviceFor(*history)}));
+  }
 }
 
 constexpr Rule rules[] = {

@@ -221,11 +221,19 @@ Position positionOfMethod(const Inspection& inspection, const char* key) {
 }
 
 /// True where the program java may run a main that is not static: since 25, and before in trials.
-bool takesInstanceMain(const Inspection& inspection) {
-  constexpr unsigned firstTrial = 21;
-  if (inspection.runsInProcess()) return false;
+bool mayTakeInstanceMain(const Inspection& inspection, unsigned first) {
   const std::optional<Jvm> jvm = jvmOfLaunch(inspection);
-  return !jvm || jvm->release == 0 || jvm->release >= firstTrial;
+  return !jvm || jvm->release == 0 || jvm->release >= first;
+}
+
+/// What to do about a start method that is none for the launcher.
+std::string remedyFor(const Inspection& inspection, const std::string& method) {
+  constexpr unsigned first = 25;
+  const bool isOne =
+      inspection.runsInProcess() && method == "main" && mayTakeInstanceMain(inspection, first);
+  return isOne ? ": write one; the program java, by --cmdlineJava, also takes a main that is not "
+                 "static or has no arguments"
+               : ": write one, or name another class";
 }
 
 void startMethod(const Inspection& inspection, Report& report) {
@@ -242,10 +250,12 @@ void startMethod(const Inspection& inspection, Report& report) {
     return;
   }
   if (hasStaticMethod(*inspection.classPath, *found, method, descriptor).value_or(true)) return;
-  if (takesInstanceMain(inspection)) return;
+  constexpr unsigned firstTrial = 21;
+  if (!inspection.runsInProcess() && mayTakeInstanceMain(inspection, firstTrial)) return;
   report.fatalIf(inspection.startsJvm(), positionOfMethod(inspection, keys::startMethod),
                  concat({"the start class has no method \"static void ", method, "(String[])\"",
-                         didYouMean(methodLike(*found, descriptor)), ", and ", endOf(inspection)}));
+                         didYouMean(methodLike(*found, descriptor)), ", and ", endOf(inspection),
+                         remedyFor(inspection, method)}));
 }
 
 void stopMethod(const Inspection& inspection, Report& report) {
