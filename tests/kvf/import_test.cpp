@@ -217,6 +217,7 @@ TEST_F(Import, SaysWhatCannotBeCarriedAndWhatIsNoStart) {
       {{"-m", "a.b"}, 2, "is no module of the module path or of the JDK's folder jmods: give both"},
       {{"-p", "none.jar", "-m", "none"}, 2, "names no start class, so java refuses it"},
       {{}, 2, "names no start class"},
+      {{""}, 2, "the start class or archive of the command line is empty (word 1)"},
   };
   for (const Row& row : rows) {
     const Outcome outcome = importJava(row.words);
@@ -225,7 +226,6 @@ TEST_F(Import, SaysWhatCannotBeCarriedAndWhatIsNoStart) {
   }
   EXPECT_TRUE(import({"--", "./script"}).has("\"./script\" is not java"));
   EXPECT_TRUE(import({}).has("give one of -- java ..., --pid NUMBER and --unit UNIT"));
-  EXPECT_TRUE(import({"--write", "", "--", "java", "-jar", "app.jar"}).has("an empty name"));
   EXPECT_TRUE(import({"--write", "no/x", "--", "java", "-jar", "app.jar"}).has("no/x: No such"));
   Start nowhere = start_;
   nowhere.inChild = [gone = sandbox_.path("gone")] {
@@ -264,6 +264,17 @@ TEST_F(Import, SecretsMoveToAFileOfTheOwner) {
   EXPECT_TRUE(
       outcome.has("arg[--password]\narg[hidden3]\narg[--token=hidden4]\n"
                   "property[jdbc:x?password=hidden2]\nenv[p%q]"));
+  // The file goes to standard output, and names the other one from anywhere.
+  fs::remove(sandbox_.path("own.kvf"));
+  const Outcome printed = import({line.begin() + 2, line.end()});
+  EXPECT_TRUE(printed.status == 0 &&
+              printed.has("velox.include.kvf.secrets=" + sandbox_.path("own.kvf") + "\n"));
+  EXPECT_EQ(printed.out.find("hidden"), std::string::npos) << printed.out;
+  EXPECT_TRUE(printed.has("# The environment.\n"));
+  fs::remove(sandbox_.path("own.kvf"));
+  const Outcome bare = import({"--secrets", "own.kvf", "--", "TOKEN=hidden1", "java", "-cp",
+                               "lib/probe.jar", "-Ddb.password=hidden2", "probe.Probe"});
+  EXPECT_FALSE(bare.has("# The environment.\n") || bare.has("# System properties.\n"));
   // Neither file is replaced, and neither is written alone.
   fs::remove(sandbox_.path("own.kvf"));
   EXPECT_TRUE(import(line).has("app.kvf: File exists"));

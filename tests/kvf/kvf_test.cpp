@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -49,6 +50,46 @@ TEST_F(KvfTest, OutputThatCannotBeWrittenIsAFailure) {
               (Outcome{2, "kvf: standard output cannot be written\n"}))
         << command;
   }
+}
+
+TEST_F(KvfTest, NoValueIsEmpty) {
+  kvf(probe());
+  struct Row {
+    Texts arguments;
+    const char* complaint;
+  };
+  const Row rows[] = {
+      {{""}, "an argument is empty"},
+      {{"check", ""}, "an argument is empty"},
+      {{"check", "--jvm", ""}, "an argument is empty"},
+      {{"check", "--root", "", "app.kvf"}, "the value of --root is empty"},
+      // The parser would take the next word.
+      {{"check", "--format=", "app.kvf"}, "the value of --format is empty"},
+      {{"explain", "--key", "", "app.kvf"}, "the value of --key is empty"},
+      {{"jvm", "--line", ""}, "the value of --line is empty"},
+      {{"jvm", "--write="}, "the value of --write is empty"},
+      {{"import", "--secrets", "", "--", "java", "A"}, "the value of --secrets is empty"},
+      {{"new", "made", "--name="}, "the value of --name is empty"},
+      {{"cds", "app.kvf", "--until", ""}, "the value of --until is empty"},
+      {{"ready", "--pid", "1", "--unix", ""}, "the value of --unix is empty"},
+  };
+  for (const Row& row : rows)
+    EXPECT_EQ(run(row.arguments), (Outcome{2, std::string("kvf: ") + row.complaint + "\n"}));
+  EXPECT_EQ(run({"check", "--disable", "no-separator", "app.kvf"}), (Outcome{0, ""}));
+}
+
+TEST_F(KvfTest, TheWorkingDirectoryMayHaveBeenRemoved) {
+  kvf(probe());
+  const auto runThere = [&](const std::string& arguments) {
+    return sandbox_.run(
+        {"sh", "-c", "mkdir gone && cd gone && rmdir ../gone && exec " VELOX_KVF " " + arguments});
+  };
+  const Outcome removed = {
+      2, "kvf: the working directory has been removed: change into another one\n"};
+  EXPECT_EQ(runThere("check " + sandbox_.path("app.kvf")), (Outcome{0, ""}));
+  EXPECT_TRUE(runThere("explain " + sandbox_.path("app.kvf")).has("  there is none any more\n"));
+  EXPECT_EQ(runThere("check - </dev/null"), removed);
+  EXPECT_EQ(runThere("import -- java Main"), removed);
 }
 
 TEST_F(KvfTest, CheckTakesACommandLineAsItWouldBeTyped) {
@@ -451,6 +492,17 @@ TEST_F(KvfTest, AJvmReportsWhatItIgnoresAndRefuses) {
   EXPECT_TRUE(run({"check", "--jvm", "app.kvf"}).has("app.kvf:5: error: the JVM does not start"));
 }
 
+TEST_F(KvfTest, AnOptionThatTwoReleasesDoNotTakeIsToldOnce) {
+  if (javaRelease() < 14) GTEST_SKIP() << "its JVM takes the option";
+  kvf(probe() + "java.extended.properties=-XX:+UseConcMarkSweepGC\n");
+  const std::string release = javaRelease() == 21 ? "25" : "21";
+  const Outcome told = run({"check", "--java", release, "app.kvf"});
+  EXPECT_TRUE(
+      told.has("warning: Java " + release + " does not know \"-XX:+UseConcMarkSweepGC\", "));
+  EXPECT_TRUE(told.has(" (the JVM, Java " + std::to_string(javaRelease()) + "."));
+  EXPECT_EQ(std::count(told.out.begin(), told.out.end(), '\n'), 1) << told.out;
+}
+
 TEST_F(KvfTest, AJvmNamesEachOptionInItsLine) {
   kvf(probe() +
       "java.extended.properties=-Xmx64m \\\n-XX:+UseG1GC \\\n-XX:+UseSerialGC "
@@ -462,6 +514,16 @@ TEST_F(KvfTest, AJvmNamesEachOptionInItsLine) {
   EXPECT_TRUE(told.has("app.kvf:7: error: the JVM does not start with \"-XX:+UseParallelGC\""));
   EXPECT_TRUE(told.has("app.kvf:7: warning: the JVM does not know \"-XX:NoSuchFlag=/"));
   EXPECT_FALSE(told.has("app.kvf:1:"));
+}
+
+TEST_F(KvfTest, AJvmTellsOfALogThatStaysEmptyAndIsNotGivenFilesOfOptions) {
+  if (javaRelease() < 9) GTEST_SKIP() << "it has neither";
+  sandbox_.write("options", "-Xlog:gc:written.log\n");
+  kvf(probe() + "java.extended.properties=-Xlog:gc+class -XX:VMOptionsFile=options\n");
+  const Outcome told = run({"check", "--jvm", "app.kvf"});
+  EXPECT_TRUE(told.has("app.kvf:4: warning: the JVM starts without \"-Xlog:gc+class\": "));
+  EXPECT_TRUE(told.has("tried without what acts outside of it: \"-XX:VMOptionsFile=options\""));
+  EXPECT_FALSE(fs::exists(sandbox_.path("written.log")));
 }
 
 TEST_F(KvfTest, AJvmLooksForTheStartClassOnAModulePath) {

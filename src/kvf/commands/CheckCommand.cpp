@@ -268,9 +268,7 @@ RunSubcommand declareCheck(CLI::App& command) {
                   "Also report what this release of Java does not accept")
       ->type_name("N")
       ->check(CLI::Range(oldestRelease, newestRelease));
-  command.add_option("--disable", options->disabled, "Disable a rule")
-      ->type_name("RULE")
-      ->allow_extra_args(false);
+  command.add_option("--disable", options->disabled, "Disable a rule")->type_name("RULE");
   return
       [options](const LauncherArguments& commandLine) { return runCheck(*options, commandLine); };
 }

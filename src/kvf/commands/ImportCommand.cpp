@@ -4,7 +4,6 @@
 #include <optional>
 #include <string>
 
-#include "kvf/commands/FileName.h"
 #include "kvf/commands/Output.h"
 #include "kvf/commands/StartSources.h"
 #include "kvf/commands/Subcommand.h"
@@ -84,13 +83,10 @@ int import(const ImportQuestion& question, const LauncherArguments& commandLine)
 RunSubcommand declareImport(CLI::App& command) {
   const auto question = std::make_shared<ImportQuestion>();
   question->sources.declare(command);
-  command.add_option("--write", question->file, "Write this new file")
-      ->type_name("FILE")
-      ->check(refusalOfName);
+  command.add_option("--write", question->file, "Write this new file")->type_name("FILE");
   command
       .add_option("--secrets", question->secrets,
                   "Put passwords into this new file, with mode 0600")
-      ->type_name("FILE")
-      ->check(refusalOfName);
+      ->type_name("FILE");
   return [question](const LauncherArguments& arguments) { return import(*question, arguments); };
 }

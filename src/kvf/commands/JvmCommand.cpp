@@ -5,7 +5,6 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "kvf/commands/FileName.h"
 #include "kvf/commands/Output.h"
 #include "kvf/commands/Subcommand.h"
 #include "kvf/jvm/JvmChoice.h"
@@ -152,8 +151,7 @@ RunSubcommand declareJvm(CLI::App& command) {
   command
       .add_option("--write", question->file,
                   "Put the line into this file, completely or not at all")
-      ->type_name("FILE")
-      ->check(refusalOfName);
+      ->type_name("FILE");
   command.add_flag("--json", question->json, "Print JSON");
   return [question](const LauncherArguments& /*arguments*/) { return answer(*question); };
 }

@@ -3,7 +3,6 @@
 #include <memory>
 #include <string>
 
-#include "kvf/commands/FileName.h"
 #include "kvf/commands/Output.h"
 #include "kvf/commands/StartSources.h"
 #include "kvf/commands/Subcommand.h"
@@ -70,13 +69,10 @@ RunSubcommand declareNew(CLI::App& command) {
   const auto question = std::make_shared<NewQuestion>();
   NewApplicationRequest* const request = &question->request;
   request->launcher = launcherBesideThis();
-  command.add_option("DIR", request->directory, "The folder to make")
-      ->required()
-      ->check(refusalOfName);
+  command.add_option("DIR", request->directory, "The folder to make")->required();
   command
       .add_option("--jar", request->jars, "The application's archive; several, in class-path order")
-      ->type_name("FILE")
-      ->allow_extra_args(false);
+      ->type_name("FILE");
   question->sources.declare(command);
   command.add_option("--lib", request->libraries, "A folder with more archives")
       ->type_name("DIR")

@@ -165,7 +165,7 @@ int answer(const ReadyQuestion& question) {
     places.emplace_back(*place);
   }
   for (const std::string& name : question.local) {
-    if (name.empty() || name == "@") return complain("--unix needs the file of a socket, or @NAME");
+    if (name == "@") return complain("--unix needs the file of a socket, or @NAME");
     places.emplace_back(LocalPlace{name});
   }
   if (places.empty()) return complain("give --tcp or --unix: what to wait for");

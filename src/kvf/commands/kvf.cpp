@@ -3,11 +3,13 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <new>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "foundation/WString.h"
@@ -61,11 +63,34 @@ std::string complaintAbout(const CLI::ParseError& error, const CLI::App& app) {
   return concat({complaint, "; see ", help});
 }
 
-/// The words for the parser, the last one first, as it needs them. It reads a file name in brackets
-/// as a list of files.
-std::vector<std::string> reversedWords(char** begin, char** end) {
-  std::vector<std::string> words(begin, end);
-  if (!words.empty() && words.front() == "check") {
+/// The option of the subcommand that takes a value; null: the word is none.
+const CLI::Option* valuedOption(const std::string& word, const CLI::App* command) {
+  if (command == nullptr || !word.starts_with("--")) return nullptr;
+  const CLI::Option* option = command->get_option_no_throw(word);
+  return option != nullptr && option->get_items_expected_max() > 0 ? option : nullptr;
+}
+
+/// The complaint about the first value or argument that is empty, as none may be: after "--NAME="
+/// the parser would take the next word. Empty: there is none.
+std::string complaintAboutEmpty(const std::vector<std::string>& words, const CLI::App* command) {
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    std::string option = words[i].empty() && i > 0 ? words[i - 1] : words[i];
+    if (words[i].ends_with('=')) option.pop_back();
+    const bool isValued = valuedOption(option, command) != nullptr;
+    if (words[i].empty() && !isValued) return "an argument is empty";
+    if (isValued && (words[i].empty() || words[i].ends_with('=')))
+      return concat({"the value of ", option, " is empty"});
+  }
+  return {};
+}
+
+/// The words for the parser, the last one first, as it needs them. Where a subcommand takes any
+/// number of files, it reads a name in brackets as a list of files.
+std::vector<std::string> reversed(std::vector<std::string> words, const CLI::App* command) {
+  const auto isUnlimited = [](const CLI::Option* option) { return option->get_allow_extra_args(); };
+  const std::vector<const CLI::Option*> options =
+      command == nullptr ? std::vector<const CLI::Option*>() : command->get_options();
+  if (std::any_of(options.begin(), options.end(), isUnlimited)) {
     for (std::string& word : words)
       if (word.starts_with('[') && word.ends_with(']')) word.insert(0, "./");
   }
@@ -84,15 +109,23 @@ int run(int argc, char** argv) {
   app.require_subcommand(1);
   app.formatter(std::make_shared<HelpFormatter>());
   int status = success;
+  const std::vector<std::string> words(std::min(argv + 1, dashes), dashes);
+  const CLI::App* asked = nullptr;
   for (const Subcommand& subcommand : subcommands()) {
     CLI::App* command = app.add_subcommand(subcommand.name, subcommand.summary);
     command->footer(subcommand.footer);
     if (subcommand.hidden) command->group("");
+    if (!words.empty() && words.front() == subcommand.name) asked = command;
     command->final_callback(
         [&, run = subcommand.declare(*command)] { status = run(launcherArguments); });
+    // Each value has its own option in front.
+    for (CLI::Option* option : command->get_options())
+      if (!option->get_positional()) option->allow_extra_args(false);
   }
+  if (const std::string complaint = complaintAboutEmpty(words, asked); !complaint.empty())
+    return complain(complaint);
   try {
-    app.parse(reversedWords(std::min(argv + 1, dashes), dashes));
+    app.parse(reversed(words, asked));
   } catch (const CLI::Success& request) {
     return app.exit(request, std::cout, std::cerr);
   } catch (const CLI::ParseError& error) {
@@ -118,6 +151,11 @@ int answer(int argc, char** argv) {
     return complain(exception.getDescription(false).view());
   } catch (const std::bad_alloc&) {
     return complainOfMemory();
+  } catch (const std::filesystem::filesystem_error& error) {
+    std::error_code failed;
+    static_cast<void>(std::filesystem::current_path(failed));
+    return complain(failed ? "the working directory has been removed: change into another one"
+                           : error.what());
   } catch (const std::exception& exception) {
     return complain(exception.what());
   }

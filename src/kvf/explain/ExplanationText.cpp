@@ -121,9 +121,11 @@ std::string keyInfoAsText(const KeyInfo& info) {
 }  // namespace
 
 std::string asText(const LaunchExplanation& launch) {
-  std::string text = endsAsText(launch.ends) + propertiesAsText(launch.properties) +
-                     headline("Working directory") + line({"  ", launch.directory}) +
-                     environmentAsText(launch.environment);
+  std::string text =
+      endsAsText(launch.ends) + propertiesAsText(launch.properties) +
+      headline("Working directory") +
+      line({"  ", launch.directory.empty() ? "there is none any more" : launch.directory}) +
+      environmentAsText(launch.environment);
   if (launch.classPath) text += classPathAsText(*launch.classPath);
   if (launch.jvm) text += jvmAsText(*launch.jvm);
   text += listAsText("JVM options", launch.options) +

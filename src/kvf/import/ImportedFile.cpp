@@ -91,6 +91,16 @@ class Writer {
     comment(text);
   }
 
+  /// The same for what is written next, if that is anything.
+  template <class Write>
+  void section(std::string_view text, Write&& write) {
+    const std::size_t before = text_.size();
+    section(text);
+    const std::size_t head = text_.size();
+    write();
+    if (text_.size() == head) text_.resize(before);
+  }
+
   /// An entry with the value as it is meant; reports one that cannot be spelled.
   void entry(std::string_view key, const std::string& value) {
     if (isLost(key, value)) return;
@@ -251,22 +261,23 @@ void Writer::writeOptions() {
     entry(size.key, found->second->text.substr(size.prefix.size()));
   }
 
-  if (!order.empty()) section("System properties.");
-  std::string from;
-  for (const std::string& name : order) {
-    const SourcedWord& option = *properties.at(name);
-    const std::string key = concat({keys::javaPropertyPrefix, spelledKey(name)});
-    const std::string value = option.text.substr(name.size() + 3);
-    if (isLost(key, value)) continue;
-    const bool isSecret = isSecretName(name) && !value.empty();
-    if (isSecret && !request_.secretsInclude.empty()) {
-      writeSecretEntry(key, spelledPart(value));
-      continue;
+  section("System properties.", [&] {
+    std::string from;
+    for (const std::string& name : order) {
+      const SourcedWord& option = *properties.at(name);
+      const std::string key = concat({keys::javaPropertyPrefix, spelledKey(name)});
+      const std::string value = option.text.substr(name.size() + 3);
+      if (isLost(key, value)) continue;
+      const bool isSecret = isSecretName(name) && !value.empty();
+      if (isSecret && !request_.secretsInclude.empty()) {
+        writeSecretEntry(key, spelledPart(value));
+        continue;
+      }
+      if (std::exchange(from, option.from) != option.from) comment(option.from);
+      emit(text_, key, isSecret ? spelledPart(value) : withoutSecrets(value, false));
+      result_.holdsSecrets = result_.holdsSecrets || isSecret;
     }
-    if (std::exchange(from, option.from) != option.from) comment(option.from);
-    emit(text_, key, isSecret ? spelledPart(value) : withoutSecrets(value, false));
-    result_.holdsSecrets = result_.holdsSecrets || isSecret;
-  }
+  });
 
   std::string line, comments;
   for (const SourcedWord* option : others) {
@@ -336,17 +347,18 @@ void Writer::writeArguments() {
 }
 
 void Writer::writeEnvironment() {
-  if (!start_.variables.empty()) section("The environment.");
-  for (const auto& [name, value] : start_.variables) {
-    const std::string key = concat({keys::environmentPrefix, spelledKey(name)});
-    if (isLost(name, value)) continue;
-    const bool isSecret = isSecretName(name) && !value.empty();
-    if (isSecret) {
-      writeSecretEntry(key, spelledPart(escapedPercents(value)));
-    } else {
-      emit(text_, key, spelledPart(escapedPercents(value)));
+  section("The environment.", [&] {
+    for (const auto& [name, value] : start_.variables) {
+      const std::string key = concat({keys::environmentPrefix, spelledKey(name)});
+      if (isLost(name, value)) continue;
+      const bool isSecret = isSecretName(name) && !value.empty();
+      if (isSecret) {
+        writeSecretEntry(key, spelledPart(escapedPercents(value)));
+      } else {
+        emit(text_, key, spelledPart(escapedPercents(value)));
+      }
     }
-  }
+  });
   if (start_.leftOut.empty()) return;
   section("Left out, as they are set by whatever starts an application:");
   std::string names = "  ";

@@ -8,6 +8,7 @@
 #include "foundation/TextPieces.h"
 #include "kvf/import/ImportError.h"
 #include "kvf/import/JavaWords.h"
+#include "kvf/jvm/JavaProgramOptions.h"
 #include "kvf/process/Files.h"
 #include "kvf/text/Text.h"
 
@@ -249,6 +250,9 @@ class Reader {
     if (at_ == words_.size())
       throw ImportError("the command line names no start class, archive or module");
     line_.what = words_[at_++];
+    if (line_.what.text.empty())
+      throw ImportError(concat({"the start class or archive of the command line is empty (",
+                                line_.what.from, "): java does not start"}));
     if (line_.kind == JavaCommandLine::Kind::startClass &&
         isSourceFile(line_.what.text, start_.directory))
       refuseSource(line_.what.text);

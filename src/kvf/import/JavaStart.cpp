@@ -232,6 +232,8 @@ std::vector<SourcedWord> wordsOf(const ServiceUnit& unit, const ServiceCommand& 
 
 JavaStart typedStart(const std::vector<std::string>& commandLine) {
   const LaunchSurroundings here = LaunchSurroundings::here();
+  if (here.directory.empty())
+    throw ImportError("the working directory has been removed: change into another one");
   JavaStart start;
   start.origin = "a command line";
   start.directory = here.directory;
@@ -265,10 +267,14 @@ JavaStart startOfProcess(int process) {
   }
   std::string program = linkAt(folder / "exe");
   if (program.ends_with(deletedMark)) program.erase(program.size() - deletedMark.size());
-  if (fs::path(program).filename() != "java") {
+  const fs::path name = fs::path(program).filename();
+  if (name == "wrapper")
+    throw ImportError(concat({"process ", std::to_string(process),
+                              " is the launcher: it has a properties file already, which kvf "
+                              "explain tells about"}));
+  if (name != "java")
     throw ImportError(concat({"process ", std::to_string(process), " is not java but ",
-                              shown(program), ", whose command line is its own"}));
-  }
+                              shown(program), ": only what java was started with is imported"}));
   start.program = program;
   start.directory = linkAt(folder / "cwd");
   if (start.directory.ends_with(deletedMark) && !fs::exists(start.directory, error)) {
