@@ -13,8 +13,8 @@ struct LocalSocket {
 };
 
 /// The Unix sockets that listen in this process's network, as the kernel answers when it is asked:
-/// in /proc/net/unix a name may hold line ends, and so look like lines of other sockets. Nothing: it
-/// does not answer, as where it was built without that.
+/// in /proc/net/unix a name may hold line ends, and so look like lines of other sockets. Nothing:
+/// it does not answer, as where it was built without that.
 std::optional<std::vector<LocalSocket>> listeningLocalSockets();
 
 #endif
