@@ -176,7 +176,8 @@ TEST(JvmCommand, Lines) {
     EXPECT_EQ(homes.sandbox.read("jvm.kvf"), line);
   }
   EXPECT_EQ(homes.sandbox.run({VELOX_KVF, "jvm", "--write", "gone/jvm.kvf"}, start),
-            (Outcome{2, "kvf: cannot make gone/jvm.kvf: No such file or directory\n"}));
+            (Outcome{2, "kvf: cannot make " + homes.sandbox.path("gone/jvm.kvf") +
+                            ": No such file or directory\n"}));
   Texts without = write;
   without.insert(without.end(), {"--line", "100.."});
   EXPECT_EQ(homes.sandbox.run(without, start).status, 1);

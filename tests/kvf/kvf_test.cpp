@@ -89,7 +89,6 @@ TEST_F(KvfTest, TheWorkingDirectoryMayHaveBeenRemoved) {
   EXPECT_EQ(runThere("check " + sandbox_.path("app.kvf")), (Outcome{0, ""}));
   EXPECT_TRUE(runThere("explain " + sandbox_.path("app.kvf")).has("  there is none any more\n"));
   EXPECT_EQ(runThere("check - </dev/null"), removed);
-  EXPECT_EQ(runThere("import -- java Main"), removed);
 }
 
 TEST_F(KvfTest, CheckTakesACommandLineAsItWouldBeTyped) {

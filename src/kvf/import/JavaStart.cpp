@@ -232,8 +232,6 @@ std::vector<SourcedWord> wordsOf(const ServiceUnit& unit, const ServiceCommand& 
 
 JavaStart typedStart(const std::vector<std::string>& commandLine) {
   const LaunchSurroundings here = LaunchSurroundings::here();
-  if (here.directory.empty())
-    throw ImportError("the working directory has been removed: change into another one");
   JavaStart start;
   start.origin = "a command line";
   start.directory = here.directory;

@@ -185,8 +185,9 @@ std::string complaintAbout(const LogOption& log, JvmNames& names) {
   // "async" is also said to wait or not.
   const bool isAlone = log.what == "help" || log.what == "disable" ||
                        (log.what.starts_with("async") && !names.lacksTag("async"));
-  if (log.what.empty() || isAlone) return {};
-  for (const std::string_view selection : split(log.what, ',')) {
+  if (isAlone) return {};
+  const std::string_view what = log.what.empty() ? "all" : log.what;
+  for (const std::string_view selection : split(what, ',')) {
     if (selection == "all" || selection.starts_with("all=")) continue;
     std::string complaint = complaintAboutSelection(selection, names);
     if (!complaint.empty()) return complaint;
