@@ -521,7 +521,8 @@ TEST_F(KvfTest, AJvmTellsOfALogThatStaysEmptyAndIsNotGivenFilesOfOptions) {
   kvf(probe() + "java.extended.properties=-Xlog:gc+class -XX:VMOptionsFile=options\n");
   const Outcome told = run({"check", "--jvm", "app.kvf"});
   EXPECT_TRUE(told.has("app.kvf:4: warning: the JVM starts without \"-Xlog:gc+class\": "));
-  EXPECT_TRUE(told.has("tried without what acts outside of it: \"-XX:VMOptionsFile=options\""));
+  EXPECT_TRUE(
+      told.has("without the options that act outside of it: \"-XX:VMOptionsFile=options\""));
   EXPECT_FALSE(fs::exists(sandbox_.path("written.log")));
 }
 
