@@ -101,8 +101,9 @@ std::set<std::string> Checks::companionsOf(const std::string& uri, const Launch&
   for (const auto& [otherUri, other] : launches_) {
     if (&other == &launch || other.result.is_null() || wholeOf(otherUri, other) != nullptr)
       continue;
-    const bool shares = std::any_of(launch.read.begin(), launch.read.end(),
-                                    [&](const auto& file) { return other.read.contains(file); });
+    const bool shares =
+        std::any_of(launch.read.begin(), launch.read.end(),
+                    [&read = other.read](const auto& file) { return read.contains(file); });
     if (shares) companions.insert(otherUri);
   }
   return companions;
