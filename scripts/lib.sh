@@ -140,7 +140,7 @@ build() {
     rm -rf "build/$preset"
   fi
   hint=
-  [ -e "$cache" ] || hint=" (a minute or two the first time)"
+  [ -e "$cache" ] || hint=" (some minutes the first time)"
   quietly "configure $preset" cmake --preset "$preset" \
     ${VELOX_STRICT:+-DCMAKE_COMPILE_WARNING_AS_ERROR=ON} "$@"
   quietly "build $preset$hint" cmake --build --preset "$preset"

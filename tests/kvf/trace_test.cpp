@@ -376,7 +376,7 @@ TEST_F(Trace, WhatCannotBeTraced) {
        "app.kvf: Java 1.8.0_1 has no log of this kind; Java 9 and newer have\n"},
       {"java.library=\n", {}, "is not the library of a JVM"},
       {"velox.env._JAVA_OPTIONS=-Da\nvelox.env.JAVA_TOOL_OPTIONS=-Da\n", {}, "sets both"},
-      {"", {"--html=own.html"}, "\"own.html\" is there and not of kvf trace\n"},
+      {"", {"--html=own.html"}, "\"own.html\" is there, and no trace: it stays as it is\n"},
       {"", {"--json=/no/such/t.json"}, "cannot make a folder in /no/such"},
       {"", {"--wrapper=/no/such"}, "/no/such cannot be started: No such file"},
       {"", {"--wrapper=/bin/false"}, "the JVM wrote no log; the launch ended with status 1\n"},

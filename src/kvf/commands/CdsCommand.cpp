@@ -40,7 +40,7 @@ RunSubcommand declareCds(CLI::App& command) {
   command.add_option("--run-for", options->runFor, "End the application after this time")
       ->type_name("SECONDS");
   command.add_option("--until", options->until, "End the application once it prints this")
-      ->type_name("TEXT");
+      ->type_name("OUTPUT");
   command.add_option("--pairs", options->pairs, "Starts to measure of each variant; 0: none")
       ->type_name("N")
       ->check(CLI::Range(0U, 1000U));

@@ -34,7 +34,7 @@ class TraceFile {
       : file_(file), fresh_(fs::absolute(file).parent_path(), ".kvf-") {
     std::error_code error;
     if (fs::exists(file, error) && !isTraceFile(textOfFile(file)))
-      throw FileError(concat({shown(file.native()), " is there and not of kvf trace"}));
+      throw FileError(concat({shown(file.native()), " is there, and no trace: it stays as it is"}));
   }
 
   void write(const std::string& text) const {
@@ -85,7 +85,7 @@ RunSubcommand declareTrace(CLI::App& command) {
   command.add_option("--json", options->events, "Also write it for chrome://tracing and Perfetto")
       ->type_name("FILE");
   command.add_option("--until", options->request.until, "End the application once it prints this")
-      ->type_name("TEXT");
+      ->type_name("OUTPUT");
   command.add_option("--run-for", options->request.runFor, "End the application after this time")
       ->type_name("SECONDS");
   command
