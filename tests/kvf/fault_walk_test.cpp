@@ -101,6 +101,7 @@ struct DescriptorMessage {
     message.msg_control = control;
     message.msg_controllen = sizeof control;
   }
+  ~DescriptorMessage() = default;
   DescriptorMessage(const DescriptorMessage&) = delete;
   DescriptorMessage& operator=(const DescriptorMessage&) = delete;
 
@@ -114,6 +115,7 @@ struct DescriptorMessage {
 void sendDescriptor(int socket, int descriptor) {
   DescriptorMessage parcel;
   cmsghdr* header = CMSG_FIRSTHDR(&parcel.message);
+  if (header == nullptr) std::abort();
   *header = {CMSG_LEN(sizeof descriptor), SOL_SOCKET, SCM_RIGHTS};
   std::memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
   if (::sendmsg(socket, &parcel.message, 0) != 1) std::abort();
@@ -122,8 +124,9 @@ void sendDescriptor(int socket, int descriptor) {
 int receivedDescriptor(int socket) {
   DescriptorMessage parcel;
   int descriptor = -1;
-  if (::recvmsg(socket, &parcel.message, MSG_CMSG_CLOEXEC) == 1)
-    std::memcpy(&descriptor, CMSG_DATA(CMSG_FIRSTHDR(&parcel.message)), sizeof descriptor);
+  if (::recvmsg(socket, &parcel.message, MSG_CMSG_CLOEXEC) != 1) return descriptor;
+  const cmsghdr* header = CMSG_FIRSTHDR(&parcel.message);
+  if (header != nullptr) std::memcpy(&descriptor, CMSG_DATA(header), sizeof descriptor);
   return descriptor;
 }
 
@@ -203,7 +206,7 @@ class FaultWalk : public testing::TestWithParam<Walk> {
   using Tree = std::map<std::string, std::string>;
 
   void setUp(const Sandbox& box) const {
-    Sandbox& sandbox = const_cast<Sandbox&>(box);
+    auto& sandbox = const_cast<Sandbox&>(box);
     for (const std::string jvm : {"jvm", "old/runtime"}) {
       fs::create_directories(sandbox.path(jvm + "/lib/server"));
       fs::copy_file(VELOX_NATIVE_DIRECTORY "/libarchiving_jvm.so",
@@ -288,7 +291,7 @@ class FaultWalk : public testing::TestWithParam<Walk> {
     int number = -1;
   };
 
-  Result run(const Fault& fault, long at) const {
+  [[nodiscard]] Result run(const Fault& fault, long at) const {
     const Sandbox sandbox;
     setUp(sandbox);
     Texts arguments = GetParam().arguments;

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include "kvf/process/TextReplacement.h"
+#include "kvf/text/Text.h"
 #include "kvf/trace/JvmLog.h"
 #include "kvf/trace/StartTrace.h"
 #include "kvf/trace/TraceFormats.h"
@@ -229,7 +230,7 @@ std::string unbalancedElement(const std::string& markup) {
   for (std::size_t at = 0; (at = markup.find('<', at)) != std::string::npos; ++at) {
     const std::size_t end = markup.find('>', at);
     if (end == std::string::npos) return markup.substr(at);
-    const std::string tag = markup.substr(at + 1, end - at - 1);
+    std::string tag = markup.substr(at + 1, end - at - 1);
     if (tag.ends_with('/')) continue;
     if (!tag.starts_with('/')) {
       open.push_back(tag.substr(0, tag.find(' ')));
@@ -243,7 +244,8 @@ std::string unbalancedElement(const std::string& markup) {
 }
 
 std::string pictureIn(const std::string& page) {
-  const std::size_t svg = page.find("<svg"), end = page.find("<pre>");
+  const std::size_t svg = page.find("<svg");
+  const std::size_t end = page.find("<pre>");
   return end == std::string::npos ? "there is none" : page.substr(svg, end - svg);
 }
 
@@ -306,6 +308,11 @@ class Trace : public testing::Test {
 
   [[nodiscard]] Outcome trace(Texts arguments, std::map<std::string, std::string> more = {}) const {
     arguments.insert(arguments.begin(), {VELOX_KVF, "trace"});
+    return run(arguments, std::move(more));
+  }
+
+  [[nodiscard]] Outcome run(const Texts& arguments,
+                            std::map<std::string, std::string> more = {}) const {
     more["ASAN_OPTIONS"] = "handle_segv=0:detect_leaks=0";
     return sandbox_.run(arguments, {.environment = more});
   }
@@ -321,8 +328,8 @@ TEST_F(Trace, TheApplicationIsAsItIsWithout) {
   const std::string path = "PATH=" + fs::path(VELOX_WRAPPER).parent_path().native() + ":$PATH\n";
   for (const char* already :
        {"", "export _JAVA_OPTIONS=-Dx=y\n", "export JAVA_TOOL_OPTIONS=-Dx\n"}) {
-    EXPECT_EQ(sandbox_.run({"sh", "-c", already + path + plain}).out, "7\n");
-    EXPECT_EQ(sandbox_.run({"sh", "-c", already + path + traced}).out, "1\n");
+    EXPECT_EQ(run({"sh", "-c", concat({already, path, plain})}).out, "7\n");
+    EXPECT_EQ(run({"sh", "-c", concat({already, path, traced})}).out, "1\n");
     EXPECT_EQ(sandbox_.read("traced"), sandbox_.read("out")) << already;
     EXPECT_TRUE(sandbox_.read("errors").starts_with(sandbox_.read("err") + "app.kvf, Java "))
         << sandbox_.read("errors");

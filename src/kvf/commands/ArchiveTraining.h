@@ -56,7 +56,7 @@ class ArchiveTraining {
  private:
   int runOnce(const ArchiveKind& kind, const ArchiveFiles& files,
               const std::vector<std::string>& further);
-  int complainOfMaking(const std::string& failure) const;
+  [[nodiscard]] int complainOfMaking(const std::string& failure) const;
 
   const CdsOptions& options_;
   std::filesystem::path file_;

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "kvf/commands/Output.h"
+#include "kvf/process/TemporaryFolder.h"
 
 namespace {
 
@@ -48,7 +49,10 @@ void noteNoMemory() {
 /// For when memory ends where no exception may leave, as in the library's own walk through a
 /// folder.
 void endWithoutException() {
-  if (memoryHasFailed) ::_exit(complainOfMemory());
+  if (memoryHasFailed) {
+    TemporaryFolder::removeAll();
+    ::_exit(complainOfMemory());
+  }
   std::abort();
 }
 
@@ -82,7 +86,7 @@ void* operator new(std::size_t bytes) {
   }
 }
 
-void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+void* operator new(std::size_t bytes, const std::nothrow_t& /*tag*/) noexcept {
   return std::malloc(std::max<std::size_t>(bytes, 1));
 }
 
@@ -90,6 +94,6 @@ void operator delete(void* memory) noexcept {
   if (!reserve.holds(memory)) std::free(memory);
 }
 
-void operator delete(void* memory, std::size_t) noexcept {
+void operator delete(void* memory, std::size_t /*bytes*/) noexcept {
   operator delete(memory);
 }

@@ -41,7 +41,8 @@ std::string includeOf(const ImportQuestion& question) {
 
 /// Writes both or neither; what has no file goes to standard output.
 ExitStatus write(const ImportQuestion& question, const ImportedFile& imported) {
-  std::optional<PreparedFile> secrets, file;
+  std::optional<PreparedFile> secrets;
+  std::optional<PreparedFile> file;
   if (!imported.secrets.empty()) secrets.emplace(question.secrets, imported.secrets, forOwner);
   if (!question.file.empty())
     file.emplace(question.file, imported.text, imported.holdsSecrets ? forOwner : forAll);

@@ -60,7 +60,8 @@ void showProgress(unsigned start, unsigned of) {
 
 int runTrace(const TraceOptions& options) {
   const InterruptionWatch interruptions;
-  const std::optional<TraceFile> page = fileFor(options.page), events = fileFor(options.events);
+  const std::optional<TraceFile> page = fileFor(options.page);
+  const std::optional<TraceFile> events = fileFor(options.events);
   std::fflush(stdout);
   const TracedLaunch launch = traceLaunch(options.request, showProgress);
   if (!launch.trace) return complain(launch.complaint);

@@ -279,7 +279,8 @@ void Writer::writeOptions() {
     }
   });
 
-  std::string line, comments;
+  std::string line;
+  std::string comments;
   for (const SourcedWord* option : others) {
     const std::optional<std::string> word = optionWord(option->text);
     if (!word || word->find(percentMark) != std::string::npos) {

@@ -52,7 +52,7 @@ std::string programFile(const std::string& program, const JavaStart& start) {
   const auto path = start.environment.find("PATH");
   if (path == start.environment.end()) return {};
   for (const std::string_view element : pathElements(path->second)) {
-    const std::string file = absoluteIn(start.directory, concat({element, "/", program}));
+    std::string file = absoluteIn(start.directory, concat({element, "/", program}));
     if (fs::is_regular_file(file, error)) return file;
   }
   return {};
@@ -116,6 +116,7 @@ void findJava(const std::vector<SourcedWord>& words, JavaStart& start) {
 
 std::vector<SourcedWord> numbered(const std::vector<std::string>& texts) {
   std::vector<SourcedWord> words;
+  words.reserve(texts.size());
   for (const std::string& text : texts)
     words.push_back({text, concat({"word ", std::to_string(words.size())})});
   return words;
@@ -334,9 +335,8 @@ JavaStart startOfUnit(const std::string& file) {
     findJava(words, start);
   } catch (const ImportError&) {
     throw ImportError(concat({shown(unit.name()), " starts ", shown(words.front().text),
-                              ", which is not java; import what it has started: kvf import --pid "
-                              "$(systemctl show -P MainPID ",
-                              unit.name(), ")"}));
+                              ", which is not java; import what it has started: ",
+                              "kvf import --pid $(systemctl show -P MainPID ", unit.name(), ")"}));
   }
   return start;
 }

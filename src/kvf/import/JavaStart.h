@@ -41,6 +41,6 @@ JavaStart startOfProcess(int process);
 
 /// Of the ExecStart= of a service unit, given by its file or by a name that is looked for where
 /// systemd looks.
-JavaStart startOfUnit(const std::string& unit);
+JavaStart startOfUnit(const std::string& file);
 
 #endif

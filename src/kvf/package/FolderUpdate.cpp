@@ -131,6 +131,7 @@ FolderUpdate::FolderUpdate(const fs::path& folder) {
       const std::string name = folder_.filename().native();
       beside_.emplace(folder_.parent_path(), concat({".", name.substr(0, 200), ".kvf-"}));
     }
+    beside_->holdFilesOfUser();
     makeFolder(parts());
   } catch (...) {
     undo();

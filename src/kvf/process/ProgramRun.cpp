@@ -19,6 +19,7 @@
 #include "kvf/process/ExecArguments.h"
 #include "kvf/process/Files.h"
 #include "kvf/process/Interruption.h"
+#include "kvf/text/Text.h"
 #include "kvf/process/Processes.h"
 #include "kvf/process/TextReplacement.h"
 
@@ -101,7 +102,8 @@ class SignalsWait {
 std::vector<std::string> environmentOf(const ProgramRun& run) {
   if (!run.hasOwnEnvironment) return environmentWith(run.environment);
   std::vector<std::string> environment;
-  for (const auto& [name, value] : run.environment) environment.push_back(name + "=" + value);
+  for (const auto& [name, value] : run.environment)
+    environment.push_back(concat({name, "=", value}));
   return environment;
 }
 
@@ -203,7 +205,9 @@ class Guardian {
       if (hasEnded()) return Awaited::programEnd;
       // A look that failed is followed by another one.
       std::chrono::nanoseconds left = timeBetweenLooks;
-      if (end) left = std::clamp<std::chrono::nanoseconds>(*end - Clock::now(), left.zero(), left);
+      if (end)
+        left = std::clamp(std::chrono::nanoseconds(*end - Clock::now()),
+                          std::chrono::nanoseconds::zero(), left);
       const timespec time = {left.count() / 1'000'000'000, left.count() % 1'000'000'000};
       siginfo_t info = {};
       const int signal = ::sigtimedwait(&signals, &info, &time);

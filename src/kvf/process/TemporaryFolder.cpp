@@ -72,18 +72,30 @@ int removeTree(int folder, const char* name) {
 
 }  // namespace
 
-TemporaryFolder::TemporaryFolder() : path_(newFolder(placeForTemporaryFiles(), "kvf-")) {}
+TemporaryFolder::TemporaryFolder() : TemporaryFolder(placeForTemporaryFiles(), "kvf-") {}
 
 TemporaryFolder::TemporaryFolder(const fs::path& parent, const std::string& prefix)
-    : path_(newFolder(parent, prefix)) {}
+    : path_(newFolder(parent, prefix)), process_(::getpid()), next_(first_) {
+  first_ = this;
+}
 
 TemporaryFolder::~TemporaryFolder() {
+  TemporaryFolder** link = &first_;
+  while (*link != this) link = &(*link)->next_;
+  *link = next_;
   if (kept_) return;
   // A file may come in between.
   int error = removeTree(AT_FDCWD, path_.c_str());
   if (error != 0) error = removeTree(AT_FDCWD, path_.c_str());
   if (error != 0 && error != ENOENT)
     std::fprintf(stderr, "kvf: cannot remove %s: %s\n", path_.c_str(), std::strerror(error));
+}
+
+void TemporaryFolder::removeAll() noexcept {
+  for (const TemporaryFolder* folder = first_; folder != nullptr; folder = folder->next_) {
+    const bool isOurs = folder->process_ == ::getpid() && !folder->kept_;
+    if (isOurs && !folder->holdsFilesOfUser_) removeTree(AT_FDCWD, folder->path_.c_str());
+  }
 }
 
 void TemporaryFolder::giveToOwnerOfParent() const {

@@ -22,10 +22,20 @@ class TemporaryFolder {
   void giveToOwnerOfParent() const;
   /// Leaves the folder where it is, when something in it must not be lost.
   void keep() { kept_ = true; }
+  /// The folder may hold what was the user's: removeAll() leaves it.
+  void holdFilesOfUser() { holdsFilesOfUser_ = true; }
+
+  /// Removes those that this process has made, for an end that runs no destructors. Takes no
+  /// memory.
+  static void removeAll() noexcept;
 
  private:
   std::filesystem::path path_;
   bool kept_ = false;
+  bool holdsFilesOfUser_ = false;
+  int process_;                    ///< that made it; a copy of that process removes nothing
+  mutable TemporaryFolder* next_;  ///< in the list of all
+  inline static TemporaryFolder* first_ = nullptr;
 };
 
 #endif

@@ -60,6 +60,7 @@ std::vector<Edit> doubled(const EntryText& text, const std::vector<std::size_t>&
       std::any_of(backslashes.begin(), backslashes.end(), isCode))
     return {};
   std::vector<Edit> edits;
+  edits.reserve(backslashes.size());
   for (const std::size_t at : backslashes) edits.push_back(text.insert(at, "\\"));
   return edits;
 }

@@ -161,11 +161,10 @@ constexpr Subject subjects[] = {
 }  // namespace
 
 std::string loggingOption(unsigned release, const std::filesystem::path& file) {
-  return concat(
-      {"-Xlog:class+load=info,class+init=info,startuptime=info,gc=info,gc+phases=info,"
-       "cds=info",
-       release >= firstWithAotTag ? ",aot=info" : "", ":file=\"", file.native(),
-       "\":tn,un,ti,l,tg:filecount=0"});
+  constexpr std::string_view always =
+      "-Xlog:class+load=info,class+init=info,startuptime=info,gc=info,gc+phases=info,cds=info";
+  return concat({always, release >= firstWithAotTag ? ",aot=info" : "", ":file=\"", file.native(),
+                 "\":tn,un,ti,l,tg:filecount=0"});
 }
 
 JvmLog parseJvmLog(std::string_view text) {

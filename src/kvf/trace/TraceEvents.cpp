@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <set>
 
@@ -129,8 +131,6 @@ std::string traceEvents(const StartTrace& trace) {
 bool isTraceFile(std::string_view text) {
   constexpr std::string_view starts[] = {"<!DOCTYPE html>\n<!-- kvf trace -->",
                                          "{\n  \"otherData\": {\n    \"program\": \"kvf trace\""};
-  for (const std::string_view start : starts) {
-    if (text.starts_with(start)) return true;
-  }
-  return false;
+  return std::any_of(std::begin(starts), std::end(starts),
+                     [text](std::string_view start) { return text.starts_with(start); });
 }

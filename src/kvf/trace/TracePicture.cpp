@@ -71,7 +71,8 @@ class Picture {
 
   /// A bar with its name in it, where that fits.
   void bar(const TraceStretch& stretch, const char* colour) {
-    const double from = x(stretch.begin), to = x(stretch.end());
+    const double from = x(stretch.begin);
+    const double to = x(stretch.end());
     const std::string words = concat({stretch.name, ", ", inMilliseconds(stretch.duration)});
     rectangle(from, y_, to - from, barHeight, colour, words);
     for (const std::string& text : {words, stretch.name}) {
@@ -170,7 +171,8 @@ class Picture {
     if (all.empty()) return;
     lane("initialisers");
     for (const TraceStretch& stretch : all) {
-      const double from = x(stretch.begin), to = x(stretch.end());
+      const double from = x(stretch.begin);
+      const double to = x(stretch.end());
       const std::string words = concat({stretch.name, ", ", inMilliseconds(stretch.duration)});
       rectangle(from, y_ + 3, to - from, 11, "#6d597a", words);
       const double needed = static_cast<double>(charactersIn(words)) * characterWidth;
@@ -203,8 +205,8 @@ class Picture {
       const std::string at = number(x(TraceTime(static_cast<TraceTime::rep>(i * step * 1e6))));
       std::array<char, 32> label{};
       std::snprintf(label.data(), label.size(), "%.4g ms", i * step);
-      text += concat({"<line x1=\"", at, "\" x2=\"", at, "\" y1=\"18\" y2=\"", number(y_ + 6),
-                      "\" class=\"grid\"/>\n<text x=\"", at, "\" y=\"12\" class=\"tick\">",
+      text += concat({R"(<line x1=")", at, R"(" x2=")", at, R"(" y1="18" y2=")", number(y_ + 6),
+                      R"(" class="grid"/>)", "\n", R"(<text x=")", at, R"(" y="12" class="tick">)",
                       label.data(), "</text>\n"});
     }
     return text;

@@ -150,7 +150,8 @@ class Tracer {
     std::vector<ProcessLog> logs;
     for (const std::string& name : namesIn(logs_.path())) {
       JvmLog log = parseJvmLog(textOfFile(logs_.path() / name));
-      if (!log.events.empty()) logs.push_back({std::atoi(name.c_str()), std::move(log)});
+      if (!log.events.empty())
+        logs.push_back({static_cast<int>(std::strtol(name.c_str(), nullptr, 10)), std::move(log)});
     }
     std::sort(logs.begin(), logs.end(),
               [](const ProcessLog& a, const ProcessLog& b) { return a.log.begin < b.log.begin; });
@@ -202,7 +203,11 @@ class Tracer {
     const auto toMark = [&](const ProgramEnd& end) {
       return seconds(markOf(request_, end).time - end.started.time_since_epoch());
     };
-    std::vector<double> with, without, ratios, processorWith, processorWithout;
+    std::vector<double> with;
+    std::vector<double> without;
+    std::vector<double> ratios;
+    std::vector<double> processorWith;
+    std::vector<double> processorWithout;
     for (std::size_t pair = 0; pair < with_.size(); ++pair) {
       with.push_back(toMark(with_[pair]));
       without.push_back(toMark(without_[pair]));
