@@ -1,10 +1,9 @@
 #include "kvf/cds/StartMeasurement.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <cstring>
 
+#include "kvf/text/Columns.h"
 #include "kvf/text/Text.h"
 
 namespace {
@@ -37,17 +36,6 @@ std::string failureOf(const StartVariant& variant, const ProgramEnd& end, int st
   if (end.stopped) return "the application did not end by itself";
   if (end.status == status) return {};
   return "the application ended with status " + std::to_string(end.status);
-}
-
-std::string formatted(const char* format, double number) {
-  std::array<char, 64> text{};
-  std::snprintf(text.data(), text.size(), format, number);
-  return text.data();
-}
-
-std::string padded(std::string text, std::size_t width) {
-  text.insert(0, width > text.size() ? width - text.size() : 0, ' ');
-  return text;
 }
 
 std::string milliseconds(double seconds) {

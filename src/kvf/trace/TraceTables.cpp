@@ -1,7 +1,6 @@
 #include <algorithm>
-#include <array>
-#include <cstdio>
 
+#include "kvf/text/Columns.h"
 #include "kvf/text/Text.h"
 #include "kvf/trace/TraceFormats.h"
 
@@ -13,17 +12,6 @@ constexpr std::size_t mostPauses = 12;
 constexpr std::size_t mostFiles = 10;
 /// Parts of the JVM's creation that take less are left out.
 constexpr std::chrono::microseconds leastPhase(500);
-
-std::string formatted(const char* format, double number) {
-  std::array<char, 64> text{};
-  std::snprintf(text.data(), text.size(), format, number);
-  return text.data();
-}
-
-std::string padded(std::string text, std::size_t width) {
-  text.insert(0, width > text.size() ? width - text.size() : 0, ' ');
-  return text;
-}
 
 /// A name of any length, and what belongs to it in columns.
 std::string row(std::string_view name, const std::vector<std::string>& cells) {
