@@ -19,9 +19,9 @@
 #include "kvf/process/ExecArguments.h"
 #include "kvf/process/Files.h"
 #include "kvf/process/Interruption.h"
-#include "kvf/text/Text.h"
 #include "kvf/process/Processes.h"
 #include "kvf/process/TextReplacement.h"
+#include "kvf/text/Text.h"
 
 // Between this process and the program there is another one, the guardian. What the program starts
 // becomes a child of the guardian when its own parent ends, and the guardian learns of the end of
