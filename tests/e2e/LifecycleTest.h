@@ -18,8 +18,7 @@ class LifecycleTest : public WrapperTest {
         lines);
   }
   [[nodiscard]] Child startJava(const std::string& mode) const {
-    return startWrapper({"--run", mode},
-                        {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"}}});
+    return startWrapper({"--run", mode}, {.environment = {jvmInside}});
   }
 
   /// A command line that runs another one as the first process of its own, and whether it can.

@@ -51,7 +51,7 @@ class WrapperTest : public testing::Test {
   }
   /// The same where a JVM may start: it handles SIGSEGV itself and keeps its memory to the end.
   [[nodiscard]] Outcome java(const Texts& arguments) const {
-    return wrapper(arguments, {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"}}});
+    return wrapper(arguments, {.environment = {jvmInside}});
   }
 
   /// The outcome with names in the place of paths and process IDs, to compare the whole of it.

@@ -260,8 +260,7 @@ class Cds : public testing::Test {
     const auto isKind = [](const std::string& text) { return text.starts_with("--kind"); };
     if (std::none_of(arguments.begin(), arguments.end(), isKind))
       arguments.insert(arguments.begin() + 2, "--kind=dynamic");
-    return sandbox_.run(arguments,
-                        {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"}}});
+    return sandbox_.run(arguments, {.environment = {jvmInside}});
   }
 
   Sandbox sandbox_;
@@ -449,11 +448,9 @@ TEST_F(Cds, ARuntimeWithoutProgramsOrAnArchiveOfItsOwn) {
   const Outcome outcome = cds({"--kind=static", "--write"});
   EXPECT_EQ(outcome.status, 0) << outcome.out;
   EXPECT_TRUE(outcome.has("app.jsa: static archive, ")) << outcome.out;
-  EXPECT_EQ(sandbox_
-                .run({VELOX_WRAPPER, "--propFile", "app.kvf"},
-                     {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"}}})
-                .status,
-            7);
+  EXPECT_EQ(
+      sandbox_.run({VELOX_WRAPPER, "--propFile", "app.kvf"}, {.environment = {jvmInside}}).status,
+      7);
   EXPECT_EQ(cds({"--kind=dynamic"}).status, 1) << "there is nothing to put it on";
 }
 
@@ -462,7 +459,7 @@ TEST_F(Cds, AFullDiskIsNoAnswer) {
   const Outcome outcome = sandbox_.run(
       {"sh", "-c",
        "ulimit -f 2048; exec " VELOX_KVF " cds --kind=static --pairs=0 --write app.kvf 2>&1"},
-      {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"}}});
+      {.environment = {jvmInside}});
   EXPECT_EQ(outcome.status, 2) << outcome.out;
   EXPECT_TRUE(outcome.has("it could not be stored; the file system is full, perhaps\n"));
   EXPECT_EQ(sandbox_.run({"ls", "-A"}).out, "app.kvf\nlib\n");
@@ -576,8 +573,7 @@ TEST_F(Cds, WhatIsStartedEndsWithIt) {
   const std::string script = VELOX_WRAPPER " --run --propFile app.kvf & echo id $!; wait";
   for (const int signal : {SIGTERM, SIGHUP, SIGINT, SIGKILL}) {
     Child child = sandbox_.start({VELOX_KVF, "cds", "app.kvf", "--", "sh", "-c", script},
-                                 {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"},
-                                                  {"TMPDIR", sandbox_.path("lib")}}});
+                                 {.environment = {jvmInside, {"TMPDIR", sandbox_.path("lib")}}});
     ASSERT_TRUE(child.prints("Picked up"));
     ::kill(child.id(), signal);
     const Outcome outcome = child.wait();

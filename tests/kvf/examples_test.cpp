@@ -138,7 +138,7 @@ class ExampleFolder {
 
   [[nodiscard]] Outcome run(const std::string& command) const {
     return sandbox_.run({"sh", "-c", command},
-                        {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"},
+                        {.environment = {jvmInside,
                                          {"HOME", "/home/acme"},
                                          {"JAVA_HOME", modernJavaHome(sandbox_.path())},
                                          {"PATH", sandbox_.path("bin") + ":/usr/bin:/bin"}}});

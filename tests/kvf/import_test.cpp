@@ -102,7 +102,7 @@ class Import : public testing::Test {
                    "Main-Class: probe.Probe\nClass-Path: lib/probe.jar\n"
                    "Add-Opens: java.base/java.lang\n"}});
     start_.environment["PATH"] = fs::path(javaProgram()).parent_path();
-    start_.environment["ASAN_OPTIONS"] = "handle_segv=0:detect_leaks=0";
+    start_.environment.insert(jvmInside);
   }
   Outcome import(Texts arguments) {
     arguments.insert(arguments.begin(), {VELOX_KVF, "import"});

@@ -424,7 +424,7 @@ TEST_F(KvfTest, TheJavaCommandIsWhatTheLauncherDoes) {
       "application.start.dir=" +
       sandbox_.path("elsewhere") + "\n");
   fs::create_directory(sandbox_.path("elsewhere"));
-  const Start start = {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"}}};
+  const Start start = {.environment = {jvmInside}};
   const auto withoutProcess = [](std::string text) {
     const std::size_t at = text.find("pid[");
     return text.erase(at, text.find('\n', at) - at);
@@ -562,11 +562,10 @@ TEST_F(KvfTest, AnUpdateOfJavaStopsNoService) {
       "-XX:+UseConcMarkSweepGC -XX:HeapDumpPath=/gone/dumps/\n");
   EXPECT_EQ(run({"check", "app.kvf"}).status, 1);
   EXPECT_EQ(run({"check", "--severity=error", "app.kvf"}).status, 0);
-  EXPECT_EQ(sandbox_
-                .run({VELOX_WRAPPER, "--propFile", "app.kvf", "--run"},
-                     {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"}}})
-                .status,
-            0);
+  EXPECT_EQ(
+      sandbox_.run({VELOX_WRAPPER, "--propFile", "app.kvf", "--run"}, {.environment = {jvmInside}})
+          .status,
+      0);
 }
 
 TEST_F(KvfTest, ATrialTouchesNothingOfTheApplication) {

@@ -17,8 +17,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const Start withJvm = {
-    .environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"}, {"JAVA_HOME", javaHome()}}};
+const Start withJvm = {.environment = {jvmInside, {"JAVA_HOME", javaHome()}}};
 
 class New : public testing::Test {
  protected:

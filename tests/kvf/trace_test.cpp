@@ -313,7 +313,7 @@ class Trace : public testing::Test {
 
   [[nodiscard]] Outcome run(const Texts& arguments,
                             std::map<std::string, std::string> more = {}) const {
-    more["ASAN_OPTIONS"] = "handle_segv=0:detect_leaks=0";
+    more.insert(jvmInside);
     return sandbox_.run(arguments, {.environment = more});
   }
 
@@ -413,8 +413,7 @@ TEST_F(Trace, AFolderForTheLogWithAnyName) {
 TEST_F(Trace, ASignalEndsBoth) {
   server();
   Child child = sandbox_.start({VELOX_KVF, "trace", "--pairs=0", "app.kvf"},
-                               {.environment = {{"ASAN_OPTIONS", "handle_segv=0:detect_leaks=0"},
-                                                {"TMPDIR", sandbox_.path()}}});
+                               {.environment = {jvmInside, {"TMPDIR", sandbox_.path()}}});
   ASSERT_TRUE(child.prints("ready"));
   ::kill(child.id(), SIGTERM);
   EXPECT_EQ(child.wait().status, 128 + SIGTERM);
