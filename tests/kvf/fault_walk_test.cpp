@@ -8,12 +8,15 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <limits>
 #include <map>
 #include <optional>
+#include <set>
 #include <sstream>
 #include <string>
 #include <string_view>
 #include <thread>
+#include <vector>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -31,8 +34,9 @@
 #include "support/Sandbox.h"
 
 // Every system call and allocation of kvf in turn fails, or is where a signal ends kvf: what the
-// user has is then what it was, or whole and new. VELOX_WALK=1 walks through all calls and every
-// 40th allocation, VELOX_WALK=2/5 through the second fifth of them; else it is a few of each.
+// user has is then what it was, or whole and new, and what kvf has started has ended. Allocations
+// with the same call stack count as one. VELOX_WALK=1 walks through all, VELOX_WALK=2/5 through the
+// second fifth of them; else it is a few of each.
 
 namespace fs = std::filesystem;
 
@@ -58,7 +62,8 @@ struct Fault {
   int error;   ///< of the call, which is not made; 0: it is made
   int signal;  ///< comes before the call; 0: none
   enum class Memory { isThere, failsOnce, isGone } memory = Memory::isThere;  ///< not calls
-  int call = -1;  ///< only calls of this number count; -1: all
+  int call = -1;        ///< only calls of this number count; -1: all
+  bool goesOn = false;  ///< the later ones fail, too
 };
 constexpr Fault faults[] = {{"EIO", EIO, 0},
                             {"ENOSPC", ENOSPC, 0},
@@ -87,6 +92,9 @@ const Walk walks[] = {
     {"importUnit", {"import", "--write", "unit.kvf", "--unit", "acme.service"}},
     {"jvm", {"jvm", "--line=99", "--write", "jvm.kvf"}},
     {"jvmAgain", {"jvm", "--line=99", "--write", "line.kvf"}},
+    {"trace",
+     {"trace", "--pairs=0", "--until=ready", "--html=page.html", "--json=events.json",
+      "--wrapper=./traced", "app.kvf"}},
 };
 
 void PrintTo(const Walk& walk, std::ostream* out) {
@@ -159,7 +167,7 @@ class Injector {
       // It may have ended meanwhile.
       if (::ioctl(listener, SECCOMP_IOCTL_NOTIF_RECV, &call) != 0) continue;
       seccomp_notif_resp answer = {call.id, 0, 0, SECCOMP_USER_NOTIF_FLAG_CONTINUE};
-      if (isOfKvf(call) && ++count_ == at_) {
+      if (isOfKvf(call) && (++count_ == at_ || (fault_.goesOn && count_ > at_))) {
         number_ = call.data.nr;
         if (fault_.signal != 0) ::kill(static_cast<pid_t>(call.pid), fault_.signal);
         if (fault_.error != 0) answer = {call.id, 0, -fault_.error, 0};
@@ -176,20 +184,30 @@ class Injector {
   /// The others have no error, or none that a program could meet.
   static bool canFail(int number) {
     return number != SYS_exit_group && number != SYS_brk && number != SYS_futex &&
-           number != SYS_rt_sigprocmask;
+           number != SYS_rt_sigprocmask && number != SYS_rt_sigaction;
   }
 
   bool isOfKvf(const seccomp_notif& call) {
     const auto process = static_cast<pid_t>(call.pid);
     if (first_ == 0) first_ = process;
-    std::error_code error;
-    const fs::path program = fs::read_symlink("/proc/" + std::to_string(process) + "/exe", error);
-    if (program != VELOX_KVF || !canFail(call.data.nr)) return false;
+    if (!runsKvf(process, call.data.nr) || !canFail(call.data.nr)) return false;
     // Of a signal to the guardian this process would not know.
     if (process != first_ && fault_.signal != 0) return false;
     // The loader ends with this call.
     if (!loaded_) loaded_ = call.data.nr == SYS_munmap;
     return loaded_ && (fault_.call < 0 || call.data.nr == fault_.call);
+  }
+
+  bool runsKvf(pid_t process, int number) {
+    auto known = programs_.find(process);
+    if (known == programs_.end()) {
+      std::error_code error;
+      const fs::path program = fs::read_symlink("/proc/" + std::to_string(process) + "/exe", error);
+      known = programs_.emplace(process, program == VELOX_KVF).first;
+    }
+    const bool runs = known->second;
+    if (number == SYS_execve || number == SYS_execveat) programs_.erase(known);
+    return runs;
   }
 
   const Fault& fault_;
@@ -198,7 +216,22 @@ class Injector {
   int number_ = -1;
   pid_t first_ = 0;
   bool loaded_ = false;
+  std::map<pid_t, bool> programs_;  ///< whether it is kvf
 };
+
+/// Waits for the end of what runs in the sandbox; false: it goes on.
+bool nothingRunsIn(const Sandbox& sandbox) {
+  const auto isThere = [&](const fs::directory_entry& process) {
+    std::error_code error;
+    return fs::read_symlink(process.path() / "cwd", error).native().starts_with(sandbox.path());
+  };
+  for (int looks = 0; looks < 1000; ++looks) {
+    const fs::directory_iterator processes("/proc");
+    if (std::none_of(begin(processes), end(processes), isThere)) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return false;
+}
 
 class FaultWalk : public testing::TestWithParam<Walk> {
  protected:
@@ -253,6 +286,13 @@ class FaultWalk : public testing::TestWithParam<Walk> {
         "#!/bin/sh\ncase $_JAVA_OPTIONS in *DumpLoadedClassList=*)\n"
         "p=${_JAVA_OPTIONS#*DumpLoadedClassList=}\necho probe/Probe >\"${p%% *}\";; esac\n",
         true);
+    sandbox.write("events.json", "{\n  \"otherData\": {\n    \"program\": \"kvf trace\"");
+    sandbox.write(
+        "traced",
+        "#!/bin/sh\ncase $_JAVA_OPTIONS in *%p.log*)\nlog=${_JAVA_OPTIONS##*:file=?}\n"
+        "echo '[5000ns][2000ns][7][info][startuptime] Genesis, 0.004 secs' >\"${log%%%*}$$.log\""
+        ";; esac\necho ready\n/bin/sleep 1\n",
+        true);
   }
 
   /// What is not named without a look at bin/java or the release file.
@@ -263,6 +303,13 @@ class FaultWalk : public testing::TestWithParam<Walk> {
   static void erase(const std::string& part, std::string& text) {
     for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos;)
       text.erase(at, part.size());
+  }
+
+  /// A trace is another one each time.
+  static std::string contentOf(const std::string& name, std::string text) {
+    if (name == "page.html" && text.ends_with("</html>\n")) return "a whole page";
+    if (name == "events.json" && text.ends_with("}\n")) return "whole events";
+    return text;
   }
 
   static Tree treeOf(const Sandbox& sandbox) {
@@ -276,7 +323,7 @@ class FaultWalk : public testing::TestWithParam<Walk> {
       if (entry.is_symlink())
         text += fs::read_symlink(entry.path());
       else if (entry.is_regular_file())
-        text += sandbox.read(name);
+        text += contentOf(name, sandbox.read(name));
       // The unit holds the path.
       erase(sandbox.path(), text);
       for (const std::string& part : ofJvm) erase(part, text);
@@ -289,18 +336,35 @@ class FaultWalk : public testing::TestWithParam<Walk> {
     Tree tree;
     long count = 0;
     int number = -1;
+    bool goesOn = false;  ///< what it has started
+    std::vector<long> places = {};
   };
+
+  /// The first allocation with each call stack.
+  [[nodiscard]] std::vector<long> allocations() const {
+    // So many of them that none fails.
+    const Result all =
+        run({"allocation", 0, 0, Fault::Memory::failsOnce}, std::numeric_limits<long>::max());
+    std::vector<long> first;
+    std::set<long> known;
+    for (std::size_t i = 0; i < all.places.size(); ++i)
+      if (known.insert(all.places[i]).second) first.push_back(static_cast<long>(i) + 1);
+    return first;
+  }
 
   [[nodiscard]] Result run(const Fault& fault, long at) const {
     const Sandbox sandbox;
     setUp(sandbox);
     Texts arguments = GetParam().arguments;
     arguments.insert(arguments.begin(), VELOX_KVF);
-    Start start = {
-        .environment = {{"TMPDIR", sandbox.path("tmp")}, {"JAVA_HOME", sandbox.path("jvm99")}}};
+    // The machine's JVMs would only take time.
+    Start start = {.environment = {{"TMPDIR", sandbox.path("tmp")},
+                                   {"JAVA_HOME", sandbox.path("jvm99")},
+                                   {"PATH", sandbox.path("jvm/bin")}}};
     Result result = fault.memory == Fault::Memory::isThere
                         ? runWithCalls(sandbox, arguments, start, {fault, at})
                         : runWithMemory(sandbox, arguments, start, fault, at);
+    result.goesOn = !nothingRunsIn(sandbox);
     result.tree = treeOf(sandbox);
     return result;
   }
@@ -326,6 +390,9 @@ class FaultWalk : public testing::TestWithParam<Walk> {
                               const Fault& fault, long at) {
     const fs::path counter = fs::path(sandbox.path()).parent_path() / "count";
     std::ofstream(counter) << std::string(sizeof(long), '\0');
+    constexpr std::size_t maxAllocations = 1 << 20;
+    std::vector<long> numbers(at == std::numeric_limits<long>::max() ? maxAllocations : 1);
+    fs::resize_file(counter, numbers.size() * sizeof(long));
     start.environment["LD_PRELOAD"] = VELOX_NATIVE_DIRECTORY "/libfailing_malloc.so";
     start.environment["FAIL_IN"] = "kvf";
     start.environment["FAIL_COUNT"] = counter;
@@ -333,7 +400,10 @@ class FaultWalk : public testing::TestWithParam<Walk> {
     if (fault.memory == Fault::Memory::isGone) start.environment["FAIL_ON"] = "1";
     Result result;
     result.outcome = sandbox.run(arguments, start);
-    std::ifstream(counter).read(reinterpret_cast<char*>(&result.count), sizeof result.count);
+    std::ifstream(counter).read(reinterpret_cast<char*>(numbers.data()),
+                                static_cast<std::streamsize>(numbers.size() * sizeof(long)));
+    result.count = numbers[0];
+    if (numbers.size() > 1) result.places.assign(&numbers[1], &numbers[1] + result.count);
     return result;
   }
 
@@ -344,6 +414,7 @@ class FaultWalk : public testing::TestWithParam<Walk> {
   }
 
   void expectNothingLost(const Result& result, const Fault& fault) const {
+    EXPECT_FALSE(result.goesOn);
     for (const auto& [name, text] : result.tree) {
       const auto old = before_.find(name);
       const auto fresh = after_.find(name);
@@ -381,15 +452,15 @@ TEST_P(FaultWalk, LeavesTheOldStateOrTheNewOne) {
   const bool onlyReads =
       std::string_view("check explain").find(GetParam().name) != std::string_view::npos;
   EXPECT_EQ(after_ == before_, onlyReads) << whole.outcome.out;
+  const std::vector<long> allocations = this->allocations();
   long runs = 0;
   for (const Fault& fault : faults) {
-    // So many of them that none fails.
     const bool ofMemory = fault.memory != Fault::Memory::isThere;
-    const long count = ofMemory ? run(fault, 1L << 40U).count : whole.count;
-    const long apart = ofMemory ? 40 : 1;
-    const long step = asked ? apart * asked->count : std::max(1L, count / 10);
-    const long first = asked ? apart * (asked->number - 1) : runs % step;
-    for (long at = 1 + first; at <= count; at += step, ++runs) {
+    const long count = ofMemory ? static_cast<long>(allocations.size()) : whole.count;
+    const long step = asked ? asked->count : std::max(1L, count / 10);
+    const long first = asked ? asked->number - 1 : runs % step;
+    for (long i = first; i < count; i += step, ++runs) {
+      const long at = ofMemory ? allocations[static_cast<std::size_t>(i)] : i + 1;
       const Result result = run(fault, at);
       SCOPED_TRACE(std::string(fault.name) + " at " + std::to_string(at) + ", system call " +
                    std::to_string(result.number) + ": " + testing::PrintToString(result.outcome));
@@ -403,7 +474,8 @@ TEST_P(FaultWalk, LeavesTheOldStateOrTheNewOne) {
       }
     }
   }
-  std::cout << GetParam().name << ": " << whole.count << " system calls, " << runs << " faults\n";
+  std::cout << GetParam().name << ": " << whole.count << " system calls, allocations at "
+            << allocations.size() << " places, " << runs << " faults\n";
 }
 
 using ReplacedFolder = FaultWalk;
@@ -421,6 +493,24 @@ TEST_P(ReplacedFolder, IsAsItWasAfterASignalBetweenTwoReplacements) {
     const Result result = run({"SIGTERM", 0, SIGTERM, isThere, SYS_renameat2}, at);
     EXPECT_EQ(result.outcome.status, 128 + SIGTERM) << at << result.outcome.out;
     EXPECT_TRUE(result.tree == before_) << at;
+  }
+}
+
+TEST_P(ReplacedFolder, IsNamedWhereItCannotBePutBack) {
+  {
+    const Sandbox sandbox;
+    setUp(sandbox);
+    before_ = treeOf(sandbox);
+  }
+  const Result result = run({"EIO", EIO, 0, Fault::Memory::isThere, SYS_renameat2, true}, 2);
+  EXPECT_EQ(result.outcome.status, 2);
+  EXPECT_TRUE(result.outcome.has(": Input/output error; what was there is in "));
+  const std::size_t at = result.outcome.out.find("/.kvf-");
+  ASSERT_NE(at, std::string::npos);
+  EXPECT_TRUE(result.tree.contains("old" + result.outcome.out.substr(at, strlen("/.kvf-XXXXXX"))));
+  for (const auto& [name, text] : before_) {
+    const auto isIt = [&text = text](const auto& entry) { return entry.second == text; };
+    EXPECT_TRUE(std::any_of(result.tree.begin(), result.tree.end(), isIt)) << name;
   }
 }
 

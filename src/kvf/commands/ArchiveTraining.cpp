@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <system_error>
@@ -44,12 +43,14 @@ int statusOfFailure(const std::string& failure) {
   return failure.ends_with(archiveNotStored) ? noAnswer : negative;
 }
 
-ArchiveTraining::PlainFile::~PlainFile() {
-  std::error_code error;
-  fs::remove(path, error);
-  if (error) fs::remove(path, error);
-  if (error)
-    std::fprintf(stderr, "kvf: cannot remove %s: %s\n", path.c_str(), std::strerror(error.value()));
+ArchiveTraining::PlainFile::PlainFile(fs::path file, std::string_view text)
+    : file_(std::move(file)) {
+  writeNewFile(file_, text, privateMode);
+  isThere_ = true;
+}
+
+void ArchiveTraining::PlainFile::takeBack() noexcept {
+  if (std::exchange(isThere_, false)) removeFile(file_.native());
 }
 
 ArchiveTraining::ArchiveTraining(const CdsOptions& options, const fs::path& file,
@@ -84,8 +85,7 @@ ArchiveTraining::ArchiveTraining(const CdsOptions& options, const fs::path& file
   }
   // Beside the file, so that paths relative to its folder stay the same.
   const fs::path path = fresh_.path().native() + ".kvf";
-  writeNewFile(path, text, privateMode);
-  plain_.emplace(path);
+  plain_.emplace(path, text);
   takeAttributes(path, file_);
   command_.back() = path;
 }

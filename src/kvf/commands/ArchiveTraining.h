@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -14,6 +15,7 @@
 #include "kvf/launch/Inspection.h"
 #include "kvf/process/ProgramRun.h"
 #include "kvf/process/TemporaryFolder.h"
+#include "kvf/process/Unfinished.h"
 
 /// The launch that the file describes, as the launcher would run it.
 Inspection inspectRun(const std::string& file, const std::string* text = nullptr);
@@ -66,12 +68,16 @@ class ArchiveTraining {
   TemporaryFolder fresh_;
   TemporaryFolder scratch_;
   /// The file without the options of an archive, which cannot be cancelled in another way.
-  struct PlainFile {
-    explicit PlainFile(std::filesystem::path file) : path(std::move(file)) {}
-    PlainFile(const PlainFile&) = delete;
-    PlainFile& operator=(const PlainFile&) = delete;
-    ~PlainFile();
-    std::filesystem::path path;
+  class PlainFile final : private Unfinished {
+   public:
+    PlainFile(std::filesystem::path file, std::string_view text);
+    ~PlainFile() { takeBack(); }
+
+   private:
+    void takeBack() noexcept override;
+
+    std::filesystem::path file_;
+    bool isThere_ = false;
   };
   std::optional<PlainFile> plain_;
   unsigned trained_ = 0;

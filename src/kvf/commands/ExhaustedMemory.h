@@ -1,8 +1,9 @@
 #ifndef VELOX_KVF_COMMANDS_EXHAUSTEDMEMORY_H
 #define VELOX_KVF_COMMANDS_EXHAUSTEDMEMORY_H
 
-/// The program whose memory ends says so in one line and leaves nothing half done. Part of the
-/// program alone: it brings an operator new, which has a reserve for the cleaning up.
+/// The program whose memory ends takes back what is half done, says so in one line and ends: no
+/// destructor has to manage without memory, and nothing goes on with what could not be held. Part
+/// of the program alone.
 
 /// Says so; the program's exit status. Allocates nothing.
 int complainOfMemory() noexcept;

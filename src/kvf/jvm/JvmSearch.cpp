@@ -71,22 +71,29 @@ std::string variable(const char* name) {
   return value == nullptr ? std::string() : value;
 }
 
+bool isFolder(const fs::path& path) {
+  std::error_code error;
+  return fs::is_directory(path, error);
+}
+
 bool isFile(const fs::path& path) {
   std::error_code error;
   return fs::is_regular_file(path, error);
 }
 
 /// Sorted, so that the result does not depend on the file system; none for what is not a folder.
-std::vector<fs::path> entriesOf(const fs::path& folder) {
-  std::vector<fs::path> entries;
+std::vector<fs::path> foldersIn(const fs::path& folder) {
+  std::vector<fs::path> folders;
+  std::size_t seen = 0;
   std::error_code error;
   for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
        entry.increment(error)) {
-    if (entries.size() == maxEntriesOfFolder) break;
-    entries.push_back(entry->path());
+    if (seen++ == maxEntriesOfFolder) break;
+    std::error_code notSeen;
+    if (entry->is_directory(notSeen)) folders.push_back(entry->path());
   }
-  std::sort(entries.begin(), entries.end());
-  return entries;
+  std::sort(folders.begin(), folders.end());
+  return folders;
 }
 
 fs::path libraryIn(const fs::path& folder) {
@@ -100,11 +107,12 @@ fs::path libraryIn(const fs::path& folder) {
 fs::path libraryOf(const fs::path& home) {
   for (const LibraryPlace& place : libraryPlaces) {
     const fs::path folder = home / place.folder;
+    if (!isFolder(folder)) continue;
     if (!place.byArchitecture) {
       if (fs::path library = libraryIn(folder); !library.empty()) return library;
       continue;
     }
-    for (const fs::path& architecture : entriesOf(folder)) {
+    for (const fs::path& architecture : foldersIn(folder)) {
       if (fs::path library = libraryIn(architecture); !library.empty()) return library;
     }
   }
@@ -204,8 +212,10 @@ class Search {
 
   void addByFolder(const fs::path& folder) {
     if (add(folder, folder.string())) return;
-    for (const fs::path& entry : entriesOf(folder)) {
-      if (!add(entry, folder.string())) add(entry / "libexec", folder.string());
+    for (const fs::path& entry : foldersIn(folder)) {
+      if (add(entry, folder.string())) continue;
+      // Of Homebrew.
+      if (const fs::path inner = entry / "libexec"; isFolder(inner)) add(inner, folder.string());
     }
   }
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <system_error>
@@ -46,18 +46,12 @@ bool haveSameBytes(const fs::path& left, const fs::path& right) {
   return texts[0].view() == texts[1].view();
 }
 
-/// Exchanges two names; where the file system cannot, the former file is missing for a moment.
-void exchange(const fs::path& fresh, const fs::path& target) {
-  if (::renameat2(AT_FDCWD, fresh.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE) == 0) return;
-  if (errno != EINVAL && errno != ENOSYS) throw FileError("replace", target, errno);
-  const fs::path former = fresh.string() + ".former";
-  if (::rename(target.c_str(), former.c_str()) != 0) throw FileError("replace", target, errno);
-  if (::rename(fresh.c_str(), target.c_str()) != 0) {
-    const int error = errno;
-    ::rename(former.c_str(), target.c_str());
-    throw FileError("replace", target, error);
-  }
-  if (::rename(former.c_str(), fresh.c_str()) != 0) throw FileError("move", former, errno);
+/// Absolute, and without links.
+fs::path wholeName(const fs::path& folder) {
+  std::error_code error;
+  const fs::path absolute = fs::weakly_canonical(fs::absolute(folder), error);
+  if (error) throw FileError("make", folder, error.value());
+  return absolute.has_filename() ? absolute : absolute.parent_path();
 }
 
 bool isBelow(const fs::path& path, const fs::path& root) {
@@ -117,50 +111,22 @@ class TreeCopy {
 
 }  // namespace
 
-FolderUpdate::FolderUpdate(const fs::path& folder) {
-  std::error_code error;
-  const fs::path absolute = fs::weakly_canonical(fs::absolute(folder), error);
-  if (error) throw FileError("make", folder, error.value());
-  folder_ = absolute.has_filename() ? absolute : absolute.parent_path();
-  try {
-    // In an existing folder: the one around it may be on another file system, or not be writable.
-    if (typeOf(folder_) != fs::file_type::not_found) {
-      beside_.emplace(folder_, ".kvf-");
-    } else {
-      makeFolder(folder_.parent_path());
-      const std::string name = folder_.filename().native();
-      beside_.emplace(folder_.parent_path(), concat({".", name.substr(0, 200), ".kvf-"}));
-    }
-    beside_->holdFilesOfUser();
-    makeFolder(parts());
-  } catch (...) {
-    undo();
-    throw;
-  }
+FolderUpdate::FolderUpdate(const fs::path& folder)
+    : folder_(wholeName(folder)), beside_(folderBeside()), moves_(beside_) {
+  madeFolders_.make(parts());
 }
 
-FolderUpdate::~FolderUpdate() {
-  undo();
-}
-
-void FolderUpdate::makeFolder(const fs::path& folder) {
-  if (typeOf(folder) != fs::file_type::not_found) {
-    if (!fs::is_directory(folder)) throw FileError("make", folder, ENOTDIR);
-    return;
-  }
-  makeFolder(folder.parent_path());
-  madeFolders_.push_back(folder);
-  if (::mkdir(folder.c_str(), folderMode) != 0) {
-    const int error = errno;
-    madeFolders_.pop_back();
-    throw FileError("make", folder, error);
-  }
-  if (::chmod(folder.c_str(), folderMode) != 0) throw FileError("set the mode of", folder, errno);
+TemporaryFolder FolderUpdate::folderBeside() {
+  // In an existing folder: the one around it may be on another file system, or not be writable.
+  if (typeOf(folder_) != fs::file_type::not_found) return {folder_, ".kvf-"};
+  madeFolders_.make(folder_.parent_path());
+  const std::string name = folder_.filename().native();
+  return {folder_.parent_path(), concat({".", name.substr(0, 200), ".kvf-"})};
 }
 
 fs::path FolderUpdate::prepared(const fs::path& part) {
   fs::path file = parts() / part;
-  makeFolder(file.parent_path());
+  madeFolders_.make(file.parent_path());
   parts_.push_back(part);
   return file;
 }
@@ -191,20 +157,18 @@ std::vector<fs::path> FolderUpdate::install() {
     }
     syncFileSystem(folder_);
   }
-  moves_.clear();
-  madeFolders_.clear();
+  moves_.keep();
+  madeFolders_.keep();
   return std::move(kept_);
 }
 
 void FolderUpdate::place(const fs::path& part) {
   const fs::path fresh = parts() / part;
   const fs::path target = folder_ / part;
-  makeFolder(target.parent_path());
+  madeFolders_.make(target.parent_path());
   const fs::file_type former = typeOf(target);
   if (former == fs::file_type::not_found) {
-    moves_.push_back({fresh, target});
-    moveToFreeName(fresh, target);
-    moves_.back().done = Move::Kind::moved;
+    moves_.move(fresh, target);
     return;
   }
   const fs::file_type type = typeOf(fresh);
@@ -214,9 +178,7 @@ void FolderUpdate::place(const fs::path& part) {
   const bool isEdited = texts_.contains(part) && !(isFile && haveSameBytes(target, fresh));
   if (isFile) takeAttributes(fresh, target);
   if (former != type || isEdited) keepFormer(target);
-  moves_.push_back({fresh, target});
-  exchange(fresh, target);
-  moves_.back().done = Move::Kind::exchanged;
+  moves_.exchange(fresh, target);
 }
 
 void FolderUpdate::keepFormer(const fs::path& target) {
@@ -224,42 +186,94 @@ void FolderUpdate::keepFormer(const fs::path& target) {
   for (int number = 1;; ++number) {
     const fs::path name =
         concat({target.native(), ".orig", number == 1 ? "" : "." + std::to_string(number)});
+    if (!moves_.link(target, name)) continue;
     kept_.push_back(name);
-    moves_.push_back({{}, name});
-    if (::linkat(AT_FDCWD, target.c_str(), AT_FDCWD, name.c_str(), 0) == 0) break;
-    if (errno != EEXIST) throw FileError("keep what is there as", name, errno);
-    kept_.pop_back();
-    moves_.pop_back();
+    return;
   }
-  moves_.back().done = Move::Kind::linked;
 }
 
-void FolderUpdate::takeBack(const Move& move) {
-  switch (move.done) {
-    case Move::Kind::none:
-      break;
+void FolderUpdate::MadeFolders::make(const fs::path& folder) {
+  if (typeOf(folder) != fs::file_type::not_found) {
+    if (!fs::is_directory(folder)) throw FileError("make", folder, ENOTDIR);
+    return;
+  }
+  make(folder.parent_path());
+  folders_.push_back(folder);
+  if (::mkdir(folder.c_str(), folderMode) != 0) {
+    const int error = errno;
+    folders_.pop_back();
+    throw FileError("make", folder, error);
+  }
+  if (::chmod(folder.c_str(), folderMode) != 0) throw FileError("set the mode of", folder, errno);
+}
+
+void FolderUpdate::MadeFolders::takeBack() noexcept {
+  for (; !folders_.empty(); folders_.pop_back()) ::rmdir(folders_.back().c_str());
+}
+
+FolderUpdate::Moves::Move& FolderUpdate::Moves::noted(Move::Kind kind, const fs::path& fresh,
+                                                      const fs::path& target) {
+  return moves_.emplace_back(Move{kind, fresh, target, fresh.native() + ".former"});
+}
+
+void FolderUpdate::Moves::move(const fs::path& fresh, const fs::path& target) {
+  Move& move = noted(Move::Kind::moved, fresh, target);
+  moveToFreeName(fresh, target);
+  move.done = true;
+}
+
+void FolderUpdate::Moves::exchange(const fs::path& fresh, const fs::path& target) {
+  Move& move = noted(Move::Kind::exchanged, fresh, target);
+  if (const int error = exchangeNames(move); error != 0) throw FileError("replace", target, error);
+  move.done = true;
+}
+
+bool FolderUpdate::Moves::link(const fs::path& file, const fs::path& name) {
+  Move& move = noted(Move::Kind::linked, file, name);
+  move.done = ::linkat(AT_FDCWD, file.c_str(), AT_FDCWD, name.c_str(), 0) == 0;
+  if (!move.done && errno != EEXIST) throw FileError("keep what is there as", name, errno);
+  return move.done;
+}
+
+int FolderUpdate::Moves::exchangeNames(const Move& move) noexcept {
+  const char* const fresh = move.fresh.c_str();
+  const char* const target = move.target.c_str();
+  const char* const former = move.former.c_str();
+  if (::renameat2(AT_FDCWD, fresh, AT_FDCWD, target, RENAME_EXCHANGE) == 0) return 0;
+  if (errno != EINVAL && errno != ENOSYS) return errno;
+  // Not every file system can; then the former file is missing for a moment.
+  if (::rename(target, former) != 0) return errno;
+  int error = 0;
+  if (::rename(fresh, target) != 0) {
+    error = errno;
+  } else if (::rename(former, fresh) != 0) {
+    error = errno;
+    ::rename(target, fresh);
+  }
+  if (error != 0) ::rename(former, target);
+  return error;
+}
+
+int FolderUpdate::Moves::undo(const Move& move) noexcept {
+  if (!move.done) return 0;
+  switch (move.kind) {
     case Move::Kind::moved:
-      if (::rename(move.target.c_str(), move.fresh.c_str()) != 0)
-        throw FileError("move", move.target, errno);
-      break;
+      return ::rename(move.target.c_str(), move.fresh.c_str()) == 0 ? 0 : errno;
     case Move::Kind::exchanged:
-      exchange(move.fresh, move.target);
-      break;
+      return exchangeNames(move);
     case Move::Kind::linked:
-      if (::unlink(move.target.c_str()) != 0) throw FileError("remove", move.target, errno);
+      removeFile(move.target.native());
   }
+  return 0;
 }
 
-void FolderUpdate::undo() noexcept {
+void FolderUpdate::Moves::takeBack() noexcept {
   for (; !moves_.empty(); moves_.pop_back()) {
-    try {
-      takeBack(moves_.back());
-    } catch (const std::exception& error) {
-      std::fprintf(stderr, "kvf: %s; what could not be put back is in %s\n", error.what(),
-                   beside_->path().c_str());
-      beside_->keep();
-    }
+    const Move& move = moves_.back();
+    const int error = undo(move);
+    if (error == 0) continue;
+    say({"cannot put back ", move.target.native(), ": ", std::strerror(error),
+         "; what was there is in ", beside_.path().native()});
+    beside_.keep();
   }
-  beside_.reset();
-  for (; !madeFolders_.empty(); madeFolders_.pop_back()) ::rmdir(madeFolders_.back().c_str());
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "kvf/process/TemporaryFolder.h"
+#include "kvf/process/Unfinished.h"
 
 /// The parts of a folder, made beside their places and installed when all of them are complete.
 /// Unless install() returns, the folder is as it was, and if it was not there, it is not there;
@@ -19,9 +20,6 @@ class FolderUpdate {
  public:
   /// The folder, and those that lead to it, may be missing.
   explicit FolderUpdate(const std::filesystem::path& folder);
-  FolderUpdate(const FolderUpdate&) = delete;
-  FolderUpdate& operator=(const FolderUpdate&) = delete;
-  ~FolderUpdate();
 
   /// Absolute, and without links.
   [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
@@ -48,28 +46,64 @@ class FolderUpdate {
 
  private:
   /// Where the parts are made.
-  [[nodiscard]] std::filesystem::path parts() const { return beside_->path() / "parts"; }
-  /// What install() has done; noted beforehand, as noting takes memory.
-  struct Move {
-    enum class Kind { none, moved, exchanged, linked };
-    std::filesystem::path fresh, target;
-    Kind done = Kind::none;
-  };
-
+  [[nodiscard]] std::filesystem::path parts() const { return beside_.path() / "parts"; }
+  [[nodiscard]] TemporaryFolder folderBeside();
   [[nodiscard]] std::filesystem::path prepared(const std::filesystem::path& part);
-  void makeFolder(const std::filesystem::path& folder);
   void place(const std::filesystem::path& part);
   void keepFormer(const std::filesystem::path& target);
-  static void takeBack(const Move& move);
-  void undo() noexcept;
+
+  class MadeFolders final : private Unfinished {
+   public:
+    ~MadeFolders() { takeBack(); }
+    /// With those that lead to it, where it is not there.
+    void make(const std::filesystem::path& folder);
+    void keep() { folders_.clear(); }
+
+   private:
+    void takeBack() noexcept override;
+
+    std::vector<std::filesystem::path> folders_;
+  };
+
+  /// What install() has done.
+  class Moves final : private Unfinished {
+   public:
+    explicit Moves(TemporaryFolder& beside) : beside_(beside) {}
+    ~Moves() { takeBack(); }
+    void move(const std::filesystem::path& fresh, const std::filesystem::path& target);
+    void exchange(const std::filesystem::path& fresh, const std::filesystem::path& target);
+    /// Gives a file a second name; false: the name is not free.
+    bool link(const std::filesystem::path& file, const std::filesystem::path& name);
+    void keep() { moves_.clear(); }
+
+   private:
+    struct Move {
+      enum class Kind { moved, exchanged, linked } kind;
+      std::filesystem::path fresh, target;
+      std::filesystem::path former;  ///< where the target is for a moment
+      bool done = false;
+    };
+
+    /// Notes it beforehand, as noting takes memory.
+    Move& noted(Move::Kind kind, const std::filesystem::path& fresh,
+                const std::filesystem::path& target);
+    // An error number, or 0.
+    static int exchangeNames(const Move& move) noexcept;
+    static int undo(const Move& move) noexcept;
+    void takeBack() noexcept override;
+
+    TemporaryFolder& beside_;
+    std::vector<Move> moves_;
+  };
 
   std::filesystem::path folder_;
-  std::vector<std::filesystem::path> madeFolders_;
-  std::optional<TemporaryFolder> beside_;
+  // Taken back from the last one to the first one.
+  MadeFolders madeFolders_;
+  TemporaryFolder beside_;
+  Moves moves_;
   std::vector<std::filesystem::path> parts_;
   std::set<std::filesystem::path> texts_;
   std::vector<std::filesystem::path> kept_;
-  std::vector<Move> moves_;
 };
 
 #endif

@@ -19,6 +19,7 @@
 #include <unistd.h>
 
 #include "kvf/process/Interruption.h"
+#include "kvf/process/Unfinished.h"
 #include "kvf/text/Text.h"
 
 namespace fs = std::filesystem;
@@ -29,22 +30,19 @@ constexpr std::size_t pieceBytes = 131072;
 constexpr std::size_t maxTextBytes = std::size_t{64} << 20U;
 
 /// A new file that is removed again unless it was kept.
-class NewFile {
+class NewFile final : private Unfinished {
  public:
   explicit NewFile(fs::path file)
       : file_(std::move(file)),
         descriptor_(::open(file_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW,
-                           S_IRUSR | S_IWUSR)) {
-    if (descriptor_.number() < 0) fail("make");
+                           S_IRUSR | S_IWUSR)),
+        isToBeRemoved_(descriptor_.number() >= 0) {
+    if (!isToBeRemoved_) fail("make");
   }
-  NewFile(const NewFile&) = delete;
-  NewFile& operator=(const NewFile&) = delete;
-  ~NewFile() {
-    if (!kept_) ::unlink(file_.c_str());
-  }
+  ~NewFile() { takeBack(); }
 
   [[nodiscard]] int number() const { return descriptor_.number(); }
-  void keep() { kept_ = true; }
+  void keep() { isToBeRemoved_ = false; }
 
   void write(std::string_view bytes) const {
     while (!bytes.empty()) {
@@ -74,9 +72,13 @@ class NewFile {
   [[noreturn]] void fail(std::string_view action) const { throw FileError(action, file_, errno); }
 
  private:
+  void takeBack() noexcept override {
+    if (std::exchange(isToBeRemoved_, false)) removeFile(file_.native());
+  }
+
   fs::path file_;
   Descriptor descriptor_;
-  bool kept_ = false;
+  bool isToBeRemoved_;
 };
 
 Descriptor openToRead(const fs::path& file, struct stat& status) {

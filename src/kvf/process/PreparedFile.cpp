@@ -1,6 +1,7 @@
 #include "kvf/process/PreparedFile.h"
 
 #include <cerrno>
+#include <utility>
 
 #include "kvf/process/Files.h"
 #include "kvf/process/Interruption.h"
@@ -27,9 +28,8 @@ PreparedFile::PreparedFile(const fs::path& file, std::string_view text, unsigned
   syncFileSystem(beside_.path());
 }
 
-PreparedFile::~PreparedFile() {
-  std::error_code error;
-  if (isPlaced_) fs::remove(file_, error);
+void PreparedFile::takeBack() noexcept {
+  if (std::exchange(isPlaced_, false)) removeFile(file_.native());
 }
 
 void PreparedFile::place() {

@@ -21,6 +21,7 @@
 #include "kvf/process/Interruption.h"
 #include "kvf/process/Processes.h"
 #include "kvf/process/TextReplacement.h"
+#include "kvf/process/Unfinished.h"
 #include "kvf/text/Text.h"
 
 // Between this process and the program there is another one, the guardian. What the program starts
@@ -273,6 +274,27 @@ class Guardian {
   bool programEnded_ = false;
 };
 
+/// Ends with this object, and what it watches over with it.
+class GuardianProcess final : private Unfinished {
+ public:
+  explicit GuardianProcess(pid_t id) : id_(id) {}
+  ~GuardianProcess() { takeBack(); }
+
+  void wait() noexcept {
+    while (::waitpid(id_, nullptr, 0) < 0 && errno == EINTR) continue;
+    id_ = -1;
+  }
+
+ private:
+  void takeBack() noexcept override {
+    if (id_ < 0) return;
+    ::kill(id_, SIGTERM);
+    wait();
+  }
+
+  pid_t id_;
+};
+
 /// A program that reads from the terminal, or is to be stopped by its keys, has to be in its
 /// foreground; any other gets a process group of its own.
 bool isInForeground() {
@@ -390,27 +412,28 @@ ProgramEnd runProgram(const ProgramRun& run) {
   Outputs outputs(run);
   const Spawning spawning(run, signals.former(), outputs);
   const pid_t self = ::getpid();
-  const pid_t guardian = ::fork();
+  const pid_t forked = ::fork();
   ProgramEnd end;
-  if (guardian < 0) {
+  if (forked < 0) {
     end.error = errno;
     return end;
   }
-  if (guardian == 0) {
+  if (forked == 0) {
     if (!isInForeground()) ::setpgid(0, 0);
     const Report report = Guardian(spawning, self, run.limit).run();
     ::_exit(::write(reports.writing.number(), &report, sizeof report) == sizeof report ? 0 : 1);
   }
+  GuardianProcess guardian(forked);
   for (Descriptor* written : {&reports.writing, &outputs.first.writing, &outputs.errors.writing})
     *written = Descriptor();
   Report report = {};
-  Printed output(run, guardian, std::move(outputs.first.reading), STDOUT_FILENO, signals.former());
-  Printed errors(run, guardian, std::move(outputs.errors.reading), STDERR_FILENO, signals.former());
+  Printed output(run, forked, std::move(outputs.first.reading), STDOUT_FILENO, signals.former());
+  Printed errors(run, forked, std::move(outputs.errors.reading), STDERR_FILENO, signals.former());
   const bool reported =
-      readReport(guardian, reports.reading, report, output, errors, end, signals.former());
+      readReport(forked, reports.reading, report, output, errors, end, signals.former());
   output.finish(end);
   errors.finish(end);
-  while (::waitpid(guardian, nullptr, 0) < 0 && errno == EINTR) continue;
+  guardian.wait();
   InterruptionWatch::look();
   end.error = report.error;
   end.status = reported ? report.status : 255;

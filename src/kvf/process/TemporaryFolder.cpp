@@ -1,10 +1,10 @@
 #include "kvf/process/TemporaryFolder.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -19,28 +19,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-fs::path newFolder(const fs::path& parent, const std::string& prefix) {
-  std::string pattern = concat({parent.native(), "/", prefix, "XXXXXX"});
-  if (::mkdtemp(pattern.data()) == nullptr) {
-    const int error = errno;
-    throw FileError("make a folder in", parent, error);
-  }
-  try {
-    // A copy: once moved from, it would not name the folder below.
-    return std::string_view(pattern);
-  } catch (...) {
-    ::rmdir(pattern.c_str());
-    throw;
-  }
-}
-
 fs::path placeForTemporaryFiles() {
   const char* named = std::getenv("TMPDIR");
   return named == nullptr || *named == '\0' ? "/tmp" : named;
 }
 
-/// Removes the entry of the folder with all below it; 0, or an error number. Allocates nothing: a
-/// lack of memory may be why something is removed.
+/// Removes the entry of the folder with all below it; 0, or an error number. Takes no memory.
 int removeTree(int folder, const char* name) {
   if (::unlinkat(folder, name, 0) == 0) return 0;
   if (errno != EISDIR) return errno;
@@ -75,27 +59,23 @@ int removeTree(int folder, const char* name) {
 TemporaryFolder::TemporaryFolder() : TemporaryFolder(placeForTemporaryFiles(), "kvf-") {}
 
 TemporaryFolder::TemporaryFolder(const fs::path& parent, const std::string& prefix)
-    : path_(newFolder(parent, prefix)), process_(::getpid()), next_(first_) {
-  first_ = this;
+    : TemporaryFolder(concat({parent.native(), "/", prefix, "XXXXXX"})) {
+  path_ = name_;
 }
 
-TemporaryFolder::~TemporaryFolder() {
-  TemporaryFolder** link = &first_;
-  while (*link != this) link = &(*link)->next_;
-  *link = next_;
-  if (kept_) return;
+TemporaryFolder::TemporaryFolder(std::string pattern) : name_(std::move(pattern)) {
+  if (::mkdtemp(name_.data()) != nullptr) return;
+  const int error = errno;
+  keep();
+  throw FileError("make a folder in", fs::path(name_).parent_path(), error);
+}
+
+void TemporaryFolder::takeBack() noexcept {
+  if (!std::exchange(isToBeRemoved_, false)) return;
   // A file may come in between.
-  int error = removeTree(AT_FDCWD, path_.c_str());
-  if (error != 0) error = removeTree(AT_FDCWD, path_.c_str());
-  if (error != 0 && error != ENOENT)
-    std::fprintf(stderr, "kvf: cannot remove %s: %s\n", path_.c_str(), std::strerror(error));
-}
-
-void TemporaryFolder::removeAll() noexcept {
-  for (const TemporaryFolder* folder = first_; folder != nullptr; folder = folder->next_) {
-    const bool isOurs = folder->process_ == ::getpid() && !folder->kept_;
-    if (isOurs && !folder->holdsFilesOfUser_) removeTree(AT_FDCWD, folder->path_.c_str());
-  }
+  int error = removeTree(AT_FDCWD, name_.c_str());
+  if (error != 0) error = removeTree(AT_FDCWD, name_.c_str());
+  if (error != 0 && error != ENOENT) say({"cannot remove ", name_, ": ", std::strerror(error)});
 }
 
 void TemporaryFolder::giveToOwnerOfParent() const {
