@@ -413,6 +413,11 @@ class FaultWalk : public testing::TestWithParam<Walk> {
            name.find(".kvf.") != std::string::npos || name == "made";
   }
 
+  static std::size_t firstDifference(const std::string& left, const std::string& right) {
+    const auto [at, other] = std::mismatch(left.begin(), left.end(), right.begin(), right.end());
+    return static_cast<std::size_t>(at - left.begin());
+  }
+
   void expectNothingLost(const Result& result, const Fault& fault) const {
     EXPECT_FALSE(result.goesOn);
     for (const auto& [name, text] : result.tree) {
@@ -421,7 +426,8 @@ class FaultWalk : public testing::TestWithParam<Walk> {
       const bool isOld = old != before_.end() && old->second == text;
       const bool isNew = fresh != after_.end() && fresh->second == text;
       EXPECT_TRUE(isOld || isNew || (fault.signal == SIGKILL && isTemporary(name)))
-          << name << ": " << text.substr(0, 200);
+          << name << ": "
+          << text.substr(fresh == after_.end() ? 0 : firstDifference(text, fresh->second));
     }
     for (const auto& [name, text] : before_) EXPECT_TRUE(result.tree.contains(name)) << name;
     EXPECT_TRUE(result.outcome.status != 0 || result.tree == after_) << "only half is done";

@@ -65,16 +65,26 @@ std::string digestOf(const fs::path& file) {
 }
 
 /// The file as it is now, without a digest.
-RecordedFile stateOf(const std::string& path) {
+RecordedFile withStamp(const std::string& path, const FileStamp& stamp) {
   RecordedFile file;
   file.path = path;
-  const FileStamp stamp = stampOf(path);
   file.isThere = stamp.isThere;
   file.isFolder = stamp.isFolder;
   if (!file.isThere || file.isFolder) return file;
   file.bytes = static_cast<std::uint64_t>(stamp.bytes);
   file.seconds = stamp.seconds;
   return file;
+}
+
+RecordedFile stateOf(const std::string& path) {
+  return withStamp(path, stampOf(path));
+}
+
+/// For a manifest. Throws where it cannot be told.
+RecordedFile recordOf(const std::string& path) {
+  const FileStamp stamp = stampOf(path);
+  if (stamp.error != 0) throw FileError("look at", path, stamp.error);
+  return withStamp(path, stamp);
 }
 
 /// The files that the Class-Path of jars' manifests names, with those that they name: a JVM
@@ -89,7 +99,7 @@ std::vector<RecordedFile> referencedBy(const std::vector<std::string>& classPath
     }
   }
   std::vector<RecordedFile> files;
-  for (std::size_t i = classPath.size(); i < known.size(); ++i) files.push_back(stateOf(known[i]));
+  for (std::size_t i = classPath.size(); i < known.size(); ++i) files.push_back(recordOf(known[i]));
   return files;
 }
 
@@ -180,14 +190,14 @@ ArchiveManifest manifestOf(const ArchiveKind& kind, const fs::path& archive,
                            const ClassDataLaunch& launch, const TrainingRun& training) {
   ArchiveManifest manifest;
   manifest.kind = kind.name;
-  const RecordedFile written = stateOf(archive);
+  const RecordedFile written = recordOf(archive);
   if (!written.isThere) throw FileError("find", archive, ENOENT);
   manifest.archiveBytes = written.bytes;
   manifest.javaVersion = launch.jvm.version;
   manifest.buildId = buildIdOf(launch.jvm.library);
   manifest.options = optionsThatMatter(kind, launch);
   for (const std::string& element : launch.classPath) {
-    RecordedFile& file = manifest.classPath.emplace_back(stateOf(element));
+    RecordedFile& file = manifest.classPath.emplace_back(recordOf(element));
     if (file.isThere && !file.isFolder) file.digest = digestOf(element);
   }
   manifest.referenced = referencedBy(launch.classPath);

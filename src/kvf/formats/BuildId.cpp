@@ -53,8 +53,11 @@ std::string buildIdIn(std::string_view notes) {
 
 std::string buildIdOf(const std::filesystem::path& path) {
   std::error_code error;
+  const std::filesystem::file_status status = std::filesystem::status(path, error);
+  if (status.type() == std::filesystem::file_type::none)
+    throw FileError("read", path, error.value());
   // Opening a pipe would wait for its other end.
-  if (!std::filesystem::is_regular_file(path, error)) return {};
+  if (!std::filesystem::is_regular_file(status)) return {};
   const RandomAccessFile file(path);
   Elf64_Ehdr header;
   if (!take(file.at(0, sizeof header), header) ||

@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <system_error>
 
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include "kvf/launch/MemoryBound.h"
+#include "kvf/process/FileError.h"
 #include "kvf/text/Text.h"
 
 namespace fs = std::filesystem;
@@ -21,6 +23,9 @@ LaunchSurroundings LaunchSurroundings::here() {
   }
   std::error_code error;
   surroundings.directory = fs::current_path(error).string();
+  // Whoever needs one that has been removed will notice.
+  if (error && error != std::errc::no_such_file_or_directory)
+    throw FileError("find", "the working directory", error.value());
   rlimit limit = {};
   if (::getrlimit(RLIMIT_STACK, &limit) == 0) {
     // RLIM_INFINITY is the largest number, too.

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <iterator>
 #include <limits>
 #include <memory>
 #include <vector>
@@ -224,8 +225,12 @@ std::vector<std::string> namesIn(const fs::path& folder) {
 
 FileStamp stampOf(const fs::path& file) {
   struct stat status = {};
-  if (::stat(file.c_str(), &status) != 0) return {};
-  return {true, S_ISDIR(status.st_mode), status.st_size, status.st_mtim.tv_sec};
+  if (::stat(file.c_str(), &status) == 0)
+    return {true, S_ISDIR(status.st_mode), status.st_size, status.st_mtim.tv_sec};
+  constexpr int nothing[] = {ENOENT, ENOTDIR, EACCES, ELOOP, ENAMETOOLONG};
+  const bool isNothing =
+      std::find(std::begin(nothing), std::end(nothing), errno) != std::end(nothing);
+  return {.error = isNothing ? 0 : errno};
 }
 
 void writeNewFile(const fs::path& file, std::string_view text, unsigned mode) {

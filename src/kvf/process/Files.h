@@ -50,12 +50,14 @@ class RandomAccessFile {
 /// What is in a folder. Unlike the walk of the standard library it never ends the process when
 /// memory runs out.
 std::vector<std::string> namesIn(const std::filesystem::path& folder);
-/// What is at a path, in numbers; nothing also for an error.
+/// What is at a path, in numbers.
 struct FileStamp {
   bool isThere = false;
   bool isFolder = false;
   std::int64_t bytes = 0;
   std::int64_t seconds = 0;  ///< of the last change, since 1970
+  int error =
+      0;  ///< why it cannot be told; 0 also where this user, and so a program, finds nothing
 };
 FileStamp stampOf(const std::filesystem::path& file);
 /// Makes a new file with exactly this mode, independent of the umask.
