@@ -60,7 +60,7 @@ _kvf() {
     rules) options=--json ;;
     import) options='--pid --unit --write --secrets' ;;
     new) options='--jar --lib --name --main --java --jre --pid --unit --wrapper --force' ;;
-    cds) options='--kind --until --run-for --pairs --short --jar --write --refresh --deep --wrapper' ;;
+    cds) options='--kind --until --run-for --pairs --short --jar --write --json --refresh --deep --wrapper' ;;
     trace) options='--html --json --until --run-for --pairs --wrapper' ;;
     lsp) options='--stdio' ;;
     ready) options='--pid --tcp --unix --timeout' ;;

@@ -40,7 +40,7 @@ complete -c kvf -n __kvf_first -a rules -d 'List or explain the rules'
 complete -c kvf -n __kvf_first -a lsp -d 'Serve an editor'
 
 complete -c kvf -n '__kvf_in check explain jvm import new cds trace ready rules lsp' -l help -d 'Show the options'
-complete -c kvf -n '__kvf_in check explain jvm rules' -l json -d 'Machine-readable'
+complete -c kvf -n '__kvf_in check explain jvm cds rules' -l json -d 'Machine-readable'
 complete -c kvf -n '__kvf_in check explain cds trace' -k -a '(__fish_complete_suffix .kvf)'
 complete -c kvf -n '__kvf_in check' -l format -x -a 'text gcc json sarif github gitlab checkstyle' -d 'How to print'
 complete -c kvf -n '__kvf_in check' -l root -x -a '(__fish_complete_directories)' -d 'Name files from there on'

@@ -22,6 +22,7 @@
 #include "kvf/text/FileText.h"
 #include "kvf/text/Text.h"
 #include "support/Jdk.h"
+#include "support/JsonMembers.h"
 #include "support/Sandbox.h"
 
 namespace fs = std::filesystem;
@@ -164,6 +165,56 @@ TEST(ClassDataSharing, WhatSpeaksAgainstAKind) {
     }
     EXPECT_EQ(kinds, row.kinds) << row.release << testing::PrintToString(row.classPath);
   }
+}
+
+TEST(ClassDataSharing, WhatIsMadeOfACommandCanBeMadeAnew) {
+  struct Case {
+    unsigned release;
+    const char* wanted;
+    bool withCommand;
+    std::string kinds;
+    std::string remark;
+  };
+  const std::string once =
+      "kvf cds --refresh cannot make an AOT cache of a command anew: with one a JVM records "
+      "nothing";
+  const Case cases[] = {
+      {25, "auto", false, "aot static dynamic ", ""},
+      {25, "auto", true, "static dynamic ", once + "; --kind=aot makes one all the same"},
+      {25, "aot", true, "aot ", once},
+      {25, "static", true, "static ", ""},
+      {21, "auto", true, "static dynamic ", ""},
+      {21, "aot", true, "", ""},
+  };
+  Sandbox sandbox;
+  for (const Case& row : cases) {
+    ClassDataLaunch launch;
+    launch.jvm.release = row.release;
+    launch.classPath = {sandbox.write("a.jar", "")};
+    const SuitableKinds suitable = suitableKinds(launch, row.wanted, row.withCommand);
+    std::string kinds;
+    for (const ArchiveKind* kind : suitable.kinds) kinds += concat({kind->name, " "});
+    EXPECT_EQ(kinds, row.kinds) << row.release << row.wanted;
+    EXPECT_EQ(suitable.remark, row.remark) << row.release << row.wanted;
+  }
+}
+
+TEST(ClassDataSharing, ArchivesThatManifestsNameByAbsolutePaths) {
+  Sandbox sandbox;
+  const auto jar = [&](const std::string& name, const std::string& named) {
+    return writeArchive(sandbox, name, {{"META-INF/MANIFEST.MF", "Class-Path: " + named + "\r\n"}});
+  };
+  const std::string leaf = jar("far/leaf.jar", "");
+  const std::string circle = jar("far/circle.jar", sandbox.path("app.jar") + " " + leaf);
+  jar("inner.jar", leaf);
+  // What is beside it a JVM finds; what is missing, or no archive, it does not take.
+  const std::string app =
+      jar("app.jar", "inner.jar /gone.jar " + sandbox.path("far") + "/ " + circle);
+  const std::string last = jar("last.jar", circle);
+  EXPECT_EQ(withNamedArchives({app, "/gone.jar", last}),
+            (Texts{app, leaf, circle, "/gone.jar", last}));
+  EXPECT_EQ(withNamedArchives({app, circle, leaf}), (Texts{app, circle, leaf}));
+  EXPECT_EQ(withNamedArchives({leaf, leaf}), (Texts{leaf, leaf}));
 }
 
 TEST(ClassDataSharing, WhatANewOrderChanges) {
@@ -374,6 +425,66 @@ TEST_F(Cds, FoldersOfClassesAreKnownBeforeAnythingRuns) {
                   "\njava.class.path=%kvf.file.dir%/conf.jar:%kvf.file.dir%/lib/probe.jar\n") !=
               std::string::npos);
   EXPECT_EQ(sandbox_.run({VELOX_KVF, "check", "app.kvf"}), (Outcome{0, ""}));
+}
+
+TEST_F(Cds, ArchivesThatAManifestNamesAreNamedForTheJvm) {
+  const std::string outer = writeArchive(
+      sandbox_, "outer.jar", {{"META-INF/MANIFEST.MF", "Class-Path: " + jar() + "\r\n"}});
+  kvf("java.class.path=" + outer, "java.property.probe.do=exit:7\n");
+  const Outcome told = cds({"--kind=static"});
+  EXPECT_EQ(told.status, 1);
+  EXPECT_TRUE(told.has("manifests of the class path name 1 archive by absolute paths")) << told.out;
+  const Outcome made = cds({"--kind=static", "--jar", "--write"});
+  EXPECT_EQ(made.status, 0) << made.out;
+  EXPECT_TRUE(made.has("java.class.path=%kvf.file.dir%/outer.jar:%kvf.file.dir%/lib/probe.jar\n"));
+  EXPECT_FALSE(made.has("manifests of the class path"));
+}
+
+TEST_F(Cds, TheDocumentIsAllThatIsOnStandardOutput) {
+  kvf("java.class.path=" + jar(), "java.property.probe.do=exit:7\n");
+  const auto document = [&](const std::string& arguments, int status) {
+    const Outcome outcome =
+        sandbox_.run({"sh", "-c", VELOX_KVF " cds --json app.kvf 2>err " + arguments},
+                     {.environment = {jvmInside}});
+    EXPECT_EQ(outcome.status, status) << outcome.out << sandbox_.read("err");
+    return outcome.out.empty() ? nlohmann::json() : nlohmann::json::parse(outcome.out);
+  };
+  const std::string always =
+      "chosen file java java.library java.version kinds kinds.failure kinds.kind kinds.made line "
+      "schema starts unwritten why written";
+  const nlohmann::json shown = document("--kind=static --pairs=0", 0);
+  EXPECT_EQ(shown["why"], "not measured");
+  EXPECT_EQ(shown["written"], false);
+  EXPECT_EQ(shown["unwritten"], "--write was not given");
+
+  // What gains nothing is written, too.
+  const nlohmann::json made = document("--kind=static --pairs=2 --write", 0);
+  EXPECT_EQ(membersOf(made),
+            "chosen chosen.archive chosen.bytes chosen.kind chosen.options file java java.library "
+            "java.version kinds kinds.failure kinds.kind kinds.made line schema starts "
+            "starts.archiveBytes starts.name starts.processorSeconds starts.ratio "
+            "starts.ratio.high starts.ratio.low starts.ratio.median starts.seconds "
+            "starts.seconds.high starts.seconds.low starts.seconds.median unwritten why written");
+  EXPECT_EQ(made["starts"][0]["name"], "plain");
+  EXPECT_EQ(made["starts"][0]["ratio"]["median"], 1.0);
+  EXPECT_EQ(made["starts"][1]["archiveBytes"], made["chosen"]["bytes"]);
+  EXPECT_EQ(made["written"], true);
+  EXPECT_EQ(made["unwritten"], "");
+  EXPECT_NE(sandbox_.read("app.kvf").find(made["line"].get<std::string>()), std::string::npos);
+  EXPECT_NE(sandbox_.read("err").find("\nstatic archive "), std::string::npos) << "the table";
+  EXPECT_NE(sandbox_.read("err").find("env["), std::string::npos) << "of the application";
+
+  kvf("java.class.path=" + sandbox_.path("lib"));
+  const nlohmann::json impossible = document("", 1);
+  EXPECT_EQ(membersOf(impossible), always);
+  EXPECT_EQ(impossible["kinds"].size(), 3U);
+  EXPECT_NE(impossible["kinds"][1]["failure"].get<std::string>().find("only the folder"),
+            std::string::npos);
+  kvf("java.class.path=" + jar());
+  const nlohmann::json failed = document("--kind=dynamic -- /bin/true", 1);
+  EXPECT_EQ(failed["kinds"][0]["failure"], failed["why"]);
+  EXPECT_TRUE(document("-- /no/such", 2).is_null());
+  EXPECT_TRUE(document("--refresh", 2).is_null());
 }
 
 TEST_F(Cds, IsMadeAnewWhenItHasToBe) {

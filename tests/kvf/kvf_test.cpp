@@ -1,13 +1,13 @@
 #include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
-#include <set>
 #include <string>
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include "e2e/WrapperTest.h"
+#include "support/JsonMembers.h"
 
 namespace fs = std::filesystem;
 
@@ -178,16 +178,6 @@ TEST_F(KvfTest, ExplainHidesSecretsAndShowsWhoUsesAKey) {
   EXPECT_TRUE(run({"explain", "--key", "acme.password", "app.kvf"}).has("used by app.kvf:5\n"));
 }
 
-/// The names in the document, with those of what they are in: "a a.b".
-void addMembers(const nlohmann::json& value, const std::string& path,
-                std::set<std::string>& names) {
-  for (const auto& [name, member] : value.items()) {
-    const std::string inner = value.is_object() ? path + name : path;
-    if (value.is_object()) names.insert(inner);
-    if (member.is_structured()) addMembers(member, value.is_object() ? inner + "." : path, names);
-  }
-}
-
 TEST_F(KvfTest, DocumentsHaveTheseMembers) {
   kvf(probe() + "a=1\na=%HOME%\njava.property.x=%a%\nvelox.env.A=1\n" +
       "velox.include.kvf=/gone\njava.class.path=lib/*\n");
@@ -217,11 +207,7 @@ TEST_F(KvfTest, DocumentsHaveTheseMembers) {
        "schema"},
   };
   for (const Case& row : cases) {
-    std::set<std::string> names;
-    addMembers(json(row.arguments), "", names);
-    std::string members;
-    for (const std::string& name : names) members += (members.empty() ? "" : " ") + name;
-    EXPECT_EQ(members, row.members) << row.arguments[0];
+    EXPECT_EQ(membersOf(json(row.arguments)), row.members) << row.arguments[0];
   }
 }
 

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <iterator>
+#include <set>
 #include <system_error>
 
 #include "kvf/formats/Archive.h"
 #include "kvf/formats/ArchiveWriter.h"
+#include "kvf/formats/Manifest.h"
 #include "kvf/process/Files.h"
 #include "kvf/text/Text.h"
 
@@ -39,7 +41,45 @@ std::vector<std::string> filesBelow(const fs::path& folder) {
   return names;
 }
 
+/// The files that the manifest names by absolute paths, and those that named ones name so.
+class NamedArchives {
+ public:
+  std::vector<std::string> of(const std::string& element) {
+    found_.clear();
+    look(element);
+    return found_;
+  }
+
+ private:
+  void look(const std::string& archive) {
+    if (seen_.size() == enough || !seen_.insert(archive).second) return;
+    for (const ManifestElement& named : manifestClassPath(archive)) {
+      std::error_code error;
+      if (!fs::is_regular_file(named.path, error)) continue;
+      if (named.isAbsolute) found_.push_back(named.path);
+      look(named.path);
+    }
+  }
+
+  static constexpr std::size_t enough = 1000;
+  std::set<std::string> seen_;
+  std::vector<std::string> found_;
+};
+
 }  // namespace
+
+std::vector<std::string> withNamedArchives(const std::vector<std::string>& classPath) {
+  NamedArchives named;
+  std::set<std::string> known(classPath.begin(), classPath.end());
+  std::vector<std::string> all;
+  for (const std::string& element : classPath) {
+    all.push_back(element);
+    for (const std::string& archive : named.of(element)) {
+      if (known.insert(archive).second) all.push_back(archive);
+    }
+  }
+  return all;
+}
 
 bool isFolderWithFiles(const fs::path& path) {
   std::error_code error;

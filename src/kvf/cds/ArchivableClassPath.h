@@ -18,6 +18,11 @@ std::string classPathOfArchives(const std::vector<std::string>& classPath,
                                 const std::filesystem::path& folder,
                                 const std::map<std::string, std::string>& made = {});
 
+/// The class path with the archives that manifests name by absolute paths, each after the one that
+/// names it. A JVM takes no class of those from an archive of classes unless the class path names
+/// them, too. It looks for classes in the same order as without.
+std::vector<std::string> withNamedArchives(const std::vector<std::string>& classPath);
+
 /// Folders of the class path with something other than archives in them.
 std::vector<std::string> foldersOfClasses(const std::vector<std::string>& classPath);
 

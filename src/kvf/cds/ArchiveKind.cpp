@@ -17,6 +17,7 @@ constexpr ArchiveKind kinds[] = {
      .useOption = "-XX:AOTCache=",
      .quietOption = "-Xlog:aot*=off,cds*=off",
      .logTags = "aot*=info,cds*=info,class+path=info",
+     .cancelOption = {},
      .firstRelease = firstWithLinking,
      .recording = []() -> Options {
        return {"-XX:AOTMode=record", "-XX:AOTConfiguration=%R"};
@@ -26,6 +27,7 @@ constexpr ArchiveKind kinds[] = {
      },
      .isLinked = [](unsigned) { return true; },
      .usesRecordAgain = false,
+     .isLastResort = false,
      .whenRefused = "without any archive, even the JVM's own, and so more slowly than before"},
     {.name = "static",
      .title = "static archive",
@@ -33,6 +35,7 @@ constexpr ArchiveKind kinds[] = {
      .useOption = "-XX:SharedArchiveFile=",
      .quietOption = "-Xlog:cds*=off",
      .logTags = "cds*=info,class+path=info",
+     .cancelOption = "-XX:SharedArchiveFile=",
      .firstRelease = 11,
      // With the JVM's own archive in use, the list would lack the classes that are in it.
      .recording = []() -> Options {
@@ -45,6 +48,7 @@ constexpr ArchiveKind kinds[] = {
      },
      .isLinked = [](unsigned release) { return release >= firstWithLinking; },
      .usesRecordAgain = true,
+     .isLastResort = false,
      .whenRefused = "without any archive, even the JVM's own, and so more slowly than before"},
     {.name = "dynamic",
      .title = "dynamic archive",
@@ -52,11 +56,13 @@ constexpr ArchiveKind kinds[] = {
      .useOption = "-XX:SharedArchiveFile=",
      .quietOption = "-Xlog:cds*=off",
      .logTags = "cds*=info,class+path=info",
+     .cancelOption = "-XX:SharedArchiveFile=",
      .firstRelease = 13,
      .recording = []() -> Options { return {"-XX:ArchiveClassesAtExit=%A"}; },
      .making = [](unsigned) -> Options { return {}; },
      .isLinked = [](unsigned) { return false; },
      .usesRecordAgain = false,
+     .isLastResort = true,
      .whenRefused = "as before if it is refused, with the JVM's own archive, and more slowly than "
                     "before if it is missing"},
 };

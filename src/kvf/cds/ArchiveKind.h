@@ -16,7 +16,9 @@ struct ArchiveKind {
   std::string_view useOption;    ///< the archive's path follows
   std::string_view quietOption;  ///< with it the JVM prints nothing about an archive
   std::string_view logTags;      ///< log tags for what the JVM says about it
-  unsigned firstRelease;         ///< the oldest Java that makes it from an application's classes
+  /// After useOption it cancels that, so that the JVM can record; empty: nothing does.
+  std::string_view cancelOption;
+  unsigned firstRelease;  ///< the oldest Java that makes it from an application's classes
   /// What makes the application's own run leave a record, in %R; for a dynamic archive the record
   /// is the archive.
   std::vector<std::string_view> (*recording)();
@@ -25,6 +27,7 @@ struct ArchiveKind {
   bool (*isLinked)(
       unsigned release);    ///< it holds linked classes: module options have to be the same
   bool usesRecordAgain;     ///< the record outlives changes of the class path
+  bool isLastResort;        ///< made by itself only where the JVM makes no other
   const char* whenRefused;  ///< how the application starts when it is missing or the JVM refuses it
 };
 

@@ -210,6 +210,26 @@ std::vector<std::string> classDataWritingObstacles(const ClassDataLaunch& launch
   return obstacles;
 }
 
+SuitableKinds suitableKinds(const ClassDataLaunch& launch, std::string_view wanted,
+                            bool withCommand) {
+  SuitableKinds suitable;
+  std::vector<const ArchiveKind*>& kinds = suitable.kinds;
+  for (const ArchiveKind& kind : archiveKinds()) {
+    const bool isWanted = wanted == "auto" || wanted == kind.name;
+    if (isWanted && classDataWritingObstacles(launch, kind).empty()) kinds.push_back(&kind);
+  }
+  const auto isMadeOnce = [](const ArchiveKind* kind) { return kind->cancelOption.empty(); };
+  const auto once = std::find_if(kinds.begin(), kinds.end(), isMadeOnce);
+  if (!withCommand || once == kinds.end()) return suitable;
+  suitable.remark = concat({"kvf cds --refresh cannot make an ", (*once)->title,
+                            " of a command anew: with one a JVM records nothing"});
+  if (!std::all_of(kinds.begin(), kinds.end(), isMadeOnce)) {
+    suitable.remark += concat({"; --kind=", (*once)->name, " makes one all the same"});
+    std::erase_if(kinds, isMadeOnce);
+  }
+  return suitable;
+}
+
 std::optional<std::string> asWords(const std::vector<std::string>& options) {
   std::string words;
   for (const std::string& option : options) {

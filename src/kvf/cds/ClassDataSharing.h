@@ -37,6 +37,17 @@ std::vector<std::string> classDataObstacles(const ClassDataLaunch& launch, const
 std::vector<std::string> classDataWritingObstacles(const ClassDataLaunch& launch,
                                                    const ArchiveKind& kind);
 
+/// The kinds that can be made, the best one first.
+struct SuitableKinds {
+  std::vector<const ArchiveKind*> kinds;
+  std::string remark;  ///< on what can be made anew; may be empty
+};
+/// Of the kind of that name, or of all with "auto". A command starts the JVM with the options of
+/// the file, also to make the archive anew; a kind that it then could not record is left out with
+/// "auto" if there is another one.
+SuitableKinds suitableKinds(const ClassDataLaunch& launch, std::string_view wanted,
+                            bool withCommand);
+
 /// The options for a variable such as _JAVA_OPTIONS, each as one word, also with blanks or quotes.
 /// Nothing when that cannot be written there.
 std::optional<std::string> asWords(const std::vector<std::string>& options);

@@ -37,6 +37,14 @@ constexpr ShortOptions shortOptions[] = {
 /// Options that cost a long run have to be that much sooner than those that do not.
 constexpr double leastFurtherGain = 0.97;
 
+/// Why starts are not measured; empty: they are.
+std::string whyNotMeasured(const CdsOptions& options) {
+  if (options.pairs == 0) return "not measured";
+  if (options.runFor && options.until.empty())
+    return "not measured: --until TEXT says when the application has started";
+  return {};
+}
+
 /// True when the launch itself says which collector or compiler it wants.
 bool choosesItself(const ClassDataLaunch& launch) {
   return std::any_of(launch.options.begin(), launch.options.end(), [](const std::string& option) {
@@ -48,33 +56,43 @@ bool choosesItself(const ClassDataLaunch& launch) {
 class ArchiveChoice {
  public:
   ArchiveChoice(const CdsOptions& options, const std::vector<std::string>& command,
-                const Inspection& inspection, ArchiveTraining& training)
-      : options_(options), command_(command), inspection_(inspection), training_(training) {}
+                const Inspection& inspection, ArchiveTraining& training, ArchiveReport& report)
+      : options_(options),
+        command_(command),
+        inspection_(inspection),
+        training_(training),
+        report_(report),
+        variants_(report.variants) {}
 
-  std::optional<ChosenArchive> choose(const TrainedArchive& trained, bool withShort) {
-    const ChosenArchive unmeasured = {trained, {}};
-    if (options_.pairs == 0) return unmeasured;
-    if (options_.runFor && options_.until.empty()) {
-      complain("not measured: --until TEXT says when the application has started");
+  std::optional<ChosenArchive> choose(const std::vector<TrainedArchive>& trained, bool withShort) {
+    const ChosenArchive unmeasured = {trained.front(), {}};
+    if (report_.why = whyNotMeasured(options_); !report_.why.empty()) {
+      if (options_.pairs > 0) complain(report_.why);
       return unmeasured;
     }
     addVariant("plain", training_.resettingOptions());
-    addCandidate("", trained, {}, "");
-    if (withShort) addShort(trained);
+    for (const TrainedArchive& archive : trained) addCandidate("", archive, {}, "");
+    for (const TrainedArchive& archive : trained) {
+      if (withShort) addShort(archive);
+    }
     addPresent();
-    const std::vector<StartTimes> times = measure();
+    report_.times = measure();
+    const std::vector<StartTimes>& times = report_.times;
     std::cout << tableOf(variants_, times);
     if (!times[0].failure.empty()) {
-      complain("not measured: " + times[0].failure);
+      report_.why = "not measured: " + times[0].failure;
+      complain(report_.why);
       return unmeasured;
     }
     const Candidate* best = bestOf(times);
     if (best == nullptr) {
+      report_.why = "the application does not start sooner with it";
       std::cout << "The application does not start sooner with it.\n";
       if (options_.write) return unmeasured;
       std::cout << "The file is left as it is; --write adds the line all the same.\n";
       return std::nullopt;
     }
+    report_.why = concat({"of what was measured it gains most: ", variants_[best->variant].name});
     if (!best->archive.further.empty())
       std::cout << "For commands that end soon. A long run pays for it: " << best->cost << ".\n";
     return best->archive;
@@ -155,17 +173,23 @@ class ArchiveChoice {
   const std::vector<std::string>& command_;
   const Inspection& inspection_;
   ArchiveTraining& training_;
-  std::vector<StartVariant> variants_;
+  ArchiveReport& report_;
+  std::vector<StartVariant>& variants_;
   std::vector<Candidate> candidates_;
 };
 
 }  // namespace
 
+bool canMeasure(const CdsOptions& options) {
+  return whyNotMeasured(options).empty();
+}
+
 std::optional<ChosenArchive> chooseArchive(const CdsOptions& options,
                                            const std::vector<std::string>& command,
                                            const Inspection& inspection,
                                            const ClassDataLaunch& launch, ArchiveTraining& training,
-                                           const TrainedArchive& trained) {
+                                           const std::vector<TrainedArchive>& trained,
+                                           ArchiveReport& report) {
   const bool withShort = options.shortRuns && !choosesItself(launch);
-  return ArchiveChoice(options, command, inspection, training).choose(trained, withShort);
+  return ArchiveChoice(options, command, inspection, training, report).choose(trained, withShort);
 }

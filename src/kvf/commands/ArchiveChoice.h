@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "kvf/cds/ArchiveReport.h"
 #include "kvf/commands/ArchiveTraining.h"
 
 /// An archive, and the options of the JVM to start from it with besides those that use it.
@@ -13,13 +14,18 @@ struct ChosenArchive {
   std::vector<std::string> further;
 };
 
-/// Measures starts with the archive, and for commands that end soon also with other options and an
-/// archive that is made with these, and prints the times. The one that gains most; nothing when
-/// none is to be taken.
+/// True when starts are measured: it is known when the application has started.
+bool canMeasure(const CdsOptions& options);
+
+/// Measures starts with the archives, the best kind first, and for commands that end soon also with
+/// other options and archives that are made with these; prints the times. The one that gains most,
+/// or the first one when they cannot be measured; nothing when none is to be taken. The report says
+/// why.
 std::optional<ChosenArchive> chooseArchive(const CdsOptions& options,
                                            const std::vector<std::string>& command,
                                            const Inspection& inspection,
                                            const ClassDataLaunch& launch, ArchiveTraining& training,
-                                           const TrainedArchive& trained);
+                                           const std::vector<TrainedArchive>& trained,
+                                           ArchiveReport& report);
 
 #endif

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <map>
 #include <optional>
+#include <utility>
 
 #include "foundation/PropertyKeys.h"
 #include "kvf/cds/ArchivableClassPath.h"
@@ -45,9 +46,11 @@ std::vector<std::string> changedKeys(const SimpleProperties& before,
 
 class ArchiveMaker {
  public:
-  ArchiveMaker(const CdsOptions& options, const std::vector<std::string>& command)
+  ArchiveMaker(const CdsOptions& options, const std::vector<std::string>& command,
+               ArchiveReport& report)
       : options_(options),
         command_(command),
+        report_(report),
         file_(fs::canonical(options.file)),
         inspection_(inspectRun(options.file)) {}
 
@@ -56,30 +59,20 @@ class ArchiveMaker {
     if (options_.jar) {
       if (const int status = makeJars(); status != success) return status;
     }
-    std::vector<const ArchiveKind*> kinds = possibleKinds();
-    if (kinds.empty()) return tellObstacles();
+    const SuitableKinds suitable = suitableKinds(launch_, options_.kind, !command_.empty());
+    if (suitable.kinds.empty()) return tellObstacles();
     // Before the application runs, which may take long.
     if (options_.write) static_cast<void>(FileReplacement(file_));
-    for (const ArchiveKind* kind : kinds) checkArchiveInPlace(archiveOf(*kind));
+    for (const ArchiveKind* kind : suitable.kinds) checkArchiveInPlace(archiveOf(*kind));
+    if (!suitable.remark.empty()) say(suitable.remark);
+    tellNamedArchives();
     const FolderLock lock(file_.parent_path());
     ArchiveTraining training(options_, file_, inspection_, launch_,
                              {command_, options_.runFor, options_.until});
-    std::optional<TrainedArchive> trained;
-    for (std::size_t i = 0; i < kinds.size() && !trained; ++i) {
-      if (i > 0) say(concat({"trying a ", kinds[i]->title, " instead"}));
-      const std::string wrong = training.whyNotRight(*kinds[i]);
-      if (wrong.empty()) {
-        trained = training.train(*kinds[i], {});
-      } else if (kinds.size() == 1 || statusOfFailure(wrong) == noAnswer) {
-        return complain(wrong, statusOfFailure(wrong));
-      } else {
-        say(wrong);
-      }
-      // Another kind would fail for the same reason.
-      if (training.status() == noAnswer) return noAnswer;
-    }
-    if (!trained) return negative;
-    return propose(training, *trained);
+    std::vector<TrainedArchive> trained;
+    if (const int status = trainAll(suitable.kinds, training, trained); status != success)
+      return status;
+    return propose(training, trained);
   }
 
  private:
@@ -90,21 +83,39 @@ class ArchiveMaker {
     if (!subject.launch)
       return complain(options_.file + ": " + subject.complaint + "; see kvf check", noAnswer);
     launch_ = *subject.launch;
+    report_.file = file_;
+    report_.javaVersion = launch_.jvm.version;
+    report_.javaLibrary = launch_.jvm.library;
     return success;
+  }
+
+  /// Makes an archive of each kind that is to be compared, and of the first one at least.
+  int trainAll(const std::vector<const ArchiveKind*>& kinds, ArchiveTraining& training,
+               std::vector<TrainedArchive>& trained) {
+    for (const ArchiveKind* kind : kinds) {
+      if (!trained.empty() && (kind->isLastResort || !canMeasure(options_))) break;
+      if (kind != kinds.front())
+        say(concat({"trying a ", kind->title, trained.empty() ? " instead" : ", too"}));
+      std::string failure = training.whyNotRight(*kind);
+      if (!failure.empty()) {
+        say(failure);
+        if (statusOfFailure(failure) == noAnswer) return noAnswer;
+      } else if (auto archive = training.train(*kind, {})) {
+        trained.push_back(std::move(*archive));
+      } else {
+        failure = training.failure();
+        // Another kind would fail for the same reason.
+        if (training.status() == noAnswer) return noAnswer;
+      }
+      report_.kinds.push_back({kind->name, failure});
+    }
+    if (!trained.empty()) return success;
+    report_.why = report_.kinds.back().failure;
+    return negative;
   }
 
   [[nodiscard]] fs::path archiveOf(const ArchiveKind& kind) const {
     return fs::weakly_canonical(fs::path(file_).replace_extension(kind.extension));
-  }
-
-  /// Those that were asked for and that nothing speaks against, the best one first.
-  [[nodiscard]] std::vector<const ArchiveKind*> possibleKinds() const {
-    std::vector<const ArchiveKind*> kinds;
-    for (const ArchiveKind& kind : archiveKinds()) {
-      const bool isWanted = options_.kind == "auto" || options_.kind == kind.name;
-      if (isWanted && classDataWritingObstacles(launch_, kind).empty()) kinds.push_back(&kind);
-    }
-    return kinds;
   }
 
   /// The user may have another file of that name.
@@ -124,6 +135,11 @@ class ArchiveMaker {
     for (const std::string& obstacle :
          classDataWritingObstacles(launch_, asked == nullptr ? all[all.size() - 2] : *asked))
       complain(obstacle, negative);
+    for (const ArchiveKind& kind : all) {
+      if (asked == nullptr || asked == &kind)
+        report_.kinds.push_back({kind.name, classDataWritingObstacles(launch_, kind)[0]});
+    }
+    report_.why = "nothing can be made";
     tellClassPath();
     return negative;
   }
@@ -149,18 +165,31 @@ class ArchiveMaker {
     std::cerr << "kvf cds --jar makes archives of the folders, which keep their places.\n";
   }
 
-  /// Makes archives of the folders of the class path; with --write the file names them.
+  void tellNamedArchives() const {
+    const std::size_t named =
+        withNamedArchives(launch_.classPath).size() - launch_.classPath.size();
+    if (named == 0) return;
+    say(concat({"manifests of the class path name ", countOf(named, "archive"),
+                " by absolute paths, and classes of those are in no archive unless the class path "
+                "names them, too: --jar does that"}));
+  }
+
+  /// Makes archives of the folders of the class path, and names those that manifests name; with
+  /// --write in the file.
   int makeJars() {
     std::map<std::string, std::string> jars;
     for (const std::string& folder : foldersOfClasses(launch_.classPath))
       jars[folder] = file_.parent_path() / concat({fs::path(folder).filename().native(), ".jar"});
-    if (jars.empty()) return success;
-    const std::string value = classPathOfArchives(launch_.classPath, file_.parent_path(), jars);
+    const std::vector<std::string> elements = withNamedArchives(launch_.classPath);
+    if (jars.empty() && elements == launch_.classPath) return success;
+    const std::string value = classPathOfArchives(elements, file_.parent_path(), jars);
     const char* key =
         inspection_.plan.classPathKey == nullptr ? keys::classPath : inspection_.plan.classPathKey;
-    std::cout << "Later changes in a folder take effect once its archive is made anew.\n"
-              << key << '=' << printable(value) << '\n';
+    if (!jars.empty())
+      std::cout << "Later changes in a folder take effect once its archive is made anew.\n";
+    std::cout << key << '=' << printable(value) << '\n';
     if (!options_.write) {
+      report_.why = "the class path has to be changed first, with --jar and --write";
       std::cout << "With --write the archives are made and the file is changed like this.\n";
       return negative;
     }
@@ -184,8 +213,9 @@ class ArchiveMaker {
     return takeSubject();
   }
 
-  int propose(ArchiveTraining& training, const TrainedArchive& trained) {
-    const auto chosen = chooseArchive(options_, command_, inspection_, launch_, training, trained);
+  int propose(ArchiveTraining& training, const std::vector<TrainedArchive>& trained) {
+    const auto chosen =
+        chooseArchive(options_, command_, inspection_, launch_, training, trained, report_);
     if (!chosen) return negative;
     const ArchiveKind& kind = *chosen->archive.kind;
     const fs::path archive = archiveOf(kind);
@@ -193,6 +223,7 @@ class ArchiveMaker {
     std::cout << printable(archive.native()) << ": " << kind.title << ", "
               << fs::file_size(archive) / 1024 << " KiB, accepted by Java " << launch_.jvm.version
               << '\n';
+    report_.chosen = {kind.name, archive, fs::file_size(archive), chosen->further};
     return tellEntry(kind, archive, chosen->further);
   }
 
@@ -204,10 +235,12 @@ class ArchiveMaker {
         text, kind, fs::path(file_).replace_extension(kind.extension).filename().native(), further,
         inheritedOptions());
     const bool isThere = entry.text == text;
+    report_.line = entry.line;
     if (!isThere) {
       const std::string complaint = whyWithoutEffect(text, entry, archive);
       if (!complaint.empty()) {
-        complain(concat({file_.native(), " is left as it is: with this line ", complaint}), 0);
+        report_.unwritten = "with this line " + complaint;
+        complain(concat({file_.native(), " is left as it is: ", report_.unwritten}), 0);
         std::cout << printable(entry.line) << '\n';
         return options_.write ? negative : success;
       }
@@ -218,6 +251,8 @@ class ArchiveMaker {
         throw FileError(concat({file_.native(), " is being changed: it is left as it is"}));
       replacement.replace(entry.text);
     }
+    report_.written = isThere || options_.write;
+    if (!report_.written) report_.unwritten = "--write was not given";
     const std::string change = concat({"changed ", printable(file_.native()), ":\n"});
     std::cout
         << (isThere          ? "the file uses it already:\n"
@@ -262,6 +297,7 @@ class ArchiveMaker {
 
   const CdsOptions& options_;
   std::vector<std::string> command_;
+  ArchiveReport& report_;
   fs::path file_;
   Inspection inspection_;
   ClassDataLaunch launch_;
@@ -269,6 +305,7 @@ class ArchiveMaker {
 
 }  // namespace
 
-int makeArchive(const CdsOptions& options, const std::vector<std::string>& command) {
-  return ArchiveMaker(options, command).make();
+int makeArchive(const CdsOptions& options, const std::vector<std::string>& command,
+                ArchiveReport& report) {
+  return ArchiveMaker(options, command, report).make();
 }

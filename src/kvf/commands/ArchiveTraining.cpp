@@ -130,7 +130,8 @@ std::optional<TrainedArchive> ArchiveTraining::train(const ArchiveKind& kind,
   const ClassDataAcceptance acceptance =
       acceptanceOf(kind, trained.files.archive, launch, scratch_.path());
   if (!acceptance.accepted) {
-    complain(concat({"the JVM wrote an archive and does not use it: ", acceptance.complaint}));
+    fail(concat({"the JVM wrote an archive and does not use it: ", acceptance.complaint}),
+         negative);
     return std::nullopt;
   }
   status_ = success;
@@ -151,12 +152,14 @@ int ArchiveTraining::runOnce(const ArchiveKind& kind, const ArchiveFiles& files,
   std::fflush(stdout);
   const ProgramEnd end = runProgram(*run);
   if (end.error != 0)
-    return complain(command_[0] + " cannot be started: " + std::strerror(end.error));
-  if (end.killed)
-    return complain(
-        "the application did not end within a minute and was killed; it has to end by itself");
+    return fail(command_[0] + " cannot be started: " + std::strerror(end.error), noAnswer);
+  if (end.killed) {
+    return fail(
+        "the application did not end within a minute and was killed; it has to end by itself",
+        noAnswer);
+  }
   if (!run_.until.empty() && !end.reached)
-    return complain("the application ended without printing " + shown(run_.until));
+    return fail("the application ended without printing " + shown(run_.until), noAnswer);
   const std::string complaint = complaintInLog(textOfFile(log));
   std::error_code error;
   const bool isThere =
@@ -169,18 +172,24 @@ int ArchiveTraining::runOnce(const ArchiveKind& kind, const ArchiveFiles& files,
   return complainOfMaking(complaint.empty() ? unknown : complaint);
 }
 
-int ArchiveTraining::complainOfMaking(const std::string& failure) const {
+int ArchiveTraining::fail(const std::string& text, int status) {
+  complain(text);
+  failure_ = text;
+  return status;
+}
+
+int ArchiveTraining::complainOfMaking(const std::string& failure) {
   // What the JVM has written so far may be gone again, but for its last pages.
   constexpr std::uintmax_t least = std::uintmax_t{1} << 20U;
   std::error_code error;
   for (const fs::path& folder : {fresh_.path(), scratch_.path()}) {
     const fs::space_info space = fs::space(folder, error);
     if (!error && space.available < least)
-      return complain(concat(
-          {"the JVM wrote no archive: there is no space left in ", folder.parent_path().native()}));
+      return fail(concat({"the JVM wrote no archive: there is no space left in ",
+                          folder.parent_path().native()}),
+                  noAnswer);
   }
-  complain(concat({"the JVM wrote no archive: ", failure}));
-  return statusOfFailure(failure);
+  return fail(concat({"the JVM wrote no archive: ", failure}), statusOfFailure(failure));
 }
 
 std::string ArchiveTraining::whyNotRight(const ArchiveKind& kind) const {

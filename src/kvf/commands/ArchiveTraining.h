@@ -43,6 +43,8 @@ class ArchiveTraining {
   std::optional<TrainedArchive> train(const ArchiveKind& kind, const std::filesystem::path& record,
                                       const std::vector<std::string>& further = {});
   [[nodiscard]] int status() const { return status_; }
+  /// The last line that said why there is none.
+  [[nodiscard]] const std::string& failure() const { return failure_; }
 
   /// Whether this JVM runs the current code with such an archive; if not, why.
   [[nodiscard]] std::string whyNotRight(const ArchiveKind& kind) const;
@@ -58,7 +60,9 @@ class ArchiveTraining {
  private:
   int runOnce(const ArchiveKind& kind, const ArchiveFiles& files,
               const std::vector<std::string>& further);
-  [[nodiscard]] int complainOfMaking(const std::string& failure) const;
+  int complainOfMaking(const std::string& failure);
+  /// Prints it as the reason; returns the status.
+  int fail(const std::string& text, int status);
 
   const CdsOptions& options_;
   std::filesystem::path file_;
@@ -82,6 +86,7 @@ class ArchiveTraining {
   std::optional<PlainFile> plain_;
   unsigned trained_ = 0;
   int status_ = 0;
+  std::string failure_;
 };
 
 #endif

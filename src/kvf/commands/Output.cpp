@@ -1,9 +1,12 @@
 #include "kvf/commands/Output.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <iostream>
 #include <optional>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include "kvf/text/JsonText.h"
@@ -28,6 +31,21 @@ ExitStatus print(std::string_view text, std::FILE* stream) {
 
 ExitStatus printJson(const nlohmann::ordered_json& document) {
   return print(versionedJsonText(document));
+}
+
+StandardOutputAside::StandardOutputAside() {
+  std::cout.flush();
+  std::fflush(stdout);
+  own_ = Descriptor(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0));
+  if (own_.number() < 0 || ::dup2(STDERR_FILENO, STDOUT_FILENO) < 0)
+    throw FileError("use", "standard output", errno);
+}
+
+StandardOutputAside::~StandardOutputAside() {
+  std::cout.flush();
+  std::fflush(stdout);
+  // Without it nothing that is printed would arrive, and that is noticed.
+  if (::dup2(own_.number(), STDOUT_FILENO) < 0) ::close(STDOUT_FILENO);
 }
 
 bool showsProgressInPlace() {

@@ -5,6 +5,8 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string_view>
 
+#include "kvf/process/Files.h"
+
 /// How every subcommand ends.
 enum ExitStatus : int {
   success = 0,   ///< done, with a good answer
@@ -20,6 +22,19 @@ ExitStatus print(std::string_view text, std::FILE* stream = stdout);
 
 /// Writes a document with its schema.
 ExitStatus printJson(const nlohmann::ordered_json& document);
+
+/// While it lives, what is written to standard output goes to standard error, also from programs
+/// that are started. Throws FileError.
+class StandardOutputAside {
+ public:
+  StandardOutputAside();
+  StandardOutputAside(const StandardOutputAside&) = delete;
+  StandardOutputAside& operator=(const StandardOutputAside&) = delete;
+  ~StandardOutputAside();
+
+ private:
+  Descriptor own_;
+};
 
 /// True when standard error is a terminal, where a line can replace the one before.
 bool showsProgressInPlace();

@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "kvf/commands/Output.h"
+#include "kvf/commands/StartOptions.h"
 #include "kvf/commands/Subcommand.h"
 #include "kvf/process/Files.h"
 #include "kvf/process/Interruption.h"
@@ -76,25 +77,12 @@ int runTrace(const TraceOptions& options) {
 
 RunSubcommand declareTrace(CLI::App& command) {
   const auto options = std::make_shared<TraceOptions>();
-  std::error_code error;
-  options->request.launcher = fs::read_symlink("/proc/self/exe", error).parent_path() / "wrapper";
-  command.add_option("FILE", options->request.file, "The properties file")
-      ->required()
-      ->check(CLI::ExistingFile);
+  options->request.pairs = 1;
+  declareStart(command, options->request, "Starts to compare, with and without the trace; 0: none");
   command.add_option("--html", options->page, "Also write a page with a picture to this file")
       ->type_name("FILE");
   command.add_option("--json", options->events, "Also write it for chrome://tracing and Perfetto")
       ->type_name("FILE");
-  command.add_option("--until", options->request.until, "End the application once it prints this")
-      ->type_name("OUTPUT");
-  command.add_option("--run-for", options->request.runFor, "End the application after this time")
-      ->type_name("SECONDS");
-  command
-      .add_option("--pairs", options->request.pairs,
-                  "Starts to compare, with and without the trace; 0: none")
-      ->type_name("N")
-      ->check(CLI::Range(0U, 1000U));
-  command.add_option("--wrapper", options->request.launcher, "The launcher")->type_name("FILE");
   return [options](const LauncherArguments& arguments) {
     options->request.arguments = arguments;
     return runTrace(*options);

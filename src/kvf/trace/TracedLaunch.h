@@ -1,21 +1,16 @@
 #ifndef VELOX_KVF_TRACE_TRACEDLAUNCH_H
 #define VELOX_KVF_TRACE_TRACEDLAUNCH_H
 
-#include <filesystem>
 #include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "kvf/launch/StartRequest.h"
 #include "kvf/trace/StartTrace.h"
 
-struct TraceRequest {
-  std::string file;                    ///< the properties file
+struct TraceRequest : StartRequest {
   std::vector<std::string> arguments;  ///< further ones of the launcher
-  std::filesystem::path launcher;
-  std::string until;               ///< the trace ends, and the application, once it prints this
-  std::optional<unsigned> runFor;  ///< seconds
-  unsigned pairs = 1;              ///< of starts to compare, with and without the log
 };
 
 struct TracedLaunch {
