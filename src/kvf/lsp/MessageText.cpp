@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cstddef>
-#include <new>
 #include <string_view>
 #include <utility>
 
@@ -60,7 +59,5 @@ Json parsedMessage(const std::string& text) {
     return Json::parse(withoutHalves(text));
   } catch (const Json::exception& error) {
     throw ResponseError(ErrorCode::parseError, error.what());
-  } catch (const std::bad_alloc&) {
-    throw ResponseError(ErrorCode::internalError, "memory is exhausted");
   }
 }
