@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstdlib>
 #include <iterator>
 #include <system_error>
 #include <utility>
@@ -171,8 +172,8 @@ class Guardian {
     try {
       watchOver(report);
     } catch (...) {
-      // No memory to find its descendants.
-      if (program_ > 0) ::kill(program_, SIGKILL);
+      report.error = ENOMEM;
+      killChildren();
     }
     return report;
   }
@@ -262,6 +263,26 @@ class Guardian {
       const timespec time = {0, std::chrono::nanoseconds(timeBetweenKills).count()};
       ::sigtimedwait(&signals, nullptr, &time);
       hasEnded();
+    }
+  }
+
+  /// Ends all of them without memory: what one that ends has started becomes a child, too.
+  void killChildren() {
+    const sigset_t signals = guardedSignals();
+    for (; hasChildren(); hasEnded()) {
+      char text[4096] = {};
+      const Descriptor file(::open("/proc/thread-self/children", O_RDONLY | O_CLOEXEC));
+      // Not every kernel lists them.
+      if (::read(file.number(), text, sizeof text - 1) <= 0) {
+        if (program_ > 0 && !programEnded_) ::kill(program_, SIGKILL);
+        return;
+      }
+      // The last number may be cut off.
+      char* end = text;
+      for (long id = 0; (id = std::strtol(end, &end, 10)) > 0 && *end == ' ';)
+        ::kill(static_cast<pid_t>(id), SIGKILL);
+      const timespec time = {0, std::chrono::nanoseconds(timeBetweenKills).count()};
+      ::sigtimedwait(&signals, nullptr, &time);
     }
   }
 
