@@ -305,6 +305,8 @@ class FaultWalk : public testing::TestWithParam<Walk> {
                                              "java.path=/jvm/bin/java\n", ", which is Java 17.0.1",
                                              "17.0.1"};
 
+  inline static const std::string failingMalloc = VELOX_NATIVE_DIRECTORY "/libfailing_malloc.so";
+
   static void erase(const std::string& part, std::string& text) {
     for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos;)
       text.erase(at, part.size());
@@ -332,6 +334,8 @@ class FaultWalk : public testing::TestWithParam<Walk> {
       // The unit holds the path.
       erase(sandbox.path(), text);
       for (const std::string& part : ofJvm) erase(part, text);
+      // With it allocations fail.
+      erase("\n# The environment.\nvelox.env.LD_PRELOAD=" + failingMalloc + "\n", text);
     }
     return tree;
   }
@@ -400,7 +404,7 @@ class FaultWalk : public testing::TestWithParam<Walk> {
     constexpr std::size_t maxAllocations = 1 << 20;
     std::vector<long> numbers(at == std::numeric_limits<long>::max() ? maxAllocations : 1);
     fs::resize_file(counter, numbers.size() * sizeof(long));
-    start.environment["LD_PRELOAD"] = VELOX_NATIVE_DIRECTORY "/libfailing_malloc.so";
+    start.environment["LD_PRELOAD"] = failingMalloc;
     start.environment["FAIL_IN"] = "kvf";
     start.environment["FAIL_COUNT"] = counter;
     start.environment["FAIL_AT"] = std::to_string(at);
