@@ -286,6 +286,181 @@ TEST(TraceFormats, AnyNameIsJustText) {
   EXPECT_EQ(unbalancedElement(pictureIn(tracePage({}))), "");
 }
 
+/// A launch with something of everything.
+StartTrace wholeTrace() {
+  StartTrace trace = Log()
+                         .at(12, "cds", "Opened archive /jdk/lib/server/classes.jsa.")
+                         .at(14, "startuptime", "Genesis, 0.002 secs")
+                         .at(15, "startuptime", "Interpreter generation, 0.0004 secs")
+                         .at(18, "class,load", "java.lang.Object source: shared objects file")
+                         .at(18, "class,load", "java.lang.String source: shared objects file")
+                         .at(30, "startuptime", "Create VM, 0.020 secs")
+                         .at(32, "class,load", "a.Main source: file:/o/b.jar")
+                         .at(33, "class,init", "Start class verification for: a.Main")
+                         .at(36, "class,init", "End class verification for: a.Main")
+                         .at(36, "class,init", "1 Initializing 'a/Main' (0x0)")
+                         .at(37, "class,load", "a.X source: file:/o/a.jar")
+                         .at(37, "class,load", "a.Y source: file:/o/a.jar", 8)
+                         .at(38, "class,load", "a.Z source: file:/o/a.jar")
+                         .at(40, "class,init", "2 Initializing 'a/X' (0x0)")
+                         .at(50, "gc", "GC(0) Pause Young 2.5ms")
+                         .at(55, "gc", "GC(1) Pause Full 0.5ms")
+                         .at(70, "class,load", "a.Late source: file:/o/c.jar")
+                         .at(70, "gc", "GC(2) Pause Young 2.5ms")
+                         .until(60);
+  trace.subject = "app.kvf, Java 21";
+  trace.mark = "its end";
+  return trace;
+}
+
+TEST(TraceFormats, Tables) {
+  StartTrace trace = wholeTrace();
+  trace.remarks = {"It ended with status 7."};
+  trace.complaint = "another JVM wrote it";
+  trace.cost = TraceCost{.pairs = 2,
+                         .with = 0.06,
+                         .without = 0.05,
+                         .ratio = {.low = 1.1, .median = 1.2, .high = 1.3},
+                         .processorWith = 0.08,
+                         .processorWithout = 0.07};
+  EXPECT_EQ(traceTables(trace), R"(app.kvf, Java 21: 60.0 ms until its end
+
+Phases                                                            at        took
+  launcher: settings, and loading the JVM                     0.0 ms     10.0 ms
+  JVM: its creation                                          10.0 ms     20.0 ms
+  launcher: finding the start class                          30.0 ms      6.0 ms
+  application                                                36.0 ms     24.0 ms
+
+Parts of the JVM's creation                                       at        took
+  Genesis                                                    12.0 ms      2.0 ms
+
+Classes loaded                                                number       share
+  archive of the JVM                                               2        33 %
+         2  /jdk/lib/server/classes.jsa
+  jars                                                             4        67 %
+         3  /o/a.jar
+         1  /o/b.jar
+  all                                                              6
+  verified                                                         1      3.0 ms
+
+From one class initialiser to the next, the longest               at        took     classes
+  a.Main                                                     36.0 ms      4.0 ms           2
+  a.X                                                        40.0 ms     20.0 ms           0
+
+Pauses of collections                                             at        took
+  Pause Young                                                47.5 ms      2.5 ms
+  Pause Full                                                 54.5 ms      0.5 ms
+  2 pauses in all                                                         3.0 ms
+
+It ended with status 7.
+The JVM says of an archive: another JVM wrote it
+With the trace 60 ms, without 50 ms (ratio 1.20, 1.10 to 1.30, 2 pairs); processor time of the whole run 80 ms and 70 ms
+)");
+}
+
+TEST(TraceFormats, LongTablesAreCut) {
+  Log log;
+  for (int i = 0; i < 14; ++i) {
+    log.at(20 + i, "class,load", concat({"a.B source: file:/o/", std::to_string(i), ".jar"}))
+        .at(40 + i, "gc", "GC(0) Pause Young 0.5ms")
+        .at(60 + i, "class,init", concat({"1 Initializing 'a/C", std::to_string(i), "' (0x0)"}));
+  }
+  log.at(90, "class,init", "1 Initializing 'a/Main' (0x0)");
+  const std::string tables = traceTables(log.until(100));
+  const auto count = [&](const std::string& text) {
+    std::size_t number = 0;
+    for (std::size_t at = 0; (at = tables.find(text, at)) != std::string::npos; ++at) ++number;
+    return number;
+  };
+  EXPECT_EQ(count(".jar\n"), 10U);
+  EXPECT_EQ(count("       and  4 more sources\n"), 1U) << tables;
+  EXPECT_EQ(count("  Pause Young "), 12U);
+  EXPECT_EQ(count("  14 pauses in all"), 1U);
+  EXPECT_EQ(count(" 7.0 ms\n"), 1U) << "the sum of all";
+  // The longest of all, and as many of the others as there is place for.
+  EXPECT_EQ(count("  a.C"), 11U);
+  EXPECT_EQ(count("  a.Main "), 1U);
+}
+
+TEST(TraceFormats, Events) {
+  std::string events;
+  const auto json = nlohmann::json::parse(traceEvents(wholeTrace()));
+  for (const auto& event : json.at("traceEvents")) {
+    events += concat({event.at("ph").get<std::string>(), " ", event.at("tid").dump(), " ",
+                      event.at("name").get<std::string>()});
+    for (const char* member : {"ts", "dur", "args"}) {
+      if (event.contains(member)) events += " " + event.at(member).dump();
+    }
+    events += "\n";
+  }
+  EXPECT_EQ(events, R"(M 1 process_name {"name":"app.kvf, Java 21"}
+M 1 thread_name {"name":"phases"}
+M 2 thread_name {"name":"the JVM's creation"}
+M 3 thread_name {"name":"from initialiser to initialiser"}
+M 4 thread_name {"name":"pauses of collections"}
+M 7 thread_name {"name":"main: classes"}
+M 8 thread_name {"name":"classes"}
+X 1 launcher: settings, and loading the JVM 0.0 10000.0
+X 1 JVM: its creation 10000.0 20000.0
+X 1 launcher: finding the start class 30000.0 6000.0
+X 1 application 36000.0 24000.0
+X 2 Genesis 12000.0 2000.0
+X 2 Interpreter generation 14600.0 400.0
+X 3 a.Main 36000.0 4000.0
+X 3 a.X 40000.0 20000.0
+X 4 Pause Young 47500.0 2500.0
+X 4 Pause Full 54500.0 500.0
+X 7 a.Main 33000.0 3000.0
+i 7 java.lang.Object 18000.0 {"file":"/jdk/lib/server/classes.jsa","origin":"archive of the JVM"}
+C 0 classes 18000.0 {"archive of the JVM":1}
+i 7 java.lang.String 18000.0 {"file":"/jdk/lib/server/classes.jsa","origin":"archive of the JVM"}
+i 7 a.Main 32000.0 {"file":"/o/b.jar","origin":"jars"}
+C 0 classes 32000.0 {"archive of the JVM":2,"jars":1}
+i 7 a.X 37000.0 {"file":"/o/a.jar","origin":"jars"}
+C 0 classes 37000.0 {"archive of the JVM":2,"jars":2}
+i 8 a.Y 37000.0 {"file":"/o/a.jar","origin":"jars"}
+i 7 a.Z 38000.0 {"file":"/o/a.jar","origin":"jars"}
+C 0 classes 38000.0 {"archive of the JVM":2,"jars":4}
+C 0 classes 60000.0 {"archive of the JVM":2,"jars":4}
+)");
+  EXPECT_EQ(json.at("otherData").dump(),
+            R"({"classes":6,"milliseconds":60.0,"program":"kvf trace","remarks":[],)"
+            R"("subject":"app.kvf, Java 21","until":"its end"})");
+}
+
+TEST(TraceFormats, Picture) {
+  const std::string page = tracePage(wholeTrace());
+  const auto rectangle = [&](const std::string& title) -> std::string {
+    const std::size_t end = page.find("><title>" + title + "</title>");
+    if (end == std::string::npos) return "there is none";
+    const std::size_t begin = page.rfind('<', end - 1);
+    return page.substr(begin, end - begin);
+  };
+  struct Case {
+    const char* title;
+    const char* rectangle;
+  };
+  const Case cases[] = {
+      {"application, 24.0 ms",
+       R"(<rect x="768.00" y="26.00" width="412.00" height="22.00" fill="#6c757d")"},
+      {"Genesis, 2.0 ms",
+       R"(<rect x="356.00" y="74.00" width="34.33" height="22.00" fill="#7aa0d4")"},
+      {"2 from: archive of the JVM",
+       R"(<rect x="459.00" y="122.00" width="4.75" height="170.00" fill="#3b6fb6")"},
+      {"1 from: jars", R"(<rect x="695.90" y="207.00" width="4.75" height="85.00" fill="#e07a3f")"},
+      {"100.00 % of one thread",
+       R"(<rect x="716.50" y="342.00" width="4.75" height="22.00" fill="#b5838d")"},
+      {"a.X, 20.0 ms",
+       R"(<rect x="836.67" y="410.00" width="343.33" height="11.00" fill="#6d597a")"},
+      {"Pause Young, 2.5 ms",
+       R"(<rect x="965.42" y="450.00" width="42.92" height="22.00" fill="#d00000")"}};
+  for (const Case& row : cases) EXPECT_EQ(rectangle(row.title), row.rectangle) << row.title;
+  EXPECT_NE(page.find(">4 jars</text>"), std::string::npos) << "the legend";
+  EXPECT_NE(page.find(">most: 2</text>"), std::string::npos);
+  EXPECT_NE(page.find(">5 ms</text>"), std::string::npos) << "the axis";
+  EXPECT_EQ(page.find(">1 ms</text>"), std::string::npos);
+}
+
 class Trace : public testing::Test {
  protected:
   void SetUp() override {
