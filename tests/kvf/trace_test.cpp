@@ -118,8 +118,11 @@ TEST(JvmLog, WhatIsNoEvent) {
            "[5ns][2ns][7][info][safepoint] Pause 2.5ms\n",
        })
     EXPECT_TRUE(parseJvmLog(line).events.empty()) << line;
-  EXPECT_EQ(parseJvmLog("[5ns][2ns][7][warning][cds] shared class paths mismatch\n").complaint,
-            "it was written for another class path");
+  for (const char* tag : {"cds", "aot"}) {
+    const std::string line =
+        concat({"[5ns][2ns][7][warning][", tag, "] shared class paths mismatch\n"});
+    EXPECT_EQ(traceOf(parseJvmLog(line), {}).complaint, "it was written for another class path");
+  }
 }
 
 /// A launch at 1 s whose JVM began at 1.010 s; lines are by their milliseconds since the launch.
@@ -147,7 +150,7 @@ TEST(StartTrace, PhasesFollowEachOther) {
   Log log;
   log.at(20, "startuptime", "Genesis, 0.004 secs")
       .at(40, "startuptime", "Create VM, 0.030 secs")
-      .at(50, "class,init", "9 Initializing 'a/Main' (0x0)");
+      .at(50, "class,init", "9 Initializing 'a/Main'(no method) (0x0)");
   const Case cases[] = {{100, {0, 10, 40, 50}}, {45, {0, 10, 40}}, {30, {0, 10}}, {5, {0}}};
   for (const Case& row : cases) {
     const StartTrace trace = log.until(row.end);
@@ -182,6 +185,7 @@ TEST(StartTrace, WhereClassesComeFrom) {
       {own, "jrt:/java.base", ClassOrigin::jdkModules, "java.base"},
       {own, "file:/o/a%20b%.jar", ClassOrigin::jar, "/o/a b%.jar"},
       {own, "jar:file:/o/a.jar!/lib/b.jar!/", ClassOrigin::jar, "jar:file:/o/a.jar!/lib/b.jar!/"},
+      {own, "nested:/o/a.jar/!lib/b.jar", ClassOrigin::jar, "nested:/o/a.jar/!lib/b.jar"},
       {own, "file:///o/classes/", ClassOrigin::folder, "/o/classes/"},
       {own, "file:/groovy/shell", ClassOrigin::elsewhere, "/groovy/shell"},
       {own, "https://x/y.jar", ClassOrigin::elsewhere, "https://x/y.jar"},
@@ -310,11 +314,6 @@ StartTrace wholeTrace() {
                          .until(60);
   trace.subject = "app.kvf, Java 21";
   trace.mark = "its end";
-  return trace;
-}
-
-TEST(TraceFormats, Tables) {
-  StartTrace trace = wholeTrace();
   trace.remarks = {"It ended with status 7."};
   trace.complaint = "another JVM wrote it";
   trace.cost = TraceCost{.pairs = 2,
@@ -323,7 +322,11 @@ TEST(TraceFormats, Tables) {
                          .ratio = {.low = 1.1, .median = 1.2, .high = 1.3},
                          .processorWith = 0.08,
                          .processorWithout = 0.07};
-  EXPECT_EQ(traceTables(trace), R"(app.kvf, Java 21: 60.0 ms until its end
+  return trace;
+}
+
+TEST(TraceFormats, Tables) {
+  EXPECT_EQ(traceTables(wholeTrace()), R"(app.kvf, Java 21: 60.0 ms until its end
 
 Phases                                                            at        took
   launcher: settings, and loading the JVM                     0.0 ms     10.0 ms
@@ -358,6 +361,14 @@ With the trace 60 ms, without 50 ms (ratio 1.20, 1.10 to 1.30, 2 pairs); process
 )");
 }
 
+TEST(TraceFormats, TablesOfLittle) {
+  StartTrace trace;
+  trace.cost = TraceCost{.pairs = 1, .ratio = {.low = 1.1, .median = 1.2, .high = 1.3}};
+  const std::string tables = traceTables(trace);
+  EXPECT_NE(tables.find(" (ratio 1.20, 1 pair); "), std::string::npos) << tables;
+  EXPECT_NE(tables.find("\nCollections: no pause\n"), std::string::npos) << tables;
+}
+
 TEST(TraceFormats, LongTablesAreCut) {
   Log log;
   for (int i = 0; i < 14; ++i) {
@@ -388,7 +399,7 @@ TEST(TraceFormats, Events) {
   for (const auto& event : json.at("traceEvents")) {
     events += concat({event.at("ph").get<std::string>(), " ", event.at("tid").dump(), " ",
                       event.at("name").get<std::string>()});
-    for (const char* member : {"ts", "dur", "args"}) {
+    for (const char* member : {"ts", "dur", "s", "args"}) {
       if (event.contains(member)) events += " " + event.at(member).dump();
     }
     events += "\n";
@@ -411,20 +422,23 @@ X 3 a.X 40000.0 20000.0
 X 4 Pause Young 47500.0 2500.0
 X 4 Pause Full 54500.0 500.0
 X 7 a.Main 33000.0 3000.0
-i 7 java.lang.Object 18000.0 {"file":"/jdk/lib/server/classes.jsa","origin":"archive of the JVM"}
+i 7 java.lang.Object 18000.0 "t" {"file":"/jdk/lib/server/classes.jsa","origin":"archive of the JVM"}
 C 0 classes 18000.0 {"archive of the JVM":1}
-i 7 java.lang.String 18000.0 {"file":"/jdk/lib/server/classes.jsa","origin":"archive of the JVM"}
-i 7 a.Main 32000.0 {"file":"/o/b.jar","origin":"jars"}
+i 7 java.lang.String 18000.0 "t" {"file":"/jdk/lib/server/classes.jsa","origin":"archive of the JVM"}
+i 7 a.Main 32000.0 "t" {"file":"/o/b.jar","origin":"jars"}
 C 0 classes 32000.0 {"archive of the JVM":2,"jars":1}
-i 7 a.X 37000.0 {"file":"/o/a.jar","origin":"jars"}
+i 7 a.X 37000.0 "t" {"file":"/o/a.jar","origin":"jars"}
 C 0 classes 37000.0 {"archive of the JVM":2,"jars":2}
-i 8 a.Y 37000.0 {"file":"/o/a.jar","origin":"jars"}
-i 7 a.Z 38000.0 {"file":"/o/a.jar","origin":"jars"}
+i 8 a.Y 37000.0 "t" {"file":"/o/a.jar","origin":"jars"}
+i 7 a.Z 38000.0 "t" {"file":"/o/a.jar","origin":"jars"}
 C 0 classes 38000.0 {"archive of the JVM":2,"jars":4}
 C 0 classes 60000.0 {"archive of the JVM":2,"jars":4}
 )");
   EXPECT_EQ(json.at("otherData").dump(),
-            R"({"classes":6,"milliseconds":60.0,"program":"kvf trace","remarks":[],)"
+            R"({"classes":6,"cost":{"pairs":2,"processorSeconds":0.08,)"
+            R"("processorSecondsWithout":0.07,"ratio":1.2,"seconds":0.06,"secondsWithout":0.05},)"
+            R"("milliseconds":60.0,"program":"kvf trace",)"
+            R"("remarks":["It ended with status 7.","another JVM wrote it"],)"
             R"("subject":"app.kvf, Java 21","until":"its end"})");
 }
 
