@@ -1,14 +1,12 @@
 #include "kvf/import/ImportedFile.h"
 
-#include <algorithm>
-#include <iterator>
-#include <map>
 #include <optional>
 #include <string_view>
 #include <utility>
 
 #include "foundation/PropertyKeys.h"
 #include "kvf/import/ImportError.h"
+#include "kvf/import/SortedOptions.h"
 #include "kvf/import/StartTarget.h"
 #include "kvf/launch/Secrets.h"
 #include "kvf/text/PropertiesSpelling.h"
@@ -17,34 +15,6 @@
 namespace {
 
 constexpr std::size_t longestLine = 100;
-
-/// An option with a key of its own. The launcher puts these after all others, where they would
-/// overrule options that follow them here.
-struct SizeKey {
-  std::string_view prefix;
-  const char* key;
-  std::vector<std::string_view> rivals;
-};
-const SizeKey sizeKeys[] = {
-    {"-Xmx", keys::heapSizeMax, {"-XX:MaxHeapSize="}},
-    {"-Xms", keys::heapSizeInitial, {"-XX:InitialHeapSize=", "-XX:MinHeapSize="}},
-    {"-Xss", keys::threadStackSize, {"-XX:ThreadStackSize=", "-XX:MainThreadStackSize="}},
-};
-constexpr std::string_view optionFiles[] = {
-    "-XX:Flags=", "-XX:VMOptionsFile=", "-XX:+ReadVMOptions"};
-
-const SizeKey* sizeKeyOf(const std::string& option, const std::vector<SourcedWord>& options) {
-  const auto isThere = [&](std::string_view start) {
-    return std::any_of(options.begin(), options.end(),
-                       [&](const SourcedWord& each) { return each.text.starts_with(start); });
-  };
-  if (std::any_of(std::begin(optionFiles), std::end(optionFiles), isThere)) return nullptr;
-  for (const SizeKey& size : sizeKeys) {
-    if (!option.starts_with(size.prefix) || option.size() == size.prefix.size()) continue;
-    return std::any_of(size.rivals.begin(), size.rivals.end(), isThere) ? nullptr : &size;
-  }
-  return nullptr;
-}
 
 /// An option without its value, which may be long or a secret.
 std::string nameOf(const std::string& option) {
@@ -166,6 +136,8 @@ class Writer {
   void writeStart();
   void writeClassPath();
   void writeOptions();
+  void writeProperties(const SortedOptions& options);
+  void writeOptionLine(const std::vector<const SourcedWord*>& options);
   void writeArguments();
   void writeEnvironment();
   void writeRest();
@@ -229,64 +201,43 @@ void Writer::writeClassPath() {
 void Writer::writeOptions() {
   std::vector<SourcedWord> options = manifestOptions_;
   options.insert(options.end(), line_.options.begin(), line_.options.end());
-
-  // Of several for one size or system property the last one counts.
-  std::map<std::string_view, const SourcedWord*> sizes;
-  std::map<std::string, const SourcedWord*> properties;
-  std::vector<std::string> order;
-  std::vector<const SourcedWord*> others;
-  for (const SourcedWord& option : options) {
-    const std::size_t equals = option.text.find('=');
-    if (const SizeKey* size = sizeKeyOf(option.text, options)) {
-      sizes[size->prefix] = &option;
-    } else if (option.text.starts_with("-D") && equals != std::string::npos && equals > 2) {
-      const std::string name = option.text.substr(2, equals - 2);
-      if (const auto [place, isNew] = properties.insert_or_assign(name, &option); isNew)
-        order.push_back(name);
-    } else {
-      others.push_back(&option);
-    }
+  const SortedOptions lists = sorted(options);
+  if (!lists.sizes.empty()) text_ += '\n';
+  for (const SortedOptions::Size& size : lists.sizes) {
+    comment(concat({size.prefix, " (", size.option->from, ")"}));
+    entry(size.key, size.option->text.substr(size.prefix.size()));
   }
-  // An option without a value would overrule one with a value.
-  std::erase_if(others, [&](const SourcedWord* option) {
-    return option->text.starts_with("-D") && properties.contains(option->text.substr(2)) &&
-           properties.at(option->text.substr(2)) > option;
-  });
+  section("System properties.", [&] { writeProperties(lists); });
+  writeOptionLine(lists.others);
+}
 
-  if (!sizes.empty()) text_ += '\n';
-  for (const SizeKey& size : sizeKeys) {
-    const auto found = sizes.find(size.prefix);
-    if (found == sizes.end()) continue;
-    comment(concat({size.prefix, " (", found->second->from, ")"}));
-    entry(size.key, found->second->text.substr(size.prefix.size()));
-  }
-
-  section("System properties.", [&] {
-    std::string from;
-    for (const std::string& name : order) {
-      const SourcedWord& option = *properties.at(name);
-      const std::string key = concat({keys::javaPropertyPrefix, spelledKey(name)});
-      const std::string value = option.text.substr(name.size() + 3);
-      if (isLost(key, value)) continue;
-      const bool isSecret = isSecretName(name) && !value.empty();
-      if (isSecret && !request_.secretsInclude.empty()) {
-        writeSecretEntry(key, spelledPart(value));
-        continue;
-      }
-      if (std::exchange(from, option.from) != option.from) comment(option.from);
-      emit(text_, key, isSecret ? spelledPart(value) : withoutSecrets(value, false));
-      result_.holdsSecrets = result_.holdsSecrets || isSecret;
+void Writer::writeProperties(const SortedOptions& options) {
+  std::string from;
+  for (const auto& [name, word] : options.properties) {
+    const SourcedWord& option = *word;
+    const std::string key = concat({keys::javaPropertyPrefix, spelledKey(name)});
+    const std::string value = option.text.substr(name.size() + 3);
+    if (isLost(key, value)) continue;
+    const bool isSecret = isSecretName(name) && !value.empty();
+    if (isSecret && !request_.secretsInclude.empty()) {
+      writeSecretEntry(key, spelledPart(value));
+      continue;
     }
-  });
+    if (std::exchange(from, option.from) != option.from) comment(option.from);
+    emit(text_, key, isSecret ? spelledPart(value) : withoutSecrets(value, false));
+    result_.holdsSecrets = result_.holdsSecrets || isSecret;
+  }
+}
 
+void Writer::writeOptionLine(const std::vector<const SourcedWord*>& options) {
   std::string line;
   std::string comments;
-  for (const SourcedWord* option : others) {
+  for (const SourcedWord* option : options) {
     const std::optional<std::string> word = optionWord(option->text);
     if (!word || word->find(percentMark) != std::string::npos) {
       result_.losses.push_back(concat({nameOf(option->text), " (", option->from,
-                                       "): the line of "
-                                       "options cannot hold a double quote or @@#@@"}));
+                                       "): the line of options cannot hold a double quote or "
+                                       "@@#@@"}));
       continue;
     }
     comments += concat({"#   ", nameOf(option->text), " (", option->from, ")\n"});

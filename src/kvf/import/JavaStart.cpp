@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <iterator>
+#include <map>
 #include <set>
 #include <sstream>
 #include <string_view>
@@ -188,7 +189,7 @@ std::vector<std::string> notesOnProcess(const fs::path& folder, const std::strin
   std::error_code error;
   for (const auto& [number, name] : {std::pair("1", "output"), std::pair("2", "error")}) {
     const fs::path target = fs::read_symlink(folder / "fd" / number, error);
-    if (!error && fs::is_regular_file(target, error))
+    if (fs::is_regular_file(target, error))
       notes.push_back(
           concat({"Its standard ", name, " goes to ", printable(target.native()), "."}));
   }
@@ -212,6 +213,55 @@ void addForeignFiles(const fs::path& folder, const std::string& library, JavaSta
                                    ": for the process, which has mounts of its own, it is another "
                                    "one than here"}));
   }
+}
+
+// These look at the folder of a process in /proc and throw ImportError when it cannot be imported.
+
+void checkRoot(const fs::path& folder, const std::string& number) {
+  std::error_code error;
+  if (!fs::exists(folder, error)) throw ImportError(concat({"there is no process ", number}));
+  if (!fs::equivalent(folder / "root", "/", error) && !error) {
+    throw ImportError(
+        concat({"process ", number, " has a root of its own, as in a container: run kvf there"}));
+  }
+}
+
+std::map<std::string, std::string> environmentIn(const fs::path& folder) {
+  std::map<std::string, std::string> environment;
+  for (const std::string& text : textsIn(readWhole(folder / "environ"))) {
+    const std::size_t equals = text.find('=');
+    if (equals != std::string::npos)
+      environment.emplace(text.substr(0, equals), text.substr(equals + 1));
+  }
+  return environment;
+}
+
+std::string programIn(const fs::path& folder, const std::string& number) {
+  std::string program = linkAt(folder / "exe");
+  if (program.ends_with(deletedMark)) program.erase(program.size() - deletedMark.size());
+  const fs::path name = fs::path(program).filename();
+  if (name == "wrapper")
+    throw ImportError(concat({"process ", number,
+                              " is the launcher: it has a properties file already, which kvf "
+                              "explain tells about"}));
+  if (name != "java")
+    throw ImportError(concat({"process ", number, " is not java but ", shown(program),
+                              ": only what java was started with is imported"}));
+  return program;
+}
+
+std::string directoryIn(const fs::path& folder, const std::string& number) {
+  std::error_code error;
+  std::string directory = linkAt(folder / "cwd");
+  if (directory.ends_with(deletedMark) && !fs::exists(directory, error)) {
+    throw ImportError(concat({"the working directory of process ", number,
+                              " has been removed: start it anew and import that process"}));
+  }
+  if (!fs::equivalent(directory, folder / "cwd", error)) {
+    throw ImportError(concat(
+        {"process ", number, " sees other files than kvf, as in a container: run kvf there"}));
+  }
+  return directory;
 }
 
 // --- a unit ----------------------------------------------------------------------------------
@@ -248,42 +298,14 @@ JavaStart typedStart(const std::vector<std::string>& commandLine) {
 }
 
 JavaStart startOfProcess(int process) {
-  const fs::path folder = fs::path("/proc") / std::to_string(process);
-  std::error_code error;
-  if (!fs::exists(folder, error))
-    throw ImportError(concat({"there is no process ", std::to_string(process)}));
-  if (!fs::equivalent(folder / "root", "/", error) && !error) {
-    throw ImportError(concat({"process ", std::to_string(process),
-                              " has a root of its own, as in "
-                              "a container: run kvf there"}));
-  }
+  const std::string number = std::to_string(process);
+  const fs::path folder = fs::path("/proc") / number;
+  checkRoot(folder, number);
   JavaStart start;
-  start.origin = concat({"process ", std::to_string(process)});
-  for (const std::string& text : textsIn(readWhole(folder / "environ"))) {
-    const std::size_t equals = text.find('=');
-    if (equals != std::string::npos)
-      start.environment.emplace(text.substr(0, equals), text.substr(equals + 1));
-  }
-  std::string program = linkAt(folder / "exe");
-  if (program.ends_with(deletedMark)) program.erase(program.size() - deletedMark.size());
-  const fs::path name = fs::path(program).filename();
-  if (name == "wrapper")
-    throw ImportError(concat({"process ", std::to_string(process),
-                              " is the launcher: it has a properties file already, which kvf "
-                              "explain tells about"}));
-  if (name != "java")
-    throw ImportError(concat({"process ", std::to_string(process), " is not java but ",
-                              shown(program), ": only what java was started with is imported"}));
-  start.program = program;
-  start.directory = linkAt(folder / "cwd");
-  if (start.directory.ends_with(deletedMark) && !fs::exists(start.directory, error)) {
-    throw ImportError(concat({"the working directory of process ", std::to_string(process),
-                              " has been removed: start it anew and import that process"}));
-  }
-  if (!fs::equivalent(start.directory, folder / "cwd", error)) {
-    throw ImportError(concat({"process ", std::to_string(process),
-                              " sees other files than kvf, as in a container: run kvf there"}));
-  }
+  start.origin = concat({"process ", number});
+  start.environment = environmentIn(folder);
+  start.program = programIn(folder, number);
+  start.directory = directoryIn(folder, number);
   std::vector<SourcedWord> words = numbered(textsIn(readWhole(folder / "cmdline")));
   if (!words.empty()) start.words.assign(words.begin() + 1, words.end());
 
@@ -292,7 +314,7 @@ JavaStart startOfProcess(int process) {
   bool isReplaced = false;
   const std::string library = libraryIn(readWhole(folder / "maps"), isReplaced);
   if (!library.empty()) start.jvm = jvmOfLibrary(library);
-  if (!start.jvm) start.jvm = jvmOfProgram(program);
+  if (!start.jvm) start.jvm = jvmOfProgram(start.program);
   addForeignFiles(folder, library, start);
   start.user = accountName(statusValue(status, "Uid"));
   if (isReplaced)

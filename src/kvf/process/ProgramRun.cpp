@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
-#include <cstdlib>
 #include <iterator>
 #include <system_error>
 #include <utility>
@@ -12,45 +11,22 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
-#include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "kvf/process/ExecArguments.h"
 #include "kvf/process/Files.h"
+#include "kvf/process/Guardian.h"
 #include "kvf/process/Interruption.h"
-#include "kvf/process/Processes.h"
 #include "kvf/process/TextReplacement.h"
 #include "kvf/process/Unfinished.h"
 #include "kvf/text/Text.h"
 
-// Between this process and the program there is another one, the guardian. What the program starts
-// becomes a child of the guardian when its own parent ends, and the guardian learns of the end of
-// this process, even by SIGKILL. So it can end everything.
-
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using Time = std::optional<Clock::time_point>;
 
-constexpr std::chrono::seconds timeToEnd(60);
-constexpr std::chrono::seconds timeToEndWithThis(5);
-constexpr std::chrono::milliseconds timeBetweenKills(20);
-constexpr std::chrono::seconds timeBetweenLooks(1);
 constexpr std::size_t maxOutput = 1 << 20;
-
-/// What the guardian reports.
-struct Report {
-  int error, status;
-  bool stopped, killed;
-  pid_t process;
-  Clock::time_point started;
-  std::chrono::nanoseconds time, processorTime;
-};
-
-/// Tells the guardian that the program has done its work.
-constexpr int enough = SIGUSR1;
 
 struct Pipe {
   Descriptor reading, writing;
@@ -76,14 +52,6 @@ struct Outputs {
   bool isApart, isRead;
   Pipe first, errors;
 };
-
-sigset_t guardedSignals() {
-  sigset_t signals;
-  ::sigemptyset(&signals);
-  for (const int signal : {SIGCHLD, SIGHUP, SIGINT, SIGQUIT, SIGTERM, enough})
-    ::sigaddset(&signals, signal);
-  return signals;
-}
 
 /// While it lives, the guarded signals are blocked.
 class SignalsWait {
@@ -157,142 +125,6 @@ class Spawning {
   std::vector<char*> arguments_, environment_;
   posix_spawn_file_actions_t actions_ = {};
   posix_spawnattr_t attributes_ = {};
-};
-
-class Guardian {
- public:
-  Guardian(const Spawning& spawning, pid_t parent, std::optional<std::chrono::seconds> limit)
-      : spawning_(spawning), parent_(parent), limit_(limit) {}
-
-  Report run() {
-    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
-    ::prctl(PR_SET_PDEATHSIG, SIGTERM);
-    Report report = {};
-    if (::getppid() != parent_) return report;
-    try {
-      watchOver(report);
-    } catch (...) {
-      report.error = ENOMEM;
-      killChildren();
-    }
-    return report;
-  }
-
- private:
-  enum class Awaited { programEnd, time, signal };
-
-  void watchOver(Report& report) {
-    const auto start = report.started = Clock::now();
-    report.error = spawning_.start(program_);
-    report.process = program_;
-    if (report.error != 0) return;
-    const Time end = limit_ ? Time(Clock::now() + *limit_) : std::nullopt;
-    const Awaited first = await(end);
-    report.stopped = first == Awaited::time;
-    if (first != Awaited::programEnd) {
-      signalFamily(SIGTERM);
-      const auto grace = first == Awaited::time ? timeToEnd : timeToEndWithThis;
-      report.killed = await(Clock::now() + grace) != Awaited::programEnd;
-    }
-    report.time = Clock::now() - start;
-    report.processorTime = processorTime_;
-    endFamily(report.killed);
-    report.status = WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_);
-  }
-
-  /// Waits for the first of the three.
-  Awaited await(const Time& end) {
-    const sigset_t signals = guardedSignals();
-    for (;;) {
-      if (hasEnded()) return Awaited::programEnd;
-      // A look that failed is followed by another one.
-      std::chrono::nanoseconds left = timeBetweenLooks;
-      if (end)
-        left = std::clamp(std::chrono::nanoseconds(*end - Clock::now()),
-                          std::chrono::nanoseconds::zero(), left);
-      const timespec time = {left.count() / 1'000'000'000, left.count() % 1'000'000'000};
-      siginfo_t info = {};
-      const int signal = ::sigtimedwait(&signals, &info, &time);
-      if (signal < 0 && end && Clock::now() >= *end) {
-        return hasEnded() ? Awaited::programEnd : Awaited::time;
-      }
-      // Keys of the terminal reach the program too.
-      const bool isKey = info.si_code == SI_KERNEL && (signal == SIGINT || signal == SIGQUIT);
-      if (signal == enough) return Awaited::time;
-      if (signal > 0 && signal != SIGCHLD && !isKey) return Awaited::signal;
-    }
-  }
-
-  /// Takes the ends of all children that have ended.
-  bool hasEnded() {
-    int status = 0;
-    rusage used = {};
-    for (pid_t id = 0; (id = ::wait4(-1, &status, WNOHANG, &used)) > 0;) {
-      if (id != program_) continue;
-      status_ = status;
-      processorTime_ = duration(used.ru_utime) + duration(used.ru_stime);
-      programEnded_ = true;
-    }
-    return programEnded_;
-  }
-
-  static std::chrono::nanoseconds duration(const timeval& time) {
-    return std::chrono::seconds(time.tv_sec) + std::chrono::microseconds(time.tv_usec);
-  }
-
-  [[nodiscard]] static bool hasChildren() {
-    siginfo_t info = {};
-    return ::waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
-  }
-
-  /// Sends the signal to every process that comes from this one.
-  void signalFamily(int signal) const {
-    std::vector<int> family = familyOf(::getpid(), processes());
-    // Without /proc only this one is known.
-    if (family.size() == 1 && !programEnded_) family.push_back(program_);
-    std::for_each(family.begin() + 1, family.end(), [&](pid_t id) { ::kill(id, signal); });
-  }
-
-  /// Ends what the program has left running, or would not end.
-  void endFamily(bool atOnce) {
-    const auto hurry = Clock::now() + timeToEndWithThis;
-    if (!atOnce && hasChildren()) signalFamily(SIGTERM);
-    const sigset_t signals = guardedSignals();
-    while (hasChildren()) {
-      if (atOnce || Clock::now() >= hurry) signalFamily(SIGKILL);
-      const timespec time = {0, std::chrono::nanoseconds(timeBetweenKills).count()};
-      ::sigtimedwait(&signals, nullptr, &time);
-      hasEnded();
-    }
-  }
-
-  /// Ends all of them without memory: what one that ends has started becomes a child, too.
-  void killChildren() {
-    const sigset_t signals = guardedSignals();
-    for (; hasChildren(); hasEnded()) {
-      char text[4096] = {};
-      const Descriptor file(::open("/proc/thread-self/children", O_RDONLY | O_CLOEXEC));
-      // Not every kernel lists them.
-      if (::read(file.number(), text, sizeof text - 1) <= 0) {
-        if (program_ > 0 && !programEnded_) ::kill(program_, SIGKILL);
-        return;
-      }
-      // The last number may be cut off.
-      char* end = text;
-      for (long id = 0; (id = std::strtol(end, &end, 10)) > 0 && *end == ' ';)
-        ::kill(static_cast<pid_t>(id), SIGKILL);
-      const timespec time = {0, std::chrono::nanoseconds(timeBetweenKills).count()};
-      ::sigtimedwait(&signals, nullptr, &time);
-    }
-  }
-
-  const Spawning& spawning_;
-  pid_t parent_;
-  std::optional<std::chrono::seconds> limit_;
-  pid_t program_ = -1;
-  int status_ = 0;
-  std::chrono::nanoseconds processorTime_ = {};
-  bool programEnded_ = false;
 };
 
 /// Ends with this object, and what it watches over with it.
@@ -386,7 +218,7 @@ class Printed {
     if (tail_.find(run_.until) != std::string::npos) {
       end.reached = true;
       end.time = Clock::now() - start_;
-      ::kill(guardian_, enough);
+      ::kill(guardian_, workIsDone);
     }
     if (tail_.size() > run_.until.size()) tail_.erase(0, tail_.size() - run_.until.size());
   }
@@ -402,7 +234,7 @@ class Printed {
 };
 
 /// Takes what the program prints until the guardian reports; passes a signal on to it.
-bool readReport(pid_t guardian, const Descriptor& reports, Report& report, Printed& output,
+bool readReport(pid_t guardian, const Descriptor& reports, GuardianReport& report, Printed& output,
                 Printed& errors, ProgramEnd& end, const sigset_t& mask) {
   bool passedOn = false;
   for (;;) {
@@ -441,13 +273,14 @@ ProgramEnd runProgram(const ProgramRun& run) {
   }
   if (forked == 0) {
     if (!isInForeground()) ::setpgid(0, 0);
-    const Report report = Guardian(spawning, self, run.limit).run();
+    const GuardianReport report =
+        guard([&](pid_t& child) { return spawning.start(child); }, self, run.limit);
     ::_exit(::write(reports.writing.number(), &report, sizeof report) == sizeof report ? 0 : 1);
   }
   GuardianProcess guardian(forked);
   for (Descriptor* written : {&reports.writing, &outputs.first.writing, &outputs.errors.writing})
     *written = Descriptor();
-  Report report = {};
+  GuardianReport report = {};
   Printed output(run, forked, std::move(outputs.first.reading), STDOUT_FILENO, signals.former());
   Printed errors(run, forked, std::move(outputs.errors.reading), STDERR_FILENO, signals.former());
   const bool reported =

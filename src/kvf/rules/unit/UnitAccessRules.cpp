@@ -9,7 +9,7 @@
 #include <sys/xattr.h>
 
 #include "foundation/PropertyKeys.h"
-#include "kvf/rules/UnitSubject.h"
+#include "kvf/rules/unit/UnitSubject.h"
 #include "kvf/text/Text.h"
 
 // What a service unit lets a launch read and write.

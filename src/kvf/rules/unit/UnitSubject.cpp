@@ -1,4 +1,4 @@
-#include "kvf/rules/UnitSubject.h"
+#include "kvf/rules/unit/UnitSubject.h"
 
 #include "kvf/text/Text.h"
 

@@ -11,7 +11,7 @@
 #include "kvf/launch/JvmOptions.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/rules/ShellSyntax.h"
-#include "kvf/rules/UnitSubject.h"
+#include "kvf/rules/unit/UnitSubject.h"
 #include "kvf/text/Text.h"
 
 // What systemd makes of a service unit that starts the launcher. The statements about JVMs were

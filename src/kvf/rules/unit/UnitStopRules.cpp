@@ -7,7 +7,7 @@
 
 #include "foundation/PropertyKeys.h"
 #include "hosting/StopSignals.h"
-#include "kvf/rules/UnitSubject.h"
+#include "kvf/rules/unit/UnitSubject.h"
 #include "kvf/text/Text.h"
 
 // How systemd stops and reloads a service whose main process is a JVM.

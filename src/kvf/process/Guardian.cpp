@@ -1,0 +1,177 @@
+#include "kvf/process/Guardian.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "kvf/process/Files.h"
+#include "kvf/process/Processes.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Time = std::optional<Clock::time_point>;
+
+constexpr std::chrono::seconds timeToEnd(60);
+constexpr std::chrono::seconds timeToEndWithThis(5);
+constexpr std::chrono::milliseconds timeBetweenKills(20);
+constexpr std::chrono::seconds timeBetweenLooks(1);
+
+class Guardian {
+ public:
+  Guardian(const std::function<int(pid_t&)>& start, pid_t parent,
+           std::optional<std::chrono::seconds> limit)
+      : start_(start), parent_(parent), limit_(limit) {}
+
+  GuardianReport run() {
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+    ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+    GuardianReport report = {};
+    if (::getppid() != parent_) return report;
+    try {
+      watchOver(report);
+    } catch (...) {
+      report.error = ENOMEM;
+      killChildren();
+    }
+    return report;
+  }
+
+ private:
+  enum class Awaited { programEnd, time, signal };
+
+  void watchOver(GuardianReport& report) {
+    const auto start = report.started = Clock::now();
+    report.error = start_(program_);
+    report.process = program_;
+    if (report.error != 0) return;
+    const Time end = limit_ ? Time(Clock::now() + *limit_) : std::nullopt;
+    const Awaited first = await(end);
+    report.stopped = first == Awaited::time;
+    if (first != Awaited::programEnd) {
+      signalFamily(SIGTERM);
+      const auto grace = first == Awaited::time ? timeToEnd : timeToEndWithThis;
+      report.killed = await(Clock::now() + grace) != Awaited::programEnd;
+    }
+    report.time = Clock::now() - start;
+    report.processorTime = processorTime_;
+    endFamily(report.killed);
+    report.status = WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_);
+  }
+
+  /// Waits for the first of the three.
+  Awaited await(const Time& end) {
+    const sigset_t signals = guardedSignals();
+    for (;;) {
+      if (hasEnded()) return Awaited::programEnd;
+      // A look that failed is followed by another one.
+      std::chrono::nanoseconds left = timeBetweenLooks;
+      if (end)
+        left = std::clamp(std::chrono::nanoseconds(*end - Clock::now()),
+                          std::chrono::nanoseconds::zero(), left);
+      const timespec time = {left.count() / 1'000'000'000, left.count() % 1'000'000'000};
+      siginfo_t info = {};
+      const int signal = ::sigtimedwait(&signals, &info, &time);
+      if (signal < 0 && end && Clock::now() >= *end) {
+        return hasEnded() ? Awaited::programEnd : Awaited::time;
+      }
+      // Keys of the terminal reach the program too.
+      const bool isKey = info.si_code == SI_KERNEL && (signal == SIGINT || signal == SIGQUIT);
+      if (signal == workIsDone) return Awaited::time;
+      if (signal > 0 && signal != SIGCHLD && !isKey) return Awaited::signal;
+    }
+  }
+
+  /// Takes the ends of all children that have ended.
+  bool hasEnded() {
+    int status = 0;
+    rusage used = {};
+    for (pid_t id = 0; (id = ::wait4(-1, &status, WNOHANG, &used)) > 0;) {
+      if (id != program_) continue;
+      status_ = status;
+      processorTime_ = duration(used.ru_utime) + duration(used.ru_stime);
+      programEnded_ = true;
+    }
+    return programEnded_;
+  }
+
+  static std::chrono::nanoseconds duration(const timeval& time) {
+    return std::chrono::seconds(time.tv_sec) + std::chrono::microseconds(time.tv_usec);
+  }
+
+  [[nodiscard]] static bool hasChildren() {
+    siginfo_t info = {};
+    return ::waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
+  }
+
+  /// Sends the signal to every process that comes from this one.
+  void signalFamily(int signal) const {
+    std::vector<int> family = familyOf(::getpid(), processes());
+    // Without /proc only this one is known.
+    if (family.size() == 1 && !programEnded_) family.push_back(program_);
+    std::for_each(family.begin() + 1, family.end(), [&](pid_t id) { ::kill(id, signal); });
+  }
+
+  /// Ends what the program has left running, or would not end.
+  void endFamily(bool atOnce) {
+    const auto hurry = Clock::now() + timeToEndWithThis;
+    if (!atOnce && hasChildren()) signalFamily(SIGTERM);
+    const sigset_t signals = guardedSignals();
+    while (hasChildren()) {
+      if (atOnce || Clock::now() >= hurry) signalFamily(SIGKILL);
+      const timespec time = {0, std::chrono::nanoseconds(timeBetweenKills).count()};
+      ::sigtimedwait(&signals, nullptr, &time);
+      hasEnded();
+    }
+  }
+
+  /// Ends all of them without memory: what one that ends has started becomes a child, too.
+  void killChildren() {
+    const sigset_t signals = guardedSignals();
+    for (; hasChildren(); hasEnded()) {
+      char text[4096] = {};
+      const Descriptor file(::open("/proc/thread-self/children", O_RDONLY | O_CLOEXEC));
+      // Not every kernel lists them.
+      if (::read(file.number(), text, sizeof text - 1) <= 0) {
+        if (program_ > 0 && !programEnded_) ::kill(program_, SIGKILL);
+        return;
+      }
+      // The last number may be cut off.
+      char* end = text;
+      for (long id = 0; (id = std::strtol(end, &end, 10)) > 0 && *end == ' ';)
+        ::kill(static_cast<pid_t>(id), SIGKILL);
+      const timespec time = {0, std::chrono::nanoseconds(timeBetweenKills).count()};
+      ::sigtimedwait(&signals, nullptr, &time);
+    }
+  }
+
+  const std::function<int(pid_t&)>& start_;
+  pid_t parent_;
+  std::optional<std::chrono::seconds> limit_;
+  pid_t program_ = -1;
+  int status_ = 0;
+  std::chrono::nanoseconds processorTime_ = {};
+  bool programEnded_ = false;
+};
+
+}  // namespace
+
+sigset_t guardedSignals() {
+  sigset_t signals;
+  ::sigemptyset(&signals);
+  for (const int signal : {SIGCHLD, SIGHUP, SIGINT, SIGQUIT, SIGTERM, workIsDone})
+    ::sigaddset(&signals, signal);
+  return signals;
+}
+
+GuardianReport guard(const std::function<int(pid_t& program)>& start, pid_t parent,
+                     std::optional<std::chrono::seconds> limit) {
+  return Guardian(start, parent, limit).run();
+}
