@@ -31,9 +31,9 @@ std::string value(std::string_view name, std::size_t number) {
 }
 
 /// An annotation has columns only within one line.
-std::string placeIn(const Finding& finding, const ReportOptions& options) {
+std::string placeIn(const Finding& finding, const ReportOptions& options, Places& places) {
   if (finding.at.file == Position::commandLine) return {};
-  const Place place = placeOf(*finding.inspection, finding.at);
+  const Place place = places.of(*finding.inspection, finding.at);
   std::string text = concat(
       {"file=", escaped(fileNameIn(finding, options.root), ofValues), value("line", place.line)});
   if (place.hasColumns()) text += value("endLine", place.endLine);
@@ -48,12 +48,13 @@ std::string githubReport(std::span<const Finding> findings, const ReportOptions&
   ReportOptions own = options;
   if (own.root.empty()) own.root = std::filesystem::current_path();
   std::string text;
+  Places places;
   for (const Finding& finding : findings) {
     const bool isArgument = finding.at.file == Position::commandLine;
     const std::string argument =
         isArgument ? concat({"command line:", std::to_string(finding.line()), ": "}) : "";
-    text += concat({"::", nameOf(finding.severity()), " ", placeIn(finding, own), "title=kvf ",
-                    escaped(finding.rule->id, ofValues),
+    text += concat({"::", nameOf(finding.severity()), " ", placeIn(finding, own, places),
+                    "title=kvf ", escaped(finding.rule->id, ofValues),
                     "::", escaped(argument + printable(finding.text), ofMessages), "\n"});
   }
   return text;

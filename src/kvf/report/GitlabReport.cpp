@@ -10,6 +10,7 @@
 std::string gitlabReport(std::span<const Finding> findings, const ReportOptions& options) {
   const auto root = options.root.empty() ? std::filesystem::current_path() : options.root;
   Fingerprints fingerprints(root);
+  Places places;
   nlohmann::ordered_json list = nlohmann::ordered_json::array();
   for (const Finding& finding : findings) {
     const bool isError = finding.severity() == Severity::error;
@@ -21,7 +22,7 @@ std::string gitlabReport(std::span<const Finding> findings, const ReportOptions&
                                                : "minor"},
                     {"location",
                      {{"path", fileNameIn(finding, root)},
-                      {"lines", {{"begin", placeOf(*finding.inspection, finding.at).line}}}}}});
+                      {"lines", {{"begin", places.of(*finding.inspection, finding.at).line}}}}}});
   }
   return jsonText(list);
 }

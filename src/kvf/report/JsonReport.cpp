@@ -17,11 +17,11 @@ void addColumns(const Place& place, Json& object) {
   object["endColumn"] = place.endColumn;
 }
 
-Json fixOf(const Finding& finding) {
+Json fixOf(const Finding& finding, Places& places) {
   Json edits = Json::array();
   for (const Edit& edit : finding.fix) {
     Json one = {{"line", edit.at.line}};
-    addColumns(placeOf(*finding.inspection, edit.at), one);
+    addColumns(places.of(*finding.inspection, edit.at), one);
     one["text"] = edit.text;
     edits.push_back(std::move(one));
   }
@@ -32,6 +32,7 @@ Json fixOf(const Finding& finding) {
 
 std::string jsonReport(std::span<const Finding> findings, const ReportOptions& options) {
   Json list = Json::array();
+  Places places;
   for (const Finding& finding : findings) {
     Json one = {{"file", fileNameIn(finding, options.root)},
                 {"line", finding.line()},
@@ -39,8 +40,8 @@ std::string jsonReport(std::span<const Finding> findings, const ReportOptions& o
                 {"rule", finding.rule->id},
                 {"fatal", finding.fatal},
                 {"text", finding.text}};
-    addColumns(placeOf(*finding.inspection, finding.at), one);
-    if (!finding.fix.empty()) one["fix"] = fixOf(finding);
+    addColumns(places.of(*finding.inspection, finding.at), one);
+    if (!finding.fix.empty()) one["fix"] = fixOf(finding, places);
     list.push_back(std::move(one));
   }
   return versionedJsonText(Json{{"findings", std::move(list)}});

@@ -34,8 +34,9 @@ std::string textReport(std::span<const Finding> findings, const ReportOptions& o
 
 std::string gccReport(std::span<const Finding> findings, const ReportOptions& options) {
   std::string text;
+  Places places;
   for (const Finding& finding : findings) {
-    const Place place = placeOf(*finding.inspection, finding.at);
+    const Place place = places.of(*finding.inspection, finding.at);
     const std::string column =
         place.hasColumns() ? concat({":", std::to_string(place.column)}) : "";
     append(text, {printable(fileNameIn(finding, options.root)), ":", std::to_string(place.line),

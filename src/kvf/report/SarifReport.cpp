@@ -58,24 +58,24 @@ Json wholeFile(const SourceFile& file) {
   return {{"startLine", 1}, {"endLine", std::max<std::size_t>(lines, 1)}};
 }
 
-Json locationOf(const Finding& finding, const fs::path& root) {
+Json locationOf(const Finding& finding, const fs::path& root, Places& places) {
   if (finding.at.file == Position::commandLine) {
     const std::string name = concat({"command line:", std::to_string(finding.line())});
     return {
         {"logicalLocations", Json::array({{{"fullyQualifiedName", name}, {"kind", "parameter"}}})}};
   }
   const Inspection& inspection = *finding.inspection;
-  const Place place = placeOf(inspection, finding.at);
+  const Place place = places.of(inspection, finding.at);
   return {{"physicalLocation",
            {{"artifactLocation", artifactOf(finding, root)},
             {"region",
              place.hasColumns() ? regionOf(place) : wholeFile(inspection.fileOf(finding.at))}}}};
 }
 
-Json fixOf(const Finding& finding, const fs::path& root) {
+Json fixOf(const Finding& finding, const fs::path& root, Places& places) {
   Json replacements = Json::array();
   for (const Edit& edit : finding.fix) {
-    replacements.push_back({{"deletedRegion", regionOf(placeOf(*finding.inspection, edit.at))},
+    replacements.push_back({{"deletedRegion", regionOf(places.of(*finding.inspection, edit.at))},
                             {"insertedContent", {{"text", edit.text}}}});
   }
   const Json change = {{"artifactLocation", artifactOf(finding, root)},
@@ -104,15 +104,15 @@ Json driver(const std::vector<const Rule*>& rules) {
 }
 
 Json resultOf(const Finding& finding, const fs::path& root, std::size_t ruleIndex,
-              Fingerprints& fingerprints) {
+              Fingerprints& fingerprints, Places& places) {
   Json result = {{"ruleId", finding.rule->id},
                  {"ruleIndex", ruleIndex},
                  {"level", nameOf(finding.severity())},
                  {"message", {{"text", finding.text}}},
-                 {"locations", Json::array({locationOf(finding, root)})},
+                 {"locations", Json::array({locationOf(finding, root, places)})},
                  {"partialFingerprints", {{"kvf/v1", fingerprints.next(finding)}}},
                  {"properties", {{"fatal", finding.fatal}}}};
-  if (!finding.fix.empty()) result["fixes"] = Json::array({fixOf(finding, root)});
+  if (!finding.fix.empty()) result["fixes"] = Json::array({fixOf(finding, root, places)});
   return result;
 }
 
@@ -123,10 +123,11 @@ std::string sarifReport(std::span<const Finding> findings, const ReportOptions& 
   const std::vector<const Rule*> rules = allRules();
   Json results = Json::array();
   Fingerprints fingerprints(root);
+  Places places;
   for (const Finding& finding : findings) {
     const auto rule = std::find(rules.begin(), rules.end(), finding.rule);
     const auto index = static_cast<std::size_t>(rule - rules.begin());
-    results.push_back(resultOf(finding, root, index, fingerprints));
+    results.push_back(resultOf(finding, root, index, fingerprints, places));
   }
   const std::string rootUri = concat({"file://", escapedPath((root / "").native())});
   const Json run = {{"tool", {{"driver", driver(rules)}}},

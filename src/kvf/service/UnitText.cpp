@@ -60,7 +60,7 @@ class Reader {
       if (start.starts_with('#') || start.starts_with(';')) continue;
       joined.lines.emplace_back(joined.text.size(), number_);
       joined.text += *line;
-      if (!isContinued(joined.text)) return joined;
+      if (!isContinued(*line)) return joined;
       joined.text.back() = ' ';
     }
     if (joined.lines.empty()) return std::nullopt;
