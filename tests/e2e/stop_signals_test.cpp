@@ -84,6 +84,19 @@ TEST_F(StopSignals, GoToTheJvmWhenTheStopMethodThrowsOrHangs) {
   EXPECT_EQ(stuck.wait(), (Outcome{130, "ready\nstuck\nhook\n"}));
 }
 
+TEST_F(StopSignals, EndTheProcessWhoseJvmTakesNoThreadForTheStopMethod) {
+  kvf("java.library=" VELOX_NATIVE_DIRECTORY "/libunattachable_jvm.so\njava.start.class=Main\n" +
+      key_);
+  Child java = startWrapper({"--run", "--debug"});
+  ASSERT_TRUE(java.prints("\nready\n"));
+  ::kill(java.id(), SIGTERM);
+  const Outcome outcome = java.wait();
+  EXPECT_EQ(outcome.status, 143);
+  EXPECT_TRUE(
+      outcome.out.ends_with("\nready\nAppStop() - Failed to attach current thread to JVM\n"))
+      << outcome.out;
+}
+
 TEST_F(StopSignals, WorkAfterAdjustmentAndReExecution) {
   lifecycle(key_ + "velox.env.A=1\nvelox.adjuster.class.path=" VELOX_ADJUSTER_JAR "\n");
   Child java = startJava("wait");

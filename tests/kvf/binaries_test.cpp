@@ -1,13 +1,16 @@
 #include <fstream>
+#include <set>
 #include <sstream>
 
 #include <gtest/gtest.h>
 
+#include "kvf/ZipFile.h"
 #include "kvf/formats/Archive.h"
 #include "kvf/formats/ClassFile.h"
 #include "kvf/formats/ElfFile.h"
 #include "kvf/launch/ModulePath.h"
 #include "support/Jdk.h"
+#include "support/Sandbox.h"
 
 namespace {
 
@@ -93,7 +96,95 @@ TEST(ClassFile, AModuleSaysWhatItNeedsAndStarts) {
   EXPECT_EQ(parsed->module->mainClass, "com/acme/Main");
 }
 
+/// A module-info.class that says no more than this.
+std::string declaration(const std::string& name, const Texts& required, bool provides) {
+  std::size_t count = 0;
+  std::string constants;
+  const auto u2 = [](std::size_t number) {
+    return std::string{static_cast<char>(number >> 8U), static_cast<char>(number)};
+  };
+  const auto utf8 = [&](const std::string& text) {
+    constants += '\1' + u2(text.size()) + text;
+    return ++count;
+  };
+  const auto named = [&](char tag, const std::string& text) {
+    const std::size_t at = utf8(text);
+    constants += tag + u2(at);
+    return ++count;
+  };
+  const std::size_t self = named('\7', "module-info");
+  const std::size_t attribute = utf8("Module");
+  std::string module = u2(named('\23', name)) + u2(0) + u2(0) + u2(required.size());
+  for (const std::string& one : required) module += u2(named('\23', one)) + u2(0) + u2(0);
+  module += u2(0) + u2(0) + u2(0) + u2(provides ? 1 : 0);
+  if (provides) module += u2(self) + u2(1) + u2(self);
+  return "\xCA\xFE\xBA\xBE" + u2(0) + u2(53) + u2(count + 1) + constants + u2(0x8000) + u2(self) +
+         u2(0) + u2(0) + u2(0) + u2(0) + u2(1) + u2(attribute) + u2(0) + u2(module.size()) + module;
+}
+
+TEST(ModulePath, AModuleIsResolvedWithThoseThatAskForIt) {
+  Sandbox sandbox;
+  const auto declare = [&](const std::string& place, const std::string& name, const Texts& required,
+                           bool provides = false) {
+    if (place.ends_with(".jar")) {
+      writeArchive(sandbox, "mods/" + place,
+                   {{"module-info.class", declaration(name, required, provides)}});
+    } else {
+      sandbox.write("mods/" + place + "/module-info.class", declaration(name, required, provides));
+    }
+  };
+  declare("top.jar", "top", {"java.base", "middle"});
+  declare("middle", "middle", {"bottom", "top"});
+  declare("bottom.jar", "bottom", {"gone"});
+  declare("alone.jar", "alone", {"ofAlone"});
+  declare("ofAlone.jar", "ofAlone", {});
+  declare("service.jar", "service", {"ofService"}, true);
+  declare("ofService.jar", "ofService", {});
+  declare("user.jar", "user", {"auto.one"});
+  writeArchive(sandbox, "mods/auto-one.jar", {{"x", ""}});
+  writeArchive(sandbox, "mods/auto.two-1.0.jar", {{"x", ""}});
+  writeArchive(sandbox, "mods/notes.zip", {{"x", ""}});
+  const struct {
+    std::string option;
+    std::string resolved;  ///< in the order of the path
+  } rows[] = {
+      {"-Dacme=1", "ofService service"},
+      {"--add-modules=top", "bottom middle ofService service top"},
+      {"--add-modules=middle,ofAlone", "bottom middle ofAlone ofService service top"},
+      {"--add-modules=bottom", "bottom ofService service"},
+      {"--add-modules=gone", "ofService service"},
+      {"-Djdk.module.main=alone", "alone ofAlone ofService service"},
+      // One automatic module asks for all the others.
+      {"--add-modules=user", "auto.one auto.two ofService service user"},
+      {"--add-modules=ALL-MODULE-PATH",
+       "alone auto.one auto.two bottom middle ofAlone ofService service top user"},
+  };
+  for (const auto& row : rows) {
+    const ModulePath path({"--module-path=gone:mods", row.option}, sandbox.path());
+    std::set<std::string> resolved;
+    for (const FoundModule& module : path.modules())
+      if (path.mayBeResolved(module)) resolved.insert(module.name);
+    std::string names;
+    for (const std::string& name : resolved) names += (names.empty() ? "" : " ") + name;
+    EXPECT_EQ(names, row.resolved) << row.option;
+  }
+}
+
+TEST(ModulePath, OfTwoModulesWithOneNameTheFirstCounts) {
+  Sandbox sandbox;
+  for (const char* place : {"b/acme-1.jar", "a/acme-2.jar"})
+    writeArchive(sandbox, place, {{"x", ""}});
+  const ModulePath path({"--module-path=a", "--module-path=b:a:b/acme-1.jar"}, sandbox.path());
+  ASSERT_EQ(path.modules().size(), 1U);
+  EXPECT_EQ(path.modules()[0].where, sandbox.path("b/acme-1.jar"));
+  EXPECT_EQ(path.moduleAt(sandbox.path("a/acme-2.jar")), nullptr);
+  EXPECT_EQ(path.moduleAt(sandbox.path("b/acme-1.jar")), path.find("acme"));
+}
+
 TEST(ModulePath, ArchivesWithoutADeclarationAreNamedByTheirFiles) {
+  EXPECT_EQ(automaticModuleName("acme-1.jar"), "acme");
+  EXPECT_EQ(automaticModuleName("acme-7"), "acme");
+  EXPECT_EQ(automaticModuleName("acme-7x.jar"), "acme.7x");
   EXPECT_EQ(automaticModuleName("acme-1.2.jar"), "acme");
   EXPECT_EQ(automaticModuleName("com_acme--lib-2-beta.jar"), "com.acme.lib.2.beta");
   EXPECT_EQ(automaticModuleName("_acme.x-3.jar"), "acme.x");

@@ -1,6 +1,8 @@
 #include "kvf/fix/Fixes.h"
 
 #include <filesystem>
+#include <iterator>
+#include <random>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -91,6 +93,78 @@ TEST(Fixes, LeaveWhatMayBeMeantDifferently) {
       "java.property.a=' b'\n",
   };
   for (const std::string& one : lines) EXPECT_EQ(fixed(one), one);
+}
+
+/// Random files of lines with mistakes, with a sound line between any two of them.
+class OddFiles {
+ public:
+  static constexpr std::size_t most = 6;
+
+  static std::string sentinel(std::size_t number) {
+    return "java.property.sentinel" + std::to_string(number);
+  }
+  std::string next() {
+    static const std::string pieces[] = {"java.property.a = b",
+                                         "java.property.b : c ",
+                                         "velox.env.A=b  ",
+                                         "java.property.c=C:\\data\\.x",
+                                         "java.property.d=x,\\",
+                                         "java.property.e=x \\\n  y \\",
+                                         "java.heap.size.mx=64m",
+                                         "java.properties.f=1",
+                                         "-Xmx64m",
+                                         "-Da=%b",
+                                         "// a",
+                                         ";b \\",
+                                         "java.property.-Dg=b",
+                                         "application.args=50% a, 5% b 'c",
+                                         "velox.env.B=50% a, 5% b",
+                                         "java.property.h=\xC3\xA4%kvf.file.dir/x",
+                                         "java.extended.properties=-Xint  -Xrs\t-Xbatch  ",
+                                         "java.extended.properties=-Da=\"b  c\" \\\n  -Xmx 64m",
+                                         "java.extended.properties=-Xint,-Xrs",
+                                         "velox.env.C_PATH=$PATH:/a",
+                                         "java.property.i='b c'",
+                                         "java.property.j=30 # seconds",
+                                         "# C:\\",
+                                         "word",
+                                         "",
+                                         " \t",
+                                         "=",
+                                         "%kvf.file.dir%=%",
+                                         "java.property.k=\xFF\xF0\x9F \\"};
+    std::string text;
+    for (std::size_t i = 0; i < most; ++i) {
+      const char* const end = random_() % 4 == 0 ? "\r\n" : "\n";
+      text += pieces[random_() % std::size(pieces)] + end + sentinel(i) + "=" + std::to_string(i);
+      if (i + 1 < most || random_() % 2 == 0) text += "\n";
+    }
+    return text;
+  }
+
+ private:
+  std::mt19937 random_{17};
+};
+
+TEST(Fixes, EndAndLeaveEverythingElseAsItIs) {
+  OddFiles files;
+  const std::string path = "/acme/app.kvf";
+  for (int round = 0; round < 40; ++round) {
+    const std::string lines = files.next();
+    SCOPED_TRACE(lines);
+    const std::string once = fixed(lines);
+    ASSERT_NE(once, "no end of it");
+    EXPECT_EQ(fixed(once), once);
+    const Inspection before = inspectFile(path, {}, {{path, sound() + lines}});
+    const Inspection after = inspectFile(path, {}, {{path, sound() + once}});
+    EXPECT_LE(after.failures().size(), before.failures().size());
+    for (std::size_t i = 0; i < OddFiles::most; ++i) {
+      const std::string key = OddFiles::sentinel(i);
+      if (before.valueOf(key.c_str()) == std::to_string(i)) {
+        EXPECT_EQ(after.valueOf(key.c_str()), std::to_string(i));
+      }
+    }
+  }
 }
 
 TEST(Fixes, OfTheSamePlaceOneIsTaken) {

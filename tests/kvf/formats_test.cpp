@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <regex>
@@ -139,6 +140,97 @@ TEST(FindingFormats, TheProblemMatcherTakesWhatIsPrinted) {
   }
   const std::string argument = reportOn(std::vector<std::string>{"wrapper", "--propfile"}, "gcc");
   EXPECT_FALSE(std::regex_search(argument, matcher));
+}
+
+/// A line, and the place of the finding of a rule in it: columns in characters.
+struct PlaceRow {
+  std::string lines;  ///< from line 4 on
+  const char* rule;
+  std::size_t line, column, endLine, endColumn;
+};
+
+const PlaceRow placeRows[] = {
+    {"x=%kvf.file.dir/\n", "open-reference", 4, 3, 4, 16},
+    {"java.property.a\t=\t%kvf.file.dir/x\n", "open-reference", 4, 19, 4, 32},
+    {"\xF0\x9F\x98\x80\xF0\x9F\x98\x80.x=%kvf.file.dir\r\n", "open-reference", 4, 6, 4, 19},
+    {"\xF0\x9F\x98\x80\xF0\x9F\x98\x80.x=\xC3\xA4 \r\n", "trailing-blank", 4, 7, 4, 8},
+    // Each byte that is not UTF-8 is one.
+    {"java.property.\xFF\xFF=\xC0%kvf.file.dir \n", "open-reference", 4, 19, 4, 32},
+    {"java.property.\xFF\xFF=\xC0%kvf.file.dir \n", "trailing-blank", 4, 32, 4, 33},
+    {"a=b\rword\rc=%kvf.file.dir\r", "open-reference", 4, 12, 4, 25},
+    {"x=one\\\n   \xC3\xA4two%kvf.file.dir\n", "open-reference", 5, 8, 5, 21},
+    {"word\xC3\xA4", "no-separator", 4, 1, 4, 6},
+    // Two in one line, of which the first ends after the second begins.
+    {"application.args=%a%b 5%\xC3\xA4 6% \n", "percent-pair", 4, 24, 4, 29},
+};
+
+TEST(FindingFormats, EachHasTheSamePlaceWhateverTheLineHolds) {
+  const std::string sound = "java.library=" + jvmLibrary() +
+                            "\nvelox.class.path.extended=" VELOX_PROBE_JAR
+                            "\njava.start.class=probe.Probe\n";
+  for (const PlaceRow& row : placeRows) {
+    SCOPED_TRACE(row.rule + (": " + row.lines));
+    const std::string all = sound + row.lines;
+    const auto number = [](std::size_t value) { return std::to_string(value); };
+    const std::string rule = row.rule;
+
+    const json findings = json::parse(reportOn(all, "json")).at("findings");
+    const auto isIt = [&](const json& one) { return one.at("rule") == rule; };
+    const auto finding = std::find_if(findings.begin(), findings.end(), isIt);
+    ASSERT_NE(finding, findings.end()) << findings.dump(2);
+    EXPECT_EQ(finding->at("line"), row.line);
+    EXPECT_EQ(finding->at("column"), row.column);
+    EXPECT_EQ(finding->at("endLine"), row.endLine);
+    EXPECT_EQ(finding->at("endColumn"), row.endColumn);
+
+    json region;
+    const json sarif = json::parse(reportOn(all, "sarif"));
+    for (const json& result : sarif["runs"][0]["results"])
+      if (region.is_null() && result["ruleId"] == rule)
+        region = result["locations"][0]["physicalLocation"]["region"];
+    EXPECT_EQ(region, json({{"startLine", row.line},
+                            {"startColumn", row.column},
+                            {"endLine", row.endLine},
+                            {"endColumn", row.endColumn}}));
+
+    const struct {
+      const char* format;
+      std::string text;
+    } parts[] = {
+        {"gcc", "kvf:" + number(row.line) + ":" + number(row.column) + ": "},
+        {"github", ",line=" + number(row.line) + ",endLine=" + number(row.endLine) +
+                       ",col=" + number(row.column) + ",endColumn=" + number(row.endColumn) +
+                       ",title=kvf " + rule + "::"},
+        {"checkstyle",
+         "<error line=\"" + number(row.line) + "\" column=\"" + number(row.column) + "\" "},
+    };
+    for (const auto& part : parts) {
+      const std::string report = reportOn(all, part.format);
+      EXPECT_NE(report.find(part.text), std::string::npos) << part.text << "\n" << report;
+    }
+  }
+}
+
+TEST(FindingFormats, NoNameOfAFileBreaksAReport) {
+  const std::string path = "/x/od\x01\nd\xFF<&>\"\xC3\xA9%,::'.kvf";
+  const Inspection inspection = inspectFile(path, {}, {{path, "word\x01\xFF<&>]]>\n"}});
+  const auto report = [&](const char* format) {
+    return findFindingFormat(format)->text(check({&inspection, 1}, {}), {.root = "/x"});
+  };
+  for (const char* format : {"json", "sarif", "gitlab"})
+    EXPECT_FALSE(json::parse(report(format)).empty()) << format;
+  for (const char* format : {"text", "gcc", "checkstyle"}) {
+    const std::string text = report(format);
+    EXPECT_NE(text.find("od\\x01\\nd\\xff"), std::string::npos) << text;
+    const auto isControl = [](char c) { return c >= 0 && c < ' ' && c != '\n'; };
+    EXPECT_EQ(std::count_if(text.begin(), text.end(), isControl), 0) << text;
+  }
+  EXPECT_NE(report("checkstyle").find("xff&lt;&amp;&gt;&quot;\xC3\xA9%,::"), std::string::npos);
+  EXPECT_NE(report("github").find("od\x01%0Ad\xFF<&>\"\xC3\xA9%25%2C%3A%3A'.kvf,line=1"),
+            std::string::npos)
+      << report("github");
+  EXPECT_NE(report("sarif").find("\"od%01%0Ad%FF%3C&%3E%22%C3%A9%25,%3A%3A'.kvf\""),
+            std::string::npos);
 }
 
 }  // namespace

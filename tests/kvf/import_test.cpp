@@ -1,3 +1,4 @@
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <random>
@@ -153,6 +154,22 @@ TEST_F(Import, RunsAsJavaDoes) {
       {{"-jar", "-Dprobe.do=exit:7", "app.jar", "--say=\"hi\"", "--", "tail "}},
       {{"-cp", "nowhere", "-Dprobe.do=throw", "-jar", "app.jar"}},
       {{"probe.Probe", "x"}, 8, {{"CLASSPATH", "lib/probe.jar"}}},
+      // The last class path counts, also the one that nobody writes so.
+      {{"-cp", "gone", "-Djava.class.path=lib/probe.jar", "-mx32m", "probe.Probe"}},
+      {{"-Djava.class.path=lib/probe.jar", "-ea", "-esa", "-dsa", "-da:x...", "probe.Probe"},
+       8,
+       {{"CLASSPATH", "gone"}}},
+      {{"-cp", ":lib/probe.jar::", "-Dprobe.value", "-Dprobe.value=1", "probe.Probe"}},
+      {{"-cp", "lib/probe.jar", "-Dprobe.value=1", "-Dprobe.value", "-D=x", "-Dprobe value=a",
+        "probe.Probe"}},
+      {{"-cp", "lib/*:lib/../lib/*", "-Dprobe.value==\\\nb\r\tc\\", "probe.Probe", "=a", ":a", "#a",
+        "!a", " a", "a ", "x\ny\\"}},
+      {{"-XX:+UseSerialGC", "-XX:MaxHeapSize=32m", "-Xmx64m", "-Xmx48m", "-cp", "lib/probe.jar",
+        "-Dprobe.value=%c%d%", "probe.Probe", "%c%", "%%", "\1"}},
+      {{"-XX:OnError=echo %p 'x y'", "-XX:+IgnoreUnrecognizedVMOptions", "-XX:+Foo", "-cp",
+        "lib/probe.jar", "-Dsun.java.command=x", "probe.Heir"}},
+      {{"-cp", "lib/probe.jar", "-Dprobe.do=exit:3", "probe.Probe", "-jar", "-cp", "x", "--propVar",
+        "a=b", "--run", "-h", std::string(5000, 'x')}},
       {{"@words", "@no"}, 9},
       {{"--class-path=lib/probe.jar", "--add-opens", "java.base/java.lang=ALL-UNNAMED",
         "-Dprobe.value=1", "-Dprobe.value=2", "probe/Probe"},
@@ -279,6 +296,65 @@ TEST_F(Import, SecretsMoveToAFileOfTheOwner) {
   fs::remove(sandbox_.path("own.kvf"));
   EXPECT_TRUE(import(line).has("app.kvf: File exists"));
   EXPECT_FALSE(fs::exists(sandbox_.path("own.kvf")));
+}
+
+TEST_F(Import, ASecretThatNoReferenceCanBringStaysWhereItIs) {
+  const Outcome outcome = import({"--secrets", "own.kvf", "--", "java", "-cp", "lib/probe.jar",
+                                  "probe.Probe", "--password", "hid@@#@@den", "--token=hidden"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_TRUE(outcome.has("kvf: not carried over: a secret with @@#@@ in it is not moved"));
+  EXPECT_TRUE(outcome.has("=hid@@#@@den\n"));
+  EXPECT_FALSE(outcome.has("=--token=hidden\n"));
+  EXPECT_NE(sandbox_.read("own.kvf").find("hidden\n"), std::string::npos);
+}
+
+TEST_F(Import, EachPropertySaysWhereItComesFromOnce) {
+  sandbox_.write("words", "-Dc=1 -Dd=2\n");
+  const Outcome outcome =
+      import({"--", "java", "-cp", "lib/probe.jar", "-Da=1", "-Db=2", "-Da=3", "probe.Probe"});
+  EXPECT_TRUE(
+      outcome.has("\n# System properties.\n# word 5\njava.property.a=3\n# word 4\n"
+                  "java.property.b=2\n\n"));
+  if (javaRelease() < 9) return;
+  EXPECT_TRUE(import({"--", "java", "@words", "-De=1", "-cp", "lib/probe.jar", "probe.Probe"})
+                  .has("\n# System properties.\n# words:1\njava.property.c=1\njava.property.d=2\n"
+                       "# word 2\njava.property.e=1\n\n"));
+}
+
+TEST_F(Import, AProcessWhoseJvmWasUpdatedGetsTheNewOne) {
+  if (javaRelease() < 9) GTEST_SKIP() << "a Java 8 has other folders";
+  const fs::path home = javaHome();
+  const fs::path jre = sandbox_.path("jre");
+  for (const char* folder : {"bin", "lib/server"}) fs::create_directories(jre / folder);
+  const std::string library = "lib/server/libjvm.so";
+  for (const auto& file : {std::string("bin/java"), std::string("lib/libjli.so"), library})
+    fs::copy_file(home / file, jre / file);
+  for (const auto& entry : fs::directory_iterator(home / "lib")) {
+    if (!fs::exists(jre / "lib" / entry.path().filename()))
+      fs::create_symlink(entry.path(), jre / "lib" / entry.path().filename());
+  }
+  fs::create_directory_symlink(home / "conf", jre / "conf");
+  Start start = start_;
+  start.inChild = [] {
+    if (::freopen("out.log", "w", stderr) == nullptr) std::_Exit(1);
+  };
+  Child java = sandbox_.start(
+      {(jre / "bin/java").native(), "-cp", VELOX_LIFECYCLE_JAR, "lifecycle.Lifecycle", "wait"},
+      start);
+  if (!java.prints("ready")) GTEST_SKIP() << "the JDK does not start from another place";
+  const Texts process = {"--pid", std::to_string(java.id())};
+  const std::string note = "# The JVM was updated while the process runs";
+  Outcome outcome = import(process);
+  if (outcome.has("sees other files"))
+    GTEST_SKIP() << "in a chroot, where programs of a sandbox do";
+  EXPECT_FALSE(outcome.has(note));
+  EXPECT_TRUE(outcome.has("# Its standard error goes to " + sandbox_.path("out.log") + ".\n"));
+  EXPECT_FALSE(outcome.has("# Its standard output goes to "));
+  fs::remove(jre / library);
+  fs::copy_file(home / library, jre / library);
+  outcome = import(process);
+  EXPECT_TRUE(outcome.has(note));
+  EXPECT_TRUE(outcome.has("\njava.library=" + (jre / library).native() + "\n"));
 }
 
 TEST_F(Import, ARunningProcessAndAUnit) {

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 
 #include "kvf/launch/Inspector.h"
+#include "kvf/launch/LaunchJvm.h"
 #include "support/Sandbox.h"
 
 namespace {
@@ -94,6 +95,38 @@ TEST(Inspection, HasPositionsOfContinuedAndIncludedLines) {
   EXPECT_EQ(inspection.nameOf(inspection.positionOf("b")), file + ":5");
   EXPECT_EQ(inspection.nameOf(inspection.positionOf("c")), folder + "/part.kvf:3");
   EXPECT_EQ(inspection.nameOf(inspection.positionOf("d")), file + ":7");
+}
+
+TEST(LaunchJvm, TheProgramJavaIsThatOfTheLaunch) {
+  Sandbox sandbox;
+  for (const char* program : {"start/java", "start/bin/java", "bin/java"})
+    sandbox.write(program, "", true);
+  sandbox.write("plain/java", "");
+  std::filesystem::create_directories(sandbox.path("folder/java"));
+  const struct {
+    std::string program;
+    std::string found;  ///< in the sandbox; empty: nothing
+  } rows[] = {
+      // Along PATH alone, whatever lies in the directory of the application.
+      {"java", "bin/java"},
+      {"./java", "start/java"},
+      {"bin/java", "start/bin/java"},
+      {sandbox.path("plain/java"), ""},
+      {sandbox.path("folder/java"), ""},
+      {"gone", ""},
+  };
+  for (const auto& row : rows) {
+    const Inspection inspection = inspectFile(sandbox.write(
+        "app.kvf",
+        "wrapper.command=--cmdlineJava\napplication.start.dir=%kvf.file.dir%/start\n"
+        "velox.env.PATH=%kvf.file.dir%/plain:%kvf.file.dir%/folder:%kvf.file.dir%/bin\n"
+        "java.path=" +
+            row.program + "\n"));
+    const std::string found = javaProgramOf(inspection);
+    EXPECT_EQ(found.empty() ? "" : std::filesystem::path(found).lexically_normal(),
+              row.found.empty() ? "" : sandbox.path(row.found))
+        << row.program;
+  }
 }
 
 }  // namespace

@@ -529,6 +529,32 @@ TEST_F(KvfTest, AJvmLooksForTheStartClassOnAModulePath) {
   EXPECT_TRUE(run({"check", "--jvm", "app.kvf"}).has("Module acme.gone not found"));
 }
 
+TEST_F(KvfTest, WhyAJvmDoesNotStartIsTheFirstThatItSaysOfIt) {
+  kvf("java.library=" VELOX_NATIVE_DIRECTORY "/librefusing_jvm.so\n" +
+      probe().substr(probe().find('\n') + 1));
+  const struct {
+    const char* says;
+    const char* reason;
+  } rows[] = {
+      {"Error: one\nError: two\n", "Error: one"},
+      {"\n\nError: after blank lines\n", "Error: after blank lines"},
+      {"Picked up JAVA_TOOL_OPTIONS: -Da=b\nError: one\n", "Error: one"},
+      {"[0.003s][info][gc] Using G1\nError: one\n", "Error: one"},
+      {"OpenJDK 64-Bit Server VM warning: Option X was deprecated in version 9\nError: one\n",
+       "Error: one"},
+      {"Error occurred during initialization of VM\n\nToo small\nmore\n",
+       "Error occurred during initialization of VM: Too small"},
+      {"no end of line", "no end of line"},
+  };
+  for (const auto& row : rows) {
+    const Outcome outcome =
+        run({"check", "--jvm", "app.kvf"}, {.environment = {{"JVM_SAYS", row.says}}});
+    EXPECT_EQ(outcome.status, 1) << row.says;
+    EXPECT_TRUE(outcome.has("these options: \"" + std::string(row.reason) + "\" [jvm-refuses]\n"))
+        << row.says;
+  }
+}
+
 TEST_F(KvfTest, ATrialForAUnitHasItsEnvironmentAlone) {
   kvf(probe());
   sandbox_.write("app.service",

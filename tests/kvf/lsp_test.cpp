@@ -3,10 +3,14 @@
 #include <csignal>
 #include <cstdlib>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <random>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -101,6 +105,42 @@ TEST(TextDocument, CountsEachByteThatIsNotUtf8) {
   const TextDocument document("\xC3z\xF0\x9F", utf16);
   EXPECT_EQ(document.offsetOf({0, 1}), 1U);
   EXPECT_EQ(document.placeOf(2), (TextPlace{0, 2}));
+}
+
+TEST(TextDocument, IsWhatItsEditsMakeOfIt) {
+  std::mt19937 random(17);
+  const std::string pieces[] = {"a",    "\n", "\r\n", "\r",   "\xC3\xA4", "\xF0\x9F\x98\x80",
+                                "=%x%", "\\", "\t",   "\xFF", " "};
+  const auto oddText = [&](std::size_t most) {
+    std::string text;
+    for (std::size_t count = random() % most; count > 0; --count)
+      text += pieces[random() % std::size(pieces)];
+    return text;
+  };
+  using Character = TextUnits::Character;
+  const TextUnits all[] = {
+      {Character::byte}, {Character::utf16}, {Character::codePoint}, {Character::utf16, false}};
+  for (std::size_t round = 0; round < 400; ++round) {
+    const TextUnits units = all[round % std::size(all)];
+    std::string text = oddText(12);
+    TextDocument document(text, units);
+    for (int edit = 0; edit < 5; ++edit) {
+      // Places that the client can name.
+      std::size_t start = document.offsetOf({random() % 6, random() % 6});
+      std::size_t end = document.offsetOf({random() % 6, random() % 6});
+      if (start > end) std::swap(start, end);
+      const TextRange range = document.rangeOf(start, end);
+      ASSERT_EQ(document.offsetOf(range.start), start) << testing::PrintToString(text);
+      ASSERT_EQ(document.offsetOf(range.end), end) << testing::PrintToString(text);
+      const std::string with = oddText(4);
+      document.replace(range, with);
+      text.replace(start, end - start, with);
+      ASSERT_EQ(document.text(), text);
+      const TextDocument anew(text, units);
+      for (std::size_t at = 0; at <= text.size(); ++at)
+        ASSERT_EQ(document.placeOf(at), anew.placeOf(at)) << testing::PrintToString(text) << at;
+    }
+  }
 }
 
 TEST(TextDocument, IsReplacedInPartOrWhole) {
@@ -487,6 +527,79 @@ TEST_F(LspTest, FindingsFollowTheTexts) {
   say(Json::parse(leave));
   EXPECT_EQ(server.wait().status, 0);
   ::close(ends[1]);
+}
+
+/// The diagnostics of that version of the document in what a server has printed.
+Json diagnosticsIn(const std::string& printed, const std::string& uri, int version) {
+  MessageReader reader;
+  reader.add(printed);
+  Json found;
+  while (const auto message = reader.next()) {
+    const Json body = Json::parse(message->body);
+    if (body.value("method", "") != "textDocument/publishDiagnostics") continue;
+    const Json& params = body["params"];
+    if (params["uri"] == uri && params.value("version", 0) == version)
+      found = params["diagnostics"];
+  }
+  return found;
+}
+
+TEST_F(LspTest, EditsLeadToTheFindingsOfTheTextThatTheyMake) {
+  const std::string uri = uriOfPath(sandbox_.path("app.kvf"));
+  const auto edit = [](TextRange range, const char* text) {
+    return Json{{"range", asJson(range)}, {"text", text}};
+  };
+  // Typed, with pauses and without, over lines, characters of two units and carriage returns.
+  const std::vector<std::vector<Json>> versions = {
+      {edit({{3, 0}, {3, 0}}, "java.property.\xF0\x9F\x98\x80=%kvf.file.dir")},
+      {edit({{3, 30}, {3, 30}}, "/a \r\nword\r\n"), edit({{4, 4}, {5, 0}}, "=%x%\n")},
+      {edit({{3, 14}, {3, 16}}, "b"), edit({{3, 0}, {3, 0}}, "# C:\\\n")},
+      {edit({{2, 5}, {3, 5}}, ""), edit({{2, 5}, {2, 5}}, "start.class=probe.Probe\n")},
+      {edit({{99, 0}, {99, 9}}, "last = line ")},
+  };
+  const auto served = [&](const std::string& text, const std::vector<std::vector<Json>>& edits,
+                          bool pauses) {
+    int ends[2];
+    EXPECT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+    Child server =
+        sandbox_.start({VELOX_KVF, "lsp"}, {.inChild = [&] { ::dup2(ends[0], STDIN_FILENO); }});
+    ::close(ends[0]);
+    const auto say = [&](const Json& message) {
+      const std::string framedText = framed(message.dump());
+      EXPECT_EQ(::write(ends[1], framedText.data(), framedText.size()),
+                static_cast<ssize_t>(framedText.size()));
+    };
+    const auto awaitFindings = [&](int version) {
+      EXPECT_TRUE(server.prints("\"version\":" + std::to_string(version) + "}"));
+    };
+    say(Json::parse(initialize));
+    Json document = {{"uri", uri}, {"version", 1}, {"text", text}};
+    say({{"method", "textDocument/didOpen"}, {"params", {{"textDocument", document}}}});
+    if (pauses) awaitFindings(1);
+    int version = 1;
+    for (const std::vector<Json>& changes : edits) {
+      document = {{"uri", uri}, {"version", ++version}};
+      say({{"method", "textDocument/didChange"},
+           {"params", {{"textDocument", document}, {"contentChanges", changes}}}});
+      if (pauses) awaitFindings(version);
+    }
+    awaitFindings(version);
+    say(Json::parse(shutdown));
+    say(Json::parse(leave));
+    const Outcome outcome = server.wait();
+    ::close(ends[1]);
+    EXPECT_EQ(outcome.status, 0);
+    return diagnosticsIn(outcome.out, uri, version);
+  };
+  TextDocument text(probe(), utf16);
+  for (const std::vector<Json>& changes : versions) {
+    for (const Json& change : changes)
+      text.replace(rangeIn(change["range"]), change["text"].get<std::string>());
+  }
+  const Json expected = served(text.text(), {}, true);
+  EXPECT_FALSE(expected.empty());
+  for (const bool pauses : {true, false})
+    EXPECT_EQ(served(probe(), versions, pauses), expected) << text.text();
 }
 
 }  // namespace

@@ -168,6 +168,9 @@ TEST_F(New, ARuntimeGetsAnArchiveOfItsClasses) {
                   .has("was given a class-data archive"));
   EXPECT_EQ(sandbox_.read(archive), "-Xshare:dump -Xmx128m -XX:+UseSerialGC\n");
   EXPECT_EQ(fs::status(sandbox_.path(archive)).permissions(), fs::perms(0644));
+  // As old as the start class.
+  sandbox_.write("jre/release", "JAVA_VERSION=\"1.8.0_392\"\n");
+  EXPECT_EQ(made("exit 0").status, 0);
   sandbox_.write("jre/lib/server/classes.jsa", "its own");
   EXPECT_FALSE(made("exit 1").has("class-data"));
   EXPECT_EQ(sandbox_.read(archive), "its own");
@@ -251,6 +254,9 @@ TEST_F(New, WhatCannotBeMadeLeavesNothingBehind) {
       {{"new:1", "--jar", "probe.jar"}, "cannot hold a folder with a colon in its name"},
       {{"new", "--jar", "probe.jar", "--wrapper", "missing"}, "cannot read missing: No such file"},
       {{"new", "--jar", "probe.jar", "--wrapper", "/bin/true"}, "is not the wrapper"},
+      {{"new", "--name", "x", "--wrapper", "/bin/true", "--", javaProgram(), "-cp", VELOX_PROBE_JAR,
+        "probe.Probe"},
+       "is not the wrapper"},
       {{"old/new", "--jar", "probe.jar", "--jre", "old"}, "is in the runtime"},
       {{"new", "--jar", "probe.jar", "--jre", "linked"}, "the JVM of linked is outside of it"},
       {{"there", "--jar", "probe.jar"}, "there exists already; --force writes into it"},
@@ -331,6 +337,27 @@ TEST(NewApplication, TheUnitQuotesItsPath) {
   EXPECT_NE(unit.find("ExecStart=\"/a b/50%%\\\"\\n/bin/acme\"\n"), std::string::npos) << unit;
 }
 
+TEST_F(New, AStartScriptIsCheckedWithTheFilesThatItMakes) {
+  jar("probe.jar", "Main-Class: probe.Probe\n");
+  ASSERT_EQ(kvfNew({"made", "--jar", "probe.jar"}).status, 0);
+  const Texts rows[] = {
+      {},
+      {"plain", "a b", ""},
+      {"say \"hi\"", "x"},
+      {"100%", "", "say \"hi\"", "%HOME%"},
+      {"\"", "100%", "@@#@@"},
+      // Those with a dash at the start need a file.
+      {"say \"hi\"", "--run", "100%"},
+  };
+  for (const Texts& arguments : rows) {
+    Texts line = {VELOX_KVF, "check", "--", "made/bin/probe"};
+    line.insert(line.end(), arguments.begin(), arguments.end());
+    EXPECT_EQ(sandbox_.run(line, withJvm), (Outcome{0, ""}));
+    line.erase(line.begin(), line.begin() + 3);
+    EXPECT_TRUE(sandbox_.run(line, withJvm).out.starts_with(printed(arguments)));
+  }
+}
+
 TEST_F(New, TheUnitIsSoundAndItsCheckFindsWhatIsNot) {
   jar("probe.jar", "Main-Class: probe.Probe\nAdd-Opens: java.base/java.lang\n");
   ASSERT_EQ(kvfNew({"a b", "--jar", "probe.jar"}).status, 0);
@@ -352,6 +379,29 @@ TEST_F(New, TheUnitIsSoundAndItsCheckFindsWhatIsNot) {
   sandbox_.write("a b/probe.kvf", sandbox_.read("a b/probe.kvf") + "java.start.class=No\n");
   EXPECT_EQ(checked(here).status, 1);
   EXPECT_EQ(checked("/nowhere"), (Outcome{0, ""}));
+}
+
+TEST(ApplicationTexts, NothingIsLeftToFillIn) {
+  ApplicationFolder folder;
+  folder.name = "a-b";
+  folder.jvmLibrary = "/jvm/libjvm.so";
+  for (const char* user : {"", "acme", "50%"}) {
+    folder.user = user;
+    const std::string unit = serviceUnit(folder, "/opt/a-b");
+    EXPECT_EQ(unit.find('@'), std::string::npos) << unit;
+    EXPECT_NE(unit.find("\nDescription=a-b\n"), std::string::npos) << unit;
+    EXPECT_NE(unit.find(folder.user.empty()    ? "\n#User=a-b\n"
+                        : folder.user == "50%" ? "\nUser=50%%\n"
+                                               : "\nUser=acme\n"),
+              std::string::npos)
+        << unit;
+  }
+  const std::string rule = temporaryFilesRule(folder);
+  EXPECT_NE(rule.find("\ne /var/log/a-b-crash - "), std::string::npos) << rule;
+  EXPECT_EQ(rule.find('@'), std::string::npos) << rule;
+  const std::string script = startScript(folder);
+  for (const char* place : {"@NAME@", "@VARIABLE@", "@LIMIT@"})
+    EXPECT_EQ(script.find(place), std::string::npos) << script;
 }
 
 TEST(ApplicationTexts, AJvmOfTheMachineStaysWhereItIsAndAShippedOneMoves) {

@@ -172,6 +172,81 @@ TEST_F(Ready, AChildOfTheProcessCounts) {
   EXPECT_EQ(ready(parent, {"--tcp", "127.0.0.1:" + port}), (Outcome{0, ""}));
 }
 
+/// A socket of that kind on the loopback of its family, at a port of the system's choice.
+int boundToSomePort(int family, int type) {
+  const int handle = ::socket(family, type, 0);
+  sockaddr_in6 address = {};
+  auto* const generic = reinterpret_cast<sockaddr*>(&address);
+  auto* const four = reinterpret_cast<sockaddr_in*>(&address);
+  socklen_t size = family == AF_INET6 ? sizeof address : sizeof *four;
+  generic->sa_family = static_cast<sa_family_t>(family);
+  if (family == AF_INET6) {
+    address.sin6_addr = in6addr_loopback;
+  } else {
+    four->sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  }
+  if (::bind(handle, generic, size) != 0 || ::getsockname(handle, generic, &size) != 0) ::_exit(9);
+  return handle;
+}
+
+TEST_F(Ready, OnlyASocketThatListensCounts) {
+  Child child([&] {
+    boundToSomePort(AF_INET, SOCK_STREAM);
+    boundToSomePort(AF_INET, SOCK_DGRAM);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    sandbox_.path("bound").copy(address.sun_path, sizeof address.sun_path - 1);
+    const int local = ::socket(AF_UNIX, SOCK_DGRAM, 0);
+    if (::bind(local, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) ::_exit(9);
+    // A listener that is closed again counts no more.
+    const int closed = boundToSomePort(AF_INET, SOCK_STREAM);
+    if (::listen(closed, 1) != 0) ::_exit(9);
+    ::close(closed);
+    ::dprintf(STDOUT_FILENO, "bound\n");
+    ::pause();
+  });
+  ASSERT_TRUE(child.prints("bound\n"));
+  const std::string name = sandbox_.path("bound");
+  EXPECT_EQ(ready(child, {"--unix", name, "--tcp", "1", "--timeout", "0"}),
+            (Outcome{1, process(child) + "does not listen on " + name +
+                            ", TCP port 1; it listens nowhere\n"}));
+}
+
+TEST_F(Ready, AListenerOfIPv6ServesItsOwnAddress) {
+  Child child([] {
+    const int handle = boundToSomePort(AF_INET6, SOCK_STREAM);
+    if (::listen(handle, 1) != 0) ::_exit(9);
+    ::dprintf(STDOUT_FILENO, "listens\n");
+    ::pause();
+  });
+  if (!child.prints("listens\n")) GTEST_SKIP() << "no IPv6 here";
+  const Outcome outcome = ready(child, {"--tcp", "1", "--timeout", "0"});
+  const std::string before = "it listens on [::1]:";
+  ASSERT_TRUE(outcome.has(before));
+  std::string port = outcome.out.substr(outcome.out.find(before) + before.size());
+  port.pop_back();
+  EXPECT_EQ(ready(child, {"--tcp", port}), (Outcome{0, ""}));
+  EXPECT_EQ(ready(child, {"--tcp", "[::1]:" + port}), (Outcome{0, ""}));
+  EXPECT_EQ(ready(child, {"--tcp", "127.0.0.1:" + port, "--timeout", "0"}).status, 1);
+}
+
+TEST_F(Ready, ASocketThatIsHandedDownIsTheReceiversToo) {
+  Child child([] {
+    const int handle = boundToSomePort(AF_INET, SOCK_STREAM);
+    if (::listen(handle, 1) != 0) ::_exit(9);
+    const pid_t heir = ::fork();
+    if (heir == 0) {
+      ::usleep(100'000);
+      ::dprintf(STDOUT_FILENO, "%d\n", ::getpid());
+      ::pause();
+    }
+    ::close(handle);
+    ::pause();
+  });
+  ASSERT_TRUE(child.prints("\n"));
+  EXPECT_TRUE(ready(child, {"--tcp", "1", "--timeout", "0"}).has("it listens on 127.0.0.1:"));
+}
+
 TEST_F(Ready, EndsWithTheProcessOrASignal) {
   Child child([] { ::usleep(300'000); });
   EXPECT_EQ(ready(child, {"--tcp", "1"}),

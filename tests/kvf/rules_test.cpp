@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
+#include <map>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -132,6 +133,12 @@ const Row rows[] = {
      launch(jvm, "%kvf.file.dir%/classes/probe", "Probe")},
     {"start-class-not-found", 3, "too deep there, as in.probe.Probe",
      launch(jvm, "%kvf.file.dir%/folded")},
+    // The nearest of the first archive that has one.
+    {"start-class-not-found", 3, "did you mean a.Near?",
+     launch(jvm, "%kvf.file.dir%/near/a.jar:%kvf.file.dir%/near/b.jar", "c.Near")},
+    {"class-path-versions", 2, "two versions of acme are",
+     launch(jvm, std::string(probeJar) + ":%kvf.file.dir%/versions/acme-1.0.jar:" +
+                     "%kvf.file.dir%/versions/acme-1.1.jar")},
     {"start-method", 4, "void notStatic(", launch() + "java.start.method=notStatic\n"},
     {"start-method", 3, "void main(String[])\", and", launch(jvm, probeJar, "probe.Probe$Failing")},
     {"start-method", 4, "void gone(",
@@ -247,6 +254,23 @@ void writeSurroundings(Sandbox& sandbox) {
   writeArchive(sandbox, "urls.jar",
                {{"META-INF/MANIFEST.MF",
                  "Class-Path: my%20lib/a.jar file:" + sandbox.path("gone.jar") + "\n"}});
+  const std::string some = Archive(jar).read("probe/Probe.class").value();
+  writeArchive(sandbox, "near/a.jar", {{"a/Near.class", some}});
+  writeArchive(sandbox, "near/b.jar", {{"b/Near.class", some}});
+  // Only a class that both have is taken from one of them.
+  const std::map<std::string, std::string> shared = {{"logback.xml", "<x/>"},
+                                                     {"META-INF/versions/9/acme/A.class", some},
+                                                     {"acme/package-info.class", some},
+                                                     {"module-info.class", some}};
+  for (const char* name : {"versions/acme-1.0.jar", "versions/acme-1.1.jar"})
+    writeArchive(sandbox, name, {{"acme/A.class", some}});
+  for (const char* name : {"1.0", "1.1"}) {
+    std::map<std::string, std::string> entries = shared;
+    entries[std::string("acme/V") + name[2] + ".class"] = some;
+    writeArchive(sandbox, std::string("versions/other-") + name + ".jar", entries);
+  }
+  writeArchive(sandbox, "mixed/a.jar", {{"a/A.class", some}});
+  sandbox.write("mixed/b/B.class", some);
   sandbox.write("links/note", "");
   fs::create_symlink(jar, sandbox.path("links/a.jar"));
   fs::create_symlink(sandbox.path("links/note"), sandbox.path("links/other"));
@@ -341,6 +365,10 @@ const std::string soundFiles[] = {
     launch(jvm, "%kvf.file.dir%/classes"),
     launch(jvm, "%kvf.file.dir%/manifest.jar"),
     launch(jvm, "%kvf.file.dir%/urls.jar"),
+    // It brings classes, too.
+    withPlainClassPath("%kvf.file.dir%/mixed"),
+    launch(jvm, std::string(probeJar) + ":%kvf.file.dir%/versions/other-1.0.jar:" +
+                    "%kvf.file.dir%/versions/other-1.1.jar"),
     launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/level/**") +
         "velox.class.path.extended.search.level=5x\n",
     launch(jvm, "%kvf.file.dir%/lib", "com.sun.tools.javac.Main"),
@@ -435,8 +463,12 @@ TEST(Rules, SoundCommandLinesHaveNoFinding) {
   const std::string debugged = sandbox.write(
       "debugged.kvf",
       launch() + "java.extended.properties=-agentlib:jdwp=transport=dt_socket,server=y\n");
+  // --propVar comes before the environment, so that nothing of that is used.
+  const std::string homely =
+      sandbox.write("homely.kvf", launch() + "HOME=/own\njava.property.a=%HOME%\n");
   const Texts lines[] = {
       full,
+      {"w", "--propFile", homely, "--propVar", "HOME=/typed"},
       {"w", "--propFile", app, "--propVar", "WHO=a=b", "--delayStart", "2000", "-x", "y"},
       {"w", "--propFile", app, "--kill", "abort"},
       {"w", "--propFile", app, "--cmdlineJava"},

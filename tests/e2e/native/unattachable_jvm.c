@@ -1,0 +1,74 @@
+/* A JVM library that takes no further thread, and whose application never ends by itself. */
+
+#include <jni.h>
+#include <stdio.h>
+#include <unistd.h>
+
+static int something;
+
+static jclass findClass(JNIEnv* java, const char* name) {
+  (void)java, (void)name;
+  return (jclass)&something;
+}
+static jmethodID methodOf(JNIEnv* java, jclass type, const char* name, const char* signature) {
+  (void)java, (void)type, (void)name, (void)signature;
+  return (jmethodID)&something;
+}
+static jstring newText(JNIEnv* java, const char* text) {
+  (void)java, (void)text;
+  return (jstring)&something;
+}
+static jobject callForObject(JNIEnv* java, jclass type, jmethodID method, va_list arguments) {
+  (void)java, (void)type, (void)method, (void)arguments;
+  return NULL;
+}
+static void call(JNIEnv* java, jclass type, jmethodID method, va_list arguments) {
+  (void)java, (void)type, (void)method, (void)arguments;
+  puts("ready");
+  fflush(stdout);
+  for (;;) pause();
+}
+static jobjectArray newArray(JNIEnv* java, jsize size, jclass type, jobject first) {
+  (void)java, (void)size, (void)type, (void)first;
+  return (jobjectArray)&something;
+}
+static jobject newReference(JNIEnv* java, jobject object) {
+  (void)java;
+  return object;
+}
+static jboolean checkException(JNIEnv* java) {
+  (void)java;
+  return JNI_FALSE;
+}
+static void clearException(JNIEnv* java) {
+  (void)java;
+}
+static jint environment(JavaVM* vm, void** java, jint version) {
+  (void)vm, (void)java, (void)version;
+  return JNI_EDETACHED;
+}
+static jint attach(JavaVM* vm, void** java, void* arguments) {
+  (void)vm, (void)java, (void)arguments;
+  return JNI_ERR;
+}
+
+static const struct JNINativeInterface_ functions = {.FindClass = findClass,
+                                                     .GetStaticMethodID = methodOf,
+                                                     .NewStringUTF = newText,
+                                                     .CallStaticObjectMethodV = callForObject,
+                                                     .CallStaticVoidMethodV = call,
+                                                     .NewObjectArray = newArray,
+                                                     .NewGlobalRef = newReference,
+                                                     .ExceptionCheck = checkException,
+                                                     .ExceptionClear = clearException};
+static const struct JNIInvokeInterface_ invocation = {.GetEnv = environment,
+                                                      .AttachCurrentThread = attach};
+
+jint JNI_CreateJavaVM(JavaVM** vm, void** java, void* arguments) {
+  (void)arguments;
+  static JNIEnv own = &functions;
+  static JavaVM machine = &invocation;
+  *vm = &machine;
+  *java = &own;
+  return JNI_OK;
+}
