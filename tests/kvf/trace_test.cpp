@@ -473,6 +473,25 @@ TEST(TraceFormats, Picture) {
   EXPECT_NE(page.find(">most: 2</text>"), std::string::npos);
   EXPECT_NE(page.find(">5 ms</text>"), std::string::npos) << "the axis";
   EXPECT_EQ(page.find(">1 ms</text>"), std::string::npos);
+  EXPECT_NE(page.find("class=\"inside\">application, 24.0 ms</text>"), std::string::npos);
+  EXPECT_EQ(page.find("class=\"inside\">Pause Young"), std::string::npos) << "no place";
+  // At the edge the words stand in front of the bar.
+  EXPECT_NE(page.find("class=\"before\">a.X, 20.0 ms</text>"), std::string::npos);
+  EXPECT_NE(page.find("class=\"legend\">a.Main, 4.0 ms</text>"), std::string::npos);
+  EXPECT_EQ(page.find(">no pause</text>"), std::string::npos);
+}
+
+TEST(TraceFormats, ThreadsThatVerifyAtOnceFillTheLane) {
+  const std::string page =
+      tracePage(Log()
+                    .at(20, "class,init", "Start class verification for: a.A")
+                    .at(20, "class,init", "Start class verification for: a.B", 8)
+                    .at(40, "class,init", "End class verification for: a.A")
+                    .at(40, "class,init", "End class verification for: a.B", 8)
+                    .until(60));
+  EXPECT_NE(page.find("height=\"22.00\" fill=\"#b5838d\"><title>200.00 % of one thread<"),
+            std::string::npos);
+  EXPECT_NE(page.find(">no pause</text>"), std::string::npos);
 }
 
 class Trace : public testing::Test {
