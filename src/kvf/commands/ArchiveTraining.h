@@ -75,7 +75,9 @@ class ArchiveTraining {
   class PlainFile final : private Unfinished {
    public:
     PlainFile(std::filesystem::path file, std::string_view text);
-    ~PlainFile() { takeBack(); }
+    PlainFile(const PlainFile&) = delete;
+    PlainFile& operator=(const PlainFile&) = delete;
+    ~PlainFile() override { takeBack(); }
 
    private:
     void takeBack() noexcept override;

@@ -54,7 +54,10 @@ class FolderUpdate {
 
   class MadeFolders final : private Unfinished {
    public:
-    ~MadeFolders() { takeBack(); }
+    MadeFolders() = default;
+    MadeFolders(const MadeFolders&) = delete;
+    MadeFolders& operator=(const MadeFolders&) = delete;
+    ~MadeFolders() override { takeBack(); }
     /// With those that lead to it, where it is not there.
     void make(const std::filesystem::path& folder);
     void keep() { folders_.clear(); }
@@ -69,7 +72,9 @@ class FolderUpdate {
   class Moves final : private Unfinished {
    public:
     explicit Moves(TemporaryFolder& beside) : beside_(beside) {}
-    ~Moves() { takeBack(); }
+    Moves(const Moves&) = delete;
+    Moves& operator=(const Moves&) = delete;
+    ~Moves() override { takeBack(); }
     void move(const std::filesystem::path& fresh, const std::filesystem::path& target);
     void exchange(const std::filesystem::path& fresh, const std::filesystem::path& target);
     /// Gives a file a second name; false: the name is not free.

@@ -40,7 +40,9 @@ class NewFile final : private Unfinished {
         isToBeRemoved_(descriptor_.number() >= 0) {
     if (!isToBeRemoved_) fail("make");
   }
-  ~NewFile() { takeBack(); }
+  NewFile(const NewFile&) = delete;
+  NewFile& operator=(const NewFile&) = delete;
+  ~NewFile() override { takeBack(); }
 
   [[nodiscard]] int number() const { return descriptor_.number(); }
   void keep() { isToBeRemoved_ = false; }

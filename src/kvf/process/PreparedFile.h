@@ -13,7 +13,9 @@
 class PreparedFile final : private Unfinished {
  public:
   PreparedFile(const std::filesystem::path& file, std::string_view text, unsigned mode);
-  ~PreparedFile() { takeBack(); }
+  PreparedFile(const PreparedFile&) = delete;
+  PreparedFile& operator=(const PreparedFile&) = delete;
+  ~PreparedFile() override { takeBack(); }
 
   /// Puts it in its place, if that is still free.
   void place();

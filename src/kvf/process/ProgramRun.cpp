@@ -131,7 +131,9 @@ class Spawning {
 class GuardianProcess final : private Unfinished {
  public:
   explicit GuardianProcess(pid_t id) : id_(id) {}
-  ~GuardianProcess() { takeBack(); }
+  GuardianProcess(const GuardianProcess&) = delete;
+  GuardianProcess& operator=(const GuardianProcess&) = delete;
+  ~GuardianProcess() override { takeBack(); }
 
   void wait() noexcept {
     while (::waitpid(id_, nullptr, 0) < 0 && errno == EINTR) continue;

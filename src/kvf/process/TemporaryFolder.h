@@ -13,8 +13,10 @@ class TemporaryFolder final : private Unfinished {
   TemporaryFolder();
   /// Makes it in the parent; the name begins with the prefix. Throws FileError.
   TemporaryFolder(const std::filesystem::path& parent, const std::string& prefix);
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
   /// Says on standard error what cannot be removed.
-  ~TemporaryFolder() { takeBack(); }
+  ~TemporaryFolder() override { takeBack(); }
 
   [[nodiscard]] const std::filesystem::path& path() const { return path_; }
   /// Gives the folder to the owner of its parent, where this process may do so, so that a program

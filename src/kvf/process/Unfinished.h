@@ -12,14 +12,14 @@ class Unfinished {
  public:
   Unfinished(const Unfinished&) = delete;
   Unfinished& operator=(const Unfinished&) = delete;
+  /// REQUIRES: nothing takes memory from the end of the owner's destructor on.
+  virtual ~Unfinished();
 
   /// Takes back all of it, the latest first. Takes no memory: its end may be the reason.
   static void takeAllBack() noexcept;
 
  protected:
   Unfinished() : next_(first_) { first_ = this; }
-  /// REQUIRES: nothing takes memory from the end of the owner's destructor on.
-  ~Unfinished();
 
   // Ways to take back, without memory.
   /// Says a line on standard error, with "kvf: " in front.
