@@ -228,6 +228,7 @@ TEST_F(Import, SaysWhatCannotBeCarriedAndWhatIsNoStart) {
       {{"-version"}, 2, "the command line has \"-version\" (word 1), which prints something"},
       {{"-jar", "none.jar"}, 2, "none.jar names no start class in its manifest"},
       {{"-jar", "missing.jar"}, 2, "missing.jar is not a readable archive"},
+      {{"-jar", "A.java"}, 2, "A.java is not a readable archive"},
       {{"A.java"}, 2, "java compiles \"A.java\" at every start"},
       {{"--source", "17", "x"}, 2, "compiles \"its source file\" at every start"},
       {{"-cp"}, 2, "\"-cp\" (word 1) needs a value"},

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -261,6 +262,39 @@ class LspTest : public WrapperTest {
   }
 };
 
+/// A server that is talked to while it runs.
+class RunningServer {
+ public:
+  explicit RunningServer(const Sandbox& sandbox)
+      : server_(sandbox.start({VELOX_KVF, "lsp"},
+                              {.inChild = [this] { ::dup2(ends_[0], STDIN_FILENO); }})) {
+    ::close(ends_[0]);
+  }
+  RunningServer(const RunningServer&) = delete;
+  RunningServer& operator=(const RunningServer&) = delete;
+  ~RunningServer() { ::close(ends_[1]); }
+
+  void say(const Json& message) {
+    const std::string text = framed(message.dump());
+    EXPECT_EQ(::write(ends_[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
+  }
+  void notify(const char* method, const Json& params) {
+    say({{"method", method}, {"params", params}});
+  }
+  bool prints(const std::string& text) { return server_.prints(text); }
+  Outcome wait() { return server_.wait(); }
+
+ private:
+  static std::array<int, 2> pipe() {
+    std::array<int, 2> ends = {-1, -1};
+    EXPECT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
+    return ends;
+  }
+
+  std::array<int, 2> ends_ = pipe();
+  Child server_;
+};
+
 const std::string initialize = R"({"jsonrpc":"2.0","id":1,"method":"initialize","params":{}})";
 const std::string shutdown = R"({"jsonrpc":"2.0","id":2,"method":"shutdown"})";
 const std::string leave = R"({"jsonrpc":"2.0","method":"exit"})";
@@ -489,16 +523,8 @@ TEST_F(LspQuestionTest, SymbolsAreTheEntries) {
 
 TEST_F(LspTest, FindingsFollowTheTexts) {
   sandbox_.write("base.kvf", "acme.home=/x\n");
-  int ends[2];
-  ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
-  Start start;
-  start.inChild = [&] { ::dup2(ends[0], STDIN_FILENO); };
-  Child server = sandbox_.start({VELOX_KVF, "lsp"}, start);
-  ::close(ends[0]);
-  const auto say = [&](const Json& message) {
-    const std::string text = framed(message.dump());
-    ASSERT_EQ(::write(ends[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
-  };
+  RunningServer server(sandbox_);
+  const auto say = [&](const Json& message) { server.say(message); };
   const auto document = [&](const char* name, int version) {
     return Json{{"uri", uriOfPath(sandbox_.path(name))}, {"version", version}};
   };
@@ -526,7 +552,35 @@ TEST_F(LspTest, FindingsFollowTheTexts) {
   say(Json::parse(shutdown));
   say(Json::parse(leave));
   EXPECT_EQ(server.wait().status, 0);
-  ::close(ends[1]);
+}
+
+TEST_F(LspTest, QuestionsAreAnsweredUnlessTheyAreCancelled) {
+  const std::string uri = uriOfPath(sandbox_.path("app.kvf"));
+  const Json document = {{"uri", uri}, {"version", 1}, {"text", "java.heap.size.max=1g\n"}};
+  const Json open = {{"method", "textDocument/didOpen"}, {"params", {{"textDocument", document}}}};
+  const auto hover = [&](int id) {
+    return Json{
+        {"id", id},
+        {"method", "textDocument/hover"},
+        {"params",
+         {{"textDocument", {{"uri", uri}}}, {"position", {{"line", 0}, {"character", 5}}}}}};
+  };
+  RunningServer server(sandbox_);
+  for (const Json& message : {Json::parse(initialize), open, hover(5)}) server.say(message);
+  EXPECT_TRUE(server.prints("Becomes: -Xmx"));
+  for (const std::string& message : {shutdown, leave}) server.say(Json::parse(message));
+  const Outcome outcome = server.wait();
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_TRUE(outcome.has("\"id\":5,\"jsonrpc\":\"2.0\",\"result\":{\"contents\":"));
+
+  // All at once, so that nothing is answered before.
+  const Json cancel = {{"method", "$/cancelRequest"}, {"params", {{"id", 7}}}};
+  const std::vector<Json> messages = answers({initialize, open.dump(), hover(6).dump(),
+                                              hover(7).dump(), cancel.dump(), shutdown, leave})
+                                         .second;
+  ASSERT_GT(messages.size(), 1U);
+  EXPECT_EQ(messages[1]["id"], 7) << messages[1];
+  EXPECT_EQ(messages[1]["error"]["code"], -32800) << messages[1];
 }
 
 /// The diagnostics of that version of the document in what a server has printed.
@@ -559,35 +613,24 @@ TEST_F(LspTest, EditsLeadToTheFindingsOfTheTextThatTheyMake) {
   };
   const auto served = [&](const std::string& text, const std::vector<std::vector<Json>>& edits,
                           bool pauses) {
-    int ends[2];
-    EXPECT_EQ(::pipe2(ends, O_CLOEXEC), 0);
-    Child server =
-        sandbox_.start({VELOX_KVF, "lsp"}, {.inChild = [&] { ::dup2(ends[0], STDIN_FILENO); }});
-    ::close(ends[0]);
-    const auto say = [&](const Json& message) {
-      const std::string framedText = framed(message.dump());
-      EXPECT_EQ(::write(ends[1], framedText.data(), framedText.size()),
-                static_cast<ssize_t>(framedText.size()));
-    };
+    RunningServer server(sandbox_);
     const auto awaitFindings = [&](int version) {
       EXPECT_TRUE(server.prints("\"version\":" + std::to_string(version) + "}"));
     };
-    say(Json::parse(initialize));
+    server.say(Json::parse(initialize));
     Json document = {{"uri", uri}, {"version", 1}, {"text", text}};
-    say({{"method", "textDocument/didOpen"}, {"params", {{"textDocument", document}}}});
+    server.notify("textDocument/didOpen", {{"textDocument", document}});
     if (pauses) awaitFindings(1);
     int version = 1;
     for (const std::vector<Json>& changes : edits) {
       document = {{"uri", uri}, {"version", ++version}};
-      say({{"method", "textDocument/didChange"},
-           {"params", {{"textDocument", document}, {"contentChanges", changes}}}});
+      server.notify("textDocument/didChange",
+                    {{"textDocument", document}, {"contentChanges", changes}});
       if (pauses) awaitFindings(version);
     }
     awaitFindings(version);
-    say(Json::parse(shutdown));
-    say(Json::parse(leave));
+    for (const std::string& message : {shutdown, leave}) server.say(Json::parse(message));
     const Outcome outcome = server.wait();
-    ::close(ends[1]);
     EXPECT_EQ(outcome.status, 0);
     return diagnosticsIn(outcome.out, uri, version);
   };

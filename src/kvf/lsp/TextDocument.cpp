@@ -66,7 +66,7 @@ std::size_t TextDocument::offsetOf(const TextPlace& place) const {
   std::size_t at = starts_[place.line];
   const std::size_t end = endOf(place.line);
   std::size_t left = place.character;
-  while (at < end && left > 0) {
+  while (at < end) {
     const std::size_t bytes = lengthAt(text_, at);
     const std::size_t units = unitsOf(units_.character, bytes);
     if (units > left) break;
