@@ -3,6 +3,7 @@
 #include <iterator>
 #include <map>
 #include <string>
+#include <string_view>
 
 #include <gtest/gtest.h>
 
@@ -269,6 +270,10 @@ void writeSurroundings(Sandbox& sandbox) {
     entries[std::string("acme/V") + name[2] + ".class"] = some;
     writeArchive(sandbox, std::string("versions/other-") + name + ".jar", entries);
   }
+  std::string cyclic = some;
+  const std::string_view object("\0\x10java/lang/Object", 18);
+  cyclic.replace(cyclic.find(object), object.size(), std::string("\0\xBprobe/Probe", 13));
+  sandbox.write("cyclic/probe/Probe.class", cyclic);
   writeArchive(sandbox, "mixed/a.jar", {{"a/A.class", some}});
   sandbox.write("mixed/b/B.class", some);
   sandbox.write("links/note", "");
@@ -365,6 +370,8 @@ const std::string soundFiles[] = {
     launch(jvm, "%kvf.file.dir%/classes"),
     launch(jvm, "%kvf.file.dir%/manifest.jar"),
     launch(jvm, "%kvf.file.dir%/urls.jar"),
+    // A class that is its own superclass: nobody knows what it has, and the JVM refuses it.
+    launch(jvm, "%kvf.file.dir%/cyclic") + "java.start.method=gone\n",
     // It brings classes, too.
     withPlainClassPath("%kvf.file.dir%/mixed"),
     launch(jvm, std::string(probeJar) + ":%kvf.file.dir%/versions/other-1.0.jar:" +

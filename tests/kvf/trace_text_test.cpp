@@ -49,6 +49,16 @@ TEST(TracePicture, WordsStandWhereTheyHaveRoom) {
   EXPECT_TRUE(has(tracePage(trace), "class=\"before\""));
 }
 
+TEST(JvmLog, APhaseWithoutANumberIsNone) {
+  const auto phases = [](const std::string& seconds) {
+    return parseJvmLog("[5000ns][2000ns][7][info][startuptime] Genesis, " + seconds + " secs\n")
+        .events.size();
+  };
+  EXPECT_EQ(phases("0.05"), 1U);
+  for (const char* seconds : {"0.05x", "0.05 0.06", "", "-0.05", "x"})
+    EXPECT_EQ(phases(seconds), 0U) << seconds;
+}
+
 TEST(JvmLog, ComplaintsAboutArchivesAndCaches) {
   const std::string time = "[5000ns][2000ns][7]";
   const auto complaint = [&](const std::string& tags) {
