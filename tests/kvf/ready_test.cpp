@@ -1,6 +1,8 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
+#include <fstream>
+#include <ios>
 #include <string>
 
 #include <arpa/inet.h>
@@ -247,6 +249,19 @@ TEST_F(Ready, ASocketThatIsHandedDownIsTheReceiversToo) {
   EXPECT_TRUE(ready(child, {"--tcp", "1", "--timeout", "0"}).has("it listens on 127.0.0.1:"));
 }
 
+/// Waits until the process handles the signal.
+void awaitHandler(pid_t process, int signal) {
+  for (;;) {
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    std::string word;
+    while (status >> word && word != "SigCgt:") {
+    }
+    unsigned long caught = 0;
+    if (!(status >> std::hex >> caught) || (caught >> (signal - 1) & 1U) != 0) return;
+    ::usleep(1000);
+  }
+}
+
 TEST_F(Ready, EndsWithTheProcessOrASignal) {
   Child child([] { ::usleep(300'000); });
   EXPECT_EQ(ready(child, {"--tcp", "1"}),
@@ -260,7 +275,7 @@ TEST_F(Ready, EndsWithTheProcessOrASignal) {
   Child other([] { ::pause(); });
   Child waiting =
       sandbox_.start({VELOX_KVF, "ready", "--pid", std::to_string(other.id()), "--tcp", "1"});
-  ::usleep(200'000);
+  awaitHandler(waiting.id(), SIGTERM);
   ::kill(waiting.id(), SIGTERM);
   EXPECT_EQ(waiting.wait(), (Outcome{128 + SIGTERM, "kvf: Terminated\n"}));
 }
