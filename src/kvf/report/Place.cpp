@@ -16,23 +16,20 @@ std::size_t charactersFrom(std::size_t column, const SourceFile& file, std::size
 
 }  // namespace
 
-std::size_t Places::charactersBefore(const SourceFile& file, std::size_t line, std::size_t column) {
-  const bool isLater = file_ == &file && line_ == line && column_ <= column;
-  characters_ = isLater ? characters_ + charactersFrom(column_, file, line, column)
-                        : charactersFrom(1, file, line, column);
-  file_ = &file;
-  line_ = line;
-  column_ = column;
-  return characters_;
-}
-
 Place Places::of(const Inspection& inspection, const Position& at) {
   if (at.file == Position::commandLine) return {.line = at.line};
   if (at.column == 0) return {.line = std::max<std::size_t>(at.line, 1)};
   const SourceFile& file = inspection.fileOf(at);
-  const std::size_t start = charactersBefore(file, at.line, at.column) + 1;
+  if (file_ == &file && at_ == at) return place_;
+  const bool isLater = file_ == &file && at_.line == at.line && at_.column <= at.column;
+  const std::size_t start =
+      isLater ? place_.column + charactersFrom(at_.column, file, at.line, at.column)
+              : charactersFrom(1, file, at.line, at.column) + 1;
   const std::size_t end = at.line == at.endLine
                               ? start + charactersFrom(at.column, file, at.line, at.endColumn)
                               : charactersFrom(1, file, at.endLine, at.endColumn) + 1;
-  return {.line = at.line, .column = start, .endLine = at.endLine, .endColumn = end};
+  file_ = &file;
+  at_ = at;
+  place_ = {.line = at.line, .column = start, .endLine = at.endLine, .endColumn = end};
+  return place_;
 }

@@ -18,20 +18,17 @@ struct Place {
 };
 
 /// Finds the places of one report. It counts on from the place before, so that many findings in a
-/// long line take no more than one look at it.
+/// long line, or at one place in it, take no more than one look at it.
 class Places {
  public:
   /// The place of a position in the files of the inspection. REQUIRES: they outlive this.
   Place of(const Inspection& inspection, const Position& at);
 
  private:
-  /// Continues from the last start, where that is before this one in its line.
-  std::size_t charactersBefore(const SourceFile& file, std::size_t line, std::size_t column);
-
+  // Of the one before; without a file there was none.
   const SourceFile* file_ = nullptr;
-  std::size_t line_ = 0;
-  std::size_t column_ = 0;
-  std::size_t characters_ = 0;
+  Position at_;
+  Place place_;
 };
 
 #endif
