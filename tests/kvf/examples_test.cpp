@@ -155,11 +155,12 @@ Texts rulesOf(const nlohmann::json& findings) {
   return {rules.begin(), rules.end()};
 }
 
-/// The options of the examples are not those of every release: Java 8 has no modules, and takes no
-/// archive without another option; two are deprecated from 10 on and gone from 24 on.
+/// The options of the examples are not those of every release: Java 8 has no modules and no -Xlog,
+/// and takes no archive without another option; two are deprecated from 10 on and gone from 24 on.
 bool isAboutAnotherRelease(const Rule& rule) {
   const std::string id = rule.id;
-  if (id == "module-missing" || id == "class-data-archive") return javaRelease() < 9;
+  if (id == "module-missing" || id == "log-selection" || id == "class-data-archive")
+    return javaRelease() < 9;
   if (id != "option-deprecated" && id != "jvm-deprecates") return false;
   return javaRelease() < 10 || javaRelease() > 23;
 }
