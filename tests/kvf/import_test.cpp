@@ -189,8 +189,11 @@ TEST_F(Import, RunsAsJavaDoes) {
     Texts line = row.words;
     line.insert(line.begin(), "java");
     Outcome java = sandbox_.run(line, here);
-    if (const std::size_t note = java.out.find("NOTE: "); note != std::string::npos)
-      java.out.erase(note, java.out.find('\n', note) + 1 - note);
+    // What the program java says of a variable, and from Java 25 on of an option.
+    for (const char* remark : {"NOTE: ", "Warning: -mx "}) {
+      if (const std::size_t at = java.out.find(remark); at != std::string::npos)
+        java.out.erase(at, java.out.find('\n', at) + 1 - at);
+    }
     const Outcome launched = wrapper();
     EXPECT_EQ(launched.status, java.status);
     if (java.status != 1) {
