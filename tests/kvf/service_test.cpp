@@ -308,7 +308,7 @@ const UnitRow unitRows[] = {
     {"ProtectSystem=yes\n", {"unit-writes ProtectSystem="}, "processID.file.name=/usr/acme.pid\n"},
     {"ProtectHome=read-only\n",
      {"unit-writes ProtectHome="},
-     "processID.file.name=/root/acme.pid\n"},
+     "processID.file.name=/home/acme.pid\n"},
     {"ReadOnlyPaths=/run\n",
      {"unit-writes ReadOnlyPaths="},
      "processID.file.name=/run/../run/a.pid\n"},
