@@ -214,7 +214,7 @@ class Search {
     if (add(folder, folder.string())) return;
     for (const fs::path& entry : foldersIn(folder)) {
       if (add(entry, folder.string())) continue;
-      // Of Homebrew.
+      // Homebrew keeps a JDK's home there.
       if (const fs::path inner = entry / "libexec"; isFolder(inner)) add(inner, folder.string());
     }
   }
