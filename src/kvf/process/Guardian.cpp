@@ -30,40 +30,40 @@ class Guardian {
            std::optional<std::chrono::seconds> limit)
       : start_(start), parent_(parent), limit_(limit) {}
 
-  GuardianReport run() {
+  ProcessEnd run() {
     ::prctl(PR_SET_CHILD_SUBREAPER, 1);
     ::prctl(PR_SET_PDEATHSIG, SIGTERM);
-    GuardianReport report = {};
-    if (::getppid() != parent_) return report;
+    ProcessEnd end;
+    if (::getppid() != parent_) return end;
     try {
-      watchOver(report);
+      watchOver(end);
     } catch (...) {
-      report.error = ENOMEM;
+      end.error = ENOMEM;
       killChildren();
     }
-    return report;
+    return end;
   }
 
  private:
   enum class Awaited { programEnd, time, signal };
 
-  void watchOver(GuardianReport& report) {
-    const auto start = report.started = Clock::now();
-    report.error = start_(program_);
-    report.process = program_;
-    if (report.error != 0) return;
-    const Time end = limit_ ? Time(Clock::now() + *limit_) : std::nullopt;
-    const Awaited first = await(end);
-    report.stopped = first == Awaited::time;
+  void watchOver(ProcessEnd& end) {
+    const auto start = end.started = Clock::now();
+    end.error = start_(program_);
+    end.process = program_;
+    if (end.error != 0) return;
+    const Time limit = limit_ ? Time(Clock::now() + *limit_) : std::nullopt;
+    const Awaited first = await(limit);
+    end.stopped = first == Awaited::time;
     if (first != Awaited::programEnd) {
       signalFamily(SIGTERM);
       const auto grace = first == Awaited::time ? timeToEnd : timeToEndWithThis;
-      report.killed = await(Clock::now() + grace) != Awaited::programEnd;
+      end.killed = await(Clock::now() + grace) != Awaited::programEnd;
     }
-    report.time = Clock::now() - start;
-    report.processorTime = processorTime_;
-    endFamily(report.killed);
-    report.status = WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_);
+    end.time = Clock::now() - start;
+    end.processorTime = processorTime_;
+    endFamily(end.killed);
+    end.status = WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_);
   }
 
   /// Waits for the first of the three.
@@ -171,7 +171,7 @@ sigset_t guardedSignals() {
   return signals;
 }
 
-GuardianReport guard(const std::function<int(pid_t& program)>& start, pid_t parent,
-                     std::optional<std::chrono::seconds> limit) {
+ProcessEnd guard(const std::function<int(pid_t& program)>& start, pid_t parent,
+                 std::optional<std::chrono::seconds> limit) {
   return Guardian(start, parent, limit).run();
 }

@@ -236,7 +236,7 @@ class Printed {
 };
 
 /// Takes what the program prints until the guardian reports; passes a signal on to it.
-bool readReport(pid_t guardian, const Descriptor& reports, GuardianReport& report, Printed& output,
+bool readReport(pid_t guardian, const Descriptor& reports, ProcessEnd& report, Printed& output,
                 Printed& errors, ProgramEnd& end, const sigset_t& mask) {
   bool passedOn = false;
   for (;;) {
@@ -275,14 +275,14 @@ ProgramEnd runProgram(const ProgramRun& run) {
   }
   if (forked == 0) {
     if (!isInForeground()) ::setpgid(0, 0);
-    const GuardianReport report =
+    const ProcessEnd report =
         guard([&](pid_t& child) { return spawning.start(child); }, self, run.limit);
     ::_exit(::write(reports.writing.number(), &report, sizeof report) == sizeof report ? 0 : 1);
   }
   GuardianProcess guardian(forked);
   for (Descriptor* written : {&reports.writing, &outputs.first.writing, &outputs.errors.writing})
     *written = Descriptor();
-  GuardianReport report = {};
+  ProcessEnd report;
   Printed output(run, forked, std::move(outputs.first.reading), STDOUT_FILENO, signals.former());
   Printed errors(run, forked, std::move(outputs.errors.reading), STDERR_FILENO, signals.former());
   const bool reported =
@@ -291,13 +291,8 @@ ProgramEnd runProgram(const ProgramRun& run) {
   errors.finish(end);
   guardian.wait();
   InterruptionWatch::look();
-  end.error = report.error;
-  end.status = reported ? report.status : 255;
-  end.stopped = report.stopped;
-  end.killed = report.killed;
-  end.process = report.process;
-  end.started = report.started;
-  if (!end.reached) end.time = report.time;
-  end.processorTime = report.processorTime;
+  if (!reported) report.status = 255;
+  if (end.reached) report.time = end.time;
+  static_cast<ProcessEnd&>(end) = report;
   return end;
 }

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "kvf/process/ProcessEnd.h"
+
 /// A program to start and wait for.
 struct ProgramRun {
   std::vector<std::string> arguments;
@@ -32,15 +34,9 @@ struct ProgramRun {
   std::string until = {};
 };
 
-struct ProgramEnd {
-  int error = 0;         ///< why it could not be started; an error number of the system
-  int status = 0;        ///< exit status, or 128 and the number of the signal that ended it
-  bool stopped = false;  ///< the limit was reached
-  bool killed = false;   ///< it did not end by itself then
-  bool reached = false;  ///< it has printed the text that it was to print
+struct ProgramEnd : ProcessEnd {
+  bool reached = false;  ///< it has printed the text that it was to print; `time` ends there
   std::string output = {};
-  int process = 0;  ///< the program's ID
-  std::chrono::steady_clock::time_point started = {};
   /// When this process saw the first that the program printed, and the stream of it: 1 or 2. Of
   /// what is taken or passed on.
   struct FirstOutput {
@@ -48,10 +44,6 @@ struct ProgramEnd {
     int stream;
   };
   std::optional<FirstOutput> firstOutput = std::nullopt;
-  /// From the start to the end, or to the text.
-  std::chrono::nanoseconds time = {};
-  /// Of the program, and of the children that it waited for.
-  std::chrono::nanoseconds processorTime = {};
 };
 
 /// Starts the program and waits for its end; what it has started ends with it. The keys of the
