@@ -238,15 +238,19 @@ class Row:
     def release(self):
         return int(self.java.split(".")[0])
 
-    def best(self, what):
+    def best(self, what, kinds=("aot", "static")):
         """The kind that kvf cds takes, as it measures them."""
-        return min((kind for kind in ("aot", "static") if kind in self.samples),
+        return min((kind for kind in kinds if kind in self.samples),
                    key=lambda kind: statistics.median(self.ratios(kind, what)), default=None)
+
+    def best_short(self, what):
+        return self.best(what, tuple(f"{kind} --short" for kind in ("aot", "static")))
 
     def ratios(self, name, what):
         return [getattr(a, what) / getattr(b, what) for a, b in zip(self.samples[name], self.samples["java"])]
 
     def cell(self, name, what):
+        name = self.best_short(what) if name == "--short" else name
         return shown(self.ratios(name, what)) if name in self.samples else ""
 
     def goal(self, what):
@@ -254,8 +258,8 @@ class Row:
         if best is None:
             return ""
         text = judged(goals.get(self.application, {}).get(self.release), self.ratios(best, what))
-        if "--short" in self.samples:
-            short = judged(short_goals.get(self.application, {}).get(self.release), self.ratios("--short", what))
+        if best := self.best_short(what):
+            short = judged(short_goals.get(self.application, {}).get(self.release), self.ratios(best, what))
             text += f"; `--short`{short}" if short else ""
         return text
 
@@ -272,12 +276,10 @@ def measure(application, home):
     for kind in ("dynamic", "static", "aot"):
         if kind == "aot" and release < 24:
             continue
-        made = archived(application, home, kind)
-        if made:
+        if made := archived(application, home, kind):
             commands[kind] = made[0]
-    best = "aot" if "aot" in commands else "static"
-    if not application.started and (made := archived(application, home, best, short_options)):
-        commands["--short"] = made[0]
+        if kind != "dynamic" and not application.started and (made := archived(application, home, kind, short_options)):
+            commands[f"{kind} --short"] = made[0]
     start = run_server if application.started else run
     taken = {name: [] for name in commands}
     for round_number in range(options.pairs + 1):
