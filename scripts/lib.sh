@@ -11,7 +11,8 @@ die() {
 }
 
 # quietly WHAT COMMAND...: says what it does and how long that took; the command's output is in $log
-# and shows only when it fails. A function ends at its first failure.
+# and shows only when it fails. A function ends at its first failure, unless this call is part of a
+# condition: the shell then goes on after each, whatever is set here.
 quietly() {
   what=$1
   shift

@@ -40,20 +40,35 @@ keep() {
   tar -C "$root" -cf "$roots/$1.tar.$$" . && mv "$roots/$1.tar.$$" "$roots/$1.tar"
 }
 
+# set_aside FOLDER: moves it out of the current root, for take_back FOLDER in a later one.
+set_aside() { mv "$root/$1" "$roots/aside.$$"; }
+take_back() { mv "$roots/aside.$$" "$root/$1"; }
+
 # fresh NAME: $root becomes a fresh copy of that archive; without a name, an empty folder.
 fresh() {
   discard
   mkdir -p "$roots"
   root=$(mktemp -d "$roots/run.XXXXXX")
-  trap discard EXIT
-  trap 'exit 129' HUP INT TERM
+  trap leave EXIT
+  trap 'exit 129' HUP
+  trap 'exit 130' INT
+  trap 'exit 143' TERM
   chmod 755 "$root"
   [ -z "$1" ] || tar -C "$root" -xf "$roots/$1.tar"
 }
 
+# discard: the root goes. A script that wants to keep something of each has a function last_look.
 discard() {
-  [ -z "$root" ] || rm -rf --one-file-system "$root"
+  [ -n "$root" ] || return 0
+  ! have last_look || last_look
+  rm -rf --one-file-system "$root"
   root=
+}
+
+# leave: what this script has not finished goes as well.
+leave() {
+  discard
+  rm -rf --one-file-system "$roots"/*.tar.$$ "$roots/aside.$$"
 }
 
 # minimal SUITE[-arm64]: $root becomes a minimal Debian with the little that everybody has.
@@ -66,25 +81,25 @@ minimal() {
   fresh "$1"
 }
 
-# bootstrap SUITE[-arm64]: fills $root. The host's way to the network goes along.
+# bootstrap SUITE[-arm64]: fills $root, or fails. The host's way to the network goes along.
 bootstrap() {
   suite=${1%-arm64}
   name=$1
   set -- --variant=minbase --include=git,ca-certificates,sudo "$suite" "$root"
   if [ "$suite" = "$name" ] || [ "$(uname -m)" = aarch64 ]; then
-    debootstrap "$@"
+    debootstrap "$@" || return 1
   else
-    debootstrap --foreign --arch=arm64 "$@"
-    cp "$(command -v qemu-aarch64-static)" "$root/usr/bin/"
-    inside '/debootstrap/debootstrap --second-stage'
+    debootstrap --foreign --arch=arm64 "$@" || return 1
+    cp "$(command -v qemu-aarch64-static)" "$root/usr/bin/" || return 1
+    inside '/debootstrap/debootstrap --second-stage' || return 1
   fi
   apt-config dump | grep -E '^Acquire::(Check-|https?::|Retries|Force)' >"$root/etc/apt/apt.conf.d/90host" || :
 }
 
 # take_sources: this tree, without what was built in it, in /src of the root.
 take_sources() {
-  mkdir -p "$root/src"
-  tar --exclude=./build --exclude=./.git -cf - . | tar -C "$root/src" -xf -
+  mkdir -p "$root/src" && tar --exclude=./build --exclude=./.git -cf "$root/src.tar" . &&
+    tar -C "$root/src" -xf "$root/src.tar" && rm "$root/src.tar"
 }
 
 # inside COMMAND: runs a shell command as root in the root, and ends what it leaves running.
