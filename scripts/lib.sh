@@ -43,7 +43,7 @@ have_header() { have c++ && echo "#include <$1>" | c++ -E -x c++ - >/dev/null 2>
 links() { echo 'extern "C" int LLVMFuzzerTestOneInput() { return 0; }' | "$@" -x c++ - -o "$log.probe" >/dev/null 2>&1; }
 
 # missing_packages KIND...: the Debian packages of what is not there; KIND is build, kvf, test,
-# bench, check, package, rpm, arm64 (to cross-build), root or emulator (to run what was cross-built).
+# bench, check, package, deb, rpm, arm64 (to cross-build), root or emulator (to run what was cross-built).
 missing_packages() {
   for kind in "$@"; do
     case $kind in
@@ -76,10 +76,12 @@ missing_packages() {
         have python3 || echo python3
         ;;
       package)
-        have dpkg-shlibdeps || echo dpkg-dev
-        have lintian || echo lintian
         have scdoc || echo scdoc
         have fakeroot || echo fakeroot
+        ;;
+      deb)
+        have dpkg-shlibdeps || echo dpkg-dev
+        have lintian || echo lintian
         ;;
       rpm)
         have rpmbuild || echo rpm
