@@ -51,7 +51,7 @@ _kvf() {
     --wrapper | --secrets | --stdin-name | --unix) mapfile -t COMPREPLY < <(compgen -f -- "$word"); compopt -o filenames 2>/dev/null; return ;;
     --name | --main | --run-for | --until | --pairs | --memory | --tcp | --timeout) return ;;
   esac
-  if [ "$command" = import ] && [ "$before" = --write ]; then _kvf_files kvf; return; fi
+  if [[ $command == @(import|jvm) && $before == --write ]]; then _kvf_files kvf; return; fi
   local options=
   case $command in
     check) options='--severity --stdin-name --memory --color --format --root --fix --diff --java --json --jvm --deep --script --disable' ;;
