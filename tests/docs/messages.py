@@ -1,28 +1,37 @@
 """Usage: messages.py SOURCE_FOLDER PAGE: every message of the launcher is on the troubleshooting page.
 
-A message is a text that is given to one of the functions below, or a row of the catalogue with a
-name of its own; its fixed pieces have to be on the page.
+A message is a text that is given to one of the functions below, a reason that another one returns
+for a message, which begins with a blank, or a row of the catalogue with a name of its own; its fixed
+pieces have to be on the page, with the constants in it.
 """
 import pathlib
 import re
 import sys
 
-CALL = re.compile(r"(?:FatalError|printConsole|Logging::Info|ChildProcess::fail|\bend)\(\s*(.*?)\);", re.S)
+CALL = re.compile(r"(?:(?:FatalError|printConsole|Logging::Info|ChildProcess::fail|\bend)\(|writeLine\(stdout,)\s*(.*?)\);",
+                  re.S)
+REASON = re.compile(r'return (" \w+ [^"]+");')
 NAMED_ROW = re.compile(r"\{message::\w+,\s*(.*?)\}", re.S)
+CONSTANT = re.compile(r"\bconstexpr [\w:]+ (\w+) = (\d+);")
+INSERTED = re.compile(r'",\s*std::to_string\((\w+)\),\s*"')
 TEXT = re.compile(r'"((?:[^"\\]|\\.)*)"')
 SHORTEST_PIECE = 12
 NO_COMPLAINTS = {"you must set more one arg as NULL", "application.processid="}
 
 
 def messages(folder):
+    constants = {}
+    for path in pathlib.Path(folder).rglob("*.h"):
+        constants.update(CONSTANT.findall(path.read_text()))
     for path in pathlib.Path(folder).rglob("*.cpp"):
         # The checker has messages of its own.
         if "kvf" in path.parts:
             continue
         source = re.sub(r"^\s*//.*$", "", path.read_text(), flags=re.M)
-        for call in list(CALL.finditer(source)) + list(NAMED_ROW.finditer(source)):
+        for call in [match for pattern in (CALL, REASON, NAMED_ROW) for match in pattern.finditer(source)]:
             # Neighbouring literals are one text.
             joined = re.sub(r'"\s*\n\s*"', "", call[1])
+            joined = INSERTED.sub(lambda number: constants.get(number[1], "%d"), joined)
             for text in TEXT.findall(joined):
                 for piece in re.split(r"%[sd]|\\n", text.replace('\\"', '"')):
                     if len(piece.strip()) >= SHORTEST_PIECE and piece not in NO_COMPLAINTS:
