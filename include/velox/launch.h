@@ -17,15 +17,16 @@ extern "C" {
  * application and no native library calls application_main with the application's arguments, on the
  * calling thread. Returns the exit status: the result of application_main where that was called.
  *
- * Ends the process, with a message on standard output and status 255, on fatal errors and when
- * memory is exhausted; a Java application that exits by itself ends the process with its status. A
- * signal ends it as it would end the program wrapper. No C++ exception leaves it, and none may
- * leave the two functions.
+ * Ends the process, with a message on standard output: with status 255 on fatal errors and when
+ * memory is exhausted, with status 1 where --kill cannot do its work. A Java application that exits
+ * by itself ends the process with its status; a signal ends it as it would end the program wrapper.
+ * No C++ exception leaves it, and none may leave the two functions.
  *
  * Call it once in a process, first thing in main, with main's own argc and argv, before there are
  * other threads. It may run argv[0] again with the same arguments and one more, as a child that it
- * waits for and in place of this process; it changes the environment and the working directory. So
- * a host that is a script must be executable, and pass the path of the script as argv[0].
+ * waits for, in which it does not return, and in place of this process; it changes the environment
+ * and the working directory. So a host that is a script must be executable, and pass the path of
+ * the script as argv[0].
  *
  * argv stays the caller's and is not changed. The vector that application_main gets is the
  * launcher's and lives until application_main returns.

@@ -15,11 +15,12 @@
 extern "C" {
 #endif
 
-typedef enum SERVICE_STATE { /* NOLINT(modernize-use-using): C reads this too */
-                             SERVICE_STATE_STOPPED = 1,
-                             SERVICE_STATE_START_PENDING = 2,
-                             SERVICE_STATE_STOP_PENDING = 3,
-                             SERVICE_STATE_RUNNING = 4
+/* NOLINTNEXTLINE(modernize-use-using): C reads this, too */
+typedef enum SERVICE_STATE {
+  SERVICE_STATE_STOPPED = 1,
+  SERVICE_STATE_START_PENDING = 2,
+  SERVICE_STATE_STOP_PENDING = 3,
+  SERVICE_STATE_RUNNING = 4
 } SERVICE_STATE;
 
 /* Runs the application. argv belongs to the wrapper and lives until the return: the program as it

@@ -29,8 +29,7 @@ SimpleProperties assembleProperties(CommandLine& line, const PropertiesLocation&
 
 /// Fills the keys that the file set leaves absent or empty from global.kvf, in the working
 /// directory or along PATH; without such a file nothing changes. Its "velox.env." entries are
-/// exported, over those of the main file, unless this is an inner process. The observer may be
-/// null.
+/// exported, over those of the main file, unless this is an inner process.
 void HandleGlobalKVFFile(SimpleProperties& fileSet, bool innerProcess,
                          AssemblyObserver& observer = noObserver);
 

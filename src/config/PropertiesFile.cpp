@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <deque>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -34,6 +35,7 @@ constexpr int maxStoredEntries = 1000000;
 constexpr std::string_view failureTexts[] = {
     "Failed to open", "Include files nest too deeply at", "Too many include files at",
     "Too many entries in front of includes at", "Include files are too large at"};
+static_assert(std::size(failureTexts) == static_cast<std::size_t>(FileFailure::tooLarge) + 1);
 
 WString directoryOf(const WString& fileName) {
   const std::string_view name = fileName.view();

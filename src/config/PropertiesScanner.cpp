@@ -4,7 +4,8 @@
 
 namespace {
 
-/// True when the character may end a key, a value or a comment that has begun, or is dropped there.
+/// True when the character may stand for more than itself inside a line: a separator, an escape, a
+/// line end.
 bool isSpecial(char c) {
   switch (c) {
     case ' ':

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -15,8 +16,7 @@ constexpr std::size_t maxReferences = 100;
 constexpr std::size_t shownBytes = 60;
 constexpr int maxSubstitutions = 10000;
 constexpr unsigned int maxSubstitutedLength = 1U << 20U;
-constexpr char escapedPercent[] = "\\%";
-constexpr char percentMarker[] = "@@#@@";
+constexpr std::string_view escapedPercent = "\\%";
 
 void replaceAll(WString& text, std::string_view from, std::string_view to) {
   const std::string_view source = text.view();
@@ -84,8 +84,10 @@ void ReplaceVariables(WString& value, const SimpleProperties& first, const Simpl
 
   const std::vector<WString> names = namesIn(value);
   if (names.size() > maxReferences) {
+    const std::string most = std::to_string(maxReferences);
     Logging::FatalError(
-        {"More than 100 variable references in the value that begins with : ", beginning.view()});
+        {"More than ", most,
+         " variable references in the value that begins with : ", beginning.view()});
   }
   for (const WString& name : names) {
     WString replacement;

@@ -1,5 +1,8 @@
 #include "foundation/TextPieces.h"
 
+#include <algorithm>
+#include <cstddef>
+
 bool isPathSeparator(char c) {
   return c == ':' || c == ';';
 }
@@ -7,10 +10,10 @@ bool isPathSeparator(char c) {
 std::vector<std::string_view> pathElements(std::string_view list) {
   std::vector<std::string_view> elements;
   while (!list.empty()) {
-    const std::size_t end = list.find_first_of(":;");
-    const std::string_view element = list.substr(0, end);
-    if (!element.empty()) elements.push_back(element);
-    list.remove_prefix(end == std::string_view::npos ? list.size() : end + 1);
+    const auto* const end = std::find_if(list.begin(), list.end(), isPathSeparator);
+    const auto length = static_cast<std::size_t>(end - list.begin());
+    if (length > 0) elements.push_back(list.substr(0, length));
+    list.remove_prefix(std::min(length + 1, list.size()));
   }
   return elements;
 }

@@ -10,7 +10,7 @@
 #include "logging/EventLogging.h"
 #include "logging/Logging.h"
 
-std::unique_ptr<CppProcess> CppProcess::s_pCppProcess;
+constinit CppProcess::Lasting CppProcess::s_pCppProcess;
 
 namespace {
 
@@ -45,8 +45,8 @@ void requireAll(const EntryAddresses& addresses) {
 
 void CppProcess::create(std::vector<SharedLibrary> libraries, MainFunction applicationMain,
                         StopFunction applicationStop) {
-  if (s_pCppProcess) return;
-  s_pCppProcess = withMemoryException([&] {
+  if (s_pCppProcess.process) return;
+  s_pCppProcess.process = withMemoryException([&] {
     return std::make_unique<CppProcess>(std::move(libraries), applicationMain, applicationStop);
   });
 }
@@ -63,18 +63,18 @@ void CppProcess::CreateSharedProcess(const std::vector<void*>& handles,
 
 void CppProcess::DestroySharedProcess() {
   UnloadLibrary();
-  s_pCppProcess.reset();
+  s_pCppProcess.process.reset();
 }
 
 void CppProcess::UnloadLibrary() {
-  if (!s_pCppProcess) return;
-  for (const SharedLibrary& library : std::exchange(s_pCppProcess->libraries_, {})) {
+  if (!s_pCppProcess.process) return;
+  for (const SharedLibrary& library : std::exchange(s_pCppProcess.process->libraries_, {})) {
     library.close();
   }
 }
 
 bool CppProcess::LoadSharedLibrary(const WString& libraries) {
-  if (s_pCppProcess) return false;
+  if (s_pCppProcess.process) return false;
   EntryAddresses entries = {};
   std::vector<SharedLibrary> suppliers;
   for (const WString& path : CommonTool::splitEx(libraries, ":")) {

@@ -47,7 +47,7 @@ class CppProcess {
   static void CreateSharedProcess(const std::vector<void*>& handles, MainFunction applicationMain,
                                   StopFunction applicationStop);
   /// The shared instance or null.
-  static CppProcess* GetSharedProcess() { return s_pCppProcess.get(); }
+  static CppProcess* GetSharedProcess() { return s_pCppProcess.process.get(); }
   /// Unloads the libraries and destroys the shared instance, if there is one.
   static void DestroySharedProcess();
   /// Closes the libraries of the shared instance.
@@ -69,7 +69,13 @@ class CppProcess {
   static void create(std::vector<SharedLibrary> libraries, MainFunction applicationMain,
                      StopFunction applicationStop);
 
-  static std::unique_ptr<CppProcess> s_pCppProcess;
+  /// Not destroyed at exit: a signal that asks the application to stop may still come.
+  union Lasting {
+    constexpr Lasting() : process() {}
+    ~Lasting() {}
+    std::unique_ptr<CppProcess> process;
+  };
+  static Lasting s_pCppProcess;
 
   std::vector<SharedLibrary> libraries_;
   MainFunction applicationMain_;

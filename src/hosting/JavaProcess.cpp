@@ -155,7 +155,7 @@ bool JavaProcess::SetOption(std::vector<WString>& options, const WString& prefix
 bool JavaProcess::SetClassPathOption(std::vector<WString>& options) const {
   const ClassPath classPath = ClassPath::of(properties_);
   if (classPath.source == ClassPathSource::none) return false;
-  options.push_back("-Djava.class.path=" + classPath.text);
+  options.push_back(WString(classPathOption) + classPath.text);
   return true;
 }
 
@@ -262,6 +262,7 @@ void JavaProcess::GetAppObjects() {
     EventLogging::FatalError(message::startClassNotFound, 0);
   }
   startClass_ = static_cast<jclass>(env_->NewGlobalRef(found));
+  if (startClass_ == nullptr) EventLogging::FatalError(message::startClassNotFound, 0);
   findStartMethod(className);
   findStopMethod();
 }

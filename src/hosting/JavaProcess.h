@@ -37,6 +37,7 @@ class JavaProcess {
 
   /// The value of java.vendor, or the empty text.
   WString GetJVMVendorName();
+  /// True while a Java exception is pending on this thread.
   [[nodiscard]] bool ExceptionRaised() const;
 
   /// The pieces of the option list, as the external launch makes them. Each appends its options;

@@ -30,6 +30,7 @@ class JVM_SharedLibMgr {
   /// True once a library is loaded; a later call does not load another. Ends the process when the
   /// file cannot be loaded.
   static bool LoadSharedLibrary(const WString& path);
+  /// The same for GetJvmLibPath().
   static bool LoadSharedLibrary();
 
   /// Calls JNI_CreateJavaVM of the loaded library (else of the default one) and returns its status.

@@ -12,8 +12,10 @@
 ///
 /// velox.class.path.extended is a list of entries between ":" or ";". An entry that names an
 /// archive stays as it is. Any other is a directory: the archives in it follow it on the class
-/// path, with
-/// "/**" at its end also those below it, within two limits.
+/// path, with "/**" at its end also those below it, within two limits.
+
+/// What the class path follows in the option of the JVM.
+inline constexpr std::string_view classPathOption = "-Djava.class.path=";
 
 /// A limit of the search for archives. It is read from the leading digits of a property.
 struct ArchiveLimit {
@@ -38,8 +40,8 @@ inline constexpr ArchiveLimit archiveLimits[] = {searchLevelLimit, archiveCountL
 /// The process-wide limits of a search.
 class CommonConfig {
  public:
-  static int searchLevel;
-  static int libNumberOfOnePath;
+  static int searchLevel;         ///< directory levels; its standard until it is read
+  static int libNumberOfOnePath;  ///< archives of one entry; its standard until it is read
 
   /// Reads both; one that is out of range ends the process with its message.
   static void initConfig(const SimpleProperties& props);

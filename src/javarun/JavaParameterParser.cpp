@@ -61,7 +61,7 @@ WString JavaParameterParser::getProcessIDOption() const {
 }
 
 WString JavaParameterParser::getJavaDotClassDotPathOption() const {
-  return "-Djava.class.path=" + ClassPath::of(properties_).text;
+  return WString(classPathOption) + ClassPath::of(properties_).text;
 }
 
 std::vector<WString> JavaParameterParser::getNativeLibraryPathOptions() const {

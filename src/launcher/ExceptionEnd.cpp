@@ -31,10 +31,10 @@ void endWith(const WException& exception) {
                        exception.getDescription(false).view()});
 }
 
-EndWithoutException::EndWithoutException() {
+MemoryTerminateHandler::MemoryTerminateHandler() {
   formerHandler = std::set_terminate(endProgram);
 }
 
-EndWithoutException::~EndWithoutException() {
+MemoryTerminateHandler::~MemoryTerminateHandler() {
   std::set_terminate(formerHandler);
 }

@@ -6,14 +6,15 @@
 /// Reports the exception like a fatal message and ends the process with Logging::fatalStatus.
 [[noreturn]] void endWith(const WException& exception);
 
-/// Memory may be so short that not even an exception can be made. The language's run-time then ends
-/// the process with SIGABRT; while this lives it ends as by endWith. One at a time.
-class EndWithoutException {
+/// Memory may be so short that not even an exception can be made, and the language's run-time calls
+/// std::terminate. While this lives, that ends the process as by endWith; what has other reasons
+/// goes to the former handler. One at a time.
+class MemoryTerminateHandler {
  public:
-  EndWithoutException();
-  EndWithoutException(const EndWithoutException&) = delete;
-  EndWithoutException& operator=(const EndWithoutException&) = delete;
-  ~EndWithoutException();
+  MemoryTerminateHandler();
+  MemoryTerminateHandler(const MemoryTerminateHandler&) = delete;
+  MemoryTerminateHandler& operator=(const MemoryTerminateHandler&) = delete;
+  ~MemoryTerminateHandler();
 };
 
 #endif

@@ -146,7 +146,7 @@ int UnixWrapperMain(int argc, char** argv, int (*applicationMain)(int, char**),
 
 int WrapperMain(int argc, char** argv, int (*applicationMain)(int, char**),
                 void (*applicationStop)()) {
-  const EndWithoutException end;
+  const MemoryTerminateHandler end;
   try {
     return withMemoryException(
         [&] { return UnixWrapperMain(argc, argv, applicationMain, applicationStop); });

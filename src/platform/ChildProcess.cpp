@@ -34,7 +34,7 @@ ChildProcess::~ChildProcess() {
 
 void ChildProcess::execute(char* const* argv) const {
   ::sigaction(SIGCHLD, &formerAction_, nullptr);
-  signals_.release();
+  signals_.releaseChild();
   ::execvp(argv[0], argv);
 }
 

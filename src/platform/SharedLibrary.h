@@ -3,8 +3,9 @@
 
 #include "foundation/WString.h"
 
-/// A shared library in this process. It stays open to the end of the process unless it is closed:
-/// at exit, code of it may still run.
+/// The handle of a shared library in this process; copies name the same library, and one of them
+/// closes it. It stays open to the end of the process unless it is closed: at exit, code of it may
+/// still run.
 class SharedLibrary {
  public:
   SharedLibrary() = default;

@@ -81,6 +81,17 @@ void SignalPassing::release() const {
   ::pthread_sigmask(SIG_SETMASK, &formerMask_, nullptr);
 }
 
+void SignalPassing::releaseChild() const {
+  struct sigaction defaultAction = {};
+  defaultAction.sa_handler = SIG_DFL;
+  for (const int signal : signals) {
+    struct sigaction former = {};
+    ::sigaction(signal, nullptr, &former);
+    if (former.sa_handler != SIG_IGN) ::sigaction(signal, &defaultAction, nullptr);
+  }
+  release();
+}
+
 void SignalPassing::takeReceived(int waitStatus) {
   for (const int signal : signals) {
     if ((received & bitOf(signal)) == 0) continue;

@@ -25,8 +25,11 @@ class SignalPassing {
   /// In the parent, REQUIRES that the child's ID is still its own: signals have their former
   /// actions again.
   void end();
-  /// In the child, or without one: signals come through as before.
+  /// Without a child: signals come through as before.
   void release() const;
+  /// In the child, before it executes a program: the same, but no handler runs any more, which
+  /// would do so in the memory of the parent.
+  void releaseChild() const;
 
   /// In the parent after end(), with the child's raw wait status: a signal that came and asks to
   /// end, or that ended the child, now acts on this process. Returns when there is none.

@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "foundation/PropertyKeys.h"
+#include "javarun/ClassPath.h"
 #include "kvf/cds/ArchivableClassPath.h"
 #include "kvf/launch/JvmTrialRun.h"
 #include "kvf/launch/TrialOptions.h"
@@ -17,7 +18,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::string_view classPathOption = "-Djava.class.path=";
 // A machine may be busy, and a large application has 50,000 classes.
 constexpr unsigned maxSecondsToMake = 1800;
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <system_error>
 
+#include "javarun/ClassPath.h"
 #include "kvf/cds/ClassDataSharing.h"
 #include "kvf/formats/ArchiveWriter.h"
 #include "kvf/launch/JvmTrialRun.h"
@@ -85,7 +86,7 @@ StaleCodeTrial tryReplacedJar(const ArchiveKind& kind, const Jvm& jvm,
   launch.jvm = jvm;
   launch.startClass = className;
   launch.directory = scratchFolder;
-  launch.options = {"-Djava.class.path=" + jar.native()};
+  launch.options = {concat({classPathOption, jar.native()})};
   launch.classPath = {jar};
   writeJar(jar, "java/lang/Object", std::chrono::hours(1));
 

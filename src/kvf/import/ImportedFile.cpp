@@ -4,6 +4,7 @@
 #include <string_view>
 #include <utility>
 
+#include "config/VariableSubstitution.h"
 #include "foundation/PropertyKeys.h"
 #include "kvf/import/ImportError.h"
 #include "kvf/import/SortedOptions.h"
@@ -111,7 +112,7 @@ class Writer {
       text += spelledPart(word.substr(at, from - at));
       const std::string secret = word.substr(from, size);
       at = from + size;
-      const bool cannotMove = word.find(percentMark) != std::string::npos;
+      const bool cannotMove = word.find(percentMarker) != std::string::npos;
       if (cannotMove && !request_.secretsInclude.empty())
         result_.losses.emplace_back("a secret with @@#@@ in it is not moved to a file of its own");
       if (request_.secretsInclude.empty() || cannotMove) {
@@ -234,7 +235,7 @@ void Writer::writeOptionLine(const std::vector<const SourcedWord*>& options) {
   std::string comments;
   for (const SourcedWord* option : options) {
     const std::optional<std::string> word = optionWord(option->text);
-    if (!word || word->find(percentMark) != std::string::npos) {
+    if (!word || word->find(percentMarker) != std::string::npos) {
       result_.losses.push_back(concat({nameOf(option->text), " (", option->from,
                                        "): the line of options cannot hold a double quote or "
                                        "@@#@@"}));
@@ -272,7 +273,7 @@ void Writer::writeArguments() {
   for (; number < arguments.size(); ++number) {
     const std::string& argument = arguments[number].text;
     const std::optional<std::string> word = argumentWord(argument);
-    if (!word || word->find(percentMark) != std::string::npos) break;
+    if (!word || word->find(percentMarker) != std::string::npos) break;
     value += (value.empty() ? "" : " ") + withoutSecrets(*word, isSecret);
     isSecret = argument.starts_with('-') && isSecretName(argument);
   }

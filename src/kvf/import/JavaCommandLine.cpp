@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "foundation/TextPieces.h"
+#include "javarun/ClassPath.h"
 #include "kvf/import/ImportError.h"
 #include "kvf/import/JavaWords.h"
 #include "kvf/jvm/JavaProgramOptions.h"
@@ -97,8 +98,6 @@ constexpr OwnOption ownOptions[] = {
 /// A JVM knows old options by the name with an "X" in it.
 constexpr std::string_view oldSizes[] = {"-ms", "-mx", "-ss", "-oss"};
 
-constexpr std::string_view classPathProperty = "-Djava.class.path=";
-
 bool isSourceFile(const std::string& word, const std::string& directory) {
   std::error_code error;
   return word.ends_with(".java") && fs::is_regular_file(fs::path(directory) / word, error);
@@ -140,8 +139,8 @@ class Reader {
   void takeOption() {
     const SourcedWord word = words_[at_++];
     const std::string& text = word.text;
-    if (text.starts_with(classPathProperty)) {
-      line_.classPath = SourcedWord{text.substr(classPathProperty.size()), word.from};
+    if (text.starts_with(classPathOption)) {
+      line_.classPath = SourcedWord{text.substr(classPathOption.size()), word.from};
       return;
     }
     if (text == "--source" || text.starts_with("--source=")) refuseSource("its source file");

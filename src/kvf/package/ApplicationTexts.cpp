@@ -4,6 +4,7 @@
 #include <cctype>
 
 #include "config/PropertiesText.h"
+#include "config/VariableSubstitution.h"
 #include "foundation/PropertyKeys.h"
 #include "kvf/import/ImportedFile.h"
 #include "kvf/text/PropertiesSpelling.h"
@@ -266,7 +267,7 @@ std::optional<HandedOver> handedOver(std::string_view text, const std::string& f
     if (single == 0) {
       const std::string longer = words + (words.empty() ? "\"" : " \"") + argument + "\"";
       const bool fits = argument.find('"') == std::string::npos &&
-                        argument.find("@@#@@") == std::string::npos &&
+                        argument.find(percentMarker) == std::string::npos &&
                         longer.size() <= maxBytesOfWords(variable);
       if (fits) {
         words = longer;

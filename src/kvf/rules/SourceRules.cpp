@@ -6,6 +6,7 @@
 
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
+#include "javarun/ClassPath.h"
 #include "javarun/JavaParameterParser.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
@@ -19,7 +20,7 @@ struct SourcedOption {
 };
 
 std::string keyOfSetting(const Inspection& inspection, std::string_view option) {
-  if (option.starts_with("-Djava.class.path=")) {
+  if (option.starts_with(classPathOption)) {
     return inspection.plan.classPathKey == nullptr ? "" : inspection.plan.classPathKey;
   }
   for (const javaparser::KeyOption& setting :

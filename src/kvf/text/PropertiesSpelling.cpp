@@ -2,11 +2,12 @@
 
 #include <algorithm>
 
+#include "config/VariableSubstitution.h"
 #include "kvf/text/Text.h"
 
 bool cannotBeValue(std::string_view value) {
   return value.find('%') != std::string_view::npos &&
-         value.find(percentMark) != std::string_view::npos;
+         value.find(percentMarker) != std::string_view::npos;
 }
 
 std::string spelledKey(std::string_view key) {

@@ -8,12 +8,8 @@
 /// How a text is written so that the launcher reads exactly this text. spelledInPropertiesFile
 /// spells whole values; their parts have rules of their own.
 
-/// What stands for an escaped percent sign while variables are replaced, and becomes one at the
-/// end.
-inline constexpr std::string_view percentMark = "@@#@@";
-
 /// True for a value that no spelling carries through the substitution of variables: it holds both a
-/// percent sign and the mark.
+/// percent sign and percentMarker.
 bool cannotBeValue(std::string_view value);
 
 /// A key, or a part of one.

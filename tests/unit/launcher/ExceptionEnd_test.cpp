@@ -41,7 +41,7 @@ constexpr bool needsMemoryItself = true;
 constexpr bool needsMemoryItself = false;
 #endif
 
-TEST(EndWithoutException, IsThatOfExhaustedMemoryOnlyWhenNothingElseIsThrown) {
+TEST(MemoryTerminateHandler, IsThatOfExhaustedMemoryOnlyWhenNothingElseIsThrown) {
   const struct {
     bool isExhausted, throws;
     Outcome outcome;
@@ -56,7 +56,7 @@ TEST(EndWithoutException, IsThatOfExhaustedMemoryOnlyWhenNothingElseIsThrown) {
     if (row.isExhausted && needsMemoryItself) continue;
     SCOPED_TRACE(row.outcome.out);
     EXPECT_EQ(inChild([&]() noexcept {
-                static const EndWithoutException end;
+                static const MemoryTerminateHandler end;
                 const rlimit noCore = {0, 0};
                 ::setrlimit(RLIMIT_CORE, &noCore);
                 if (row.isExhausted) useUpMemory();
@@ -67,9 +67,9 @@ TEST(EndWithoutException, IsThatOfExhaustedMemoryOnlyWhenNothingElseIsThrown) {
   }
 }
 
-TEST(EndWithoutException, LeavesTheFormerHandlerInItsPlace) {
+TEST(MemoryTerminateHandler, LeavesTheFormerHandlerInItsPlace) {
   const std::terminate_handler former = std::get_terminate();
-  { const EndWithoutException end; }
+  { const MemoryTerminateHandler end; }
   EXPECT_EQ(std::get_terminate(), former);
 }
 
