@@ -1,6 +1,9 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <system_error>
 
 #include <unistd.h>
 
@@ -192,11 +195,19 @@ TEST_F(StopSignals, ThatAreIgnoredAreTakenExceptHup) {
   EXPECT_EQ(withTerminal.wait(), (Outcome{7, "ready\nstop\n"}));
 }
 
+/// Waits until it is the launcher that the process runs.
+void awaitLauncher(pid_t process) {
+  const std::filesystem::path image = "/proc/" + std::to_string(process) + "/exe";
+  std::error_code error;
+  while (!std::filesystem::equivalent(image, VELOX_WRAPPER, error) && !error) ::usleep(1000);
+}
+
 TEST_F(StopSignals, WithoutAJvmEndTheLauncher) {
   for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGUSR1}) {
     SCOPED_TRACE(signal);
     lifecycle(key_);
     Child waiting = startWrapper({"--delayStart", "60000"});
+    awaitLauncher(waiting.id());
     ::kill(waiting.id(), signal);
     EXPECT_EQ(waiting.wait(), (Outcome{128 + signal, ""}));
     kvf(native_);

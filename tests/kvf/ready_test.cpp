@@ -236,13 +236,18 @@ TEST_F(Ready, ASocketThatIsHandedDownIsTheReceiversToo) {
   Child child([] {
     const int handle = boundToSomePort(AF_INET, SOCK_STREAM);
     if (::listen(handle, 1) != 0) ::_exit(9);
+    int closed[2] = {-1, -1};
+    if (::pipe(closed) != 0) ::_exit(9);
     const pid_t heir = ::fork();
     if (heir == 0) {
-      ::usleep(100'000);
+      ::close(closed[1]);
+      char none = 0;
+      (void)!::read(closed[0], &none, 1);
       ::dprintf(STDOUT_FILENO, "%d\n", ::getpid());
       ::pause();
     }
     ::close(handle);
+    ::close(closed[1]);
     ::pause();
   });
   ASSERT_TRUE(child.prints("\n"));

@@ -52,7 +52,7 @@ TEST(Logging, WhatIsPrintedAppearsAtOnce) {
             (Outcome{3, "first 1\nsecond 2\n"}));
 }
 
-TEST(Logging, TheLogBeginsAnewUnlessAnotherProcessOfTheLaunchWroteIt) {
+TEST(Logging, TheLogBeginsAnewUnlessTheChildFlagIsSet) {
   const Sandbox sandbox;
   if (!sandbox.canLog()) GTEST_SKIP() << "the log file is another user's";
   const auto write = [&](const char* text, bool isChild) {
