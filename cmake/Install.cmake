@@ -1,6 +1,6 @@
 # What is installed, by component: Runtime (programs, their manual pages, documents, examples,
-# completions and editor files), Library (the shared library), Development (headers, both libraries' link names, the files
-# for find_package and pkg-config).
+# completions and editor files), Library (the shared library), Development (headers, both libraries'
+# link names, the files for find_package and pkg-config, what host programs want to read).
 
 include(CMakePackageConfigHelpers)
 set(velox_cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/VeloxWrapper)
@@ -37,8 +37,12 @@ install(FILES ${PROJECT_BINARY_DIR}/VeloxWrapperConfig.cmake
 install(FILES ${PROJECT_BINARY_DIR}/velox-wrapper.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
         COMPONENT Development)
 
-# Manual pages: man/NAME.SECTION.scd; @PROJECT_VERSION@ in them is replaced.
+# Manual pages: man/NAME.SECTION.scd; @PROJECT_VERSION@ in them is replaced. kvf(5) is about the files
+# of both programs.
 file(GLOB pages CONFIGURE_DEPENDS man/*.scd)
+if(NOT TARGET velox_kvf)
+  list(FILTER pages EXCLUDE REGEX "/kvf\\.1\\.scd$")
+endif()
 find_program(SCDOC scdoc)
 find_program(GZIP gzip)
 if(pages AND SCDOC AND GZIP)
@@ -60,6 +64,15 @@ if(pages AND SCDOC AND GZIP)
         COMMAND sed -f ${manual}.sed ${manual}.scd > ${source}
         DEPENDS velox_kvf ${manual}.scd
         COMMENT "Putting the keys into ${name}")
+    elseif(name STREQUAL "kvf.5")
+      # Without that table there is nothing to introduce.
+      set(source ${manual}.whole.scd)
+      add_custom_command(
+        OUTPUT ${source}
+        COMMAND sed "/^The keys follow/,/^KEYS/d" ${manual}.scd > ${source}
+        DEPENDS ${manual}.scd
+        VERBATIM
+        COMMENT "Leaving the keys out of ${name}")
     endif()
     add_custom_command(
       OUTPUT ${manual}.gz
@@ -83,7 +96,10 @@ set(program_permissions
 file(GLOB examples CONFIGURE_DEPENDS LIST_DIRECTORIES ON examples/*)
 list(FILTER examples EXCLUDE REGEX "\\.[a-z]+(\\.in)?$|/embedding$")
 install(FILES SECURITY.md DESTINATION ${velox_doc_dir}/velox-wrapper COMPONENT Runtime)
-install(DIRECTORY docs DESTINATION ${velox_doc_dir}/velox-wrapper COMPONENT Runtime)
+install(DIRECTORY docs DESTINATION ${velox_doc_dir}/velox-wrapper COMPONENT Runtime
+        PATTERN embedding.md EXCLUDE)
+install(FILES docs/embedding.md DESTINATION ${velox_doc_dir}/libvelox-wrapper-dev/docs
+        COMPONENT Development)
 install(
   DIRECTORY ${examples}
   DESTINATION ${velox_doc_dir}/velox-wrapper/examples
@@ -93,7 +109,7 @@ install(
   DIRECTORY examples/embedding
   DESTINATION ${velox_doc_dir}/libvelox-wrapper-dev/examples
   COMPONENT Development
-  REGEX "/run$" PERMISSIONS ${program_permissions})
+  REGEX "/(run|host\\.py)$" PERMISSIONS ${program_permissions})
 
 # Completions, by what each shell looks for: NAME.bash, _NAME (zsh), NAME.fish.
 function(install_completions pattern destination)
@@ -105,9 +121,13 @@ function(install_completions pattern destination)
             COMPONENT Runtime)
   endforeach()
 endfunction()
-install_completions(*.bash bash-completion/completions)
-install_completions(_* zsh/vendor-completions)
-install_completions(*.fish fish/vendor_completions.d)
+foreach(program wrapper kvf)
+  if(program STREQUAL "wrapper" OR TARGET velox_kvf)
+    install_completions(${program}.bash bash-completion/completions)
+    install_completions(_${program} zsh/vendor-completions)
+    install_completions(${program}.fish fish/vendor_completions.d)
+  endif()
+endforeach()
 
 # Editors: vim reads its folder by itself, TextMate's grammar is for others to pick up.
 if(EXISTS ${PROJECT_SOURCE_DIR}/editors/vim)
@@ -120,6 +140,8 @@ if(grammars)
           COMPONENT Runtime)
 endif()
 
-# What makes annotations of findings in a workflow's log.
-install(FILES packaging/ci/problem-matcher.json DESTINATION ${CMAKE_INSTALL_DATADIR}/velox-wrapper
-        COMPONENT Runtime)
+# What makes annotations of kvf's findings in a workflow's log.
+if(TARGET velox_kvf)
+  install(FILES packaging/ci/problem-matcher.json
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/velox-wrapper COMPONENT Runtime)
+endif()
