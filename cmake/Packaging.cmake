@@ -1,8 +1,9 @@
 # cpack: three Debian packages and an archive of everything. With the preset package-rpm
 # the same three for systems with RPM.
 
-# The same from the same commit, wherever, whenever and under whatever umask it is packed. (Of a Debian
-# package the umask still gets into the modes of its three members, which nobody installs.)
+# The same from the same commit, wherever, whenever and under whatever umask it is packed. One thing
+# still follows the umask: a Debian package is an archive of three files, debian-binary, control.tar and
+# data.tar, and records modes of these three, too; nothing reads them.
 if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
   execute_process(
     COMMAND git log -1 --format=%ct
