@@ -166,15 +166,31 @@ TEST(JvmCommand, Lines) {
   EXPECT_TRUE(homes.sandbox.run({VELOX_KVF, "jvm"}, start)
                   .out.starts_with("99.1  Acme  (found by JAVA_HOME)\n    " + line));
   const Texts write = {VELOX_KVF, "jvm", "--write", homes.sandbox.path("jvm.kvf")};
-  homes.sandbox.write("jvm.kvf", "java.library=/old\njava.start.class=Main\n");
-  EXPECT_EQ(homes.sandbox.run(write, start).status, 2);
-  EXPECT_EQ(homes.sandbox.read("jvm.kvf"), "java.library=/old\njava.start.class=Main\n");
-  fs::remove(homes.sandbox.path("jvm.kvf"));
-  for (const char* former : {"", "# Written by a trigger\njava.library=/old\n"}) {
-    if (*former != '\0') homes.sandbox.write("jvm.kvf", former);
-    EXPECT_EQ(homes.sandbox.run(write, start), (Outcome{0, ""}));
-    EXPECT_EQ(homes.sandbox.read("jvm.kvf"), line);
+  for (const char* kept : {"java.library=/old\njava.start.class=Main\n", "# Owner: ops\n",
+                           "# C:\\\njava.library=/old\n", "java.library=/old\nword\n"}) {
+    homes.sandbox.write("jvm.kvf", kept);
+    EXPECT_EQ(homes.sandbox.run(write, start).status, 2);
+    EXPECT_EQ(homes.sandbox.read("jvm.kvf"), kept);
   }
+  fs::remove(homes.sandbox.path("jvm.kvf"));
+  EXPECT_EQ(homes.sandbox.run(write, start), (Outcome{0, ""}));
+  EXPECT_EQ(homes.sandbox.read("jvm.kvf"), line);
+  const std::string noEnd = line.substr(0, line.size() - 1);
+  const struct {
+    std::string before, after;
+  } replaced[] = {
+      {"# Owner: ops\n\n# kvf: allow jvm-library\njava.library=/old\n! end\n",
+       "# Owner: ops\n\n# kvf: allow jvm-library\n" + line + "! end\n"},
+      {"java.library = /old\\\n/jvm\r\n", noEnd + "\r\n"},
+      {"java.library=/old", line},
+      {"\n \n", line},
+  };
+  for (const auto& row : replaced) {
+    homes.sandbox.write("jvm.kvf", row.before);
+    EXPECT_EQ(homes.sandbox.run(write, start), (Outcome{0, ""}));
+    EXPECT_EQ(homes.sandbox.read("jvm.kvf"), row.after);
+  }
+  homes.sandbox.write("jvm.kvf", line);
   EXPECT_EQ(homes.sandbox.run({VELOX_KVF, "jvm", "--write", "gone/jvm.kvf"}, start),
             (Outcome{2, "kvf: cannot make " + homes.sandbox.path("gone/jvm.kvf") +
                             ": No such file or directory\n"}));

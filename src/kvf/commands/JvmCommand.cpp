@@ -1,10 +1,12 @@
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 
+#include "config/PropertiesScanner.h"
+#include "foundation/PropertyKeys.h"
 #include "kvf/commands/Output.h"
 #include "kvf/commands/Subcommand.h"
 #include "kvf/jvm/JvmChoice.h"
@@ -72,28 +74,48 @@ int refuse(const std::vector<Jvm>& jvms, const JavaReleases& releases) {
   return negative;
 }
 
-/// True for a text without an entry but java.library, with nothing to lose.
-bool namesLibraryAlone(std::string_view text) {
-  const std::vector<std::string_view> lines = piecesOf(text, "\n");
-  return std::all_of(lines.begin(), lines.end(), [](std::string_view line) {
-    return line.empty() || line.starts_with('#') || line.starts_with("java.library=");
-  });
+/// Says where a text drops a line, which is then neither a comment nor an entry.
+class DroppedLine final : public AssemblyObserver {
+ public:
+  void lineDropped(std::size_t /*offset*/) override { found_ = true; }
+  [[nodiscard]] bool found() const { return found_; }
+
+ private:
+  bool found_ = false;
+};
+
+/// The text with another java.library line, in the place of the one that counts. Nothing where that
+/// is not the only thing that it sets.
+std::optional<std::string> withLine(const std::string& text, const std::string& line) {
+  const bool isBlank = text.find_first_not_of(" \t\r\n") == std::string::npos;
+  if (isBlank) return line;
+  DroppedLine dropped;
+  PropertiesScanner scanner(text, dropped);
+  std::optional<PropertiesEntry> last;
+  for (PropertiesEntry entry; scanner.next(entry); last = entry)
+    if (entry.key.view() != keys::javaLibrary) return std::nullopt;
+  if (!last || dropped.found() || text.find('\0') != std::string::npos) return std::nullopt;
+  std::string result = text;
+  return result.replace(last->keyAt, last->endAt - last->keyAt, line, 0,
+                        line.size() - (last->endedByLineEnd ? 1 : 0));
 }
 
-/// Puts the text into the file, which is then whole, or stays as it was.
-int put(const std::string& text, const std::filesystem::path& file) {
+/// Puts the line into the file, which is then whole, or stays as it was.
+int put(const std::string& line, const std::filesystem::path& file) {
   constexpr unsigned forAll = 0644;
   if (std::filesystem::exists(std::filesystem::symlink_status(file))) {
     const FileReplacement replacement(file);
-    if (!namesLibraryAlone(replacement.text())) {
-      return complain(concat({shown(file.native()),
-                              " holds more than java.library, which would be lost: name a separate "
-                              "file, and include that with velox.include.kvf"}));
+    const std::optional<std::string> text = withLine(replacement.text(), line);
+    if (!text) {
+      return complain(
+          concat({shown(file.native()),
+                  " holds other entries, or no java.library line to replace: name a separate "
+                  "file, and include that with velox.include.kvf"}));
     }
-    if (replacement.text() != text) replacement.replace(text);
+    if (replacement.text() != *text) replacement.replace(*text);
     return success;
   }
-  PreparedFile made(file, text, forAll);
+  PreparedFile made(file, line, forAll);
   made.place();
   made.keep();
   return success;
