@@ -62,6 +62,8 @@ bool fits(const std::set<TextEdit>& taken, const TextEdit& edit) {
 bool Fixes::apply(std::span<const Finding> findings) {
   Paths paths;
   FileEdits taken;
+  // Texts are compared once, not for each of many edits.
+  std::map<const SourceFile*, bool> isCurrent;
   for (const Finding& finding : findings) {
     FileEdits own;
     bool isFit = true;
@@ -73,7 +75,9 @@ bool Fixes::apply(std::span<const Finding> findings) {
       if (isNew) file->second = {inspection.nameOf(source), source.text, source.text};
       const TextEdit one = textEditOf(source, edit);
       // It may have been changed between two inspections.
-      isFit = isFit && file->second.after == source.text && fits(taken[path], one);
+      const auto [current, isFirst] = isCurrent.try_emplace(&source);
+      if (isFirst) current->second = file->second.after == source.text;
+      isFit = isFit && current->second && fits(taken[path], one);
       own[path].insert(one);
     }
     if (!isFit) continue;
