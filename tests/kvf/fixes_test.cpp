@@ -68,11 +68,15 @@ TEST(Fixes, ChangeWhatLeavesNothingToDecide) {
       {"java.extended.properties=-Xmx 64m\n", "java.extended.properties=-Xmx64m\n"},
       {"java.extended.properties=-Xint,-Xrs\n", "java.extended.properties=-Xint -Xrs\n"},
       {"velox.env.A_PATH=$PATH:/a\n", "velox.env.A_PATH=%PATH%:/a\n"},
-      {"java.property.a='b c'\n", "java.property.a=b c\n"},
-      {"java.property.a=30 # seconds\n", "# seconds\njava.property.a=30\n"},
+      {"java.heap.size.max=\"64m\"\n", "java.heap.size.max=64m\n"},
+      {"application.start.dir='/usr'\n", "application.start.dir=/usr\n"},
+      {"java.heap.size.max=64m # half\n", "# half\njava.heap.size.max=64m\n"},
+      {"application.start.dir=/usr # here\n", "# here\napplication.start.dir=/usr\n"},
       {"# C:\\\njava.property.a=b\n", "# C:\njava.property.a=b\n"},
       // What one fix uncovers.
-      {"java.property.a = 30 # s \n", "# s\njava.property.a=30\n"},
+      {"java.heap.size.max = 64m # s \n", "# s\njava.heap.size.max=64m\n"},
+      // Percent signs of a variable need four backslashes, those of other keys two.
+      {"velox.evn.A=50% a, 5% b\n", "velox.env.A=50\\\\\\\\% a, 5\\\\\\\\% b\n"},
   };
   for (const Row& row : rows) EXPECT_EQ(fixed(row.lines), row.fixed);
 }
@@ -90,7 +94,29 @@ TEST(Fixes, LeaveWhatMayBeMeantDifferently) {
       "application.args=50% of %PATH%\n",
       "application.args=%JAVA HOME%\n",
       "velox.env.A_DIR=$GONE_FOR_GOOD/a\n",
-      "java.property.a=' b'\n",
+      // Signs in what may be any text.
+      "java.property.a='b c'\n",
+      "velox.env.A=\"b\"\n",
+      "velox.env.A_DIR=\"/usr\"\n",
+      "java.property.a=30 # seconds\n",
+      "velox.env.A=/a/b # c\n",
+      "velox.env.A_HOME=$HOME/a\n",
+      "application.start.dir=\"/gone\"\n",
+      "b=50% of a, 5% b\njava.property.a=%b%\n",
+      // Lines that were parked, and values that the key does not take.
+      "_java.heap.size.max=64m\n",
+      "xjava.heap.size.max=64m\n",
+      "java.heap.size.max2=64m\n",
+      "java.heap2.size.max=64m\n",
+      "java.paths=/usr/bin/java\n",
+      "xvelox.env.A=b\n",
+      "velox.env2.A=b\n",
+      "java.heap.size.mx=\n",
+      "java.heap.size.mx=much\n",
+      "java.library.pth=/gone\n",
+      "velox.includ.kvf=/gone\n",
+      // A comment above would be one inside another entry.
+      "java.property.a=x \\\n y\rjava.heap.size.max=64m # c\r\n",
   };
   for (const std::string& one : lines) EXPECT_EQ(fixed(one), one);
 }
@@ -239,6 +265,19 @@ TEST_F(FixTest, StandardInputBecomesStandardOutput) {
   EXPECT_EQ(pipe("2>/dev/null").out, spelt + "x\n");
   EXPECT_TRUE(pipe("2>&1 >/dev/null").has("a.kvf:2: error: "));
   EXPECT_FALSE(fs::exists(sandbox_.path("a.kvf")));
+}
+
+TEST_F(FixTest, ALongValueTakesTimeInProportion) {
+  std::string text = sound() + "java.property.a=";
+  std::string mended = text;
+  for (int i = 0; i < 200000; ++i) {
+    text += "\\d";
+    mended += "\\\\d";
+  }
+  sandbox_.write("app.kvf", text + "\n");
+  EXPECT_EQ(sandbox_.run({"timeout", "20", VELOX_KVF, "check", "--fix", "app.kvf"}),
+            (Outcome{0, "kvf: app.kvf: 1 mistake fixed\n"}));
+  EXPECT_EQ(sandbox_.read("app.kvf"), mended + "\n");
 }
 
 TEST_F(FixTest, LeavesWhatItCannotReplaceWithoutALoss) {

@@ -202,6 +202,19 @@ TEST_F(Import, RunsAsJavaDoes) {
   }
 }
 
+TEST_F(Import, WhatLooksOddIsNotReportedAndNotMended) {
+  start_.environment["X_VAL"] = "gone";
+  const Outcome imported =
+      import({"--write", "app.kvf", "--", "X_VAL='b c'", "X_AT=1 # one", "java", "-cp",
+              "lib/probe.jar", "-Da=\"q\"", "-Db=30 # seconds", "-Dc=/a/b # c", "-Dd='x'\\",
+              "-De=\"a\tb\"", "probe.Probe", "\"yes\"", "30 # s"});
+  EXPECT_EQ(imported.status, 0) << imported.out;
+  const std::string text = sandbox_.read("app.kvf");
+  EXPECT_EQ(sandbox_.run({VELOX_KVF, "check", "--fix", "app.kvf"}, start_), (Outcome{0, ""}))
+      << text;
+  EXPECT_EQ(sandbox_.read("app.kvf"), text);
+}
+
 TEST_F(Import, SaysWhatCannotBeCarriedAndWhatIsNoStart) {
   sandbox_.write("A.java", "");
   sandbox_.write("script", "#!/bin/sh\n", true);

@@ -4,12 +4,14 @@
 #include <string_view>
 #include <utility>
 
+#include "config/PropertiesScanner.h"
 #include "config/VariableSubstitution.h"
 #include "foundation/PropertyKeys.h"
 #include "kvf/import/ImportError.h"
 #include "kvf/import/SortedOptions.h"
 #include "kvf/import/StartTarget.h"
 #include "kvf/launch/Secrets.h"
+#include "kvf/rules/ValueSigns.h"
 #include "kvf/text/PropertiesSpelling.h"
 #include "kvf/text/Text.h"
 
@@ -79,17 +81,27 @@ class Writer {
   }
   /// An entry with a value that is already spelled, except at its start.
   static void emit(std::string& text, std::string_view key, const std::string& spelled) {
+    const char* const start = spelled.starts_with('=') ? "=" : spelled.starts_with(' ') ? "\\" : "";
+    std::string line = concat({key, "=", start, spelled, "\n"});
+    // A blank at the end counts anyway, but nobody sees it.
+    if (spelled.size() > 1 && spelled.ends_with(' ')) line.insert(line.size() - 2, "\\");
+    text += concat({permission(spelled, line), line});
+  }
+  /// The comment for what looks like a mistake, and came from where it was none.
+  static std::string permission(const std::string& spelled, const std::string& line) {
     // A literal backslash is followed by a second one.
     bool hasControl = false;
     for (std::size_t at = 0; (at = spelled.find('\\', at)) != std::string::npos; at += 2) {
       const char next = at + 1 < spelled.size() ? spelled[at + 1] : '\0';
       hasControl = hasControl || next == 't' || next == 'r' || next == 'n';
     }
-    if (hasControl) text += "# kvf: allow control-escape\n";
-    const char* const start = spelled.starts_with('=') ? "=" : spelled.starts_with(' ') ? "\\" : "";
-    text += concat({key, "=", start, spelled, "\n"});
-    // A blank at the end counts anyway, but nobody sees it.
-    if (spelled.size() > 1 && spelled.ends_with(' ')) text.insert(text.size() - 2, "\\");
+    PropertiesEntry entry;
+    PropertiesScanner(line).next(entry);
+    const std::string rules = concat(
+        {hasControl ? " control-escape" : "",
+         hasOddQuotes(entry.key.view(), entry.value.view()) ? " quoted-value" : "",
+         oddCommentIn(entry.key.view(), entry.value.view()).empty() ? "" : " trailing-comment"});
+    return rules.empty() ? rules : concat({"# kvf: allow", rules, "\n"});
   }
   bool isLost(std::string_view what, const std::string& value) {
     if (!cannotBeValue(value)) return false;

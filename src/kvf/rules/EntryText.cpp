@@ -4,6 +4,13 @@
 
 #include "kvf/text/Text.h"
 
+bool EntryText::beginsLine() const {
+  const std::size_t start = file_->lineStarts[entry_->at.line - 1];
+  const std::string_view before =
+      std::string_view(file_->text).substr(start, entry_->at.column - 1);
+  return before.find_first_not_of(" \t") == std::string_view::npos;
+}
+
 std::optional<std::size_t> EntryText::find(std::string_view text) const {
   const std::size_t first = raw_.find(text);
   const bool isOnly = first != std::string_view::npos && first == raw_.rfind(text);

@@ -20,6 +20,9 @@ class EntryText {
   [[nodiscard]] std::string_view raw() const { return raw_; }
   /// True when no line continues it.
   [[nodiscard]] bool isOneLine() const { return entry_->at.line == entry_->at.endLine; }
+  /// True when nothing but blanks is in front of it in its line. A bare carriage return may end an
+  /// entry in the middle of one.
+  [[nodiscard]] bool beginsLine() const;
   /// Where the text is, if it is there exactly once.
   [[nodiscard]] std::optional<std::size_t> find(std::string_view text) const;
   /// That stretch of the file; else the entry as a whole.
@@ -35,7 +38,7 @@ class EntryText {
   [[nodiscard]] Edit replaceKey(std::string key) const;
   /// Puts this between the key and the value, which begins at that offset.
   [[nodiscard]] Edit separateBy(std::string separator, std::size_t valueAt) const;
-  /// Puts a line above the entry. REQUIRES: hasPlainKey().
+  /// Puts a line above the entry. REQUIRES: beginsLine().
   [[nodiscard]] Edit insertLineAbove(std::string_view line) const;
 
  private:

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cctype>
 #include <deque>
 #include <filesystem>
 #include <map>
@@ -11,6 +12,7 @@
 #include "kvf/rules/EntryText.h"
 #include "kvf/rules/Keys.h"
 #include "kvf/rules/Rule.h"
+#include "kvf/rules/ValueSigns.h"
 #include "kvf/text/Text.h"
 
 namespace {
@@ -100,6 +102,32 @@ class References {
   std::map<std::string, std::vector<const ReferencedNames*>> byFile_;
 };
 
+/// True for a name that looks like a parked line, which nobody wants switched on: another first
+/// character, more of them at the end, or a digit or sign that the other lacks.
+bool looksParked(std::string_view name, std::string_view meant) {
+  const auto isOdd = [](char c) {
+    return std::isalpha(static_cast<unsigned char>(c)) == 0 && c != '.';
+  };
+  return name.front() != meant.front() || name.starts_with(meant) || isOdd(name.back()) ||
+         std::count_if(name.begin(), name.end(), isOdd) >
+             std::count_if(meant.begin(), meant.end(), isOdd);
+}
+
+/// True where a typing mistake is all that keeps the key from being the other one, of which its
+/// value is one.
+bool isSlipOf(const std::string& meant, const Inspection& inspection, const Entry& entry) {
+  std::string_view name = entry.key;
+  std::string_view other = meant;
+  const KeyInfo* info = findKey(meant);
+  if (info == nullptr) return false;
+  if (info->rest != nullptr) {
+    // The user's part is the same; the dot in front of it would hide what is added to the family.
+    other = std::string_view(info->name).substr(0, std::string_view(info->name).size() - 1);
+    name.remove_suffix(std::min(name.size() - 1, meant.size() - other.size()));
+  }
+  return !looksParked(name, other) && suits(inspection, meant, entry.value);
+}
+
 /// Gives the value to another key, unless that has one already.
 std::vector<Edit> renamedTo(const std::string& key, const Inspection& inspection,
                             const EntryText& text) {
@@ -143,7 +171,8 @@ void unknownKeysOf(const Inspection& inspection, const References& references, R
     report(text.placeOfKey(),
            concat({"neither the launcher nor a reference reads ", shown(key), didYouMean(nearest),
                    "; it has no effect", nearest.empty() ? ": " + adviceFor(key) : ""}))
-        .fix = renamedTo(meant, inspection, text);
+        .fix = isSlipOf(meant, inspection, entry) ? renamedTo(meant, inspection, text)
+                                                  : std::vector<Edit>();
   }
 }
 
@@ -284,13 +313,30 @@ bool takesUpEarlier(const Entry& entry) {
                      });
 }
 
+/// The definitions whose values others take up before a later one replaces them.
+std::set<const Entry*> usedMeanwhile(const Inspection& inspection) {
+  std::map<std::string_view, const Entry*> latest;
+  std::set<const Entry*> used;
+  for (const Entry& entry : inspection.run().entries) {
+    for (const Reference& reference : entry.references) {
+      const bool isEntry = reference.source == VariableSource::entries ||
+                           reference.source == VariableSource::context;
+      const auto definition = isEntry ? latest.find(reference.name) : latest.end();
+      if (definition != latest.end()) used.insert(definition->second);
+    }
+    if (!entry.isInclude && !entry.skipped) latest[entry.key] = &entry;
+  }
+  return used;
+}
+
 void duplicateKey(const Inspection& inspection, Report& report) {
+  const std::set<const Entry*> used = usedMeanwhile(inspection);
   for (const auto& [key, entries] : entriesByKey(inspection)) {
     for (std::size_t i = 1; i < entries.size(); ++i) {
       const Entry& earlier = *entries[i - 1];
       const Entry& later = *entries[i];
       if (earlier.at.file != later.at.file || earlier.at == later.at) continue;
-      if (takesUpEarlier(later)) continue;
+      if (takesUpEarlier(later) || used.contains(&earlier)) continue;
       report(later.at, concat({shown(key), " is defined in line ", std::to_string(earlier.at.line),
                                " already, whose value ", shown(earlier.value),
                                " it replaces: keep one of them"}));
@@ -366,7 +412,7 @@ constexpr Rule rules[] = {
      .severity = Severity::warning,
      .summary = "a key that is defined twice in one file",
      .explanation = "The later line wins; the earlier one counts for references between the two, "
-                    "so x=%x% more is fine.",
+                    "so x=%x% more is fine, and so is one that is read before it changes.",
      .example = {.lines = "java.heap.size.max=1g\njava.heap.size.max=2g"},
      .remedy = {.note = "Keep one of them.", .lines = "java.heap.size.max=2g"},
      .check = duplicateKey},

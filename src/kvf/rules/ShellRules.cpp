@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <cctype>
+#include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -9,35 +11,72 @@
 #include "javarun/ArgumentSplitter.h"
 #include "javarun/ExtendedOptions.h"
 #include "kvf/rules/EntryText.h"
-#include "kvf/rules/Keys.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/rules/ShellSyntax.h"
+#include "kvf/rules/ValueSigns.h"
 #include "kvf/text/Text.h"
 
 namespace {
 
-/// Values that the launcher, or the system, opens as they are.
+/// Values that the launcher opens as they are.
 bool holdsPaths(const Entry& entry) {
   constexpr std::string_view paths[] = {
       keys::javaLibrary,     keys::applicationLibrary, keys::classPathExtended,
       keys::classPath,       keys::javaPath,           keys::adjusterClassPath,
       keys::javaLibraryPath, keys::processIdFile,      keys::startDirectory};
-  if (std::find(std::begin(paths), std::end(paths), entry.key) != std::end(paths)) return true;
-  const std::string_view variable = entry.variable();
-  const auto isOneOf = [&](std::string_view name) {
-    return variable == name || variable.ends_with(concat({"_", name}));
-  };
-  return isOneOf("PATH") || isOneOf("HOME") || isOneOf("DIR") || variable == "CLASSPATH";
+  return std::find(std::begin(paths), std::end(paths), entry.key) != std::end(paths);
 }
 
-/// Options of the JVM by their names, unlike properties, which the application reads.
-bool isOfJvm(std::string_view option) {
-  // A shell runs the commands of these.
-  if (option.starts_with("-XX:OnOutOfMemoryError") || option.starts_with("-XX:OnError")) {
-    return false;
-  }
-  return option.starts_with("-X") || option.starts_with("-javaagent:") ||
-         option.starts_with("-agent");
+/// A variable that is, or ends in, that name.
+bool isCalled(std::string_view variable, std::string_view name) {
+  return variable == name || variable.ends_with(concat({"_", name}));
+}
+
+/// Lists of folders, which the system or a JVM opens as they are.
+bool isSearchPath(std::string_view variable) {
+  return isCalled(variable, "PATH") || variable == "CLASSPATH";
+}
+
+/// What a program may also expand by itself, such as a template.
+bool isFolderByName(std::string_view variable) {
+  return isCalled(variable, "HOME") || isCalled(variable, "DIR");
+}
+
+/// What the JVM itself reads of an option: not a property, which the application reads, not the
+/// words for an agent, and not a command, which a shell runs.
+std::string_view partOfJvm(std::string_view option) {
+  if (option.starts_with("-XX:OnOutOfMemoryError") || option.starts_with("-XX:OnError")) return {};
+  if (option.starts_with("-javaagent:") || option.starts_with("-agent"))
+    return option.substr(0, option.find('='));
+  return option.starts_with("-X") ? option : std::string_view();
+}
+
+/// "java/util/HashMap$Node": a dollar sign after the name of a class, which is no path.
+bool isNestedClass(std::string_view text, const ShellExpansion& expansion) {
+  const auto isPart = [](char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 ||
+           std::string_view("_$./*").find(c) != std::string_view::npos;
+  };
+  std::size_t start = expansion.at;
+  while (start > 0 && isPart(text[start - 1])) --start;
+  const std::string_view outer = text.substr(start, expansion.at - start);
+  const std::string_view name = outer.substr(outer.find_last_of("./") + 1);
+  return expansion.text.starts_with('$') && !expansion.text.starts_with("${") &&
+         !outer.starts_with('/') && !name.empty() &&
+         std::isupper(static_cast<unsigned char>(name.front())) != 0;
+}
+
+/// True when there is a file or folder with that very name, as far as it needs the sign for it.
+bool isThere(const Inspection& inspection, std::string_view value, const std::string& sign) {
+  const std::vector<std::string_view> paths = piecesOf(value, "=:;, \t\"");
+  return std::any_of(paths.begin(), paths.end(), [&](std::string_view path) {
+    const std::size_t at = path.find(sign);
+    if (at == std::string_view::npos) return false;
+    path = path.substr(0, path.find('/', at + sign.size()));
+    std::error_code error;
+    return std::filesystem::exists(inspection.atApplication(path), error) ||
+           std::filesystem::exists(inspection.atLauncher(path), error);
+  });
 }
 
 /// The reference that says the same, where the launch has the variable.
@@ -52,9 +91,26 @@ std::vector<Edit> asReference(const Inspection& inspection, const EntryText& tex
   return {text.replace(*at, *at + expansion.text.size(), instead)};
 }
 
+/// ${tenant} and the like: variables of the environment have capitals.
+bool isPlaceholder(const ShellExpansion& expansion) {
+  return std::any_of(expansion.text.begin(), expansion.text.end(),
+                     [](unsigned char c) { return std::islower(c) != 0; });
+}
+
+/// The first that nothing else explains.
+std::optional<ShellExpansion> oddExpansionIn(std::string_view text, const Entry& entry,
+                                             const Inspection& inspection) {
+  auto found = shellExpansionIn(text);
+  while (found && (isThere(inspection, entry.value, found->text) ||
+                   (entry.key == keys::extendedProperties && isNestedClass(text, *found)) ||
+                   (isFolderByName(entry.variable()) && isPlaceholder(*found))))
+    found = shellExpansionIn(text, found->at + 1);
+  return found;
+}
+
 void shellVariable(const Inspection& inspection, Report& report) {
   const auto tell = [&](const Entry& entry, std::string_view text) {
-    const auto expansion = shellExpansionIn(text);
+    const auto expansion = oddExpansionIn(text, entry, inspection);
     if (!expansion) return;
     const EntryText written(inspection, entry);
     Finding& finding = report(
@@ -63,15 +119,18 @@ void shellVariable(const Inspection& inspection, Report& report) {
                 expansion->instead.empty()
                     ? "have it done before the start, and refer to a variable with the result"
                     : concat({"write ", expansion->instead})}));
-    finding.fix = asReference(inspection, written, *expansion);
+    // Its reader may expand it.
+    finding.harmless = isFolderByName(entry.variable());
+    if (!finding.harmless) finding.fix = asReference(inspection, written, *expansion);
   };
   for (const Entry& entry : inspection.run().entries) {
     if (entry.skipped || entry.isInclude) continue;
-    if (holdsPaths(entry)) tell(entry, entry.written);
+    const std::string_view variable = entry.variable();
+    if (holdsPaths(entry) || isSearchPath(variable) || isFolderByName(variable))
+      tell(entry, entry.written);
     if (entry.key != keys::extendedProperties) continue;
-    for (const WString& option : splitExtendedOptions(WString(entry.written))) {
-      if (isOfJvm(option.view())) tell(entry, option.view());
-    }
+    for (const WString& option : splitExtendedOptions(WString(entry.written)))
+      tell(entry, partOfJvm(option.view()));
   }
 }
 
@@ -179,61 +238,51 @@ std::vector<Edit> withoutQuotes(const EntryText& text, std::string_view value) {
   return {text.replace(*at, *at + 1, ""), text.replace(last, last + 1, "")};
 }
 
-void quotedValue(const Inspection& inspection, Report& report) {
-  for (const Entry& entry : inspection.run().entries) {
-    if (entry.skipped || entry.isInclude) continue;
-    const std::string_view value = entry.written;
-    if (value.size() < 2 || value.front() != value.back()) continue;
-    const char quote = value.front();
-    if (quote != '"' && quote != '\'') continue;
-    if (value.substr(1, value.size() - 2).find(quote) != std::string_view::npos) continue;
-    const KeyInfo* info = findKey(entry.key);
-    const bool isSplit =
-        entry.key == keys::applicationArgs || entry.key == keys::extendedProperties;
-    if (info == nullptr || isSplit) continue;
-    const EntryText text(inspection, entry);
-    report(text.placeOf(value),
-           concat({"the quotes around ", shown(value.substr(1, value.size() - 2)),
-                   " belong to the value: leave them out, blanks need none"}))
-        .fix = withoutQuotes(text, value);
-  }
+/// True where the launcher itself reads the value, and makes something of the shorter one alone.
+bool leavesNoDoubt(const Inspection& inspection, const Entry& entry, std::string_view shorter) {
+  return !takesAnyText(entry.key) && suits(inspection, entry.key, shorter) &&
+         !suits(inspection, entry.key, entry.value);
 }
 
-/// A value that is complete by itself: a number, a size, a path, yes or no.
-bool isWhole(std::string_view word) {
-  constexpr std::string_view words[] = {"true", "false", "yes", "no", "on", "off"};
-  if (std::find(std::begin(words), std::end(words), word) != std::end(words)) return true;
-  if (word.starts_with('/') || word.starts_with('%')) return true;
-  const std::size_t digits = word.find_first_not_of("0123456789.");
-  return digits != 0 && word.size() - std::min(digits, word.size()) <= 2;
+void quotedValue(const Inspection& inspection, Report& report) {
+  for (const Entry& entry : inspection.run().entries) {
+    const std::string_view value = entry.written;
+    if (entry.skipped || entry.isInclude || !hasOddQuotes(entry.key, value)) continue;
+    const EntryText text(inspection, entry);
+    Finding& finding = report(
+        text.placeOf(value), concat({"the quotes around ", shown(value.substr(1, value.size() - 2)),
+                                     " belong to the value: leave them out, blanks need none"}));
+    const std::string_view whole = entry.value;
+    const bool isStillQuoted = hasOddQuotes(entry.key, whole);
+    if (isStillQuoted && leavesNoDoubt(inspection, entry, whole.substr(1, whole.size() - 2)))
+      finding.fix = withoutQuotes(text, value);
+  }
 }
 
 /// Moves the comment above the entry; it comes with the blanks in front of it.
 std::vector<Edit> onItsOwnLine(const EntryText& text, std::string_view comment) {
   const auto at = text.find(comment);
-  if (!at || !text.isOneLine() || comment.find('\\') != std::string_view::npos) return {};
+  if (!at || !text.isOneLine() || !text.beginsLine() ||
+      comment.find('\\') != std::string_view::npos)
+    return {};
   return {text.insertLineAbove(comment.substr(comment.find('#'))),
           text.replace(*at, *at + comment.size(), "")};
 }
 
 void trailingComment(const Inspection& inspection, Report& report) {
   for (const Entry& entry : inspection.run().entries) {
-    const std::string_view value = entry.written;
-    const std::size_t mark = value.find(" #");
-    if (mark == std::string_view::npos || entry.skipped) continue;
-    const std::string_view word = value.substr(0, value.find_last_not_of(" \t", mark) + 1);
-    const bool isComment = value.size() == mark + 2 || value[mark + 2] == ' ';
-    if (!isComment || word.find(' ') != std::string_view::npos || word.empty()) continue;
-    const KeyInfo* info = findKey(entry.key);
-    const bool isOwn = info != nullptr && info->rest == nullptr;
-    const bool isSplit =
-        entry.key == keys::applicationArgs || entry.key == keys::extendedProperties;
-    if (isSplit || (!isOwn && !isWhole(word))) continue;
+    const std::string_view comment = oddCommentIn(entry.key, entry.written);
+    if (entry.skipped || comment.empty()) continue;
     const EntryText text(inspection, entry);
-    report(text.placeOf(value.substr(mark + 1)),
-           concat({"a # does not begin a comment after a value: the value is ", shown(value),
-                   "; put the comment on a line of its own"}))
-        .fix = onItsOwnLine(text, value.substr(word.size()));
+    Finding& finding =
+        report(text.placeOf(comment.substr(comment.find('#'))),
+               concat({"a # does not begin a comment after a value: the value is ",
+                       shown(entry.written), "; put the comment on a line of its own"}));
+    const std::string_view after = oddCommentIn(entry.key, entry.value);
+    const std::string_view shorter =
+        std::string_view(entry.value).substr(0, entry.value.size() - after.size());
+    if (after == comment && leavesNoDoubt(inspection, entry, shorter))
+      finding.fix = onItsOwnLine(text, comment);
   }
 }
 
@@ -243,9 +292,11 @@ constexpr Rule rules[] = {
      .summary = "$NAME, ~ and the like where only a shell would expand them",
      .explanation = "No shell reads a properties file: in paths, variables with paths and options "
                     "of the JVM $HOME or ~ stays as it is. An argument or a property may have it, "
-                    "since the application may expand it.",
-     .example = {.lines = "velox.env.ACME_HOME=$HOME/acme"},
-     .remedy = {.lines = "velox.env.ACME_HOME=%HOME%/acme"},
+                    "since the application may expand it. So may the program that reads a variable "
+                    "whose name ends in HOME or DIR: there it is a warning, and ${name} in small "
+                    "letters is fine. What exists under that very name is not reported.",
+     .example = {.lines = "velox.env.LD_LIBRARY_PATH=$HOME/acme"},
+     .remedy = {.lines = "velox.env.LD_LIBRARY_PATH=%HOME%/acme"},
      .check = shellVariable},
     {.id = "shell-syntax",
      .severity = Severity::warning,
@@ -279,7 +330,9 @@ constexpr Rule rules[] = {
      .severity = Severity::warning,
      .summary = "a value in quotes",
      .explanation = "A value reaches to the end of its line, and quotes belong to it. Only "
-                    "application.args and java.extended.properties split at blanks.",
+                    "application.args and java.extended.properties split at blanks. Where they are "
+                    "meant, allow it. They are not reported in commandline.argv. entries, which "
+                    "exist for arguments with quotes, nor around a constant, such as 'NULL'.",
      .example = {.lines = "velox.env.ACME_HOME=\"/opt/acme\""},
      .remedy = {.lines = "velox.env.ACME_HOME=/opt/acme"},
      .check = quotedValue},
@@ -287,7 +340,7 @@ constexpr Rule rules[] = {
      .severity = Severity::warning,
      .summary = "a comment after a value",
      .explanation = "A comment needs a line of its own. What looks like one after a value belongs "
-                    "to the value.",
+                    "to the value; where it is meant, allow it.",
      .example = {.lines = "java.property.timeout=30 # seconds"},
      .remedy = {.lines = "# Seconds.\njava.property.timeout=30"},
      .check = trailingComment},

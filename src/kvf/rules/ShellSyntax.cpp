@@ -31,7 +31,7 @@ std::optional<ShellExpansion> variableAt(std::string_view text, std::size_t doll
   const bool isClosed = !inBraces || (end < text.size() && text[end] == '}');
   if (!isName || !isClosed || isOfLoader(name)) return std::nullopt;
   return ShellExpansion{std::string(text.substr(dollar, end - dollar + (inBraces ? 1 : 0))),
-                        concat({"%", name, "%"})};
+                        concat({"%", name, "%"}), dollar};
 }
 
 /// Quoted words count as text, not as syntax.
@@ -50,16 +50,16 @@ bool opensQuote(std::string_view word, std::string_view quote) {
 
 }  // namespace
 
-std::optional<ShellExpansion> shellExpansionIn(std::string_view text) {
-  for (std::size_t i = 0; i < text.size(); ++i) {
+std::optional<ShellExpansion> shellExpansionIn(std::string_view text, std::size_t from) {
+  for (std::size_t i = from; i < text.size(); ++i) {
     const std::string_view rest = text.substr(i);
     const bool atStart = i == 0 || std::string_view(":;=").find(text[i - 1]) != std::string::npos;
-    if (rest.starts_with("$(")) return ShellExpansion{"$(...)", ""};
+    if (rest.starts_with("$(")) return ShellExpansion{"$(...)", "", i};
     if (rest[0] == '`' && rest.find('`', 1) != std::string_view::npos) {
-      return ShellExpansion{"`...`", ""};
+      return ShellExpansion{"`...`", "", i};
     }
     if (rest[0] == '~' && atStart && (rest.size() == 1 || rest[1] == '/')) {
-      return ShellExpansion{"~", "%HOME%"};
+      return ShellExpansion{"~", "%HOME%", i};
     }
     if (rest[0] != '$') continue;
     if (auto variable = variableAt(text, i)) return variable;

@@ -1,6 +1,7 @@
 #ifndef VELOX_KVF_RULES_SHELLSYNTAX_H
 #define VELOX_KVF_RULES_SHELLSYNTAX_H
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,11 +14,12 @@
 struct ShellExpansion {
   std::string text;     ///< "$HOME", "~", "$(...)", "`...`"
   std::string instead;  ///< how to write it in a properties file; empty: not possible
+  std::size_t at = 0;   ///< where it begins
 };
 
-/// The first of $NAME, ${NAME}, $(...), `...`, and ~ at the start of a path. What the system's
-/// loader expands ($ORIGIN) does not count.
-std::optional<ShellExpansion> shellExpansionIn(std::string_view text);
+/// The first of $NAME, ${NAME}, $(...), `...`, and ~ at the start of a path, from there on. What
+/// the system's loader expands ($ORIGIN) does not count.
+std::optional<ShellExpansion> shellExpansionIn(std::string_view text, std::size_t from = 0);
 
 /// The text as words, with double quotes anywhere around blanks; nothing when a quote is not
 /// closed.

@@ -6,6 +6,7 @@
 
 #include "foundation/PropertyKeys.h"
 #include "kvf/rules/EntryText.h"
+#include "kvf/rules/Keys.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
@@ -171,6 +172,8 @@ std::vector<Edit> escapedPair(const EntryText& text, const Entry& entry, std::st
   const auto at = text.find(concat({"%", name, "%"}));
   const bool isEscaped = text.raw().find("\\%") != std::string_view::npos;
   if (!at || isEscaped || !isPlainText(name) || !hasNoOtherReference(text.raw())) return {};
+  // A key that is to be renamed, or whose value is put into others, needs more than this.
+  if (findKey(entry.key) == nullptr) return {};
   // What is exported is read twice.
   const char* escape = entry.variable().empty() ? R"(\\)" : R"(\\\\)";
   return {text.insert(*at, escape), text.insert(*at + 1 + name.size(), escape)};
