@@ -93,6 +93,10 @@ const Row rows[] = {
     {"without-effect", 5, "--generateScript runs main",
      launch() + "wrapper.command=--generateScript\njava.start.method=other\n"},
     {"shell-variable", 4, "write %HOME%", launch() + "processID.file.name=~/a.pid\n"},
+    {"shell-variable", 4, "$HOME",
+     launch() + "java.extended.properties=-XX:ErrorFile=/tmp/Acme$HOME.log\n"},
+    {"shell-variable", 4, "$GONE",
+     launch() + "velox.env.LD_LIBRARY_PATH=%kvf.file.dir%/d$x:$GONE\n"},
     {"shell-variable", 4, "before the start", launch() + "velox.env.A_DIR=$(pwd)\n"},
     {"shell-variable", 4, "`...`", launch() + "velox.env.A_DIR=`pwd`\n"},
     {"shell-syntax", 4, "\"2>&1\"", launch() + "application.args=a 2>&1\n"},
@@ -102,10 +106,17 @@ const Row rows[] = {
     {"shell-syntax", 4, "line of its own", launch() + "application.args=a # b\n"},
     {"argument-quotes", 4, "is not closed", launch() + "application.args=\"a b\n"},
     {"quoted-value", 4, "quotes around \"b\"", launch() + "java.property.a='b'\n"},
+    {"quoted-value", 4, "quotes around \"64m\"", launch() + "java.property.a=\"64m\"\n"},
+    {"trailing-comment", 4, "30 # s", launch() + "velox.env.A=30 # s\n"},
     {"open-reference", 4, "write %JAVA_HOME%", launch() + "java.property.a=%JAVA_HOME/lib\n"},
     {"option-word", 4, "not commas", launch() + "java.extended.properties=-Xint,-Xrs\n"},
     {"option-word", 4, "program java alone", launch() + "java.extended.properties=@a\n"},
     {"blank-before-value", 4, "\": b\" with the colon", launch() + "java.property.a : b\n"},
+    {"blank-before-value", 4, "\":80\" with the colon", launch() + "java.property.a\t:80\n"},
+    {"control-escape", 4, "becomes a tab", launch() + "java.property.a=a\\tb\n"},
+    {"duplicate-key", 7, "in line 6 already",
+     launch() + "a=1\njava.property.a=%a%\na=2\na=3\njava.property.b=%a%\n"},
+    {"readable-secret", 4, "chmod o-r", launch() + "java.property.a.token=https://u:p@h/\n"},
     {"carriage-return", 4, "continues nothing",
      launch() + "java.property.a=b\\\r\njava.property.b=c\n"},
     {"short-include", 4, "last line", launch() + "velox.include=%kvf.file.dir%/empty.kvf"},
@@ -203,6 +214,8 @@ const Row rows[] = {
     {"option-form", 4, "write -Da=b in one word", launch() + "java.extended.properties=-D a=b\n"},
     {"option-value", 4, "write one such as 75.0",
      launch() + "java.extended.properties=-XX:MaxRAMPercentage=75%\n"},
+    {"option-value", 4, "at most 100",
+     launch() + "java.extended.properties=-XX:MaxRAMPercentage=0xFF\n"},
     {"option-value", 4, "it is 1 or more",
      launch() + "java.extended.properties=-XX:CICompilerCount=0\n"},
     {"log-selection", 4, "\"foo\" is no tag",
@@ -215,6 +228,9 @@ const Row rows[] = {
     {"option-path", 4, "by \":\" alone", launch() + "java.library.path=/tmp;/usr\n"},
     {"option-argument", 4, "not an option of the JVM",
      launch() + "application.args=-Xmx1g server\n"},
+    {"option-argument", 4, "\"-Xmx1g\"",
+     launch() + "application.args=--verbose -Xmx1g -jvmArgs -Xmx2g -Xrs\n"},
+    {"stack-size", 4, "do not start with 2g", launch() + "java.extended.properties=-Xss2g\n"},
     {"stack-size", 4, "write 8192k for kilobytes", launch() + "java.thread.stack.size=8192\n"},
     {"class-path-missing", 2, "not by commas or blanks",
      launch(jvm, std::string(probeJar) + ":" + probeJar + "," + probeJar)},
@@ -246,6 +262,7 @@ void writeSurroundings(Sandbox& sandbox) {
     sandbox.write(copy, "");
     fs::copy_file(jar, sandbox.path(copy), fs::copy_options::overwrite_existing);
   }
+  sandbox.write("d$x/a", "");
   sandbox.write("broken.jar", "PK");
   sandbox.write("vast.jar", "PK\5\6" + std::string(11, '\0') + '\x40' + std::string(6, '\0'));
   writeArchive(
@@ -343,6 +360,24 @@ const std::string soundFiles[] = {
     launch() + "! a comment = here\n",
     launch() + "java.property.a==b\njava.property.b:=c\n\tjava.property.c \t d\n",
     launch() + "java.property.a=\\ b\\ \n",
+    launch() + "velox.env.DISPLAY=:0\njava.property.a= :80\n",
+    launch() + "java.property.a=\\t\njava.property.line.separator=\\r\\n\n",
+    launch() + "java.property.a='NULL'\njava.property.b='\"'\njava.property.c=\"'\"\n",
+    launch() + "commandline.argv.1=\"yes\"\ncommandline.argv.2=30 # s\n",
+    launch() + "a=1\njava.property.a=%a%\na=2\njava.property.b=%a%\n",
+    launch() + "application.args=worker -jvmArgs -Xmx2g -Xms1g --java-options -Xrs\n",
+    launch() +
+        "java.property.a.password=ENC(abcdef)\njava.property.b.credentials=classpath:a.json\n"
+        "java.property.c.credentials=https://host/a\njava.property.d.token=env:TOKEN\n",
+    launch() +
+        "java.extended.properties=-XX:CompileCommand=dontinline,java/util/HashMap$Node.* "
+        "-XX:CompileCommand=exclude,a.B$C::d -agentlib:jdwp=address=$HOST\n",
+    launch() +
+        "java.extended.properties=-Xlog:gc:file=%kvf.file.dir%/d$x/gc.log\n"
+        "velox.env.LD_LIBRARY_PATH=%kvf.file.dir%/d$x\n"
+        "velox.env.ACME_TEMPLATE_DIR=/srv/${tenant}/x\n",
+    launch(jvm, std::string(probeJar) + ":%kvf.file.dir%/d$x"),
+    launch() + "java.extended.properties=-XX:MaxRAMPercentage=50.5\n",
     launch() + "java.property.a=C:\\\\temp\\\\new\n# C:\\temp\n",
     launch() + "java.property.a=one\\\ntwo\n",
     launch() + "java.property.empty=\n",

@@ -14,16 +14,30 @@
 
 namespace {
 
+/// Lines by their files.
+using Lines = std::set<std::pair<int, std::size_t>>;
+
+/// Where an escape is all of a value, as in line.separator=\n, and so is meant.
+Lines meantEscapes(const Inspection& inspection) {
+  Lines lines;
+  for (const Entry& entry : inspection.run().entries) {
+    const bool isMeant =
+        !entry.written.empty() && entry.written.find_first_not_of("\t\r\n") == std::string::npos;
+    for (std::size_t line = entry.at.line; isMeant && line <= entry.at.endLine; ++line)
+      lines.emplace(entry.at.file, line);
+  }
+  return lines;
+}
+
 void controlEscape(const Inspection& inspection, Report& report) {
+  const Lines meant = meantEscapes(inspection);
   for (const Position& at : inspection.run().controlEscapes) {
+    if (meant.contains({at.file, at.line})) continue;
     report(at,
            "\\t, \\r or \\n becomes a tab or a line end here: write \\\\ for a backslash, or / "
            "between folders");
   }
 }
-
-/// Lines by their files.
-using Lines = std::set<std::pair<int, std::size_t>>;
 
 bool holdsOne(const Entry& entry, const Lines& lines) {
   const auto first = lines.lower_bound({entry.at.file, entry.at.line});
@@ -95,7 +109,8 @@ constexpr Rule rules[] = {
      .severity = Severity::warning,
      .summary = "an escape that makes a tab or a line end",
      .explanation = "A backslash keeps the next character as it is, but t, r and n become a tab, a "
-                    "carriage return and a line feed.",
+                    "carriage return and a line feed. A value that is nothing else is not "
+                    "reported.",
      .example = {.lines = R"(java.property.data=C:\temp\new)"},
      .remedy = {.lines = R"(java.property.data=C:\\temp\\new)"},
      .check = controlEscape},

@@ -102,7 +102,9 @@ void blankBeforeValue(const Inspection& inspection, Report& report) {
     const std::string_view written = entry.written;
     const bool afterEquals =
         first == '=' && (written.starts_with(' ') || written.starts_with('\t'));
-    const bool afterColon = first == ':' && written.starts_with(':');
+    const char separator = inspection.fileOf(entry.at).text[entry.rawAt - 1];
+    const bool isByBlank = separator == ' ' || separator == '\t';
+    const bool afterColon = isByBlank && first == ':' && written.starts_with(':');
     if (!afterColon && (!afterEquals || ignoresBlanks(entry))) continue;
     report(entry.at, concat({"the blank before \"", std::string_view(&first, 1),
                              "\" ends the key, so that the value is ", shown(written),

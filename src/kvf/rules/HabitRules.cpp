@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <iterator>
 #include <string_view>
@@ -103,6 +104,17 @@ bool isPropertyOption(std::string_view text) {
          text.find('=') != std::string_view::npos;
 }
 
+/// True for an option of the application by whose name it takes those of a JVM: -jvmArgs.
+bool takesJvmOptions(std::string_view text) {
+  if (!text.starts_with('-') || isJvmOption(text) || isPropertyOption(text)) return false;
+  std::string name(text);
+  std::transform(name.begin(), name.end(), name.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  constexpr std::string_view parts[] = {"jvm", "java", "vmarg", "opt"};
+  return std::any_of(std::begin(parts), std::end(parts),
+                     [&](std::string_view part) { return name.find(part) != std::string::npos; });
+}
+
 void optionArgument(const Inspection& inspection, Report& report) {
   if (!inspection.startsJvm()) return;
   const auto tell = [&](const Position& at, std::string_view text) {
@@ -116,17 +128,27 @@ void optionArgument(const Inspection& inspection, Report& report) {
                 " into the file"}));
   };
   const auto& arguments = inspection.outer.arguments;
+  // It may take several.
+  bool isTaken = false;
   for (std::size_t i = 1; i < arguments.size(); ++i) {
     const Argument& argument = arguments[i];
     if (argument.isValue || argument.switchName != nullptr) continue;
     if (isPropertyOption(argument.text) ||
-        (isJvmOption(argument.text) && !argument.isUnknownSwitch()))
-      tell({Position::commandLine, i}, argument.text);
+        (isJvmOption(argument.text) && !argument.isUnknownSwitch())) {
+      if (!isTaken) tell({Position::commandLine, i}, argument.text);
+    } else {
+      isTaken = takesJvmOptions(argument.text);
+    }
   }
+  isTaken = false;
   if (inspection.entryOf(keys::applicationArgs) == nullptr) return;
   for (const WString& word :
        splitArguments(WString(inspection.valueOf(keys::applicationArgs)), LaunchWay::hostedJava)) {
-    if (isJvmOption(word.view())) tell(inspection.positionOf(keys::applicationArgs), word.view());
+    if (!isJvmOption(word.view())) {
+      isTaken = isPropertyOption(word.view()) ? isTaken : takesJvmOptions(word.view());
+    } else if (!isTaken) {
+      tell(inspection.positionOf(keys::applicationArgs), word.view());
+    }
   }
 }
 
@@ -165,12 +187,12 @@ void scriptVariable(const Inspection& inspection, Report& report) {
                 ": write the options into ", keys::extendedProperties, ", or ",
                 keys::extendedProperties, "=%", name, "%"});
     if (const Entry* entry = inspection.entryOf(concat({keys::environmentPrefix, name})))
-      report(entry->at, text);
+      report.harmless(entry->at, text);
     if (!inspection.unit) continue;
     for (const UnitSetting* setting : inspection.unit->all("Environment")) {
       const std::size_t at = setting->value.find(concat({name, "="}));
       if (at != std::string::npos)
-        report(Inspection::unitPosition(ServiceUnit::placeOf(*setting, at)), text);
+        report.harmless(Inspection::unitPosition(ServiceUnit::placeOf(*setting, at)), text);
     }
   }
 }
@@ -207,8 +229,10 @@ constexpr Rule rules[] = {
     {.id = "option-argument",
      .severity = Severity::warning,
      .summary = "an option of the JVM among the arguments of the application",
-     .explanation = "What follows the switches, and application.args, goes to main. Options of the "
-                    "JVM have keys of their own.",
+     .explanation =
+         "What follows the switches, and application.args, goes to main. Options of the "
+         "JVM have keys of their own. One after an argument that takes such options by its "
+         "name, as -jvmArgs, is not reported.",
      .example = {.command = "kvf check -- wrapper --propFile acme.kvf -Dmode=fast"},
      .remedy = {.lines = "java.property.mode=fast",
                 .command = "kvf check -- wrapper --propFile acme.kvf"},
@@ -226,7 +250,8 @@ constexpr Rule rules[] = {
      .summary = "options of the JVM in a variable that no JVM reads",
      .explanation =
          "A JVM in the launcher's process reads JAVA_TOOL_OPTIONS. JDK_JAVA_OPTIONS is read by the "
-         "program java, JAVA_OPTS by start scripts. A reference in a value makes use of either.",
+         "program java, JAVA_OPTS by start scripts. A reference in a value makes use of either. "
+         "Where the application starts such a program or script, allow it.",
      .example = {.lines = "velox.env.JAVA_OPTS=-Xint"},
      .remedy = {.lines = "java.extended.properties=-Xint"},
      .check = scriptVariable},

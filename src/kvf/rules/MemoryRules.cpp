@@ -6,7 +6,9 @@
 
 #include "foundation/MemorySize.h"
 #include "foundation/PropertyKeys.h"
+#include "kvf/jvm/OptionHistory.h"
 #include "kvf/launch/JvmOptions.h"
+#include "kvf/launch/LaunchJvm.h"
 #include "kvf/launch/MainStack.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
@@ -63,7 +65,23 @@ void youngGeneration(const Inspection& inspection, Report& report) {
                  keys::heapSizeInitial}));
 }
 
-constexpr std::size_t largestStack = std::size_t{1} << 30U;
+/// A JVM looks at every option, also at one that a later one replaces; Java 8 at the last alone.
+std::optional<SizeOption> tooLargeStack(const Inspection& inspection) {
+  constexpr std::size_t gigabyte = std::size_t{1} << 30U;
+  const std::optional<Jvm> jvm = jvmOfLaunch(inspection);
+  const bool isOldest = jvm && jvm->release == oldestRelease;
+  const std::vector<SizeOption> options = sizeOptions(inspection);
+  const auto isTooLarge = [&](const SizeOption& option) {
+    const std::size_t largest = isOldest ? 2 * gigabyte - 1 : gigabyte;
+    return option.kind == SizeKind::stack && memorySize(option.size).value_or(0) > largest;
+  };
+  if (isOldest) {
+    const auto last = lastOf(options, SizeKind::stack);
+    return last && isTooLarge(*last) ? last : std::nullopt;
+  }
+  const auto found = std::find_if(options.begin(), options.end(), isTooLarge);
+  return found == options.end() ? std::nullopt : std::optional(*found);
+}
 
 /// Every JVM needs more, from 136k to 228k.
 constexpr std::size_t smallestStack = std::size_t{64} << 10U;
@@ -81,13 +99,13 @@ void smallStack(const Inspection& inspection, Report& report) {
 
 void stackSize(const Inspection& inspection, Report& report) {
   smallStack(inspection, report);
-  const auto wanted = memorySize(inspection.valueOf(keys::threadStackSize));
-  if (wanted && *wanted > largestStack) {
-    report.fatalIf(inspection.startsJvm(), inspection.positionOf(keys::threadStackSize),
+  if (const auto stack = tooLargeStack(inspection)) {
+    report.fatalIf(inspection.startsJvm(), stack->at,
                    concat({"today's JVMs accept at most 1g for a stack, and do not start with ",
-                           inspection.valueOf(keys::threadStackSize), ": write less"}));
+                           stack->size, ": write less"}));
     return;
   }
+  const auto wanted = memorySize(inspection.valueOf(keys::threadStackSize));
   const std::uint64_t limit = inspection.surroundings.stackLimit;
   if (!wanted || *wanted <= limit) return;
   report(inspection.positionOf(keys::threadStackSize),
@@ -99,7 +117,7 @@ void stackSize(const Inspection& inspection, Report& report) {
 
 void mainStack(const Inspection& inspection, Report& report) {
   const auto stack = stackThatMainLacks(inspection);
-  if (!stack) return;
+  if (!stack || tooLargeStack(inspection)) return;
   report(
       stack->wanted.at,
       concat({shown(stack->wanted.option), " does not reach main in this process, whose stack is ",

@@ -1,4 +1,7 @@
+#include <algorithm>
 #include <filesystem>
+#include <iterator>
+#include <string_view>
 
 #include "kvf/launch/Secrets.h"
 #include "kvf/rules/Rule.h"
@@ -24,9 +27,21 @@ bool isReadableByOthers(const std::string& name) {
   return true;
 }
 
+/// True for a text that says where the secret is, or has it encrypted.
+bool isElsewhere(std::string_view secret) {
+  constexpr std::string_view places[] = {"classpath:", "classpath*:", "env:", "vault:"};
+  const auto begins = [&](std::string_view start) { return secret.starts_with(start); };
+  if (std::any_of(std::begin(places), std::end(places), begins)) return true;
+  if (begins("ENC(") && secret.ends_with(')')) return true;
+  // A URL may bring one along.
+  return (begins("https://") || begins("http://")) &&
+         secret.find_first_of("@?") == std::string_view::npos;
+}
+
 void readableSecret(const Inspection& inspection, Report& report) {
   for (const Entry& entry : inspection.run().entries) {
-    if (entry.skipped || writtenSecret(entry).empty()) continue;
+    const std::string_view secret = writtenSecret(entry);
+    if (entry.skipped || secret.empty() || isElsewhere(secret)) continue;
     const SourceFile& file = inspection.fileOf(entry.at);
     if (!isReadableByOthers(file.name)) continue;
     report(entry.at,
@@ -41,8 +56,8 @@ constexpr Rule rules[] = {
      .severity = Severity::warning,
      .summary = "a password in a file that everyone can read",
      .explanation = "A name that ends in password, secret, token or the like marks a secret, also "
-                    "in an option, an argument or a URL; a reference or a path is not one. The "
-                    "modes of the file and of the folders above it decide.",
+                    "in an option, an argument or a URL; a reference, a path, a URL or ENC(...) is "
+                    "not one. The modes of the file and of the folders above it decide.",
      .example = {.note = "The file has mode 0644.", .lines = "java.property.db.password=Tr0ub4dor"},
      .remedy = {.note = "Take it from the environment; a unit reads it with EnvironmentFile=. Or "
                         "give the file mode 0640 and the group of the service.",

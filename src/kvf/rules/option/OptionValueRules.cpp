@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <cstddef>
+#include <cstdlib>
 #include <iterator>
 #include <optional>
 #include <string>
@@ -55,25 +57,52 @@ bool isSize(std::string_view value) {
   return memorySize(value) || value.starts_with("0x") || value.starts_with("0X");
 }
 
-/// Why the JVM does not take it; empty: it does.
-std::string_view complaintAboutPercentage(std::string_view value, unsigned release) {
+bool isDigits(std::string_view text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+/// A percentage of a release up to 17, of which 8 takes no other form than "75.0".
+bool hasFormOf(const std::string& value, unsigned release) {
   const std::size_t point = value.find('.');
-  const auto isDigits = [](std::string_view text) {
-    return text.find_first_not_of("0123456789") == std::string_view::npos;
-  };
-  const std::string_view whole = value.substr(0, point);
-  const bool hasPoint = point != std::string_view::npos;
-  if (whole.empty() || !isDigits(whole) || (hasPoint && !isDigits(value.substr(point + 1))))
-    return "a percentage is just a number: write one such as 75.0";
-  if (memorySize(whole).value_or(101) > 100)
-    return "a percentage is at most 100: write one such as 75.0";
-  return !hasPoint && release == oldestRelease
+  if (point == std::string::npos) {
+    const bool isInBase16 = value.starts_with("0x") || value.starts_with("0X");
+    return release != oldestRelease && (isDigits(value) || isInBase16);
+  }
+  const std::string fraction = value.substr(point + 1);
+  const bool isFraction = release == oldestRelease
+                              ? isDigits(fraction)
+                              : fraction.find_first_not_of("0123456789eE+-") == std::string::npos;
+  return isDigits(value.substr(0, point)) && !fraction.empty() && isFraction;
+}
+
+/// The number, if the release takes it; newer ones do what strtod does.
+std::optional<double> percentage(const std::string& value, unsigned release) {
+  constexpr unsigned lastWithForms = 17;
+  if (value.empty() || std::isspace(static_cast<unsigned char>(value.front())) != 0 ||
+      (release <= lastWithForms && !hasFormOf(value, release)))
+    return std::nullopt;
+  char* end = nullptr;
+  const double number = std::strtod(value.c_str(), &end);
+  const bool isNumber = end == value.c_str() + value.size() && std::isfinite(number);
+  return isNumber ? std::optional(number) : std::nullopt;
+}
+
+/// Why the JVM does not take it; empty: it does.
+std::string_view complaintAboutPercentage(const std::string& value, unsigned release) {
+  const std::optional<double> number = percentage(value, release);
+  // Java 8 does not look at the fraction.
+  const double counted =
+      release == oldestRelease ? std::floor(number.value_or(0)) : number.value_or(0);
+  if (counted > 100 || counted < 0) return "a percentage is at most 100: write one such as 75.0";
+  if (number) return "";
+  return release == oldestRelease && isDigits(value)
              ? "Java 8 needs a decimal point in it: write one such as 75.0"
-             : "";
+             : "a percentage is just a number: write one such as 75.0";
 }
 
 std::string_view complaintAbout(const ValuedFlag& flag, std::string_view value, unsigned release) {
-  if (flag.kind == ValueKind::percentage) return complaintAboutPercentage(value, release);
+  if (flag.kind == ValueKind::percentage)
+    return complaintAboutPercentage(std::string(value), release);
   if (flag.kind == ValueKind::count)
     return memorySize(value) == 0 ? "it is 1 or more: correct or remove it" : "";
   return isSize(value) ? "" : "a size is a number followed by k, m or g: write one such as 64m";
