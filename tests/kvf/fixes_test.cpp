@@ -113,6 +113,8 @@ TEST(Fixes, LeaveWhatMayBeMeantDifferently) {
       "velox.env2.A=b\n",
       "java.heap.size.mx=\n",
       "java.heap.size.mx=much\n",
+      "java.heap.size.mx=64m\njava.heap.size.amx=32m\n",
+      "java.properties.a=1\njava.propertys.a=2\n",
       "java.library.pth=/gone\n",
       "velox.includ.kvf=/gone\n",
       // A comment above would be one inside another entry.

@@ -105,6 +105,7 @@ const Row rows[] = {
     {"shell-syntax", 4, "write %POD%", launch() + "application.args=$(POD)\n"},
     {"shell-syntax", 4, "line of its own", launch() + "application.args=a # b\n"},
     {"argument-quotes", 4, "is not closed", launch() + "application.args=\"a b\n"},
+    {"quoted-value", 4, "quotes around \"5\"", launch() + "java.property.a='5'\n"},
     {"quoted-value", 4, "quotes around \"b\"", launch() + "java.property.a='b'\n"},
     {"quoted-value", 4, "quotes around \"64m\"", launch() + "java.property.a=\"64m\"\n"},
     {"trailing-comment", 4, "30 # s", launch() + "velox.env.A=30 # s\n"},
@@ -362,7 +363,9 @@ const std::string soundFiles[] = {
     launch() + "java.property.a=\\ b\\ \n",
     launch() + "velox.env.DISPLAY=:0\njava.property.a= :80\n",
     launch() + "java.property.a=\\t\njava.property.line.separator=\\r\\n\n",
-    launch() + "java.property.a='NULL'\njava.property.b='\"'\njava.property.c=\"'\"\n",
+    launch() +
+        "java.property.a='NULL'\njava.property.d='NOW()'\njava.property.b='\"'\njava.property.c=\"'"
+        "\"\n",
     launch() + "commandline.argv.1=\"yes\"\ncommandline.argv.2=30 # s\n",
     launch() + "a=1\njava.property.a=%a%\na=2\njava.property.b=%a%\n",
     launch() + "application.args=worker -jvmArgs -Xmx2g -Xms1g --java-options -Xrs\n",
@@ -371,7 +374,9 @@ const std::string soundFiles[] = {
         "java.property.c.credentials=https://host/a\njava.property.d.token=env:TOKEN\n",
     launch() +
         "java.extended.properties=-XX:CompileCommand=dontinline,java/util/HashMap$Node.* "
-        "-XX:CompileCommand=exclude,a.B$C::d -agentlib:jdwp=address=$HOST\n",
+        "-XX:CompileCommand=exclude,*B$C::d -XX:+UnlockDiagnosticVMOptions "
+        "-XX:AbortVMOnException=a.B$C "
+        "-agentlib:jdwp=address=$HOST\n",
     launch() +
         "java.extended.properties=-Xlog:gc:file=%kvf.file.dir%/d$x/gc.log\n"
         "velox.env.LD_LIBRARY_PATH=%kvf.file.dir%/d$x\n"

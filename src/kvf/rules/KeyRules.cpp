@@ -135,7 +135,15 @@ std::vector<Edit> renamedTo(const std::string& key, const Inspection& inspection
   return isFree && text.hasPlainKey() ? std::vector{text.replaceKey(key)} : std::vector<Edit>();
 }
 
+struct UnknownKey {
+  const Entry* entry;
+  std::string nearest;  ///< of the names that are known; empty: none
+  std::string meant;    ///< without a doubt; empty: none
+};
+
 void unknownKeysOf(const Inspection& inspection, const References& references, Report& report) {
+  std::vector<UnknownKey> found;
+  std::map<std::string, int> wishes;
   const std::vector<std::string_view> candidates = settableKeys();
   std::vector<const std::vector<const ReferencedNames*>*> referenced;
   for (const SourceFile& file : inspection.run().files) referenced.push_back(&references.of(file));
@@ -167,12 +175,18 @@ void unknownKeysOf(const Inspection& inspection, const References& references, R
     }
     // Not every file that includes this one has to use all of it.
     if (nearest.empty() && inspection.fileOf(entry.at).includedAt) continue;
-    const EntryText text(inspection, entry);
-    report(text.placeOfKey(),
-           concat({"neither the launcher nor a reference reads ", shown(key), didYouMean(nearest),
-                   "; it has no effect", nearest.empty() ? ": " + adviceFor(key) : ""}))
-        .fix = isSlipOf(meant, inspection, entry) ? renamedTo(meant, inspection, text)
-                                                  : std::vector<Edit>();
+    ++wishes[meant];
+    found.push_back({&entry, nearest, meant});
+  }
+  for (const auto& [entry, nearest, meant] : found) {
+    const EntryText text(inspection, *entry);
+    Finding& finding = report(
+        text.placeOfKey(), concat({"neither the launcher nor a reference reads ", shown(entry->key),
+                                   didYouMean(nearest), "; it has no effect",
+                                   nearest.empty() ? ": " + adviceFor(entry->key) : ""}));
+    // Of several one would replace the other.
+    if (wishes[meant] == 1 && isSlipOf(meant, inspection, *entry))
+      finding.fix = renamedTo(meant, inspection, text);
   }
 }
 

@@ -42,10 +42,15 @@ bool isFolderByName(std::string_view variable) {
   return isCalled(variable, "HOME") || isCalled(variable, "DIR");
 }
 
-/// What the JVM itself reads of an option: not a property, which the application reads, not the
-/// words for an agent, and not a command, which a shell runs.
+/// What the JVM itself reads of an option, but for names of methods, in which the sign is common:
+/// not a property, which the application reads, not the words for an agent, and not a command,
+/// which a shell runs.
 std::string_view partOfJvm(std::string_view option) {
-  if (option.starts_with("-XX:OnOutOfMemoryError") || option.starts_with("-XX:OnError")) return {};
+  constexpr std::string_view others[] = {
+      "-XX:OnOutOfMemoryError=", "-XX:OnError=", "-XX:CompileCommand=", "-XX:CompileOnly="};
+  if (std::any_of(std::begin(others), std::end(others),
+                  [&](std::string_view start) { return option.starts_with(start); }))
+    return {};
   if (option.starts_with("-javaagent:") || option.starts_with("-agent"))
     return option.substr(0, option.find('='));
   return option.starts_with("-X") ? option : std::string_view();

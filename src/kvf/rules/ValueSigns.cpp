@@ -29,11 +29,14 @@ bool isWholeArgument(std::string_view key) {
   return key.starts_with(keys::commandLineArgumentPrefix);
 }
 
-/// A constant of a query, as 'NULL' or 'NOT_YET'.
+/// A word of a query, as 'NULL', 'NOT_YET' or 'NOW()'.
 bool isConstant(std::string_view text) {
-  return !text.empty() && std::all_of(text.begin(), text.end(), [](unsigned char c) {
-    return std::isupper(c) != 0 || std::isdigit(c) != 0 || c == '_';
-  });
+  constexpr std::string_view others = "0123456789_()";
+  const auto isCapital = [](unsigned char c) { return std::isupper(c) != 0; };
+  return std::any_of(text.begin(), text.end(), isCapital) &&
+         std::all_of(text.begin(), text.end(), [&](char c) {
+           return isCapital(static_cast<unsigned char>(c)) || others.find(c) != others.npos;
+         });
 }
 
 /// A value that is complete by itself: a number, a size, a path, yes or no.
