@@ -72,9 +72,12 @@ std::optional<Misfit> misfit(const Target& java, const OptionHistory& history, O
   const std::string since = sinceWhen(history, java.release);
   const std::string advice = adviceFor(history);
   const auto needs = [&](const char* kind) {
-    return Misfit{Kind::refused,
-                  concat({java.name, " refuses ", shown(option), " unless -XX:+Unlock", kind,
-                          "VMOptions comes before it: write that, too"})};
+    // Told to ignore what it does not know, Java 8 ignores these, too.
+    const bool isIgnored = java.runsInProcess && java.release == 8;
+    return Misfit{
+        isIgnored ? Kind::ignored : Kind::refused,
+        concat({java.name, isIgnored ? " silently ignores " : " refuses ", shown(option),
+                " unless -XX:+Unlock", kind, "VMOptions comes before it: write that, too"})};
   };
   switch (state) {
     case OptionState::unknown:
