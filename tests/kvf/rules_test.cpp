@@ -215,7 +215,7 @@ const Row rows[] = {
     {"option-form", 4, "write -Da=b in one word", launch() + "java.extended.properties=-D a=b\n"},
     {"option-value", 4, "write one such as 75.0",
      launch() + "java.extended.properties=-XX:MaxRAMPercentage=75%\n"},
-    {"option-value", 4, "at most 100",
+    {"option-value", 4, "a percentage is ",
      launch() + "java.extended.properties=-XX:MaxRAMPercentage=0xFF\n"},
     {"option-value", 4, "it is 1 or more",
      launch() + "java.extended.properties=-XX:CICompilerCount=0\n"},

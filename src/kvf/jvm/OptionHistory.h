@@ -26,6 +26,12 @@ enum class OptionState : char {
 /// True when the option has, or can have, its effect.
 bool isUsable(OptionState state);
 
+/// Told to ignore options that it does not know, Java 8 also ignores flags that are locked, or that
+/// have a form or a value that it cannot read; later releases do not start.
+constexpr bool ignoresUnusableFlags(unsigned release) {
+  return release == 8;
+}
+
 struct OptionHistory {
   std::string_view name;    ///< of a flag alone, "UseSerialGC"; "-Xint", "-Xloggc:", "--add-opens="
   std::string_view states;  ///< of the asked releases, as letters

@@ -123,8 +123,12 @@ void reportFlag(const Inspection& inspection, OptionPlaces& places, const std::s
   const std::string advice = history->isSwitch
                                  ? concat({"is on or off: write -XX:+", flag, " or -XX:-", flag})
                                  : concat({"has a value: write -XX:", flag, "=VALUE"});
-  report.fatalIf(inspection.startsJvm(), places.of(option),
-                 concat({"the JVM does not start with ", shown(option), ", a flag that ", advice}));
+  const bool isIgnored = inspection.runsInProcess() && ignoresUnusableFlags(release);
+  Finding& finding =
+      report.fatalIf(!isIgnored && inspection.startsJvm(), places.of(option),
+                     concat({"the JVM ", isIgnored ? "silently ignores " : "does not start with ",
+                             shown(option), ", a flag that ", advice}));
+  finding.harmless = isIgnored;
 }
 
 void optionForm(const Inspection& inspection, Report& report) {

@@ -72,8 +72,7 @@ std::optional<Misfit> misfit(const Target& java, const OptionHistory& history, O
   const std::string since = sinceWhen(history, java.release);
   const std::string advice = adviceFor(history);
   const auto needs = [&](const char* kind) {
-    // Told to ignore what it does not know, Java 8 ignores these, too.
-    const bool isIgnored = java.runsInProcess && java.release == 8;
+    const bool isIgnored = java.runsInProcess && ignoresUnusableFlags(java.release);
     return Misfit{
         isIgnored ? Kind::ignored : Kind::refused,
         concat({java.name, isIgnored ? " silently ignores " : " refuses ", shown(option),

@@ -90,10 +90,9 @@ std::optional<double> percentage(const std::string& value, unsigned release) {
 /// Why the JVM does not take it; empty: it does.
 std::string_view complaintAboutPercentage(const std::string& value, unsigned release) {
   const std::optional<double> number = percentage(value, release);
-  // Java 8 does not look at the fraction.
-  const double counted =
-      release == oldestRelease ? std::floor(number.value_or(0)) : number.value_or(0);
-  if (counted > 100 || counted < 0) return "a percentage is at most 100: write one such as 75.0";
+  // Java 8 takes any number.
+  const bool isOut = release != oldestRelease && number && (*number > 100 || *number < 0);
+  if (isOut) return "a percentage is at most 100: write one such as 75.0";
   if (number) return "";
   return release == oldestRelease && isDigits(value)
              ? "Java 8 needs a decimal point in it: write one such as 75.0"
@@ -106,6 +105,12 @@ std::string_view complaintAbout(const ValuedFlag& flag, std::string_view value, 
   if (flag.kind == ValueKind::count)
     return memorySize(value) == 0 ? "it is 1 or more: correct or remove it" : "";
   return isSize(value) ? "" : "a size is a number followed by k, m or g: write one such as 64m";
+}
+
+/// True where the complaint is that the JVM cannot read the value, and not that it is a wrong one.
+bool cannotRead(const ValuedFlag& flag) {
+  // MaxHeapSize is read like -Xmx.
+  return flag.kind != ValueKind::count && flag.name != "MaxHeapSize";
 }
 
 /// Without a compiler no thread of it is needed.
@@ -136,8 +141,13 @@ void optionValue(const Inspection& inspection, Report& report) {
     if (value.find('=') != std::string_view::npos) continue;
     const std::string_view complaint = complaintAbout(*flag, value, jvm->release);
     if (complaint.empty()) continue;
-    report.fatal(places.of(option),
-                 concat({"the JVM does not start with ", shown(option), ": ", complaint}));
+    const bool isIgnored =
+        cannotRead(*flag) && inspection.runsInProcess() && ignoresUnusableFlags(jvm->release);
+    Finding& finding =
+        report.fatalIf(!isIgnored, places.of(option),
+                       concat({"the JVM ", isIgnored ? "silently ignores " : "does not start with ",
+                               shown(option), ": ", complaint}));
+    finding.harmless = isIgnored;
   }
 }
 
