@@ -16,6 +16,7 @@
 #include "kvf/import/SessionVariables.h"
 #include "kvf/launch/Surroundings.h"
 #include "kvf/process/Files.h"
+#include "kvf/process/ProgramPath.h"
 #include "kvf/service/Account.h"
 #include "kvf/service/EnvironmentFile.h"
 #include "kvf/service/EnvironmentFiles.h"
@@ -48,15 +49,11 @@ std::string absoluteIn(const std::string& directory, const std::string& path) {
 
 /// The file of a program, along PATH where it has no slash; empty: there is none.
 std::string programFile(const std::string& program, const JavaStart& start) {
-  std::error_code error;
   if (program.find('/') != std::string::npos) return absoluteIn(start.directory, program);
   const auto path = start.environment.find("PATH");
   if (path == start.environment.end()) return {};
-  for (const std::string_view element : pathElements(path->second)) {
-    std::string file = absoluteIn(start.directory, concat({element, "/", program}));
-    if (fs::is_regular_file(file, error)) return file;
-  }
-  return {};
+  const std::string file = programAlongPath(program, path->second, start.directory);
+  return fs::path(file).lexically_normal();
 }
 
 /// The JVM that the program java starts.

@@ -4,11 +4,10 @@
 #include <map>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
-#include "foundation/TextPieces.h"
+#include "kvf/process/ProgramPath.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/rules/ShellSyntax.h"
 #include "kvf/text/Text.h"
@@ -75,25 +74,20 @@ void environmentName(const Inspection& inspection, Report& report) {
   }
 }
 
-std::string folderOfProgram(const std::string& program, std::string_view path) {
-  if (program.find('/') != std::string::npos) return {};
-  for (const std::string_view element : pathElements(path)) {
-    const std::string file = concat({element, "/", program});
-    if (::access(file.c_str(), X_OK) == 0) return std::string(element);
-  }
-  return {};
-}
-
 void pathHidesLauncher(const Inspection& inspection, Report& report) {
   const auto exported = inspection.plan.exported.find("PATH");
   if (exported == inspection.plan.exported.end() || !inspection.inner) return;
   const std::string program = inspection.commandLine[0];
-  const std::string folder = folderOfProgram(program, inspection.surroundings.variable("PATH"));
-  if (folder.empty() || !folderOfProgram(program, exported->second).empty()) return;
+  if (program.find('/') != std::string::npos) return;
+  const auto along = [&](const std::string& path) {
+    return programAlongPath(program, path, inspection.plan.outerDirectory);
+  };
+  const fs::path former = along(inspection.surroundings.variable("PATH"));
+  if (former.empty() || !along(exported->second).empty()) return;
   report.fatal(
       inspection.positionOf(std::string(keys::environmentPrefix) + "PATH"),
       concat({"the launcher starts itself again as ", shown(program),
-              " along this PATH, which lacks its folder ", shown(folder),
+              " along this PATH, which lacks its folder ", shown(former.parent_path().native()),
               ", and ends with \"Failed to exec process\": write %PATH% into the value, or start ",
               "the launcher by its full path"}));
 }
