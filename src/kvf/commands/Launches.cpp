@@ -88,7 +88,8 @@ void refuseOtherRoot(const std::string& file, const ServiceUnit& unit) {
 
 Inspection inspectTyped(const std::vector<std::string>& commandLine, const GivenTexts& given) {
   const LaunchSurroundings here = LaunchSurroundings::here();
-  StartedProgram program = programOf(commandLine, here.variable("PATH"), here.directory);
+  StartedProgram program =
+      programOf(commandLine[0], commandLine, here.variable("PATH"), here.directory);
   if (program.kind == Kind::checker) program.description = "is kvf itself";
   if (!program.description.empty()) {
     throw std::runtime_error(concat({shown(commandLine[0]), " ", program.description,
@@ -105,8 +106,8 @@ std::vector<Inspection> inspectUnit(const std::string& file, const GivenTexts& g
   std::vector<Inspection> inspections;
   std::string others;
   for (const ServiceCommand& command : unit->commands()) {
-    StartedProgram program =
-        programOf(command.arguments, std::string(systemPath), surroundings.directory);
+    StartedProgram program = programOf(command.program, command.arguments, std::string(systemPath),
+                                       surroundings.directory);
     if (program.kind == Kind::other) {
       if (command.key == "ExecStart")
         others +=

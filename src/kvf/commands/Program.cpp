@@ -5,11 +5,9 @@
 #include <numeric>
 #include <string_view>
 
-#include <unistd.h>
-
 #include "config/Switches.h"
-#include "foundation/TextPieces.h"
 #include "kvf/package/ApplicationTexts.h"
+#include "kvf/process/ProgramPath.h"
 #include "kvf/text/FileText.h"
 #include "kvf/text/Text.h"
 
@@ -22,11 +20,7 @@ using Kind = StartedProgram::Kind;
 fs::path placeOf(const std::string& program, const std::string& path,
                  const std::string& directory) {
   if (program.find('/') != std::string::npos) return fs::path(directory) / program;
-  for (const std::string_view element : pathElements(path)) {
-    fs::path file = fs::path(directory) / element / program;
-    if (::access(file.c_str(), X_OK) == 0) return file;
-  }
-  return {};
+  return programAlongPath(program, path, directory);
 }
 
 bool contains(std::string_view text, std::string_view part) {
@@ -47,30 +41,32 @@ bool looksLikeLauncher(const fs::path& program, const std::vector<std::string>& 
   const std::string name = program.filename();
   fs::path properties = fs::path(directory) / program;
   properties += ".kvf";
-  return name == "wrapper" || fs::exists(properties) ||
+  std::error_code error;
+  return name == "wrapper" || fs::exists(properties, error) ||
          std::find(commandLine.begin(), commandLine.end(), switches::propFile) != commandLine.end();
 }
 
 }  // namespace
 
-StartedProgram programOf(const std::vector<std::string>& commandLine, const std::string& path,
-                         const std::string& directory) {
+StartedProgram programOf(const std::string& executed, const std::vector<std::string>& commandLine,
+                         const std::string& path, const std::string& directory) {
   StartedProgram program;
   program.commandLine = commandLine;
   program.typed.resize(commandLine.size());
   std::iota(program.typed.begin(), program.typed.end(), std::size_t{0});
 
   std::error_code error;
-  const fs::path file = placeOf(commandLine[0], path, directory);
+  const fs::path file = placeOf(executed, path, directory);
   program.file = file;
   const std::string text = textOfFile(file);
   if (text.empty()) {
-    if (fs::path(commandLine[0]).filename() == "kvf") {
+    if (fs::path(executed).filename() == "kvf") {
       program.kind = Kind::checker;
-    } else if (looksLikeLauncher(commandLine[0], commandLine, directory)) {
+    } else if (looksLikeLauncher(executed, commandLine, directory)) {
       program.kind = Kind::launcher;
     } else {
-      program.description = fs::exists(file, error) ? "cannot be read" : "is not there";
+      const bool isMissing = !fs::exists(file, error) && !error;
+      program.description = isMissing ? "is not there" : "cannot be read";
     }
   } else if (text.starts_with("#!")) {
     if (auto launch = handedOver(text, fs::canonical(file, error), commandLine)) {

@@ -26,10 +26,10 @@ struct StartedProgram {
   std::string refusal;                       ///< of a start script: why it would start nothing
 };
 
-/// Looks at the program that the first argument names, found along `path` where it has no slash. A
-/// program that does not exist counts as the launcher if its name and arguments look like it.
-/// REQUIRES: there is an argument.
-StartedProgram programOf(const std::vector<std::string>& commandLine, const std::string& path,
-                         const std::string& directory);
+/// Looks at the program that is executed with this command line, found along `path` where it has no
+/// slash. A program that does not exist counts as the launcher if its name and arguments look like
+/// it.
+StartedProgram programOf(const std::string& executed, const std::vector<std::string>& commandLine,
+                         const std::string& path, const std::string& directory);
 
 #endif

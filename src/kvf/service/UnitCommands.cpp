@@ -77,7 +77,8 @@ class CommandReader {
     if (!file) return false;
     command.program = *file;
     // The name of a program cannot have variables.
-    if (!prefixes.hasOwnName) add(*file, at, false, command);
+    bool isNamed = !prefixes.hasOwnName;
+    if (isNamed) add(*file, at, false, command);
     while (const auto word = nextUnitWord(setting.value, offset, words)) {
       const std::string_view written =
           std::string_view(setting.value).substr(word->at, word->end - word->at);
@@ -87,7 +88,18 @@ class CommandReader {
       const std::optional<std::string> text = written == "\\;" ? ";" : expanded(word->text, place);
       if (!text) return false;
       add(*text, place, prefixes.expands, command);
+      isNamed = true;
     }
+    if (!isNamed) {
+      notes_.push_back(
+          {at,
+           "the command has no name for its program (argv[0]) after \"@\", and systemd "
+           "refuses it: write one",
+           UnitNote::Weight::refusesUnit});
+      return false;
+    }
+    // A name that variables leave nothing of: the system starts no program without one.
+    if (command.arguments.empty()) add("", at, false, command);
     commands_.push_back(std::move(command));
     return true;
   }

@@ -43,7 +43,8 @@ std::vector<fs::path> foldersFor(const fs::path& unitFile) {
 std::vector<std::string> dropInFolderNames(const UnitName& name) {
   std::vector<std::string> names = {name.whole};
   if (name.hasAt && !name.instance.empty()) names.push_back(name.templateName());
-  for (std::string prefix = name.prefix; prefix.find('-') != std::string::npos;) {
+  for (std::string prefix = name.prefix; prefix.size() > 1;) {
+    // Not a dash at the end.
     prefix.resize(prefix.rfind('-', prefix.size() - 2) + 1);
     if (prefix.empty()) break;
     names.push_back(prefix + std::string(serviceSuffix));

@@ -1,11 +1,13 @@
 #include "kvf/service/UnitSpecifiers.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
+#include <system_error>
 
 #include <grp.h>
 #include <sys/utsname.h>
@@ -19,13 +21,24 @@ namespace fs = std::filesystem;
 
 namespace {
 
+/// The byte of two hexadecimal digits.
+std::optional<char> byteOf(std::string_view digits) {
+  unsigned value = 0;
+  const char* const end = digits.data() + digits.size();
+  const auto [stop, error] = std::from_chars(digits.data(), end, value, 16);
+  return error == std::errc() && stop == end ? std::optional(static_cast<char>(value))
+                                             : std::nullopt;
+}
+
 /// "\x2d" and the like, and "-" for "/", in an instance's name.
 std::string unescapedName(std::string_view name) {
   std::string text;
   for (std::size_t at = 0; at < name.size(); ++at) {
     const std::string_view rest = name.substr(at);
-    if (rest.starts_with("\\x") && rest.size() >= 4) {
-      text += splitUnitWords(rest.substr(0, 4)).words.front().text;
+    const auto byte =
+        rest.starts_with("\\x") && rest.size() >= 4 ? byteOf(rest.substr(2, 2)) : std::nullopt;
+    if (byte) {
+      text += *byte;
       at += 3;
     } else {
       text += rest[0] == '-' ? '/' : rest[0];
