@@ -113,6 +113,17 @@ TEST(ServiceUnit, HasTheEnvironmentThatSystemdGives) {
     EXPECT_EQ(environmentOf(row.lines, row.names), row.environment) << row.lines;
 }
 
+TEST(ServiceUnit, OddNamesAndCommands) {
+  EXPECT_EQ(environmentOf("Environment=I=%I\n", {"I"}, "acme@\\x41-b.service"), "I=A/b");
+  for (const char* name : {"-a.service", "a-.service", "--.service", "acme@\\x2\".service"})
+    EXPECT_EQ(environmentOf("Environment=A=1\n", {"A"}, name), "A=1") << name;
+  Sandbox sandbox;
+  const ServiceUnit unit = ServiceUnit::load(
+      sandbox.write("acme.service", "[Service]\nExecStart=@/bin/a\nExecStart=@/bin/b $GONE\n"));
+  ASSERT_EQ(unit.commands().size(), 1U) << "systemd refuses the first";
+  EXPECT_EQ(unit.commands()[0].arguments, Texts{""});
+}
+
 /// An application of `kvf new`, with the units beside it.
 class UnitFolder {
  public:
@@ -242,6 +253,9 @@ const UnitRow unitRows[] = {
     {runAcme + "a | b\n", {"unit-shell \"|\" becomes an argument"}},
     {runAcme + "\"a|b\" '>x'\n", {}},
     {runAcme + "&\n", {"unit-shell \"&\" becomes an argument"}},
+    {"ExecStartPre=@/bin/true\n", {"unit-syntax argv[0]"}},
+    {"ExecStart=\nExecStart=@%Y/bin/wrapper acme --propFile %Y/acme.kvf --run\n", {}},
+    {"WorkingDirectory=%Y\nExecStart=\nExecStart=%Y/bin/wrapper --propFile acme.kvf --run\n", {}},
     // Restrictions.
     {"MemoryDenyWriteExecute=no\n", {}},
     {"SystemCallFilter=@system-service\nSystemCallFilter=mincore\n", {}},
@@ -282,6 +296,9 @@ const UnitRow unitRows[] = {
     {"TimeoutStopSec=4999ms\n", {"unit-stop little time"}, "application.stop.signals=TERM\n"},
     {"TimeoutStopSec=0\n", {}, "application.stop.signals=TERM\n"},
     // What it can read.
+    {"User=65534\n",
+     {"unit-hides 65534 may not read"},
+     "java.class.path=%java.class.path%:/root\n"},
     {"PrivateTmp=disconnected\n", {"unit-hides empty /tmp"}},
     {"PrivateTmp=yes\nBindReadOnlyPaths=%Y\n", {}},
     {"PrivateTmp=yes\nBindPaths=/srv:%Y\n", {}},
@@ -329,6 +346,10 @@ const UnitRow unitRows[] = {
 TEST(UnitRules, KnowTheBoundsOfWhatIsWrong) {
   const UnitFolder acme;
   const std::string properties = textOf(acme.path("acme.kvf"));
+  // What is where the check runs does not matter.
+  fs::create_directories(acme.path("elsewhere/acme.kvf"));
+  const fs::path here = fs::current_path();
+  fs::current_path(acme.path("elsewhere"));
   for (const UnitRow& row : unitRows) {
     SCOPED_TRACE(row.lines + row.properties);
     std::ofstream(acme.path("acme.kvf")) << properties << row.properties;
@@ -350,6 +371,7 @@ TEST(UnitRules, KnowTheBoundsOfWhatIsWrong) {
     }
     EXPECT_EQ(found, Texts());
   }
+  fs::current_path(here);
 }
 
 }  // namespace

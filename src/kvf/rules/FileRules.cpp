@@ -235,7 +235,8 @@ void nulByte(const Inspection& inspection, Report& report) {
 void fileTooLarge(const Inspection& inspection, Report& report) {
   forEachFile(inspection, [&](const SourceFile& file, std::size_t index) {
     std::error_code error;
-    if (!file.unread || std::filesystem::is_directory(file.name, error)) return;
+    const bool isFolder = std::filesystem::is_directory(inspection.pathOf(wholeFile(index)), error);
+    if (!file.unread || isFolder) return;
     report(file.includedAt.value_or(wholeFile(index)),
            concat({shown(inspection.nameOf(file)),
                    " cannot be read to its end or has 1 MiB or more; the launcher ",
@@ -246,7 +247,9 @@ void fileTooLarge(const Inspection& inspection, Report& report) {
 void notRegular(const Inspection& inspection, Report& report) {
   forEachFile(inspection, [&](const SourceFile& file, std::size_t index) {
     struct stat status = {};
-    if (::stat(file.name.c_str(), &status) != 0 || S_ISREG(status.st_mode)) return;
+    if (::stat(inspection.pathOf(wholeFile(index)).c_str(), &status) != 0 ||
+        S_ISREG(status.st_mode))
+      return;
     const bool isFolder = S_ISDIR(status.st_mode);
     const char* kind = isFolder                   ? "a folder, which yields no entries"
                        : S_ISFIFO(status.st_mode) ? "a pipe, which can only be read once"

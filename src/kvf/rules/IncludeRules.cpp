@@ -62,7 +62,7 @@ void shortInclude(const Inspection& inspection, Report& report) {
 void relativeInclude(const Inspection& inspection, Report& report) {
   if (!inspection.hasMainFile()) return;
   const std::filesystem::path folder =
-      std::filesystem::path(inspection.run().files[0].name).parent_path();
+      std::filesystem::path(inspection.pathOf(inspection.mainFile())).parent_path();
   for (const Entry& entry : inspection.run().entries) {
     const std::string& written = entry.written;
     if (!entry.isInclude || written.starts_with('/') || written.starts_with('%')) continue;

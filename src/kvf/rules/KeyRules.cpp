@@ -22,10 +22,11 @@ constexpr int maxSuggestions = 100;
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
 /// One name for each file, however an include writes it.
-std::string canonicalName(const SourceFile& file) {
+std::string canonicalName(const Inspection& inspection, const SourceFile& file) {
   std::error_code error;
-  const std::string name = std::filesystem::weakly_canonical(file.name, error).string();
-  return error ? file.name : name;
+  const std::string path = inspection.atLauncher(file.name);
+  const std::string name = std::filesystem::weakly_canonical(path, error).string();
+  return error ? path : name;
 }
 
 /// The names that the values of a launch refer to.
@@ -87,14 +88,16 @@ class References {
     for (const Inspection& inspection : inspections) {
       ReferencedNames& names = names_.emplace_back(inspection);
       std::set<std::string> files;
-      for (const SourceFile& file : inspection.run().files) files.insert(canonicalName(file));
+      for (const SourceFile& file : inspection.run().files)
+        files.insert(canonicalName(inspection, file));
       for (const std::string& file : files) byFile_[file].push_back(&names);
     }
   }
 
   /// Those of every launch that reads the file.
-  [[nodiscard]] const std::vector<const ReferencedNames*>& of(const SourceFile& file) const {
-    return byFile_.at(canonicalName(file));
+  [[nodiscard]] const std::vector<const ReferencedNames*>& of(const Inspection& inspection,
+                                                              const SourceFile& file) const {
+    return byFile_.at(canonicalName(inspection, file));
   }
 
  private:
@@ -146,7 +149,8 @@ void unknownKeysOf(const Inspection& inspection, const References& references, R
   std::map<std::string, int> wishes;
   const std::vector<std::string_view> candidates = settableKeys();
   std::vector<const std::vector<const ReferencedNames*>*> referenced;
-  for (const SourceFile& file : inspection.run().files) referenced.push_back(&references.of(file));
+  for (const SourceFile& file : inspection.run().files)
+    referenced.push_back(&references.of(inspection, file));
   int unknown = 0;
   for (const Entry& entry : inspection.run().entries) {
     const std::string& key = entry.key;

@@ -42,8 +42,7 @@ void readableSecret(const Inspection& inspection, Report& report) {
   for (const Entry& entry : inspection.run().entries) {
     const std::string_view secret = writtenSecret(entry);
     if (entry.skipped || secret.empty() || isElsewhere(secret)) continue;
-    const SourceFile& file = inspection.fileOf(entry.at);
-    if (!isReadableByOthers(file.name)) continue;
+    if (!isReadableByOthers(inspection.pathOf(entry.at))) continue;
     report(entry.at,
            concat({"everyone on this machine can read the secret in this line: make the file ",
                    "unreadable for others, with chmod o-r, or take it from a variable that the ",

@@ -90,7 +90,8 @@ class EnvironmentReader {
     const std::string userName = unit_.value("User");
     if (!userName.empty() || unit_.isOn("DynamicUser")) {
       const std::string name = userName.empty() ? unit_.specifier('p') : userName;
-      const Account user = accountOf(name).value_or(Account{name, "/", "/usr/sbin/nologin"});
+      const Account user = accountOf(name).value_or(
+          Account{.name = name, .home = "/", .shell = "/usr/sbin/nologin"});
       environment_["HOME"] = user.home;
       environment_["SHELL"] = user.shell;
       environment_["USER"] = environment_["LOGNAME"] = user.name;

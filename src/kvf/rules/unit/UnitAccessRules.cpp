@@ -3,13 +3,12 @@
 #include <iterator>
 #include <optional>
 
-#include <grp.h>
-#include <pwd.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 
 #include "foundation/PropertyKeys.h"
 #include "kvf/rules/unit/UnitSubject.h"
+#include "kvf/service/Account.h"
 #include "kvf/text/Text.h"
 
 // What a service unit lets a launch read and write.
@@ -144,25 +143,21 @@ void reportNoExec(const UnitSubject& subject, const std::vector<NeededFile>& fil
 
 /// The numbers of a user and the groups of it.
 struct Rights {
-  uid_t user;
-  std::vector<gid_t> groups;
+  unsigned user;
+  std::vector<unsigned> groups;
 };
 
 /// Nothing for an account or a group that this machine does not have, which other rules report.
 std::optional<Rights> rightsOf(const ServiceUnit& unit) {
-  const std::string user = unit.value("User");
-  const passwd* account = ::getpwnam(user.c_str());
-  if (account == nullptr) return std::nullopt;
-  Rights rights = {account->pw_uid, std::vector<gid_t>(64)};
-  int count = static_cast<int>(rights.groups.size());
-  ::getgrouplist(user.c_str(), account->pw_gid, rights.groups.data(), &count);
-  rights.groups.resize(static_cast<std::size_t>(std::clamp(count, 0, 64)));
+  const std::optional<Account> account = accountOf(unit.value("User"));
+  if (!account) return std::nullopt;
+  Rights rights = {account->user, groupsOf(*account)};
   std::vector<std::string> names = unit.words("SupplementaryGroups");
   if (const std::string own = unit.value("Group"); !own.empty()) names.push_back(own);
   for (const std::string& name : names) {
-    const group* found = ::getgrnam(name.c_str());
-    if (found == nullptr) return std::nullopt;
-    rights.groups.push_back(found->gr_gid);
+    const std::optional<unsigned> group = groupOf(name);
+    if (!group) return std::nullopt;
+    rights.groups.push_back(*group);
   }
   return rights;
 }

@@ -4,14 +4,13 @@
 #include <string>
 #include <string_view>
 
-#include <grp.h>
-#include <pwd.h>
 #include <unistd.h>
 
 #include "kvf/launch/JvmOptions.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/rules/ShellSyntax.h"
 #include "kvf/rules/unit/UnitSubject.h"
+#include "kvf/service/Account.h"
 #include "kvf/text/Text.h"
 
 // What systemd makes of a service unit that starts the launcher. The statements about JVMs were
@@ -105,15 +104,14 @@ constexpr SettingRow startRows[] = {
      [](const UnitSubject& subject, const UnitSetting&) {
        const std::string name = subject.unit.value("User");
        const bool isNumber = name.find_first_not_of("0123456789") == std::string::npos;
-       return !isNumber && !subject.unit.isOn("DynamicUser") && ::getpwnam(name.c_str()) == nullptr;
+       return !isNumber && !subject.unit.isOn("DynamicUser") && !accountOf(name);
      },
      "names no user of this machine, and the start ends with status 217/USER: add the user, or "
      "write DynamicUser=yes"},
     {"Group",
      [](const UnitSubject& subject, const UnitSetting&) {
        const std::string name = subject.unit.value("Group");
-       const bool isNumber = name.find_first_not_of("0123456789") == std::string::npos;
-       return !isNumber && !subject.unit.isOn("DynamicUser") && ::getgrnam(name.c_str()) == nullptr;
+       return !name.empty() && !subject.unit.isOn("DynamicUser") && !groupOf(name);
      },
      "names no group of this machine, and the start ends with status 216/GROUP: add the group"},
 };
@@ -251,7 +249,7 @@ void checkInUnit(const Inspection& inspection, Report& report) {
              "a mere warning of this check keeps the service from starting: write kvf check "
              "--severity=error");
     }
-    if (!own->checked.empty() && own->checked != start->arguments)
+    if (start != commands.end() && !own->checked.empty() && own->checked != start->arguments)
       report(at,
              "the command line that is checked here is not that of ExecStart=: repeat that one "
              "after --");
