@@ -562,7 +562,11 @@ TEST_F(Trace, TablesPageAndEvents) {
   }
   EXPECT_EQ(origins["probe.Probe"], "jars");
   EXPECT_NE(sandbox_.read("t.html").find(">application, "), std::string::npos);
-  EXPECT_EQ(trace({"app.kvf", "--html=t.html", "--pairs=0"}).status, 1) << "is replaced";
+  fs::create_symlink("t.html", sandbox_.path("link.html"));
+  fs::last_write_time(sandbox_.path("t.html"), {});
+  EXPECT_EQ(trace({"app.kvf", "--html=link.html", "--pairs=0"}).status, 1);
+  EXPECT_TRUE(fs::is_symlink(sandbox_.path("link.html")));
+  EXPECT_NE(fs::last_write_time(sandbox_.path("t.html")), fs::file_time_type()) << "is replaced";
 }
 
 TEST_F(Trace, AServerIsToldToEnd) {
@@ -616,6 +620,14 @@ TEST_F(Trace, AFolderForTheLogWithAnyName) {
   fs::create_directory(sandbox_.path("a b:c"));
   EXPECT_EQ(trace({"app.kvf", "--pairs=0"}, {{"TMPDIR", sandbox_.path("a b:c")}}).status, 1);
   EXPECT_TRUE(fs::is_empty(sandbox_.path("a b:c")));
+}
+
+TEST_F(Trace, AProgramSeesAnEndOfItsReaderAndNoIgnoredSignal) {
+  sandbox_.write("noisy", "#!/bin/sh\nexec yes\n", true);
+  sandbox_.write("away", "#!/bin/sh\nkill -HUP $PPID\nsleep 0.2\necho went on\n", true);
+  const std::string line = VELOX_KVF " trace --pairs=0 app.kvf --wrapper=./";
+  EXPECT_TRUE(run({"sh", "-c", line + "noisy | head -n 1"}).has("y\n"));
+  EXPECT_TRUE(run({"sh", "-c", "trap '' HUP CHLD; " + line + "away"}).has("went on\n"));
 }
 
 TEST_F(Trace, ASignalEndsBoth) {

@@ -21,6 +21,7 @@ using Time = std::optional<Clock::time_point>;
 
 constexpr std::chrono::seconds timeToEnd(60);
 constexpr std::chrono::seconds timeToEndWithThis(5);
+constexpr std::chrono::seconds timeToDie(10);  ///< by SIGKILL
 constexpr std::chrono::milliseconds timeBetweenKills(20);
 constexpr std::chrono::seconds timeBetweenLooks(1);
 
@@ -32,7 +33,9 @@ class Guardian {
 
   ProcessEnd run() {
     ::prctl(PR_SET_CHILD_SUBREAPER, 1);
-    ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+    // Where it is ignored, the system would take the ends of children itself.
+    ::signal(SIGCHLD, SIG_DFL);
+    ::prctl(PR_SET_PDEATHSIG, workIsCancelled);
     ProcessEnd end;
     if (::getppid() != parent_) return end;
     try {
@@ -62,7 +65,8 @@ class Guardian {
     }
     end.time = Clock::now() - start;
     end.processorTime = processorTime_;
-    endFamily(end.killed);
+    end.survived = !endFamily(end.killed);
+    if (!programEnded_) status_ = SIGKILL;
     end.status = WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_);
   }
 
@@ -119,23 +123,26 @@ class Guardian {
     std::for_each(family.begin() + 1, family.end(), [&](pid_t id) { ::kill(id, signal); });
   }
 
-  /// Ends what the program has left running, or would not end.
-  void endFamily(bool atOnce) {
-    const auto hurry = Clock::now() + timeToEndWithThis;
+  /// Ends what the program has left running, or would not end; false if some of it does not end.
+  bool endFamily(bool atOnce) {
+    const auto hurry = Clock::now() + (atOnce ? std::chrono::seconds::zero() : timeToEndWithThis);
     if (!atOnce && hasChildren()) signalFamily(SIGTERM);
     const sigset_t signals = guardedSignals();
     while (hasChildren()) {
-      if (atOnce || Clock::now() >= hurry) signalFamily(SIGKILL);
+      // Of another user, or in the hands of the kernel or a debugger.
+      if (Clock::now() >= hurry + timeToDie) return false;
+      if (Clock::now() >= hurry) signalFamily(SIGKILL);
       const timespec time = {0, std::chrono::nanoseconds(timeBetweenKills).count()};
       ::sigtimedwait(&signals, nullptr, &time);
       hasEnded();
     }
+    return true;
   }
 
   /// Ends all of them without memory: what one that ends has started becomes a child, too.
   void killChildren() {
     const sigset_t signals = guardedSignals();
-    for (; hasChildren(); hasEnded()) {
+    for (const auto last = Clock::now() + timeToDie; hasChildren() && Clock::now() < last;) {
       char text[4096] = {};
       const Descriptor file(::open("/proc/thread-self/children", O_RDONLY | O_CLOEXEC));
       // Not every kernel lists them.
@@ -149,6 +156,7 @@ class Guardian {
         ::kill(static_cast<pid_t>(id), SIGKILL);
       const timespec time = {0, std::chrono::nanoseconds(timeBetweenKills).count()};
       ::sigtimedwait(&signals, nullptr, &time);
+      hasEnded();
     }
   }
 
@@ -166,8 +174,13 @@ class Guardian {
 sigset_t guardedSignals() {
   sigset_t signals;
   ::sigemptyset(&signals);
-  for (const int signal : {SIGCHLD, SIGHUP, SIGINT, SIGQUIT, SIGTERM, workIsDone})
-    ::sigaddset(&signals, signal);
+  for (const int signal : {SIGCHLD, workIsDone, workIsCancelled}) ::sigaddset(&signals, signal);
+  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
+    struct sigaction action = {};
+    // One that is blocked comes even if it is ignored.
+    if (::sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN)
+      ::sigaddset(&signals, signal);
+  }
   return signals;
 }
 

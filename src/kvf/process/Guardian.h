@@ -16,8 +16,11 @@
 
 /// Tells the guardian that the program has done its work: it is asked to end, as at the limit.
 constexpr int workIsDone = SIGUSR1;
+/// Tells it to end the program soon. Unlike SIGTERM nobody ignores it.
+constexpr int workIsCancelled = SIGUSR2;
 
-/// What the guardian waits for. REQUIRES: they are blocked before it is forked.
+/// What the guardian waits for: these two, the end of a child, and the signals that end a process,
+/// unless they are ignored. REQUIRES: they are blocked before it is forked.
 sigset_t guardedSignals();
 
 /// The guardian's work, in its own process: starts the program, waits for its end, and ends it

@@ -45,9 +45,10 @@ std::vector<int> familyOf(int id, const std::vector<Process>& all) {
   std::vector<int> family = {id};
   for (std::size_t i = 0; i < family.size(); ++i) {
     for (const Process& process : all) {
+      if (process.parent != family[i]) continue;
       // They are read one after the other, so an ID that is used again may close a circle.
       const bool isNew = std::find(family.begin(), family.end(), process.id) == family.end();
-      if (process.parent == family[i] && isNew) family.push_back(process.id);
+      if (isNew) family.push_back(process.id);
     }
   }
   return family;

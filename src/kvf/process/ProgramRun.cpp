@@ -140,10 +140,15 @@ class GuardianProcess final : private Unfinished {
     id_ = -1;
   }
 
+  static void tellOfSurvivors(const std::string& program) {
+    say({program,
+         " or what it has started does not end, even when it is killed: it is left as it is"});
+  }
+
  private:
   void takeBack() noexcept override {
     if (id_ < 0) return;
-    ::kill(id_, SIGTERM);
+    ::kill(id_, workIsCancelled);
     wait();
   }
 
@@ -241,7 +246,7 @@ bool readReport(pid_t guardian, const Descriptor& reports, ProcessEnd& report, P
   bool passedOn = false;
   for (;;) {
     if (InterruptionWatch::pending() != 0 && !passedOn) {
-      ::kill(guardian, SIGTERM);
+      ::kill(guardian, workIsCancelled);
       passedOn = true;
     }
     pollfd polls[] = {
@@ -275,6 +280,9 @@ ProgramEnd runProgram(const ProgramRun& run) {
   }
   if (forked == 0) {
     if (!isInForeground()) ::setpgid(0, 0);
+    // So that what is printed has no reader once this process reads no more.
+    for (Descriptor* read : {&reports.reading, &outputs.first.reading, &outputs.errors.reading})
+      *read = Descriptor();
     const ProcessEnd report =
         guard([&](pid_t& child) { return spawning.start(child); }, self, run.limit);
     ::_exit(::write(reports.writing.number(), &report, sizeof report) == sizeof report ? 0 : 1);
@@ -292,6 +300,7 @@ ProgramEnd runProgram(const ProgramRun& run) {
   guardian.wait();
   InterruptionWatch::look();
   if (!reported) report.status = 255;
+  if (report.survived) GuardianProcess::tellOfSurvivors(run.arguments.at(0));
   if (end.reached) report.time = end.time;
   static_cast<ProcessEnd&>(end) = report;
   return end;
