@@ -5,6 +5,7 @@
 #include <set>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "kvf/ZipFile.h"
 #include "kvf/jvm/JvmChoice.h"
@@ -173,7 +174,10 @@ TEST(JvmCommand, Lines) {
     EXPECT_EQ(homes.sandbox.read("jvm.kvf"), kept);
   }
   fs::remove(homes.sandbox.path("jvm.kvf"));
-  EXPECT_EQ(homes.sandbox.run(write, start), (Outcome{0, ""}));
+  Start secretive = start;
+  secretive.inChild = [] { ::umask(077); };
+  EXPECT_EQ(homes.sandbox.run(write, secretive), (Outcome{0, ""}));
+  EXPECT_EQ(fs::status(homes.sandbox.path("jvm.kvf")).permissions(), fs::perms(0600));
   EXPECT_EQ(homes.sandbox.read("jvm.kvf"), line);
   const std::string noEnd = line.substr(0, line.size() - 1);
   const struct {

@@ -163,7 +163,7 @@ int ArchiveTraining::runOnce(const ArchiveKind& kind, const ArchiveFiles& files,
   const std::string complaint = complaintInLog(textOfFile(log));
   std::error_code error;
   const bool isThere =
-      fs::exists(kind.making(launch_.jvm.release).empty() ? files.archive : files.record);
+      fs::exists(kind.making(launch_.jvm.release).empty() ? files.archive : files.record, error);
   // Even with a status other than 0 the application may have left a record.
   if (end.status != 0 && !end.stopped && (isThere || complaint.empty()))
     complain("the application ended with status " + std::to_string(end.status));

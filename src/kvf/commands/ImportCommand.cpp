@@ -27,7 +27,6 @@ struct ImportQuestion {
 };
 
 constexpr unsigned forOwner = 0600;
-constexpr unsigned forAll = 0644;
 
 /// The file of the secrets as the other one names it; both may be moved together.
 std::string includeOf(const ImportQuestion& question) {
@@ -45,7 +44,7 @@ ExitStatus write(const ImportQuestion& question, const ImportedFile& imported) {
   std::optional<PreparedFile> file;
   if (!imported.secrets.empty()) secrets.emplace(question.secrets, imported.secrets, forOwner);
   if (!question.file.empty())
-    file.emplace(question.file, imported.text, imported.holdsSecrets ? forOwner : forAll);
+    file.emplace(question.file, imported.text, imported.holdsSecrets ? forOwner : usualFileMode());
   if (secrets) secrets->place();
   if (file) file->place();
   if (!file) {

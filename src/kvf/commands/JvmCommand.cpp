@@ -102,7 +102,6 @@ std::optional<std::string> withLine(const std::string& text, const std::string& 
 
 /// Puts the line into the file, which is then whole, or stays as it was.
 int put(const std::string& line, const std::filesystem::path& file) {
-  constexpr unsigned forAll = 0644;
   if (std::filesystem::exists(std::filesystem::symlink_status(file))) {
     const FileReplacement replacement(file);
     const std::optional<std::string> text = withLine(replacement.text(), line);
@@ -115,7 +114,7 @@ int put(const std::string& line, const std::filesystem::path& file) {
     if (replacement.text() != *text) replacement.replace(*text);
     return success;
   }
-  PreparedFile made(file, line, forAll);
+  PreparedFile made(file, line, usualFileMode());
   made.place();
   made.keep();
   return success;

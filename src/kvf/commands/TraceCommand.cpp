@@ -20,8 +20,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr unsigned fileMode = 0644;
-
 struct TraceOptions {
   TraceRequest request;
   std::string page, events;
@@ -32,16 +30,17 @@ class TraceFile {
  public:
   /// Throws FileError. The file may be one of an earlier trace.
   explicit TraceFile(const fs::path& file)
-      : file_(file), fresh_(fs::absolute(file).parent_path(), ".kvf-") {
+      : file_(endOfLinks(file)), fresh_(fs::absolute(file_).parent_path(), ".kvf-") {
     std::error_code error;
-    if (fs::exists(file, error) && !isTraceFile(textOfFile(file)))
+    if (fs::exists(file_, error) && !isTraceFile(textOfFile(file_)))
       throw FileError(concat({shown(file.native()), " is there, and no trace: it stays as it is"}));
   }
 
   void write(const std::string& text) const {
     const fs::path fresh = fresh_.path() / "trace";
-    writeNewFile(fresh, text, fileMode);
-    moveInto(fresh, file_, fileMode);
+    const unsigned mode = usualFileMode();
+    writeNewFile(fresh, text, mode);
+    moveInto(fresh, file_, mode);
   }
 
  private:

@@ -30,6 +30,12 @@ namespace {
 constexpr std::size_t pieceBytes = 131072;
 constexpr std::size_t maxTextBytes = std::size_t{64} << 20U;
 
+void syncDescriptor(int descriptor, const fs::path& file) {
+  // Not every file system can.
+  if (::fsync(descriptor) != 0 && errno != EINVAL && errno != EROFS)
+    throw FileError("write", file, errno);
+}
+
 /// A new file that is removed again unless it was kept.
 class NewFile final : private Unfinished {
  public:
@@ -62,10 +68,7 @@ class NewFile final : private Unfinished {
     if (::fchmod(number(), mode) != 0) fail("set the mode of");
   }
 
-  void sync() const {
-    // Not every file system can.
-    if (::fsync(number()) != 0 && errno != EINVAL && errno != EROFS) fail("write");
-  }
+  void sync() const { syncDescriptor(number(), file_); }
 
   void close() {
     const int number = descriptor_.release();
@@ -176,6 +179,20 @@ fs::path realFile(const fs::path& file) {
   return real;
 }
 
+void replaceByCopy(const fs::path& from, const fs::path& target) {
+  struct stat status = {};
+  const Descriptor fresh = openToRead(from, status);
+  const Descriptor old = openToRead(target, status);
+  const fs::path beside = nameBeside(target);
+  NewFile made(beside);
+  readPieces(fresh, from, [&](std::string_view piece) { made.write(piece); });
+  takeAttributes(made.number(), old.number(), target);
+  made.sync();
+  made.close();
+  if (::rename(beside.c_str(), target.c_str()) != 0) throw FileError("replace", target, errno);
+  made.keep();
+}
+
 }  // namespace
 
 Descriptor::~Descriptor() {
@@ -235,6 +252,13 @@ FileStamp stampOf(const fs::path& file) {
   return {.error = isNothing ? 0 : errno};
 }
 
+unsigned usualFileMode() {
+  // It can only be read by a change.
+  const mode_t umask = ::umask(0);
+  ::umask(umask);
+  return 0666U & ~umask;
+}
+
 void writeNewFile(const fs::path& file, std::string_view text, unsigned mode) {
   NewFile made(file);
   made.write(text);
@@ -260,29 +284,55 @@ void takeAttributes(const fs::path& file, const fs::path& replaced) {
   takeAttributes(to.number(), from.number(), replaced);
 }
 
+fs::path endOfLinks(const fs::path& file) {
+  struct stat link = {};
+  if (::lstat(file.c_str(), &link) != 0 || !S_ISLNK(link.st_mode)) return file;
+  struct stat target = {};
+  fs::path real = realFile(file);
+  if (::stat(real.c_str(), &target) != 0) throw FileError("read", file, errno);
+  if (link.st_uid != ::geteuid() && link.st_uid != target.st_uid)
+    throw FileError(concat({file.native(), " is another user's link to ", real.native(),
+                            ", which belongs to neither: replace that one"}));
+  return real;
+}
+
 void moveToFreeName(const fs::path& from, const fs::path& to) {
   if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return;
   // Not every file system knows the flag.
   const bool isKnown = errno != EINVAL && errno != ENOSYS;
   if (isKnown) throw FileError("make", to, errno);
-  if (::access(to.c_str(), F_OK) == 0) throw FileError("make", to, EEXIST);
+  struct stat status = {};
+  if (::lstat(to.c_str(), &status) == 0) throw FileError("make", to, EEXIST);
   if (::rename(from.c_str(), to.c_str()) != 0) throw FileError("make", to, errno);
 }
 
 void moveInto(const fs::path& from, const fs::path& to, unsigned mode) {
+  const fs::path target = endOfLinks(to);
   struct stat status = {};
   {
     const Descriptor made = openToRead(from, status);
-    if (::access(to.c_str(), F_OK) == 0) {
-      takeAttributes(made.number(), openToRead(to, status).number(), to);
+    if (::access(target.c_str(), F_OK) == 0) {
+      takeAttributes(made.number(), openToRead(target, status).number(), target);
     } else if (::fchmod(made.number(), mode) != 0) {
       throw FileError("set the mode of", from, errno);
     }
-    if (::fsync(made.number()) != 0 && errno != EINVAL && errno != EROFS)
-      throw FileError("write", from, errno);
+    syncDescriptor(made.number(), from);
   }
   InterruptionWatch::look();
-  if (::rename(from.c_str(), to.c_str()) != 0) throw FileError("replace", to, errno);
+  if (::rename(from.c_str(), target.c_str()) == 0) return;
+  if (errno != EXDEV || target == to) throw FileError("replace", target, errno);
+  // A link may lead into another file system.
+  replaceByCopy(from, target);
+}
+
+void syncFile(const fs::path& file) {
+  struct stat status = {};
+  syncDescriptor(openToRead(file, status).number(), file);
+}
+
+void syncFolder(const fs::path& folder) noexcept {
+  const Descriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  static_cast<void>(::fsync(opened.number()) == 0);
 }
 
 void syncFileSystem(const fs::path& inside) {
@@ -293,6 +343,7 @@ void syncFileSystem(const fs::path& inside) {
 
 FolderLock::FolderLock(const fs::path& folder)
     : folder_(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+  if (folder_.number() < 0) throw FileError("lock", folder, errno);
   constexpr timespec pause = {0, 50'000'000};
   // A blocking wait would not end with a signal.
   while (::flock(folder_.number(), LOCK_EX | LOCK_NB) != 0) {
@@ -333,8 +384,7 @@ void FileReplacement::replace(std::string_view text) const {
     throw FileError(concat({file_.native(), " has changed meanwhile: it is left as it is"}));
   if (::rename(beside.c_str(), file_.c_str()) != 0) throw FileError("replace", file_, errno);
   made.keep();
-  const Descriptor folder(::open(file_.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  static_cast<void>(::fsync(folder.number()) == 0);
+  syncFolder(file_.parent_path());
 }
 
 FileReplacement::State FileReplacement::stateNow() const {

@@ -60,6 +60,9 @@ struct FileStamp {
       0;  ///< why it cannot be told; 0 also where this user, and so a program, finds nothing
 };
 FileStamp stampOf(const std::filesystem::path& file);
+/// The mode that a program's new files usually have: what the umask leaves of 0666. REQUIRES: no
+/// other threads.
+unsigned usualFileMode();
 /// Makes a new file with exactly this mode, independent of the umask.
 void writeNewFile(const std::filesystem::path& file, std::string_view text, unsigned mode);
 /// The same from another, regular file.
@@ -67,11 +70,19 @@ void copyToNewFile(const std::filesystem::path& source, const std::filesystem::p
                    unsigned mode);
 /// Gives a new file the owner, the mode and the extended attributes of the one it is to replace.
 void takeAttributes(const std::filesystem::path& file, const std::filesystem::path& replaced);
+/// Where the file of that name is, at the end of all links; where there is nothing, the name
+/// itself. A link that leads to nothing, or that another user has made to what is not that user's,
+/// is an error.
+std::filesystem::path endOfLinks(const std::filesystem::path& file);
 /// Moves a file or folder to a name that is free, in the same file system.
 void moveToFreeName(const std::filesystem::path& from, const std::filesystem::path& to);
-/// Replaces the file of that name in the same file system by a new one that is stored to its end,
+/// Replaces the file of that name, at the end of all links, by a new one that is stored to its end,
 /// and gets the owner, mode and attributes of the old one; if there is none it gets this mode.
 void moveInto(const std::filesystem::path& from, const std::filesystem::path& to, unsigned mode);
+/// Waits until the file has been stored.
+void syncFile(const std::filesystem::path& file);
+/// Waits until the names in the folder have been stored, where the user and the file system can.
+void syncFolder(const std::filesystem::path& folder) noexcept;
 /// Waits until the file system has stored what was written to it.
 void syncFileSystem(const std::filesystem::path& inside);
 

@@ -25,7 +25,7 @@ fs::path folderOf(const fs::path& file) {
 PreparedFile::PreparedFile(const fs::path& file, std::string_view text, unsigned mode)
     : file_(fs::absolute(file)), beside_(folderOf(file_), ".kvf-") {
   writeNewFile(beside_.path() / nameInFolder, text, mode);
-  syncFileSystem(beside_.path());
+  syncFile(beside_.path() / nameInFolder);
 }
 
 void PreparedFile::takeBack() noexcept {
@@ -36,4 +36,5 @@ void PreparedFile::place() {
   InterruptionWatch::look();
   moveToFreeName(beside_.path() / nameInFolder, file_);
   isPlaced_ = true;
+  syncFolder(file_.parent_path());
 }

@@ -1,8 +1,12 @@
 #include "kvf/process/TemporaryFolder.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <limits>
 #include <string_view>
 #include <utility>
 
@@ -24,13 +28,28 @@ fs::path placeForTemporaryFiles() {
   return named == nullptr || *named == '\0' ? "/tmp" : named;
 }
 
+/// Opens a folder to remove what is in it, or returns a negative number. Another user may put a
+/// link in its place meanwhile.
+int openToEmpty(int folder, const char* name) {
+  const int found = ::openat(folder, name, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (found < 0) return found;
+  // Without these rights nothing in it can be removed.
+  constexpr std::string_view descriptors = "/proc/self/fd/";
+  char path[descriptors.size() + std::numeric_limits<int>::digits10 + 2] = {};
+  std::to_chars(std::copy(descriptors.begin(), descriptors.end(), path), std::end(path) - 1, found);
+  static_cast<void>(::chmod(path, S_IRWXU) == 0);
+  const int opened = ::openat(found, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const int error = errno;
+  ::close(found);
+  errno = error;
+  return opened;
+}
+
 /// Removes the entry of the folder with all below it; 0, or an error number. Takes no memory.
 int removeTree(int folder, const char* name) {
   if (::unlinkat(folder, name, 0) == 0) return 0;
   if (errno != EISDIR) return errno;
-  // Without these rights nothing in it can be removed.
-  static_cast<void>(::fchmodat(folder, name, S_IRWXU, 0) == 0);
-  const int opened = ::openat(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  const int opened = openToEmpty(folder, name);
   if (opened < 0) return errno;
   int error = 0;
   for (bool goesOn = true; goesOn && error == 0;) {
