@@ -63,35 +63,31 @@ for argument do
   set -- "$@" "$argument"
 done
 
-# An entry for each, spelled for a properties file. Nobody else sees the file: it has no name any
-# more when the launcher reads it.
+# An entry for each, spelled for a properties file. Nobody else sees the file, and nothing is left of
+# it: it has no name any more before there is anything in it.
 if [ -n "$dashes" ]; then
   tab=$(printf '\t') return_key=$(printf '\r')
   file=$(mktemp) || refuse "cannot pass on argument $dashes: there is no place for a file"
+  exec 8>"$file" 9<"$file"
+  rm -f -- "$file"
   number=0
   for argument do
     number=$((number + 1))
     case $argument in
       *%*@@#@@* | *@@#@@*%*)
-        rm -f -- "$file"
         refuse "cannot pass on argument $((single + number - 1)): it holds a percent sign and @@#@@"
         ;;
     esac
     printf 'commandline.argv.%s=' "$number" &&
       printf '%s.\n' "$argument" | LC_ALL=C sed -e ':a' -e '$!{' -e N -e ba -e '}' -e 's/\\/\\\\/g' \
         -e 's/%/\\\\%/g' -e "s/$tab/\\\\t/g" -e "s/$return_key/\\\\r/g" -e 's/\n/\\n/g' -e 's/^ /\\ /' \
-        -e 's/^=/==/' -e 's/\.$//' || {
-      rm -f -- "$file"
+        -e 's/^=/==/' -e 's/\.$//' ||
       refuse "cannot pass on argument $dashes: the file cannot be written"
-    }
-  done >"$file"
-  size=$(wc -c <"$file")
-  [ "$size" -lt @FILE_LIMIT@ ] || {
-    rm -f -- "$file"
+  done >&8
+  exec 8>&-
+  size=$(wc -c </dev/fd/9)
+  [ "$size" -lt @FILE_LIMIT@ ] ||
     refuse "cannot pass on argument $dashes: those from $single on are too long"
-  }
-  exec 9<"$file"
-  rm -f -- "$file"
   set -- --propVar '@VARIABLE@_FILE=/dev/fd/9'
 fi
 LC_ALL=$locale
