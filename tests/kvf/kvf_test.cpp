@@ -132,6 +132,9 @@ TEST_F(KvfTest, CheckTakesFilesFoldersUnitsAndStandardInput) {
       {"check all", 0, ""},
       {"check - <error.kvf", 1, "-:5: error: "},
       {"check --stdin-name gone/x.kvf - <error.kvf", 1, "gone/x.kvf:5: error: "},
+      {"check - </dev/zero", 1, "has 1 MiB or more"},
+      {"check --fix - </dev/zero", 2, "kvf: standard input has 1 MiB or more"},
+      {"check - <all", 2, "kvf: cannot read standard input: Is a directory\n"},
       {"check " VELOX_WRAPPER, 2, "is a program or a library, not a properties file\n"},
       {"check " VELOX_PROBE_JAR, 2, "is an archive, not a properties file\n"},
       {"check app.yaml", 2, "is YAML, not a properties file\n"},
@@ -143,6 +146,15 @@ TEST_F(KvfTest, CheckTakesFilesFoldersUnitsAndStandardInput) {
     EXPECT_EQ(outcome.status, row.status) << row.command << outcome.out;
     EXPECT_NE(outcome.out.find(row.output), std::string::npos) << row.command << outcome.out;
   }
+}
+
+TEST_F(KvfTest, AProgramThatCannotBeLookedAtIsCalledSo) {
+  sandbox_.write("own/acme", "");
+  sandbox_.write("acme.service", "[Service]\nExecStart=" + sandbox_.path("own/acme") + "\n");
+  fs::permissions(sandbox_.path("own"), fs::perms::none);
+  EXPECT_TRUE(sandbox_.run({VELOX_KVF, "check", "acme.service"}, {.asNobody = true})
+                  .has("own/acme\" cannot be read\n"));
+  fs::permissions(sandbox_.path("own"), fs::perms::owner_all);
 }
 
 TEST_F(KvfTest, AFindingCanBeAllowed) {

@@ -1,9 +1,8 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
-#include <iostream>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <optional>
@@ -14,6 +13,7 @@
 
 #include <unistd.h>
 
+#include "config/PropertiesText.h"
 #include "config/Switches.h"
 #include "foundation/MemorySize.h"
 #include "foundation/PropertyKeys.h"
@@ -23,6 +23,8 @@
 #include "kvf/commands/Subcommand.h"
 #include "kvf/fix/Fixes.h"
 #include "kvf/jvm/OptionHistory.h"
+#include "kvf/process/FileError.h"
+#include "kvf/process/Interruption.h"
 #include "kvf/report/FindingFormats.h"
 #include "kvf/rules/Check.h"
 #include "kvf/rules/Rule.h"
@@ -82,6 +84,17 @@ void tellWhatIsLeftOut(const Inspection& inspection) {
                printable(inspection.nameOf(inspection.mainFile())).c_str(), list.c_str());
 }
 
+/// As much of it as shows whether it is too long for a properties file; throws for one that is too
+/// long when all of it is needed.
+std::string standardInput(bool isAllNeeded) {
+  std::string text(propertiesSizeLimit + 1, '\0');
+  text.resize(std::fread(text.data(), 1, text.size(), stdin));
+  if (std::ferror(stdin) != 0) throw FileError("read", "standard input", errno);
+  if (isAllNeeded && text.size() > propertiesSizeLimit)
+    throw FileError("standard input has 1 MiB or more, and no properties file has: split it");
+  return text;
+}
+
 /// One check of everything. The findings point into the inspections.
 struct Checked {
   std::vector<Inspection> inspections;
@@ -95,7 +108,7 @@ class Subject {
       : options_(options), commandLine_(commandLine) {
     if (!isFromStandardInput()) return;
     stdinPath_ = fs::weakly_canonical(fs::absolute(options.stdinName));
-    texts_[stdinPath_] = std::string(std::istreambuf_iterator<char>(std::cin), {});
+    texts_[stdinPath_] = standardInput(options.fix);
   }
 
   /// The file that standard input stands for; empty: it is not used.
@@ -220,6 +233,9 @@ int runCheck(const CheckOptions& options, const LauncherArguments& commandLine) 
   if (!complaint.empty()) return complain(complaint);
   chooseColour(options.colour);
   Subject subject(options, commandLine);
+  // A trial has files of its own.
+  std::optional<InterruptionWatch> interruptions;
+  if (options.withJvm) interruptions.emplace();
   Checked checked = subject.check({});
   for (const Inspection& inspection : checked.inspections) tellWhatIsLeftOut(inspection);
   std::FILE* stream = stdout;

@@ -18,6 +18,14 @@ std::optional<bool> chosenColour;
 
 }  // namespace
 
+void occupyClosedStandardStreams() {
+  for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+    if (::fcntl(stream, F_GETFD) >= 0) continue;
+    // The lowest free descriptor is this one; programs inherit it.
+    static_cast<void>(::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY) < 0);
+  }
+}
+
 ExitStatus complain(std::string_view text) {
   std::fprintf(stderr, "kvf: %s\n", printable(text).c_str());
   return noAnswer;

@@ -14,6 +14,10 @@ enum ExitStatus : int {
   noAnswer = 2,  ///< no answer; standard error says why
 };
 
+/// Takes the places of standard streams that are closed, so that no file gets their numbers and
+/// what is printed. To read or to write there fails as before.
+void occupyClosedStandardStreams();
+
 /// Prints on standard error, in one line, why there is no answer.
 ExitStatus complain(std::string_view text);
 

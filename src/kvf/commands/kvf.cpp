@@ -17,6 +17,7 @@
 #include "kvf/commands/ExhaustedMemory.h"
 #include "kvf/commands/Output.h"
 #include "kvf/commands/Subcommand.h"
+#include "kvf/process/FileError.h"
 #include "kvf/process/Interruption.h"
 #include "kvf/text/Text.h"
 
@@ -154,8 +155,8 @@ int answer(int argc, char** argv) {
   } catch (const std::filesystem::filesystem_error& error) {
     std::error_code failed;
     static_cast<void>(std::filesystem::current_path(failed));
-    return complain(failed ? "the working directory has been removed: change into another one"
-                           : error.what());
+    if (failed) return complain("the working directory has been removed: change into another one");
+    return complain(FileError("look at", error.path1(), error.code().value()).what());
   } catch (const std::exception& exception) {
     return complain(exception.what());
   }
@@ -164,6 +165,7 @@ int answer(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  occupyClosedStandardStreams();
   try {
     return answer(argc, argv);
   } catch (const std::bad_alloc&) {

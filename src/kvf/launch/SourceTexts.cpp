@@ -14,6 +14,7 @@
 #include <sys/vfs.h>
 #include <unistd.h>
 
+#include "kvf/process/Interruption.h"
 #include "kvf/text/Text.h"
 #include "platform/Stream.h"
 
@@ -44,6 +45,7 @@ bool isReady(int descriptor, const std::optional<Clock::time_point>& end) {
     const int events = ::poll(&poll, 1, milliseconds);
     if (events > 0) return true;
     if (events == 0 || errno != EINTR) return false;
+    InterruptionWatch::look();
   }
 }
 
