@@ -46,8 +46,7 @@ void ServiceUnit::addFile(const std::string& file) {
 void ServiceUnit::nameIt(const std::string& file) {
   const UnitName name = UnitName::of(fs::path(file).filename().native());
   name_ = name.whole;
-  isTemplate_ = name.hasAt && name.instance.empty();
-  if (!isTemplate_) return;
+  if (!name.hasAt || !name.instance.empty()) return;
   std::string instance = standInInstance;
   for (const UnitSetting& setting : settings_)
     if (setting.section == "Install" && setting.key == "DefaultInstance") instance = setting.value;

@@ -24,10 +24,8 @@ class ServiceUnit : public UnitSettings {
   static ServiceUnit load(const std::string& file);
 
   [[nodiscard]] const std::vector<File>& files() const { return files_; }
-  /// "acme@one.service".
+  /// "acme@one.service"; of a template of which no instance was named, with a sample one.
   [[nodiscard]] const std::string& name() const { return name_; }
-  /// True for a template of which no instance was named; a sample one stands in.
-  [[nodiscard]] bool isTemplate() const { return isTemplate_; }
 
   /// The commands in the order of the files.
   [[nodiscard]] const std::vector<ServiceCommand>& commands() const { return commands_; }
@@ -41,7 +39,6 @@ class ServiceUnit : public UnitSettings {
   void noteUnreadable();
 
   std::string name_;
-  bool isTemplate_ = false;
   std::vector<File> files_;
   std::vector<UnitNote> notes_;
   ServiceSurroundings surroundings_;
