@@ -1,9 +1,13 @@
 #include <algorithm>
+#include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <thread>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "e2e/WrapperTest.h"
@@ -611,6 +615,22 @@ TEST_F(KvfTest, ATrialTouchesNothingOfTheApplication) {
   EXPECT_EQ(files(), before);
   EXPECT_EQ(sandbox_.read("gc.log"), "a log\n");
   EXPECT_EQ(sandbox_.read("app.jfr"), "a recording\n");
+}
+
+TEST_F(KvfTest, ASignalDuringATrialLeavesNothing) {
+  // The loader waits for a writer.
+  ASSERT_EQ(::mkfifo(sandbox_.path("libjvm.so").c_str(), 0600), 0);
+  kvf("java.library=" + sandbox_.path("libjvm.so") + "\njava.start.class=Main\n");
+  const fs::path temporary = sandbox_.path("temporary");
+  fs::create_directory(temporary);
+  Child child = sandbox_.start({VELOX_KVF, "check", "--jvm", "app.kvf"},
+                               {.environment = {{"TMPDIR", temporary}}});
+  for (int looks = 0; looks < 1000 && fs::is_empty(temporary); ++looks)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  EXPECT_FALSE(fs::is_empty(temporary));
+  ::kill(child.id(), SIGTERM);
+  EXPECT_EQ(child.wait().status, 128 + SIGTERM);
+  EXPECT_TRUE(fs::is_empty(temporary));
 }
 
 TEST_F(KvfTest, TheStackLimitOfTheCheckCounts) {
