@@ -31,7 +31,7 @@ void forEachClass(const fs::path& place, bool isFolder,
   std::error_code error;
   fs::recursive_directory_iterator entries(place, fs::directory_options::skip_permission_denied,
                                            error);
-  const std::size_t prefix = place.native().size() + 1;
+  const std::size_t prefix = (place / "x").native().size() - 1;
   std::size_t left = maxFiles;
   for (; !error && left > 0 && entries != fs::recursive_directory_iterator();
        entries.increment(error), --left) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <sstream>
+#include <unordered_set>
 
 #include <strings.h>
 
@@ -45,6 +46,29 @@ std::string pathOfUrl(std::string_view url) {
   return path;
 }
 
+/// Follows manifests from archive to archive.
+class NamedFiles {
+ public:
+  using Visit = std::function<bool(std::size_t by, const ManifestElement& element)>;
+
+  NamedFiles(const std::vector<std::string>& archives, const Visit& visit)
+      : seen_(archives.begin(), archives.end()), visit_(visit) {}
+
+  /// False when it is to end.
+  bool follow(const std::filesystem::path& archive, std::size_t by) {
+    for (const ManifestElement& element : manifestClassPath(archive)) {
+      if (!seen_.insert(element.path.native()).second) continue;
+      if (left_-- == 0 || !visit_(by, element) || !follow(element.path, by)) return false;
+    }
+    return true;
+  }
+
+ private:
+  std::size_t left_ = 1000;
+  std::unordered_set<std::string> seen_;
+  const Visit& visit_;
+};
+
 }  // namespace
 
 bool AttributeOrder::operator()(const std::string& left, const std::string& right) const {
@@ -76,6 +100,13 @@ std::vector<ManifestElement> manifestClassPath(const std::filesystem::path& arch
     elements.push_back({url, archive.parent_path() / path, path.is_absolute()});
   }
   return elements;
+}
+
+void forEachNamed(const std::vector<std::string>& archives, const NamedFiles::Visit& visit) {
+  NamedFiles named(archives, visit);
+  for (std::size_t i = 0; i < archives.size(); ++i) {
+    if (!named.follow(archives[i], i)) return;
+  }
 }
 
 std::string attributeOf(const Manifest& manifest, const std::string& name) {

@@ -1,7 +1,9 @@
 #ifndef VELOX_KVF_FORMATS_MANIFEST_H
 #define VELOX_KVF_FORMATS_MANIFEST_H
 
+#include <cstddef>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -35,6 +37,13 @@ struct ManifestElement {
 /// What the Class-Path of an archive's manifest names, in order. Its elements are URLs relative to
 /// the archive's folder: "%20" is a blank, and "file:" may come first.
 std::vector<ManifestElement> manifestClassPath(const std::filesystem::path& archive);
+
+/// Calls visit for each file that the Class-Path of these archives' manifests names, with those
+/// that they name in turn, in the order in which a JVM looks for classes: `by` is the index of the
+/// archive that leads to it. Each file once, and none of the archives themselves, until visit
+/// returns false; at most 1000, as the manifests of strangers may name any number.
+void forEachNamed(const std::vector<std::string>& archives,
+                  const std::function<bool(std::size_t by, const ManifestElement& element)>& visit);
 
 /// The value, or an empty text.
 std::string attributeOf(const Manifest& manifest, const std::string& name);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <set>
 #include <sstream>
 #include <system_error>
 
@@ -17,7 +16,6 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view classSuffix = ".class";
 constexpr std::size_t maxNames = 50000;
-constexpr std::size_t maxManifestElements = 1000;
 
 std::string entryName(std::string name) {
   std::replace(name.begin(), name.end(), '.', '/');
@@ -95,19 +93,14 @@ std::optional<FoundClass> ClassPathScan::find(const std::string& name) const {
 }
 
 std::optional<FoundClass> ClassPathScan::findByManifests(const std::string& entry) const {
-  std::vector<ScannedElement> queue = elements_;
-  std::set<std::string> seen;
-  for (const ScannedElement& element : elements_) seen.insert(element.path);
-  const std::size_t most = queue.size() + maxManifestElements;
-  for (std::size_t i = 0; i < queue.size() && queue.size() < most; ++i) {
-    if (queue[i].kind != ScannedElement::Kind::archive) continue;
-    for (const ManifestElement& element : manifestClassPath(queue[i].path)) {
-      if (!seen.insert(element.path).second) continue;
-      queue.push_back(elementAt(element.path));
-      if (auto found = findIn(queue.back(), entry)) return found;
-    }
-  }
-  return std::nullopt;
+  std::vector<std::string> paths;
+  for (const ScannedElement& element : elements_) paths.push_back(element.path);
+  std::optional<FoundClass> found;
+  forEachNamed(paths, [&](std::size_t /*by*/, const ManifestElement& element) {
+    found = findIn(elementAt(element.path), entry);
+    return !found;
+  });
+  return found;
 }
 
 std::string ClassPathScan::nearest(const std::string& name) const {
