@@ -48,6 +48,9 @@ std::vector<std::string> recordingOptions(const ArchiveKind& kind, const Archive
 std::vector<std::string> makingOptions(const ArchiveKind& kind, unsigned release,
                                        const ArchiveFiles& files);
 
+/// From this release on the jars of an archive may all have moved to another folder together.
+inline constexpr unsigned firstWithMovableJars = 20;
+
 /// True for an option that says which archive a JVM uses or writes.
 bool isArchiveOption(std::string_view option);
 

@@ -10,7 +10,6 @@
 #include "kvf/formats/Manifest.h"
 #include "kvf/formats/Sha256.h"
 #include "kvf/process/Files.h"
-#include "kvf/process/Interruption.h"
 #include "kvf/text/FileText.h"
 #include "kvf/text/Text.h"
 
@@ -20,8 +19,6 @@ using Json = nlohmann::ordered_json;
 namespace {
 
 constexpr int schema = 1;
-// From this release on the archives may all have moved to another folder together.
-constexpr unsigned firstWithMovableJars = 20;
 
 /// Options that an archive with linked classes has to have been made with.
 constexpr std::string_view moduleOptions[] = {"--add-modules",          "--add-opens",
@@ -55,12 +52,7 @@ std::vector<std::string> optionsThatMatter(const ArchiveKind& kind, const ClassD
 
 std::string digestOf(const fs::path& file) {
   Sha256 digest;
-  const bool isRead = forEachPiece(file, 0, [&](std::string_view piece) {
-    InterruptionWatch::look();
-    digest.add(piece);
-    return true;
-  });
-  if (!isRead) throw FileError("read", file, EIO);
+  readInPieces(file, [&](std::string_view piece) { digest.add(piece); });
   return digest.digest();
 }
 
@@ -90,16 +82,11 @@ RecordedFile recordOf(const std::string& path) {
 /// The files that the Class-Path of jars' manifests names, with those that they name: a JVM
 /// compares them, too.
 std::vector<RecordedFile> referencedBy(const std::vector<std::string>& classPath) {
-  constexpr std::size_t enough = 1000;
-  std::vector<std::string> known = classPath;
-  for (std::size_t i = 0; i < known.size() && known.size() < enough; ++i) {
-    for (const ManifestElement& element : manifestClassPath(known[i])) {
-      if (std::find(known.begin(), known.end(), element.path.native()) == known.end())
-        known.push_back(element.path);
-    }
-  }
   std::vector<RecordedFile> files;
-  for (std::size_t i = classPath.size(); i < known.size(); ++i) files.push_back(recordOf(known[i]));
+  forEachNamed(classPath, [&](std::size_t /*by*/, const ManifestElement& element) {
+    files.push_back(recordOf(element.path));
+    return true;
+  });
   return files;
 }
 

@@ -63,7 +63,7 @@ std::optional<ArchiveManifest> readManifest(const std::filesystem::path& archive
 
 /// What no longer fits, in sentences; none when nothing speaks against the archive. `deep` reads
 /// the class path's files, and so finds changes that left size and time as they were, which a JVM
-/// does not see.
+/// does not see. Throws FileError for one that it cannot read.
 std::vector<std::string> manifestMisfits(const ArchiveManifest& manifest,
                                          const std::filesystem::path& archive,
                                          const ClassDataLaunch& launch, bool deep);

@@ -8,6 +8,7 @@
 #include <set>
 #include <system_error>
 
+#include "kvf/cds/ArchiveKind.h"
 #include "kvf/jvm/JvmSearch.h"
 #include "kvf/process/Files.h"
 #include "kvf/text/FileText.h"
@@ -23,8 +24,6 @@ constexpr std::size_t maxIdentityBytes = 256;
 // With what comes after it; pieces begin where numbers do.
 constexpr std::size_t longestPath = 4096 + 8;
 constexpr std::string_view identityMark = " VM (";
-// From this release on the archives may all have moved to another folder together.
-constexpr unsigned firstWithMovableJars = 20;
 // Newer releases may have the numbers elsewhere.
 constexpr unsigned lastKnownRelease = 26;
 constexpr std::string_view sharedArchiveOption = "-XX:SharedArchiveFile=";
@@ -72,7 +71,7 @@ class RecordedJars {
     forEachPiece(archive, longestPath, [&](std::string_view bytes) {
       takeNames(bytes);
       takeStamps(bytes, wanted);
-      known_ = longestPath;
+      repeatedBytes_ = longestPath;
       return true;
     });
   }
@@ -101,7 +100,7 @@ class RecordedJars {
          at += mark.size()) {
       const std::size_t end = at + mark.size() - 1;
       const std::size_t start = bytes.find_last_of('\0', at) + 1;
-      if (end >= known_) names_.emplace(bytes.substr(start, end - start));
+      if (end >= repeatedBytes_) names_.emplace(bytes.substr(start, end - start));
     }
   }
 
@@ -120,7 +119,7 @@ class RecordedJars {
   }
 
   unsigned release_;
-  std::size_t known_ = 0;
+  std::size_t repeatedBytes_ = 0;  ///< of the piece before, at the beginning of this one
   std::set<std::string, std::less<>> names_;
   std::vector<Stamp> stamps_;
 };

@@ -204,6 +204,11 @@ std::string readWhole(const fs::path& file) {
   return wholeText(openToRead(file, status), file);
 }
 
+void readInPieces(const fs::path& file, const std::function<void(std::string_view)>& take) {
+  struct stat status = {};
+  readPieces(openToRead(file, status), file, take);
+}
+
 RandomAccessFile::RandomAccessFile(fs::path file)
     : file_(std::move(file)), descriptor_(::open(file_.c_str(), O_RDONLY | O_CLOEXEC)) {
   if (descriptor_.number() < 0) throw FileError("read", file_, errno);

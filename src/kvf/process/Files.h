@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -36,6 +37,9 @@ class Descriptor {
 
 /// A regular file of at most 64 MiB.
 std::string readWhole(const std::filesystem::path& file);
+/// A regular file of any size, piece by piece.
+void readInPieces(const std::filesystem::path& file,
+                  const std::function<void(std::string_view)>& take);
 /// A file of which some places are read.
 class RandomAccessFile {
  public:

@@ -9,6 +9,7 @@
 #include "kvf/cds/ClassDataArchive.h"
 #include "kvf/cds/ClassDataSharing.h"
 #include "kvf/launch/JvmOptions.h"
+#include "kvf/process/FileError.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
 
@@ -17,11 +18,19 @@ namespace {
 /// Versions of the JVM that run old code from an AOT cache after a jar has been replaced.
 constexpr std::string_view staleVersions[] = {"25", "25.0.0", "25.0.1", "25.0.2", "25.0.3"};
 
+/// What no longer fits. Reports what keeps that from being told.
 std::vector<std::string> misfitsOf(const std::string& archive, const ClassDataLaunch& launch,
-                                   bool deep) {
-  if (const auto manifest = readManifest(archive))
-    return manifestMisfits(*manifest, archive, launch, deep);
-  return classDataMisfits(archive, launch.jvm.library, launch.classPath);
+                                   bool deep, const Position& at, Report& report) {
+  try {
+    if (const auto manifest = readManifest(archive))
+      return manifestMisfits(*manifest, archive, launch, deep);
+    return classDataMisfits(archive, launch.jvm.library, launch.classPath);
+  } catch (const FileError& error) {
+    report(at, concat({"it is not known whether ", shown(archive),
+                       " still fits: ", printable(error.what()),
+                       ": let this user read it, or check as another one"}));
+    return {};
+  }
 }
 
 const ArchiveKind& kindOf(const std::string& archive, std::string_view usual) {
@@ -36,15 +45,17 @@ void classDataArchive(const Inspection& inspection, Report& report) {
   const ClassDataSubject subject = classDataSubject(inspection);
   if (!subject.launch) return;
 
+  const Position at =
+      positionOfOption(inspection, concat({"-XX:SharedArchiveFile=", archives.back()}));
   const std::string last = inspection.atApplication(archives.back());
   std::vector<std::string> reasons = classDataObstacles(*subject.launch, kindOf(last, "dynamic"));
   for (const std::string& archive : archives) {
     const std::string file = inspection.atApplication(archive);
-    for (const std::string& misfit : misfitsOf(file, *subject.launch, inspection.deep))
+    for (const std::string& misfit : misfitsOf(file, *subject.launch, inspection.deep, at, report))
       reasons.push_back(misfit);
   }
   for (const std::string& reason : reasons) {
-    report(positionOfOption(inspection, concat({"-XX:SharedArchiveFile=", archives.back()})),
+    report(at,
            concat({"the JVM does not use the class-data archive ", shown(archives.back()), ": ",
                    reason, "; the application starts without it, and `kvf cds` writes a new one"}));
   }
@@ -78,7 +89,7 @@ void aheadOfTime(const Inspection& inspection, Report& report) {
                    "fixed in 25.0.4): `kvf cds` writes a static archive instead"}));
   }
   std::vector<std::string> reasons = classDataObstacles(*subject.launch, *findArchiveKind("aot"));
-  for (const std::string& misfit : misfitsOf(file, *subject.launch, inspection.deep))
+  for (const std::string& misfit : misfitsOf(file, *subject.launch, inspection.deep, at, report))
     reasons.push_back(misfit);
   for (const std::string& reason : reasons) {
     report(at, concat({"the AOT cache ", shown(cache), " does not fit: ", reason,
