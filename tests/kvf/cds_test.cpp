@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <functional>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -19,6 +20,7 @@
 #include "kvf/formats/Sha256.h"
 #include "kvf/launch/Inspector.h"
 #include "kvf/launch/JvmTrialRun.h"
+#include "kvf/process/FileError.h"
 #include "kvf/text/FileText.h"
 #include "kvf/text/Text.h"
 #include "support/Jdk.h"
@@ -59,6 +61,11 @@ TEST(ClassDataEntry, OnlyTheEntryChanges) {
       {entry + added + "\n", entry + added + "\n"},
       {entry + "-Xlog:cds*=off -Da -XX:SharedArchiveFile=\"/o p/x\" -Db\n",
        entry + "-Da -Db " + added + "\n"},
+      // Words of the user's own.
+      {entry + "-Xlog:cds*=off,gc:file=gc.log -Dopts=-Xshare:auto\n",
+       entry + "-Xlog:cds*=off,gc:file=gc.log -Dopts=-Xshare:auto " + added + "\n"},
+      {entry + "-Da=\"b -Xshare:auto\" \\\n-Xshare:auto -Db\\\n-Xshare:auto\n",
+       entry + "-Da=\"b -Xshare:auto\" -Db\\\n-Xshare:auto " + added + "\n"},
   };
   for (const Case& row : cases) {
     EXPECT_EQ(withArchive(row.text, "dynamic").text, row.changed) << row.text;
@@ -129,6 +136,42 @@ TEST(ClassDataSharing, TheClassPathToWriteHasFoldersOfClassesAtItsEnd) {
   sandbox.write("classes/A.class", "");
   EXPECT_EQ(classPathOfArchives({sandbox.path("classes"), "/x/a.jar"}, sandbox.path()),
             "/x/a.jar:%kvf.file.dir%/classes");
+  EXPECT_EQ(classPathOfArchives({"/x/=a.jar"}, "/x"), "%kvf.file.dir%/=a.jar");
+}
+
+TEST(ClassDataSharing, NothingOfAFolderIsLost) {
+  Sandbox sandbox;
+  sandbox.write("real/com/A.class", "A");
+  sandbox.write("real/D.class", "");
+  sandbox.write("classes/B.class", "");
+  const std::string classes = sandbox.path("classes");
+  fs::create_symlink("../real/com", classes + "/com");
+  fs::create_symlink("../..", classes + "/com/up");
+  fs::create_symlink("gone", classes + "/gone");
+  const std::string file = sandbox.write("whole.jar", archiveOfFolder(classes));
+  const Archive archive(file);
+  EXPECT_EQ(archive.read("com/A.class"), "A");
+  EXPECT_TRUE(archive.contains("com/"));
+  EXPECT_TRUE(archive.contains("com/up/real/D.class"));
+  EXPECT_FALSE(archive.contains("com/up/real/com/A.class")) << "a circle";
+
+  // A folder that has the name of an archive is none.
+  sandbox.write("lib/a.jar/A.class", "");
+  EXPECT_EQ(foldersOfClasses({sandbox.path("lib")}), Texts{sandbox.path("lib")});
+
+  fs::permissions(fs::path(sandbox.path()).parent_path(), fs::perms(0755));
+  fs::permissions(sandbox.path("real/com"), fs::perms(0311));
+  const auto asNobody = [](const std::function<void()>& action) {
+    const uid_t self = ::geteuid();
+    EXPECT_EQ(::seteuid(self == 0 ? 65534 : self), 0);
+    EXPECT_THROW(action(), FileError);
+    EXPECT_EQ(::seteuid(self), 0);
+  };
+  const std::string hidden = sandbox.path("real/com");
+  asNobody([&] { archiveOfFolder(classes); });
+  asNobody([&] { foldersOfClasses({hidden}); });
+  asNobody([&] { classPathOfArchives({hidden}, sandbox.path()); });
+  fs::permissions(hidden, fs::perms(0755));
 }
 
 TEST(ClassDataSharing, WhatSpeaksAgainstAKind) {
@@ -396,6 +439,12 @@ TEST_F(Cds, ALineThatItWroteIsSound) {
   ASSERT_EQ(cds({"--write"}).status, 0);
   EXPECT_EQ(sandbox_.run({VELOX_KVF, "check", "--disable", "class-path-missing", "app.kvf"}),
             (Outcome{0, ""}));
+  // What cannot be read is no misfit, and ends no check.
+  fs::permissions(fs::path(sandbox_.path()).parent_path(), fs::perms(0755));
+  fs::permissions(jar(), fs::perms(0));
+  EXPECT_TRUE(sandbox_.run({VELOX_KVF, "check", "--deep", "app.kvf"}, {.asNobody = true})
+                  .has("it is not known whether \"" + sandbox_.path("app.jsa") +
+                       "\" still fits: cannot read " + jar() + ": Permission denied"));
 }
 
 TEST_F(Cds, ReportsAFolderInFrontOfArchivesWithTheClassPathToWrite) {
@@ -425,6 +474,43 @@ TEST_F(Cds, FoldersOfClassesAreKnownBeforeAnythingRuns) {
                   "\njava.class.path=%kvf.file.dir%/conf.jar:%kvf.file.dir%/lib/probe.jar\n") !=
               std::string::npos);
   EXPECT_EQ(sandbox_.run({VELOX_KVF, "check", "app.kvf"}), (Outcome{0, ""}));
+}
+
+TEST_F(Cds, ArchivesOfFoldersAppearTogetherOrNotAtAll) {
+  sandbox_.write("classes/one.xml", "");
+  sandbox_.write("b/classes/two.xml", "");
+  sandbox_.write("classes-2.jar", "mine");
+  const std::string value =
+      concat({sandbox_.path("classes/"), ":", sandbox_.path("b/classes"), ":", jar()});
+  const std::string part = sandbox_.write("part.kvf", "java.class.path=" + value + "\n");
+  const std::string made =
+      "java.class.path=%kvf.file.dir%/classes.jar:%kvf.file.dir%/classes-3.jar:";
+  kvf("java.class.path=" + value, "velox.include.kvf=" + part + "\n");
+  const Outcome overruled = cds({"--jar", "--write"});
+  EXPECT_EQ(overruled.status, 1);
+  EXPECT_TRUE(overruled.has("is left as it is: with this line")) << overruled.out;
+  EXPECT_EQ(sandbox_.run({"ls", "-A"}).out, "app.kvf\nb\nclasses\nclasses-2.jar\nlib\npart.kvf\n");
+
+  kvf("java.class.path=" + value, "java.property.probe.do=exit:7\n");
+  EXPECT_EQ(cds({"--jar", "--write"}).status, 0);
+  EXPECT_NE(sandbox_.read("app.kvf").find(made), std::string::npos) << sandbox_.read("app.kvf");
+  EXPECT_TRUE(Archive(sandbox_.path("classes.jar")).contains("one.xml"));
+  EXPECT_TRUE(Archive(sandbox_.path("classes-3.jar")).contains("two.xml"));
+  EXPECT_EQ(sandbox_.read("classes-2.jar"), "mine");
+}
+
+TEST_F(Cds, TheJvmHasTheEnvironmentOfTheLaunch) {
+  // Which bytes a name has is up to the locale.
+  const std::string jar = sandbox_.path(
+      "gr\xC3\xB6\xC3\x9F"
+      "e.jar");
+  fs::copy_file(VELOX_PROBE_JAR, jar);
+  kvf("java.class.path=" + jar, "java.property.probe.do=exit:7\n");
+  const Outcome outcome = sandbox_.run({VELOX_KVF, "cds", "--kind=static", "--pairs=0", "app.kvf"},
+                                       {.environment = {jvmInside, {"LC_ALL", "C.UTF-8"}}});
+  // Not every release finds the class of such a path in an archive, but each finds it.
+  const bool isAccepted = outcome.status == 0;
+  EXPECT_TRUE(isAccepted || outcome.has("a letter beyond ASCII in an archive")) << outcome.out;
 }
 
 TEST_F(Cds, ArchivesThatAManifestNamesAreNamedForTheJvm) {

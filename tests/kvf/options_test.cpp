@@ -1,9 +1,11 @@
+#include <map>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "kvf/jvm/OptionHistory.h"
 #include "kvf/launch/TrialOptions.h"
+#include "support/Values.h"
 
 namespace {
 
@@ -74,8 +76,11 @@ TEST(TrialOptions, NothingActsOutside) {
       EXPECT_EQ(trial.options[0].tried, row.tried);
     }
   }
-  EXPECT_TRUE(wordsActOutside("-Dx=y '-Xlog:gc:file=a b'"));
-  EXPECT_FALSE(wordsActOutside("-Xmx1g -Dpath=/a:b"));
+  std::map<std::string, std::string> environment = {{"_JAVA_OPTIONS", "-Dx=y '-Xlog:gc:file=a b'"},
+                                                    {"JAVA_TOOL_OPTIONS", "-Xmx1g -Dpath=/a:b"},
+                                                    {"LC_ALL", "-javaagent:x"}};
+  EXPECT_EQ(leaveOutVariables(environment), Texts{"_JAVA_OPTIONS=-Dx=y '-Xlog:gc:file=a b'"});
+  EXPECT_EQ(environment.size(), 2U);
 }
 
 }  // namespace

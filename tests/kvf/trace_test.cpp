@@ -397,42 +397,43 @@ TEST(TraceFormats, Events) {
   std::string events;
   const auto json = nlohmann::json::parse(traceEvents(wholeTrace()));
   for (const auto& event : json.at("traceEvents")) {
-    events += concat({event.at("ph").get<std::string>(), " ", event.at("tid").dump(), " ",
-                      event.at("name").get<std::string>()});
+    events += concat({event.at("ph").get<std::string>(), " ", event.at("pid").dump(), ".",
+                      event.at("tid").dump(), " ", event.at("name").get<std::string>()});
     for (const char* member : {"ts", "dur", "s", "args"}) {
       if (event.contains(member)) events += " " + event.at(member).dump();
     }
     events += "\n";
   }
-  EXPECT_EQ(events, R"(M 1 process_name {"name":"app.kvf, Java 21"}
-M 1 thread_name {"name":"phases"}
-M 2 thread_name {"name":"the JVM's creation"}
-M 3 thread_name {"name":"from initialiser to initialiser"}
-M 4 thread_name {"name":"pauses of collections"}
-M 7 thread_name {"name":"main: classes"}
-M 8 thread_name {"name":"classes"}
-X 1 launcher: settings, and loading the JVM 0.0 10000.0
-X 1 JVM: its creation 10000.0 20000.0
-X 1 launcher: finding the start class 30000.0 6000.0
-X 1 application 36000.0 24000.0
-X 2 Genesis 12000.0 2000.0
-X 2 Interpreter generation 14600.0 400.0
-X 3 a.Main 36000.0 4000.0
-X 3 a.X 40000.0 20000.0
-X 4 Pause Young 47500.0 2500.0
-X 4 Pause Full 54500.0 500.0
-X 7 a.Main 33000.0 3000.0
-i 7 java.lang.Object 18000.0 "t" {"file":"/jdk/lib/server/classes.jsa","origin":"archive of the JVM"}
-C 0 classes 18000.0 {"archive of the JVM":1}
-i 7 java.lang.String 18000.0 "t" {"file":"/jdk/lib/server/classes.jsa","origin":"archive of the JVM"}
-i 7 a.Main 32000.0 "t" {"file":"/o/b.jar","origin":"jars"}
-C 0 classes 32000.0 {"archive of the JVM":2,"jars":1}
-i 7 a.X 37000.0 "t" {"file":"/o/a.jar","origin":"jars"}
-C 0 classes 37000.0 {"archive of the JVM":2,"jars":2}
-i 8 a.Y 37000.0 "t" {"file":"/o/a.jar","origin":"jars"}
-i 7 a.Z 38000.0 "t" {"file":"/o/a.jar","origin":"jars"}
-C 0 classes 38000.0 {"archive of the JVM":2,"jars":4}
-C 0 classes 60000.0 {"archive of the JVM":2,"jars":4}
+  EXPECT_EQ(events, R"(M 1.1 process_name {"name":"app.kvf, Java 21"}
+M 2.0 process_name {"name":"threads of the JVM"}
+M 1.1 thread_name {"name":"phases"}
+M 1.2 thread_name {"name":"the JVM's creation"}
+M 1.3 thread_name {"name":"from initialiser to initialiser"}
+M 1.4 thread_name {"name":"pauses of collections"}
+M 2.7 thread_name {"name":"main: classes"}
+M 2.8 thread_name {"name":"classes"}
+X 1.1 launcher: settings, and loading the JVM 0.0 10000.0
+X 1.1 JVM: its creation 10000.0 20000.0
+X 1.1 launcher: finding the start class 30000.0 6000.0
+X 1.1 application 36000.0 24000.0
+X 1.2 Genesis 12000.0 2000.0
+X 1.2 Interpreter generation 14600.0 400.0
+X 1.3 a.Main 36000.0 4000.0
+X 1.3 a.X 40000.0 20000.0
+X 1.4 Pause Young 47500.0 2500.0
+X 1.4 Pause Full 54500.0 500.0
+X 2.7 a.Main 33000.0 3000.0
+i 2.7 java.lang.Object 18000.0 "t" {"file":"/jdk/lib/server/classes.jsa","origin":"archive of the JVM"}
+C 1.0 classes 18000.0 {"archive of the JVM":1}
+i 2.7 java.lang.String 18000.0 "t" {"file":"/jdk/lib/server/classes.jsa","origin":"archive of the JVM"}
+i 2.7 a.Main 32000.0 "t" {"file":"/o/b.jar","origin":"jars"}
+C 1.0 classes 32000.0 {"archive of the JVM":2,"jars":1}
+i 2.7 a.X 37000.0 "t" {"file":"/o/a.jar","origin":"jars"}
+C 1.0 classes 37000.0 {"archive of the JVM":2,"jars":2}
+i 2.8 a.Y 37000.0 "t" {"file":"/o/a.jar","origin":"jars"}
+i 2.7 a.Z 38000.0 "t" {"file":"/o/a.jar","origin":"jars"}
+C 1.0 classes 38000.0 {"archive of the JVM":2,"jars":4}
+C 1.0 classes 60000.0 {"archive of the JVM":2,"jars":4}
 )");
   EXPECT_EQ(json.at("otherData").dump(),
             R"({"classes":6,"cost":{"pairs":2,"processorSeconds":0.08,)"
@@ -567,6 +568,21 @@ TEST_F(Trace, TablesPageAndEvents) {
   EXPECT_EQ(trace({"app.kvf", "--html=link.html", "--pairs=0"}).status, 1);
   EXPECT_TRUE(fs::is_symlink(sandbox_.path("link.html")));
   EXPECT_NE(fs::last_write_time(sandbox_.path("t.html")), fs::file_time_type()) << "is replaced";
+}
+
+TEST_F(Trace, StartsThatDifferAreNotCompared) {
+  const std::string wrapper = sandbox_.write("wrapper",
+                                             "#!/bin/sh\necho >>starts\n"
+                                             "[ $(wc -l <starts) != 2 ] || exit 3\n"
+                                             "exec " VELOX_WRAPPER " \"$@\"\n",
+                                             true);
+  const Outcome outcome = trace({"app.kvf", "--pairs=2", "--wrapper=" + wrapper});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_TRUE(
+      outcome.has("What the trace costs is not known: in one of the starts the application "
+                  "ended with status 3.\n"));
+  EXPECT_FALSE(outcome.has("processor time"));
+  EXPECT_EQ(sandbox_.read("starts"), "\n\n\n") << "no others are made";
 }
 
 TEST_F(Trace, AServerIsToldToEnd) {

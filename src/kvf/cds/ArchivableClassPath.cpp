@@ -1,15 +1,20 @@
 #include "kvf/cds/ArchivableClassPath.h"
 
 #include <algorithm>
+#include <functional>
 #include <iterator>
 #include <set>
+#include <string_view>
 #include <system_error>
 
 #include "kvf/formats/Archive.h"
 #include "kvf/formats/ArchiveWriter.h"
 #include "kvf/formats/Manifest.h"
 #include "kvf/process/Files.h"
+#include "kvf/process/FolderFiles.h"
+#include "kvf/text/PropertiesSpelling.h"
 #include "kvf/text/Text.h"
+#include "platform/ArchiveListing.h"
 
 namespace fs = std::filesystem;
 
@@ -20,63 +25,27 @@ constexpr std::ptrdiff_t maxReferences = 90;
 
 /// True when a class path does not need the folder in addition to the archives in it.
 bool holdsArchivesOnly(const fs::path& folder) {
-  std::error_code error;
-  return std::all_of(fs::directory_iterator(folder, error), fs::directory_iterator(),
-                     [](const fs::directory_entry& entry) {
-                       const fs::path extension = entry.path().extension();
-                       return extension == ".jar" || extension == ".zip";
-                     });
+  const std::vector<std::string> names = namesIn(folder);
+  return std::all_of(names.begin(), names.end(), [&](const std::string& name) {
+    std::error_code error;
+    return isArchiveFileName(name) && fs::is_regular_file(folder / name, error);
+  });
 }
-
-/// The names of all files below the folder, as an archive has them, in order.
-std::vector<std::string> filesBelow(const fs::path& folder) {
-  std::vector<std::string> names;
-  std::error_code error;
-  for (fs::recursive_directory_iterator entry(folder, error), end; !error && entry != end;
-       entry.increment(error)) {
-    if (entry->is_regular_file(error))
-      names.push_back(entry->path().lexically_relative(folder).native());
-  }
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
-/// The files that the manifest names by absolute paths, and those that named ones name so.
-class NamedArchives {
- public:
-  std::vector<std::string> of(const std::string& element) {
-    found_.clear();
-    look(element);
-    return found_;
-  }
-
- private:
-  void look(const std::string& archive) {
-    if (seen_.size() == enough || !seen_.insert(archive).second) return;
-    for (const ManifestElement& named : manifestClassPath(archive)) {
-      std::error_code error;
-      if (!fs::is_regular_file(named.path, error)) continue;
-      if (named.isAbsolute) found_.push_back(named.path);
-      look(named.path);
-    }
-  }
-
-  static constexpr std::size_t enough = 1000;
-  std::set<std::string> seen_;
-  std::vector<std::string> found_;
-};
 
 }  // namespace
 
 std::vector<std::string> withNamedArchives(const std::vector<std::string>& classPath) {
-  NamedArchives named;
-  std::set<std::string> known(classPath.begin(), classPath.end());
+  std::vector<std::vector<std::string>> named(classPath.size());
+  forEachNamed(classPath, [&](std::size_t by, const ManifestElement& element) {
+    std::error_code error;
+    if (element.isAbsolute && fs::is_regular_file(element.path, error))
+      named[by].push_back(element.path);
+    return true;
+  });
   std::vector<std::string> all;
-  for (const std::string& element : classPath) {
-    all.push_back(element);
-    for (const std::string& archive : named.of(element)) {
-      if (known.insert(archive).second) all.push_back(archive);
-    }
+  for (std::size_t i = 0; i < classPath.size(); ++i) {
+    all.push_back(classPath[i]);
+    all.insert(all.end(), named[i].begin(), named[i].end());
   }
   return all;
 }
@@ -118,8 +87,8 @@ std::string classPathOfArchives(const std::vector<std::string>& classPath, const
   for (const std::string& path : archives) {
     if (!value.empty()) value += ':';
     const bool relative = below <= maxReferences && path.starts_with(start);
-    value += relative ? "%kvf.file.dir%/" + spelledInPropertiesFile(path.substr(start.size()))
-                      : spelledInPropertiesFile(path);
+    value +=
+        relative ? "%kvf.file.dir%/" + spelledPart(path.substr(start.size())) : spelledPart(path);
   }
   return value;
 }
@@ -143,9 +112,18 @@ std::vector<std::string> changedByOrder(const std::vector<std::string>& classPat
 
 std::string archiveOfFolder(const fs::path& folder) {
   ArchiveWriter archive;
-  for (const std::string& name : filesBelow(folder)) {
-    if (!archive.add(name, readWhole(folder / name)))
+  const auto add = [&](std::string_view name, std::string_view content) {
+    if (!archive.add(name, content))
       throw FileError(concat({folder.native(), " is too large for an archive"}));
+  };
+  // What searches a package for its classes finds it by the entry of its folder.
+  std::set<std::string, std::less<>> folders;
+  for (const std::string& name : filesBelow(folder)) {
+    for (std::size_t at = 0; (at = name.find('/', at)) != std::string::npos;) {
+      const std::string outer = name.substr(0, ++at);
+      if (folders.insert(outer).second) add(outer, {});
+    }
+    add(name, readWhole(folder / name));
   }
   return std::move(archive).finish();
 }

@@ -1,25 +1,38 @@
 #include "kvf/cds/ClassDataEntry.h"
 
 #include <algorithm>
+#include <iterator>
+#include <span>
 
 #include "config/PropertiesScanner.h"
 #include "foundation/PropertyKeys.h"
+#include "kvf/text/PropertiesSpelling.h"
 #include "kvf/text/Text.h"
 
 namespace {
 
 constexpr std::string_view blanks = " \t";
 
-/// How the words begin that are removed: those about archives, and those that keep the JVM quiet.
-constexpr std::string_view archiveWords[] = {"-XX:SharedArchiveFile=", "-XX:AOTCache=",
-                                             "-XX:AOTMode=",           "-Xshare:auto",
-                                             "-Xlog:cds*=off",         "-Xlog:aot*=off"};
+/// How the words begin that name an archive.
+constexpr std::string_view archiveWords[] = {
+    "-XX:SharedArchiveFile=", "-XX:AOTCache=", "-XX:AOTMode="};
+
+/// True for a word about archives that is removed: what keeps the JVM quiet only as it is written
+/// here, since the user's own log may go on after it.
+bool isAboutArchive(std::string_view word) {
+  const std::span<const ArchiveKind> kinds = archiveKinds();
+  return word == "-Xshare:auto" ||
+         std::any_of(std::begin(archiveWords), std::end(archiveWords),
+                     [&](std::string_view start) { return word.starts_with(start); }) ||
+         std::any_of(kinds.begin(), kinds.end(),
+                     [&](const ArchiveKind& kind) { return word == kind.quietOption; });
+}
 
 std::string optionsFor(const ArchiveKind& kind, std::string_view archiveName) {
   // In quotes, as the folder's name may have a blank. Without the second option the JVM prints a
   // line on standard output once the archive no longer fits.
-  return concat({kind.useOption, "\"%kvf.file.dir%/", spelledInPropertiesFile(archiveName), "\" ",
-                 kind.quietOption});
+  return concat(
+      {kind.useOption, "\"%kvf.file.dir%/", spelledPart(archiveName), "\" ", kind.quietOption});
 }
 
 /// Where the word that starts at the position ends; a quoted stretch belongs to it.
@@ -31,22 +44,32 @@ std::size_t endOfWord(std::string_view text, std::size_t at) {
   return at;
 }
 
-/// The value without the words that begin so, and without the blanks in front of them.
-std::string without(std::string value, std::string_view wordStart) {
-  for (std::size_t at = 0; (at = value.find(wordStart, at)) != std::string::npos;) {
-    const std::size_t end = endOfWord(value, at);
-    while (at > 0 && blanks.find(value[at - 1]) != std::string_view::npos) --at;
-    value.erase(at, end - at);
+/// Where the blanks and continued line ends at the position end.
+std::size_t endOfGap(std::string_view text, std::size_t at) {
+  for (;;) {
+    const std::string_view rest = text.substr(at);
+    if (rest.starts_with("\\\n") || rest.starts_with("\\\r")) {
+      at += 2;
+    } else if (!rest.empty() && blanks.find(rest[0]) != std::string_view::npos) {
+      ++at;
+    } else {
+      return at;
+    }
   }
-  return value;
 }
 
+/// Without those words, and the gap in front of each.
 std::string withoutArchiveWords(std::string_view value) {
-  std::string changed(value);
-  for (const std::string_view start : archiveWords) changed = without(changed, start);
-  changed.erase(changed.find_last_not_of(blanks) + 1);
-  changed.erase(0, changed.find_first_not_of(blanks));
-  return changed;
+  std::string kept;
+  for (std::size_t at = 0; at < value.size();) {
+    const std::size_t start = endOfGap(value, at);
+    const std::size_t end = endOfWord(value, start);
+    if (!isAboutArchive(value.substr(start, end - start))) kept += value.substr(at, end - at);
+    at = end;
+  }
+  kept.erase(kept.find_last_not_of(blanks) + 1);
+  kept.erase(0, kept.find_first_not_of(blanks));
+  return kept;
 }
 
 /// The value as the file spells it, with the words at its end. One blank: a second one would make

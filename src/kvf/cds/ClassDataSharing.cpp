@@ -9,6 +9,7 @@
 #include "javarun/ClassPath.h"
 #include "kvf/cds/ArchivableClassPath.h"
 #include "kvf/launch/JvmTrialRun.h"
+#include "kvf/launch/LaunchJvm.h"
 #include "kvf/launch/TrialOptions.h"
 #include "kvf/process/Files.h"
 #include "kvf/text/FileText.h"
@@ -118,7 +119,8 @@ std::vector<std::string> optionsBeside(const ClassDataLaunch& launch, const fs::
 JvmRun runOf(const ClassDataLaunch& launch) {
   JvmRun run;
   run.library = launch.jvm.library;
-  run.environment = launch.exported;
+  run.environment = launch.environment;
+  leaveOutVariables(run.environment);
   run.directory = launch.directory;
   return run;
 }
@@ -156,7 +158,7 @@ ClassDataSubject classDataSubject(const Inspection& inspection) {
   if (!jvm) return {std::nullopt, shown(library) + " is not the library of a JVM"};
   launch.jvm = std::move(*jvm);
   launch.directory = inspection.plan.directory;
-  launch.exported = inspection.plan.exported;
+  launch.environment = environmentOfLaunch(inspection);
   std::remove_copy_if(inspection.plan.options.begin(), inspection.plan.options.end(),
                       std::back_inserter(launch.options), isArchiveOption);
   launch.classPath = classPathIn(launch.options, launch.directory);
@@ -318,13 +320,17 @@ ClassDataAcceptance acceptanceOf(const ArchiveKind& kind, const fs::path& archiv
   if (isFromArchive(launch.startClass, textOfFile(classes))) return {true, {}};
 
   std::string complaint = complaintInLog(textOfFile(log));
-  const bool hasBlank = std::any_of(
+  // The JVM compares the path with that of a URL, in which such characters are encoded.
+  const auto isEncoded = [](char c) { return c <= ' ' || c > '~'; };
+  const bool hasEncoded = std::any_of(
       launch.classPath.begin(), launch.classPath.end(),
-      [](const std::string& element) { return element.find(' ') != std::string::npos; });
+      [&](const std::string& path) { return std::any_of(path.begin(), path.end(), isEncoded); });
   if (complaint.empty() && !end.started) complaint = lastLineOf(end.text);
   if (complaint.empty()) complaint = end.classFailure;
-  if (complaint.empty() && hasBlank)
-    complaint = "this JVM finds no classes of paths with a blank in an archive; rename the folder";
+  if (complaint.empty() && hasEncoded)
+    complaint =
+        "this JVM finds no classes of paths with a blank or a letter beyond ASCII in an archive; "
+        "rename the folder";
   if (complaint.empty())
     complaint = "the JVM does not take " + launch.startClass +
                 " from it; a class loader of the application's own, perhaps";

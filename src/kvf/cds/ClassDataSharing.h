@@ -19,7 +19,7 @@ struct ClassDataLaunch {
   std::string directory;               ///< the application's working directory
   std::vector<std::string> options;    ///< of the JVM, without those about class-data archives
   std::vector<std::string> classPath;  ///< expanded, absolute
-  std::map<std::string, std::string> exported;
+  std::map<std::string, std::string> environment;  ///< of the application, all of it
 };
 
 /// The launch that the inspection found, or a sentence that says why it runs no Java application.

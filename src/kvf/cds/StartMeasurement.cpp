@@ -27,17 +27,6 @@ double quantile(const std::vector<double>& sorted, double part) {
   return sorted[below] + (place - static_cast<double>(below)) * (sorted[above] - sorted[below]);
 }
 
-std::string failureOf(const StartVariant& variant, const ProgramEnd& end, int status) {
-  if (end.error != 0)
-    return concat({variant.run.arguments[0], " cannot be started: ", std::strerror(end.error)});
-  if (end.killed) return "the application did not end";
-  if (!variant.run.until.empty())
-    return end.reached ? std::string() : "the application ended without printing the text";
-  if (end.stopped) return "the application did not end by itself";
-  if (end.status == status) return {};
-  return "the application ended with status " + std::to_string(end.status);
-}
-
 std::string milliseconds(double seconds) {
   return formatted("%.0f ms", seconds * 1e3);
 }
@@ -51,6 +40,17 @@ std::string spread(const Quartiles& quartiles, const char* format) {
 Quartiles quartilesOf(std::vector<double> numbers) {
   std::sort(numbers.begin(), numbers.end());
   return {quantile(numbers, 0.25), quantile(numbers, 0.5), quantile(numbers, 0.75)};
+}
+
+std::string failureOf(const ProgramRun& run, const ProgramEnd& end, int status) {
+  if (end.error != 0)
+    return concat({run.arguments[0], " cannot be started: ", std::strerror(end.error)});
+  if (end.killed) return "the application did not end";
+  if (!run.until.empty())
+    return end.reached ? std::string() : "the application ended without printing the text";
+  if (end.stopped) return "the application did not end by itself";
+  if (end.status == status) return {};
+  return "the application ended with status " + std::to_string(end.status);
 }
 
 bool StartTimes::gains() const {
@@ -70,7 +70,7 @@ std::vector<StartTimes> measureStarts(const std::vector<StartVariant>& variants,
       if (!times[i].failure.empty()) continue;
       const ProgramEnd end = runProgram(variants[i].run);
       if (round == 0 && i == 0) status = end.status;
-      times[i].failure = failureOf(variants[i], end, status);
+      times[i].failure = failureOf(variants[i].run, end, status);
       if (round > 0) samples[i].push_back({secondsOf(end.time), secondsOf(end.processorTime)});
     }
   }

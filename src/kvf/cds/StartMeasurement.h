@@ -23,6 +23,10 @@ struct Quartiles {
 /// REQUIRES: there are numbers.
 Quartiles quartilesOf(std::vector<double> numbers);
 
+/// Why a start was none that can be compared with others, which ended with the status; empty: it
+/// was one.
+std::string failureOf(const ProgramRun& run, const ProgramEnd& end, int status);
+
 /// How long the starts of a variant took.
 struct StartTimes {
   Quartiles seconds = {};

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <iostream>
 #include <iterator>
+#include <list>
 #include <map>
 #include <optional>
 #include <utility>
@@ -16,6 +17,7 @@
 #include "kvf/commands/CdsOptions.h"
 #include "kvf/commands/Output.h"
 #include "kvf/process/Files.h"
+#include "kvf/process/PreparedFile.h"
 #include "kvf/text/FileText.h"
 #include "kvf/text/Text.h"
 
@@ -146,16 +148,12 @@ class ArchiveMaker {
 
   /// What to do about folders in the class path.
   void tellClassPath() const {
-    const auto isFolder = [](const std::string& element) {
-      std::error_code error;
-      return fs::is_directory(element, error) && !fs::is_empty(element, error);
-    };
     const std::vector<std::string>& elements = launch_.classPath;
-    if (std::none_of(elements.begin(), elements.end(), isFolder)) return;
+    if (std::none_of(elements.begin(), elements.end(), isFolderWithFiles)) return;
     const std::vector<std::string> folders = foldersOfClasses(elements);
     const std::string value = classPathOfArchives(elements, file_.parent_path());
     // There may be no archives to name.
-    if (!std::all_of(elements.begin(), elements.end(), isFolder) || folders.empty()) {
+    if (!std::all_of(elements.begin(), elements.end(), isFolderWithFiles) || folders.empty()) {
       std::cerr << "Name the archives themselves, instead of " << classPathKey() << ":\n"
                 << keys::classPath << '=' << printable(value) << '\n';
     }
@@ -178,8 +176,9 @@ class ArchiveMaker {
   /// --write in the file.
   int makeJars() {
     std::map<std::string, std::string> jars;
-    for (const std::string& folder : foldersOfClasses(launch_.classPath))
-      jars[folder] = file_.parent_path() / concat({fs::path(folder).filename().native(), ".jar"});
+    for (const std::string& folder : foldersOfClasses(launch_.classPath)) {
+      if (!jars.contains(folder)) jars[folder] = freeArchive(folder, jars);
+    }
     const std::vector<std::string> elements = withNamedArchives(launch_.classPath);
     if (jars.empty() && elements == launch_.classPath) return success;
     const std::string value = classPathOfArchives(elements, file_.parent_path(), jars);
@@ -194,12 +193,10 @@ class ArchiveMaker {
       return negative;
     }
     const FileReplacement replacement(file_);
-    for (const auto& [folder, jar] : jars) {
-      const TemporaryFolder fresh(file_.parent_path(), ".kvf-");
-      const fs::path made = fresh.path() / fs::path(jar).filename();
-      writeNewFile(made, archiveOfFolder(folder), 0644);
-      moveToFreeName(made, jar);
-    }
+    std::list<PreparedFile> made;
+    for (const auto& [folder, jar] : jars)
+      made.emplace_back(jar, archiveOfFolder(folder), usualFileMode());
+    for (PreparedFile& jar : made) jar.place();
     const std::string text = withEntry(replacement.text(), key, value);
     const Inspection after = inspectRun(options_.file, &text);
     const ClassDataSubject subject = classDataSubject(after);
@@ -209,8 +206,28 @@ class ArchiveMaker {
                               "still have a folder"}),
                       negative);
     replacement.replace(text);
+    for (PreparedFile& jar : made) jar.keep();
     inspection_ = inspectRun(options_.file);
     return takeSubject();
+  }
+
+  /// The archive of a folder beside the file, under a name that no other one and no file has.
+  [[nodiscard]] fs::path freeArchive(const fs::path& folder,
+                                     const std::map<std::string, std::string>& jars) const {
+    const fs::path normal = folder.lexically_normal();
+    fs::path name = normal.has_filename() ? normal.filename() : normal.parent_path().filename();
+    if (name.empty()) name = "classes";
+    fs::path archive = file_.parent_path() / concat({name.native(), ".jar"});
+    const auto isTaken = [&] {
+      std::error_code error;
+      return fs::exists(fs::symlink_status(archive, error)) ||
+             std::any_of(jars.begin(), jars.end(),
+                         [&](const auto& jar) { return jar.second == archive; });
+    };
+    for (int number = 2; isTaken(); ++number) {
+      archive.replace_filename(concat({name.native(), "-", std::to_string(number), ".jar"}));
+    }
+    return archive;
   }
 
   int propose(ArchiveTraining& training, const std::vector<TrainedArchive>& trained) {

@@ -23,6 +23,7 @@
 #include "kvf/commands/Subcommand.h"
 #include "kvf/fix/Fixes.h"
 #include "kvf/jvm/OptionHistory.h"
+#include "kvf/launch/LaunchJvm.h"
 #include "kvf/process/FileError.h"
 #include "kvf/process/Interruption.h"
 #include "kvf/report/FindingFormats.h"
@@ -59,16 +60,13 @@ std::optional<JvmTrial> trialOf(const Inspection& inspection) {
   if (library.empty() || inspection.command() != switches::run) return std::nullopt;
   const std::string path = inspection.atApplication(library);
   if (::access(path.c_str(), R_OK) != 0) return std::nullopt;
-  std::map<std::string, std::string> environment = inspection.plan.exported;
-  environment.insert(inspection.surroundings.environment.begin(),
-                     inspection.surroundings.environment.end());
   // A folder that a service manager will make does not exist yet.
   std::error_code error;
   const bool isThere = std::filesystem::is_directory(inspection.plan.directory, error);
   return tryJvm({.library = path,
                  .startClass = inspection.valueOf(keys::startClass),
                  .options = inspection.plan.options,
-                 .environment = std::move(environment),
+                 .environment = environmentOfLaunch(inspection),
                  .directory = isThere ? inspection.plan.directory : "/"});
 }
 

@@ -14,9 +14,6 @@
 namespace {
 
 constexpr std::size_t maxComplaints = 20;
-/// A JVM takes options from them, too.
-constexpr const char* optionVariables[] = {"JAVA_TOOL_OPTIONS", "_JAVA_OPTIONS",
-                                           "JDK_AOT_VM_OPTIONS"};
 
 std::vector<std::string> linesOf(const std::string& text) {
   std::istringstream stream(text);
@@ -115,7 +112,8 @@ class Trial {
     run_.library = start.library;
     run_.environment = start.environment;
     run_.directory = start.directory;
-    leaveOutVariables();
+    for (std::string& variable : leaveOutVariables(run_.environment))
+      result_.leftOut.push_back(std::move(variable));
     // Agents and class loaders may bring the class, or change it.
     if (result_.leftOut.empty()) startClass_ = start.startClass;
     // One file for each start: up to Java 11 an existing one is left alone, and another is written
@@ -138,15 +136,6 @@ class Trial {
 
  private:
   using Place = std::vector<TriedOption>::iterator;
-
-  void leaveOutVariables() {
-    for (const char* name : optionVariables) {
-      const auto variable = run_.environment.find(name);
-      if (variable == run_.environment.end() || !wordsActOutside(variable->second)) continue;
-      result_.leftOut.push_back(concat({name, "=", variable->second}));
-      run_.environment.erase(variable);
-    }
-  }
 
   JvmRunEnd runWithout(Place left) {
     run_.startClass = left == options_.end() ? startClass_ : std::string();

@@ -33,3 +33,10 @@ std::optional<Jvm> jvmAround(const std::string& path) {
   }
   return std::nullopt;
 }
+
+std::map<std::string, std::string> environmentOfLaunch(const Inspection& inspection) {
+  std::map<std::string, std::string> environment = inspection.plan.exported;
+  environment.insert(inspection.surroundings.environment.begin(),
+                     inspection.surroundings.environment.end());
+  return environment;
+}

@@ -1,6 +1,7 @@
 #ifndef VELOX_KVF_LAUNCH_LAUNCHJVM_H
 #define VELOX_KVF_LAUNCH_LAUNCHJVM_H
 
+#include <map>
 #include <optional>
 #include <string>
 
@@ -15,6 +16,9 @@ std::string javaProgramOf(const Inspection& inspection);
 /// The JVM that the application would run in; nothing when there is none, or its files do not show
 /// it.
 std::optional<Jvm> jvmOfLaunch(const Inspection& inspection);
+
+/// The whole environment of the application: what the launcher finds, under what the file exports.
+std::map<std::string, std::string> environmentOfLaunch(const Inspection& inspection);
 
 /// The JVM that a folder or a program belongs to, or nothing.
 std::optional<Jvm> jvmAround(const std::string& path);

@@ -26,6 +26,10 @@ constexpr std::string_view outside[] = {
     // More options
     "-XX:Flags=", "-XX:VMOptionsFile="};
 
+/// A JVM takes options from them, too.
+constexpr const char* optionVariables[] = {"JAVA_TOOL_OPTIONS", "_JAVA_OPTIONS",
+                                           "JDK_AOT_VM_OPTIONS"};
+
 TriedOption redirected(const std::string& option, const std::string& other) {
   constexpr std::string_view mark = "file=";
   std::string_view output = logOutputOf(option);
@@ -35,6 +39,17 @@ TriedOption redirected(const std::string& option, const std::string& other) {
               std::string_view(option).substr(start + output.size())});
   if (logOption(option) && output.starts_with(mark)) output.remove_prefix(mark.size());
   return {option, tried, std::string(output), other};
+}
+
+/// True when one of the blank-separated words acts outside, or logs to a file.
+bool wordsActOutside(std::string_view words) {
+  while (!words.empty()) {
+    const std::size_t end = std::min(words.find_first_of(" \t\n\"'"), words.size());
+    const std::string_view word = words.substr(0, end);
+    if (actsOutside(word) || !logOutputOf(word).empty()) return true;
+    words.remove_prefix(std::min(end + 1, words.size()));
+  }
+  return false;
 }
 
 }  // namespace
@@ -67,12 +82,13 @@ TrialOptions trialOptions(const std::vector<std::string>& options, std::string_v
   return trial;
 }
 
-bool wordsActOutside(std::string_view words) {
-  while (!words.empty()) {
-    const std::size_t end = std::min(words.find_first_of(" \t\n\"'"), words.size());
-    const std::string_view word = words.substr(0, end);
-    if (actsOutside(word) || !logOutputOf(word).empty()) return true;
-    words.remove_prefix(std::min(end + 1, words.size()));
+std::vector<std::string> leaveOutVariables(std::map<std::string, std::string>& environment) {
+  std::vector<std::string> leftOut;
+  for (const char* name : optionVariables) {
+    const auto variable = environment.find(name);
+    if (variable == environment.end() || !wordsActOutside(variable->second)) continue;
+    leftOut.push_back(concat({name, "=", variable->second}));
+    environment.erase(variable);
   }
-  return false;
+  return leftOut;
 }

@@ -1,6 +1,7 @@
 #ifndef VELOX_KVF_LAUNCH_TRIALOPTIONS_H
 #define VELOX_KVF_LAUNCH_TRIALOPTIONS_H
 
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,8 +28,8 @@ TrialOptions trialOptions(const std::vector<std::string>& options, std::string_v
 /// True for an option with an effect outside of the JVM, that no trial may have.
 bool actsOutside(std::string_view option);
 
-/// True when one of the blank-separated words of a variable such as JAVA_TOOL_OPTIONS acts outside,
-/// or logs to a file.
-bool wordsActOutside(std::string_view words);
+/// Removes the variables that a JVM takes options from, such as JAVA_TOOL_OPTIONS, if one of their
+/// options acts outside or logs to a file. Returns them as "NAME=VALUE".
+std::vector<std::string> leaveOutVariables(std::map<std::string, std::string>& environment);
 
 #endif

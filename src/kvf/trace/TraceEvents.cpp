@@ -10,26 +10,27 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
-constexpr int process = 1;
-/// Rows above the threads, whose numbers are the system's.
+/// As viewers group them: the rows, and the threads, whose numbers are the system's and may be
+/// those of rows.
+enum Group : int { rows = 1, threads = 2 };
 enum Row : long { phases = 1, creation = 2, initializers = 3, collections = 4 };
 
 double microseconds(TraceTime time) {
   return std::chrono::duration<double, std::micro>(time).count();
 }
 
-Json complete(const TraceStretch& stretch, const char* category, long row) {
+Json complete(const TraceStretch& stretch, const char* category, Group group, long row) {
   return {{"name", stretch.name},
           {"cat", category},
           {"ph", "X"},
           {"ts", microseconds(stretch.begin)},
           {"dur", microseconds(stretch.duration)},
-          {"pid", process},
+          {"pid", group},
           {"tid", row}};
 }
 
-Json nameOf(const char* what, long row, const std::string& name) {
-  return {{"name", what}, {"ph", "M"}, {"pid", process}, {"tid", row}, {"args", {{"name", name}}}};
+Json nameOf(const char* what, Group group, long row, const std::string& name) {
+  return {{"name", what}, {"ph", "M"}, {"pid", group}, {"tid", row}, {"args", {{"name", name}}}};
 }
 
 class Events {
@@ -39,31 +40,32 @@ class Events {
   Json all() {
     addNames();
     for (const TraceStretch& phase : trace_.phases)
-      events_.push_back(complete(phase, "phase", phases));
+      events_.push_back(complete(phase, "phase", rows, phases));
     for (const TraceStretch& part : trace_.jvmPhases)
-      events_.push_back(complete(part, "phase", creation));
+      events_.push_back(complete(part, "phase", rows, creation));
     for (const TraceStretch& initializer : trace_.initializers)
-      events_.push_back(complete(initializer, "initializer", initializers));
+      events_.push_back(complete(initializer, "initializer", rows, initializers));
     for (const TraceStretch& pause : trace_.pauses)
-      events_.push_back(complete(pause, "collection", collections));
+      events_.push_back(complete(pause, "collection", rows, collections));
     for (const TraceStretch& verification : trace_.verifications)
-      events_.push_back(complete(verification, "verification", verification.thread));
+      events_.push_back(complete(verification, "verification", threads, verification.thread));
     addClasses();
     return std::move(events_);
   }
 
  private:
   void addNames() {
-    events_.push_back(nameOf("process_name", phases, trace_.subject));
-    events_.push_back(nameOf("thread_name", phases, "phases"));
-    events_.push_back(nameOf("thread_name", creation, "the JVM's creation"));
-    events_.push_back(nameOf("thread_name", initializers, "from initialiser to initialiser"));
-    events_.push_back(nameOf("thread_name", collections, "pauses of collections"));
-    std::set<long> threads;
-    for (const LoadedClass& loaded : trace_.classes) threads.insert(loaded.thread);
-    for (const long thread : threads) {
-      events_.push_back(
-          nameOf("thread_name", thread, thread == trace_.mainThread ? "main: classes" : "classes"));
+    events_.push_back(nameOf("process_name", rows, phases, trace_.subject));
+    events_.push_back(nameOf("process_name", threads, 0, "threads of the JVM"));
+    events_.push_back(nameOf("thread_name", rows, phases, "phases"));
+    events_.push_back(nameOf("thread_name", rows, creation, "the JVM's creation"));
+    events_.push_back(nameOf("thread_name", rows, initializers, "from initialiser to initialiser"));
+    events_.push_back(nameOf("thread_name", rows, collections, "pauses of collections"));
+    std::set<long> numbers;
+    for (const LoadedClass& loaded : trace_.classes) numbers.insert(loaded.thread);
+    for (const long thread : numbers) {
+      events_.push_back(nameOf("thread_name", threads, thread,
+                               thread == trace_.mainThread ? "main: classes" : "classes"));
     }
   }
 
@@ -78,7 +80,7 @@ class Events {
                          {"ph", "i"},
                          {"s", "t"},
                          {"ts", microseconds(loaded.time)},
-                         {"pid", process},
+                         {"pid", threads},
                          {"tid", loaded.thread},
                          {"args", {{"origin", origin}, {"file", loaded.file}}}});
       ++counts[loaded.origin];
@@ -96,7 +98,7 @@ class Events {
     events_.push_back({{"name", "classes"},
                        {"ph", "C"},
                        {"ts", microseconds(time)},
-                       {"pid", process},
+                       {"pid", rows},
                        {"tid", 0},
                        {"args", numbers}});
   }

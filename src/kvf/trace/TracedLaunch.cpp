@@ -60,14 +60,7 @@ class Tracer {
     TracedLaunch result;
     result.complaint = prepare();
     if (!result.complaint.empty()) return result;
-    const unsigned others = request_.pairs == 0 ? 0 : 2 * request_.pairs;
-    unsigned start = 0;
-    // The first one warms the caches.
-    if (others > 0) beside(plain_, progress, ++start, others);
-    for (unsigned pair = 0; pair < request_.pairs; ++pair) {
-      without_.push_back(beside(plain_, progress, ++start, others));
-      if (pair + 1 < request_.pairs) with_.push_back(beside(logged_, progress, ++start, others));
-    }
+    startBeside(progress);
     clearLogs();
     logged_.output = ProgramRun::Output::passedOn;
     const ProgramEnd end = runProgram(logged_);
@@ -76,7 +69,7 @@ class Tracer {
           request_.launcher.native() + " cannot be started: " + std::strerror(end.error);
       return result;
     }
-    with_.push_back(end);
+    take(end, with_);
     if (!end.stopped && !end.reached) result.status = end.status;
     result.trace = read(end);
     if (!result.trace)
@@ -122,7 +115,7 @@ class Tracer {
   /// what the JVM says about it.
   std::string addOption(const std::string& words) {
     for (const char* variable : optionVariables) {
-      if (launch_.exported.contains(variable)) continue;
+      if (inspection_.plan.exported.contains(variable)) continue;
       const char* already = std::getenv(variable);
       const std::string value = already == nullptr ? words : concat({already, " ", words});
       logged_.environment[variable] = value;
@@ -135,11 +128,32 @@ class Tracer {
                    "which leaves no way to ask it for a log"});
   }
 
-  static ProgramEnd beside(const ProgramRun& run,
-                           const std::function<void(unsigned, unsigned)>& progress, unsigned start,
-                           unsigned of) {
-    progress(start, of);
-    return runProgram(run);
+  /// The starts to compare with, as long as they can be compared.
+  void startBeside(const std::function<void(unsigned, unsigned)>& progress) {
+    const unsigned others = 2 * request_.pairs;
+    for (unsigned start = 0; start < others && incomparable_.empty(); ++start) {
+      progress(start + 1, others);
+      const bool isLogged = start > 0 && start % 2 == 0;
+      const ProgramEnd end = runProgram(isLogged ? logged_ : plain_);
+      if (start == 0) {
+        // It warms the caches, and the others have to end like it.
+        status_ = end.status;
+        incomparable_ = failureOf(end);
+      } else {
+        take(end, isLogged ? with_ : without_);
+      }
+    }
+  }
+
+  void take(const ProgramEnd& end, std::vector<ProgramEnd>& ends) {
+    ends.push_back(end);
+    if (request_.pairs > 0 && incomparable_.empty()) incomparable_ = failureOf(end);
+  }
+
+  /// Why its time says nothing, or nothing.
+  [[nodiscard]] std::string failureOf(const ProgramEnd& end) const {
+    const bool isToldToEnd = end.stopped && !end.killed && request_.until.empty();
+    return isToldToEnd ? std::string() : ::failureOf(plain_, end, status_);
   }
 
   void clearLogs() const {
@@ -178,7 +192,7 @@ class Tracer {
     trace.subject = concat({request_.file, ", Java ", launch_.jvm.version});
     trace.mark = mark.name;
     addRemarks(trace, chosen - logs.begin(), logs.end() - chosen - 1, end);
-    if (request_.pairs > 0) trace.cost = cost();
+    if (request_.pairs > 0 && incomparable_.empty()) trace.cost = cost();
     return trace;
   }
 
@@ -197,6 +211,8 @@ class Tracer {
       say({"Until then the JVM had not begun to run ", launch_.startClass, "."});
     if (end.status != 0 && !end.stopped && !end.reached)
       say({"It ended with status ", std::to_string(end.status), "."});
+    if (!incomparable_.empty())
+      say({"What the trace costs is not known: in one of the starts ", incomparable_, "."});
   }
 
   [[nodiscard]] TraceCost cost() const {
@@ -231,6 +247,8 @@ class Tracer {
   TemporaryFolder logs_;
   ProgramRun plain_, logged_;
   std::vector<ProgramEnd> with_, without_;
+  int status_ = 0;            ///< of the first start
+  std::string incomparable_;  ///< why the starts cannot be compared; empty: they can
 };
 
 }  // namespace
