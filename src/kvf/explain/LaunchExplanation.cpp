@@ -32,7 +32,7 @@ std::vector<ExplainedElement> elementsOf(const Inspection& inspection) {
     ExplainedElement& explained = elements.emplace_back();
     explained.written = element.written;
     for (std::size_t i = 0; i < element.expanded.size(); ++i, ++next) {
-      const bool isSearched = element.searched && i == 0 && next->path.ends_with("**");
+      const bool isSearched = element.recursive && i == 0;
       explained.parts.push_back({next->path, whatItBrings(*next), isSearched});
     }
   }

@@ -13,6 +13,8 @@ struct ClassPathElement {
   std::string written;
   bool searched = false;  ///< a folder that adds its archives
   std::vector<std::string> expanded;
+  std::string place = {};  ///< the folder that is searched, or the file or folder
+  bool recursive = false;  ///< the folder is searched with those below it
 };
 
 /// What there is at one element of the expanded class path.

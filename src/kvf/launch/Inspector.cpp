@@ -188,10 +188,13 @@ std::vector<ClassPathElement> searchedClassPath(const std::string& written) {
   std::vector<ClassPathElement> elements;
   for (const std::string_view element : pathElements(written)) {
     const std::vector<ClassPathEntry> entries = expandedClassPath(element);
-    const bool searched = entries.empty() || entries.front().isSearched;
+    // "/" alone is none.
+    const ClassPathEntry entry =
+        entries.empty() ? ClassPathEntry{.path = {}, .isSearched = true} : entries.front();
     // A JVM splits the text once more.
     elements.push_back(
-        {std::string(element), searched, elementsOf(toString(joinedClassPath(entries)))});
+        {std::string(element), entry.isSearched, elementsOf(toString(joinedClassPath(entries))),
+         toString(entry.isSearched ? entry.directory : entry.path), entry.isRecursive});
   }
   return elements;
 }
@@ -205,7 +208,7 @@ void planClassPath(const Inspection& inspection, LaunchPlan& plan) {
   if (inspection.value(keys::classPath)) plan.classPathKey = keys::classPath;
   const ClassPath classPath = ClassPath::of(inspection.run().merged);
   for (const std::string& element : elementsOf(toString(classPath.text))) {
-    plan.classPath.push_back({element, false, {element}});
+    plan.classPath.push_back({element, false, {element}, element});
   }
 }
 

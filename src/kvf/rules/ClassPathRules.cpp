@@ -24,30 +24,21 @@ namespace fs = std::filesystem;
 constexpr std::string_view recursiveMark = "/**";
 constexpr std::size_t maxEntries = 100000;
 
-bool isRecursive(const ClassPathElement& element) {
-  return element.searched && element.written.ends_with(recursiveMark);
-}
-
-/// The folder that is searched, or the file.
-std::string pathOf(const ClassPathElement& element) {
-  std::string_view path = element.written;
-  if (isRecursive(element)) path.remove_suffix(recursiveMark.size());
-  if (element.searched) path = withoutTrailingSlash(path);
-  return std::string(path);
-}
-
 /// Calls visit(element, path, at) for the elements that the file names; path is absolute.
 template <class Visit>
 void forEachElement(const Inspection& inspection, Visit&& visit) {
   if (inspection.plan.classPathKey == nullptr) return;
   const Position at = inspection.positionOf(inspection.plan.classPathKey);
   for (const ClassPathElement& element : inspection.plan.classPath) {
-    visit(element, inspection.atApplication(pathOf(element)), at);
+    visit(element, inspection.atApplication(element.place), at);
   }
 }
 
+/// "lib**" is recursive, too, and searches "li".
 bool hasUnexpandedStar(const ClassPathElement& element) {
-  return element.written.find('*') != std::string::npos && !isRecursive(element);
+  const bool isMarked =
+      element.recursive && element.expanded.front() == concat({element.place, recursiveMark});
+  return element.written.find('*') != std::string::npos && !isMarked;
 }
 
 void classPathStar(const Inspection& inspection, Report& report) {
@@ -138,7 +129,7 @@ void forEachFolder(const Inspection& inspection, Visit&& visit) {
   forEachElement(inspection,
                  [&](const ClassPathElement& element, const std::string& path, const Position& at) {
                    if (!element.searched || hasUnexpandedStar(element)) return;
-                   const bool recursive = isRecursive(element);
+                   const bool recursive = element.recursive;
                    visit(element, contentsOf(path, recursive, recursive ? level : 1), at);
                  });
 }
@@ -216,7 +207,7 @@ void classPathArchive(const Inspection& inspection, Report& report) {
 }
 
 /// True when the folder has archives, and no class.
-bool holdsArchivesOnly(const std::string& folder) {
+bool hasArchivesAndNoClass(const std::string& folder) {
   bool hasArchive = false;
   std::error_code error;
   std::size_t count = 0;
@@ -234,7 +225,7 @@ void classPathFolder(const Inspection& inspection, Report& report) {
   forEachElement(inspection, [&](const ClassPathElement& element, const std::string& path,
                                  const Position& at) {
     std::error_code error;
-    if (element.searched || !fs::is_directory(path, error) || !holdsArchivesOnly(path)) return;
+    if (element.searched || !fs::is_directory(path, error) || !hasArchivesAndNoClass(path)) return;
     report(at, concat({"the folder ", shown(element.written), " brings no archives in ",
                        keys::classPath, ", only classes, and has none: write ",
                        keys::classPathExtended, "=", printable(element.written)}));

@@ -70,7 +70,10 @@ std::string otherNameOf(const FoundClass& found, const std::string& wanted) {
 
 /// The nested class that dots were written for: com.acme.Main$Server; empty: none.
 std::string nestedClassLike(const Inspection& inspection, std::string name) {
-  for (std::size_t dot = 0; (dot = name.rfind('.')) != std::string::npos;) {
+  constexpr int mostLevels = 8;
+  for (int level = 0; level < mostLevels; ++level) {
+    const std::size_t dot = name.rfind('.');
+    if (dot == std::string::npos) break;
     name[dot] = '$';
     if (inspection.classPath->find(withSlashes(name))) return name;
   }
