@@ -17,84 +17,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// An option that the program java does not pass on as it is.
-struct OwnOption {
-  enum class Kind {
-    mode,       ///< -jar
-    module,     ///< its value, or the next word, ends the options
-    classPath,  ///< its value, or the next word
-    joined,     ///< a JVM gets the next word after "="
-    replaced,   ///< by `with`
-    otherJvm,   ///< the folder of another JVM is its name
-    noEffect,   ///< java ignores it
-    lost,       ///< `with` says why
-    ends,       ///< java prints something and ends
-  };
-  std::string_view name;
-  Kind kind;
-  std::string_view with = {};
-};
-
-constexpr std::string_view printsOnly = "which prints something and starts nothing";
-
-constexpr OwnOption ownOptions[] = {
-    {"-jar", OwnOption::Kind::mode},
-    {"-m", OwnOption::Kind::module},
-    {"--module", OwnOption::Kind::module},
-    {"-cp", OwnOption::Kind::classPath},
-    {"-classpath", OwnOption::Kind::classPath},
-    {"--class-path", OwnOption::Kind::classPath},
-    {"-p", OwnOption::Kind::joined, "--module-path"},
-    {"--module-path", OwnOption::Kind::joined},
-    {"--upgrade-module-path", OwnOption::Kind::joined},
-    {"--add-modules", OwnOption::Kind::joined},
-    {"--limit-modules", OwnOption::Kind::joined},
-    {"--add-exports", OwnOption::Kind::joined},
-    {"--add-opens", OwnOption::Kind::joined},
-    {"--add-reads", OwnOption::Kind::joined},
-    {"--patch-module", OwnOption::Kind::joined},
-    {"--enable-native-access", OwnOption::Kind::joined},
-    {"--show-module-resolution", OwnOption::Kind::replaced,
-     "-Djdk.module.showModuleResolution=true"},
-    {"-verbosegc", OwnOption::Kind::replaced, "-verbose:gc"},
-    {"-noclassgc", OwnOption::Kind::replaced, "-Xnoclassgc"},
-    {"-debug", OwnOption::Kind::replaced, "-Xdebug"},
-    {"-noverify", OwnOption::Kind::replaced, "-Xverify:none"},
-    {"-verify", OwnOption::Kind::replaced, "-Xverify:all"},
-    {"-verifyremote", OwnOption::Kind::replaced, "-Xverify:remote"},
-    {"-Xfuture", OwnOption::Kind::replaced, "-Xverify:all"},
-    {"-server", OwnOption::Kind::otherJvm},
-    {"-client", OwnOption::Kind::otherJvm},
-    {"-minimal", OwnOption::Kind::otherJvm},
-    {"-zero", OwnOption::Kind::otherJvm},
-    {"-dcevm", OwnOption::Kind::otherJvm},
-    {"-hotspot", OwnOption::Kind::noEffect},
-    {"-d64", OwnOption::Kind::noEffect},
-    {"-jre-restrict-search", OwnOption::Kind::noEffect},
-    {"-jre-no-restrict-search", OwnOption::Kind::noEffect},
-    {"-no-jre-restrict-search", OwnOption::Kind::noEffect},
-    {"-Xdiag", OwnOption::Kind::lost, "the launcher has no diagnostics of java itself"},
-    {"-XshowSettings", OwnOption::Kind::lost, "only java prints its settings; see kvf explain"},
-    {"-showversion", OwnOption::Kind::lost, "only java prints the version"},
-    {"--show-version", OwnOption::Kind::lost, "only java prints the version"},
-    {"-splash", OwnOption::Kind::lost, "only java shows a picture before the application starts"},
-    {"--validate-modules", OwnOption::Kind::ends},
-    {"--list-modules", OwnOption::Kind::ends},
-    {"--dry-run", OwnOption::Kind::ends},
-    {"--describe-module", OwnOption::Kind::ends},
-    {"-d", OwnOption::Kind::ends},
-    {"-version", OwnOption::Kind::ends},
-    {"--version", OwnOption::Kind::ends},
-    {"-fullversion", OwnOption::Kind::ends},
-    {"--full-version", OwnOption::Kind::ends},
-    {"-help", OwnOption::Kind::ends},
-    {"--help", OwnOption::Kind::ends},
-    {"-h", OwnOption::Kind::ends},
-    {"-?", OwnOption::Kind::ends},
-    {"-X", OwnOption::Kind::ends},
-    {"--help-extra", OwnOption::Kind::ends},
-};
-
 /// A JVM knows old options by the name with an "X" in it.
 constexpr std::string_view oldSizes[] = {"-ms", "-mx", "-ss", "-oss"};
 
@@ -143,14 +65,8 @@ class Reader {
       line_.classPath = SourcedWord{text.substr(classPathOption.size()), word.from};
       return;
     }
-    if (text == "--source" || text.starts_with("--source=")) refuseSource("its source file");
-    // "--name=value", and two with a colon.
-    std::size_t sign = text.starts_with("--") ? text.find('=') : std::string::npos;
-    if (text.starts_with("-splash:") || text.starts_with("-XshowSettings:")) sign = text.find(':');
-    const std::string name = text.substr(0, sign);
-    const auto* own = std::find_if(std::begin(ownOptions), std::end(ownOptions),
-                                   [&](const OwnOption& option) { return option.name == name; });
-    if (own != std::end(ownOptions)) return takeOwn(*own, word, sign);
+    if (const JavaProgramOption* own = javaProgramOption(text))
+      return takeOwn(*own, word, signOfValue(text));
     if (text.starts_with("-XXaltjvm=")) {
       line_.losses.push_back(lossOf(word, "name the library of that JVM in java.library"));
       return;
@@ -161,38 +77,40 @@ class Reader {
     take(word);
   }
 
-  void takeOwn(const OwnOption& own, const SourcedWord& word, std::size_t sign) {
-    using Kind = OwnOption::Kind;
+  void takeOwn(const JavaProgramOption& own, const SourcedWord& word, std::size_t sign) {
+    using Use = JavaProgramOption::Use;
     const bool hasValue = sign != std::string::npos;
-    switch (own.kind) {
-      case Kind::mode:
+    switch (own.use) {
+      case Use::mode:
         line_.kind = JavaCommandLine::Kind::archive;
         return;
-      case Kind::module:
+      case Use::module:
         line_.kind = JavaCommandLine::Kind::module;
         line_.what = valueOf(word, sign);
         hasEnded_ = true;
         return;
-      case Kind::classPath:
+      case Use::classPath:
         line_.classPath = expanded(valueOf(word, sign));
         return;
-      case Kind::joined: {
+      case Use::joined: {
         if (hasValue) return take(word);
         const std::string_view name = own.with.empty() ? own.name : own.with;
         return take({concat({name, "=", valueOf(word, sign).text}), word.from});
       }
-      case Kind::replaced:
+      case Use::replaced:
         return take({std::string(own.with), word.from});
-      case Kind::otherJvm:
+      case Use::otherJvm:
         return chooseJvm(own.name.substr(1));
-      case Kind::noEffect:
+      case Use::nothing:
         return;
-      case Kind::lost:
+      case Use::itself:
         line_.losses.push_back(lossOf(word, own.with));
         return;
-      case Kind::ends:
-        throw ImportError(concat(
-            {"the command line has ", shown(word.text), " (", word.from, "), ", printsOnly}));
+      case Use::source:
+        refuseSource("its source file");
+      case Use::ends:
+        throw ImportError(concat({"the command line has ", shown(word.text), " (", word.from,
+                                  "), which prints something and starts nothing"}));
     }
   }
 

@@ -173,14 +173,31 @@ std::string firstDifference(const std::vector<std::string>& intended,
 }
 
 /// What to write in a file for an option of the program java.
-const char* insteadOfProgramOption(std::string_view option) {
-  if (option == "-p") return "write --module-path=FOLDER";
-  if (option == "-m" || option == "--module") {
-    return "write --add-modules=MODULE, and java.start.class=CLASS";
+std::string insteadOfProgramOption(const JavaProgramOption& option) {
+  switch (option.use) {
+    case JavaProgramOption::Use::joined:
+      return concat({"write ", option.with, "=FOLDER"});
+    case JavaProgramOption::Use::module:
+      return "write --add-modules=MODULE, and java.start.class=CLASS";
+    case JavaProgramOption::Use::mode:
+    case JavaProgramOption::Use::classPath:
+      return "use velox.class.path.extended and java.start.class";
+    case JavaProgramOption::Use::replaced:
+      return concat({"write ", option.with});
+    default:
+      return "leave it out";
   }
-  const bool namesClasses = option == "-jar" || option.ends_with("-cp") || option == "-classpath" ||
-                            option == "--class-path";
-  return namesClasses ? "use velox.class.path.extended and java.start.class" : "leave it out";
+}
+
+/// The option of the program java that the word is, unless that runs the application and acts on
+/// it; else null.
+const JavaProgramOption* misplacedProgramOption(const Inspection& inspection,
+                                                std::string_view word) {
+  using Use = JavaProgramOption::Use;
+  const JavaProgramOption* option = javaProgramOption(word);
+  if (option == nullptr || !option->isOwn) return nullptr;
+  const bool isTaken = option->use == Use::replaced || option->use == Use::itself;
+  return isTaken && !inspection.runsInProcess() ? nullptr : option;
 }
 
 /// True for options that stand together with commas between them. Properties, agents and logs have
@@ -218,10 +235,10 @@ bool reportWord(const Inspection& inspection, const OptionLine& line, std::size_
                 Report& report) {
   const std::string& word = line.words[index].text;
   const bool isOption = word.starts_with('-');
-  if (isOption && isOfJavaProgram(word)) {
+  if (const JavaProgramOption* option = misplacedProgramOption(inspection, word)) {
     report(line.placeOf(word),
            concat({shown(word), " is an option of the program java, which a JVM in the ",
-                   "launcher's process ignores: ", insteadOfProgramOption(word)}));
+                   "launcher's process ignores: ", insteadOfProgramOption(*option)}));
     return true;
   }
   if (isOption && hasCommas(word)) {
