@@ -2,7 +2,9 @@
 #include <array>
 #include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <cstdlib>
+#include <fstream>
 #include <functional>
 #include <iterator>
 #include <map>
@@ -285,6 +287,13 @@ class RunningServer {
   }
   bool prints(const std::string& text) { return server_.prints(text); }
   Outcome wait() { return server_.wait(); }
+  /// How many processes it has started that have not ended.
+  [[nodiscard]] std::size_t children() const {
+    const std::string id = std::to_string(server_.id());
+    std::ifstream list("/proc/" + id + "/task/" + id + "/children");
+    return static_cast<std::size_t>(
+        std::distance(std::istream_iterator<int>(list), std::istream_iterator<int>()));
+  }
 
  private:
   static std::array<int, 2> pipe() {
@@ -420,6 +429,9 @@ TEST_F(LspQuestionTest, CompletionOffersWhatFits) {
   EXPECT_EQ(labels(probe() + "java.start.class=pro|"), (Texts{"probe.Heir", "probe.Probe"}));
   EXPECT_EQ(labels(probe() + "java.start.class=Pro|"), Texts{"probe.Probe"});
   EXPECT_EQ(labels("# velox|"), Texts{});
+  sandbox_.write("odd/=a%.jar", "");
+  const Json item = ask(completionAt, "own.path=%kvf.file.dir%/odd/|")["items"][0];
+  EXPECT_EQ(item["textEdit"]["newText"], "=a\\\\%.jar");
   EXPECT_EQ(labels("java.heap.size.max=5|"), Texts{});
   EXPECT_EQ(ask(completionAt, "velox.cl|=1")["items"][0]["textEdit"]["newText"],
             "velox.include.kvf");
@@ -581,6 +593,17 @@ TEST_F(LspTest, QuestionsAreAnsweredUnlessTheyAreCancelled) {
   other.sayAtOnce({Json::parse(initialize), open, hover(6), hover(7), cancel});
   EXPECT_TRUE(other.prints("-32800"));
   EXPECT_TRUE(other.prints("\"id\":6,\"jsonrpc\":\"2.0\",\"result\":{\"contents\":"));
+
+  // However many there are, a few are worked on at once, and each has its answer.
+  RunningServer busy(sandbox_);
+  std::vector<Json> messages = {Json::parse(initialize), open};
+  for (int id = 100; id < 160; ++id) messages.push_back(hover(id));
+  busy.sayAtOnce(messages);
+  std::size_t most = 0;
+  for (int look = 0; look < 300; ++look, ::usleep(1000)) most = std::max(most, busy.children());
+  EXPECT_LE(most, 5U) << "four, and the one that checks";
+  for (int id = 100; id < 160; ++id)
+    EXPECT_TRUE(busy.prints("\"id\":" + std::to_string(id) + ",\"jsonrpc\":\"2.0\",\"result\""));
 }
 
 /// The diagnostics of that version of the document in what a server has printed.

@@ -14,6 +14,7 @@
 #include "kvf/process/Files.h"
 #include "kvf/process/Interruption.h"
 #include "kvf/process/PreparedFile.h"
+#include "kvf/text/PropertiesSpelling.h"
 #include "kvf/text/Text.h"
 
 namespace fs = std::filesystem;
@@ -34,8 +35,8 @@ std::string includeOf(const ImportQuestion& question) {
   const fs::path secrets = fs::absolute(question.secrets).lexically_normal();
   if (!question.file.empty() &&
       fs::absolute(question.file).lexically_normal().parent_path() == secrets.parent_path())
-    return concat({"%kvf.file.dir%/", spelledInPropertiesFile(secrets.filename().native())});
-  return spelledInPropertiesFile(secrets.native());
+    return concat({"%kvf.file.dir%/", spelledPart(secrets.filename().native())});
+  return spelledPart(secrets.native());
 }
 
 /// Writes both or neither; what has no file goes to standard output.

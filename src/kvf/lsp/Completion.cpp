@@ -11,6 +11,7 @@
 #include "kvf/lsp/Features.h"
 #include "kvf/lsp/KeyWords.h"
 #include "kvf/lsp/LaunchView.h"
+#include "kvf/text/PropertiesSpelling.h"
 #include "kvf/text/Text.h"
 
 namespace fs = std::filesystem;
@@ -149,8 +150,10 @@ Json fileItems(const Question& question, std::size_t offset, const std::string& 
     if (isHidden || !name.starts_with(typed)) continue;
     std::error_code unknown;
     const bool isFolder = entry->is_directory(unknown);
+    const bool isWhole = start + slash == 0 && typed.empty();
+    const std::string spelled = isWhole ? spelledInPropertiesFile(name) : spelledPart(name);
     items.add(isFolder ? name + "/" : name, isFolder ? ItemKind::folder : ItemKind::file,
-              spelledInPropertiesFile(name) + (isFolder ? "/" : ""));
+              spelled + (isFolder ? "/" : ""));
   }
   return items.list();
 }

@@ -5,7 +5,9 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstddef>
 #include <filesystem>
+#include <iterator>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -29,6 +31,8 @@ namespace fs = std::filesystem;
 constexpr std::chrono::seconds patience(30);
 /// For a client that reads no more, at the end.
 constexpr int lastPatience = 2000;
+/// Copies of the server that work at once.
+constexpr std::ptrdiff_t mostCopies = 4;
 
 enum class MessageType : int { error = 1, warning, info, log };
 
@@ -186,7 +190,10 @@ void Server::takeRequest(const Json& id, const std::string& method, const Json& 
     if (request->handle != nullptr) {
       (this->*request->handle)(id, params);
     } else {
-      begin(*request, id, params);
+      static_cast<void>(documentOf(params));
+      if (request->hasPlace) static_cast<void>(placeIn(params.at("position")));
+      pending_.push_back(
+          {.id = id, .question = request, .giveUp = Clock::now() + patience, .params = params});
     }
   } catch (const ResponseError& error) {
     fail(id, error.code, error.what());
@@ -211,7 +218,7 @@ void Server::takeNotification(const std::string& method, const Json& params) {
   }
 }
 
-void Server::begin(const Request& request, const Json& id, const Json& params) {
+std::unique_ptr<ForkedWork> Server::workFor(const Request& request, const Json& params) {
   const OpenDocument& document = documentOf(params);
   const Question question = {
       .workspace = workspace_,
@@ -219,41 +226,65 @@ void Server::begin(const Request& request, const Json& id, const Json& params) {
       .launch = checks_.launchOf(document),
       .place = request.hasPlace ? placeIn(params.at("position")) : TextPlace{},
       .client = client_};
-  pending_.push_back(
-      {.id = id,
-       .work = std::make_unique<ForkedWork>([&] { return textOf(request.answer(question)); }),
-       .giveUp = Clock::now() + patience,
-       .params = nullptr});
+  return std::make_unique<ForkedWork>([&] { return textOf(request.answer(question)); });
+}
+
+/// True once the request has its answer.
+bool Server::step(Pending& pending) {
+  if (pending.work && pending.work->take()) {
+    if (pending.work->failure().empty()) {
+      answer(pending.id, Json::parse(pending.work->result()));
+    } else {
+      fail(pending.id, ErrorCode::requestFailed, pending.work->failure());
+    }
+    return true;
+  }
+  if (pending.giveUp <= Clock::now()) {
+    fail(pending.id, ErrorCode::requestFailed, "it takes too long");
+    return true;
+  }
+  return pending.question == nullptr && stepCodeAction(pending);
+}
+
+bool Server::stepCodeAction(const Pending& pending) {
+  const auto document = workspace_.documents.find(pending.params.at("textDocument").at("uri"));
+  if (document == workspace_.documents.end()) {
+    answer(pending.id, nullptr);
+    return true;
+  }
+  if (!checks_.isFresh(document->second)) return false;
+  const bool versioned =
+      isTrue(memberOf(client_, {"workspace", "workspaceEdit", "documentChanges"}));
+  answer(pending.id, codeActionsFor(pending.params, checks_.diagnosticsOf(document->second),
+                                    workspace_, versioned));
+  return true;
 }
 
 void Server::stepPending() {
-  const auto step = [&](Pending& pending) {
-    if (pending.work && pending.work->take()) {
-      if (pending.work->failure().empty()) {
-        answer(pending.id, Json::parse(pending.work->result()));
-      } else {
-        fail(pending.id, ErrorCode::requestFailed, pending.work->failure());
+  pending_.remove_if([&](Pending& pending) { return step(pending); });
+  beginPending();
+}
+
+/// The work of those questions that have waited longest, as much as there may be at once.
+void Server::beginPending() {
+  auto busy = std::count_if(pending_.begin(), pending_.end(),
+                            [](const Pending& pending) { return pending.work != nullptr; });
+  for (auto pending = pending_.begin(); pending != pending_.end() && busy < mostCopies;) {
+    const auto next = std::next(pending);
+    if (pending->question != nullptr && !pending->work) {
+      try {
+        pending->work = workFor(*pending->question, pending->params);
+        ++busy;
+      } catch (const ResponseError& error) {
+        fail(pending->id, error.code, error.what());
+        pending_.erase(pending);
+      } catch (const std::exception& error) {
+        fail(pending->id, ErrorCode::internalError, error.what());
+        pending_.erase(pending);
       }
-      return true;
     }
-    if (pending.giveUp <= Clock::now()) {
-      fail(pending.id, ErrorCode::requestFailed, "it takes too long");
-      return true;
-    }
-    if (pending.work) return false;
-    const auto document = workspace_.documents.find(pending.params.at("textDocument").at("uri"));
-    if (document == workspace_.documents.end()) {
-      answer(pending.id, nullptr);
-      return true;
-    }
-    if (!checks_.isFresh(document->second)) return false;
-    const bool versioned =
-        isTrue(memberOf(client_, {"workspace", "workspaceEdit", "documentChanges"}));
-    answer(pending.id, codeActionsFor(pending.params, checks_.diagnosticsOf(document->second),
-                                      workspace_, versioned));
-    return true;
-  };
-  pending_.remove_if(step);
+    pending = next;
+  }
 }
 
 const OpenDocument& Server::documentOf(const Json& params) const {
@@ -388,6 +419,6 @@ void Server::codeAction(const Json& id, const Json& params) {
   static_cast<void>(documentOf(params));
   static_cast<void>(rangeIn(params.at("range")));
   pending_.push_back(
-      {.id = id, .work = nullptr, .giveUp = Clock::now() + patience, .params = params});
+      {.id = id, .question = nullptr, .giveUp = Clock::now() + patience, .params = params});
   checks_.hurry();
 }

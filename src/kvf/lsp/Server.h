@@ -42,9 +42,10 @@ class Server {
   /// A request that has no answer yet.
   struct Pending {
     Json id;
-    std::unique_ptr<ForkedWork> work;  ///< null: it waits for fresh diagnostics
+    const Request* question;  ///< null: it waits for fresh diagnostics
     Clock::time_point giveUp;
     Json params;
+    std::unique_ptr<ForkedWork> work = {};  ///< null: it has not begun
   };
 
   static const Request requests[];
@@ -56,13 +57,16 @@ class Server {
   void take(const MessageReader::Message& message);
   void takeRequest(const Json& id, const std::string& method, const Json& params);
   void takeNotification(const std::string& method, const Json& params);
+  bool step(Pending& pending);
+  bool stepCodeAction(const Pending& pending);
   void stepPending();
+  void beginPending();
 
   void send(const Json& message);
   void notify(const char* method, Json params);
   void answer(const Json& id, Json result);
   void fail(const Json& id, ErrorCode code, std::string_view text);
-  void begin(const Request& request, const Json& id, const Json& params);
+  [[nodiscard]] std::unique_ptr<ForkedWork> workFor(const Request& request, const Json& params);
 
   void initialize(const Json& id, const Json& params);
   void shutdown(const Json& id, const Json& params);

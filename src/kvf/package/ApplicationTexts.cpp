@@ -160,7 +160,7 @@ std::string textBetween(std::string_view text, std::string_view start, std::stri
 
 /// A path as a value: one below the folder moves with it.
 std::string located(const std::string& path) {
-  const std::string spelled = spelledInPropertiesFile(path);
+  const std::string spelled = spelledPart(path);
   return path.starts_with('/') ? spelled : std::string(directoryReference) + spelled;
 }
 
@@ -304,12 +304,13 @@ std::optional<HandedOver> handedOver(std::string_view text, const std::string& f
 }
 
 std::string propertiesFile(const ApplicationFolder& folder) {
+  const std::string startClass = spelledInPropertiesFile(folder.startClass);
   const std::string variable = variableOf(folder.name, forArguments);
   return "# How " + folder.name + " is started. `kvf check " + folder.name +
          ".kvf` finds mistakes, `kvf explain " + folder.name +
          ".kvf`\n# shows what a start would use. %kvf.file.dir% is the folder of this file.\n\n" +
-         jvmEntries(folder) + "\njava.start.class=" + folder.startClass +
-         "\n# What jps shows.\njava.property.sun.java.command=" + folder.startClass +
+         jvmEntries(folder) + "\njava.start.class=" + startClass +
+         "\n# What jps shows.\njava.property.sun.java.command=" + startClass +
          "\n\n# In the order of the search. Add archives here, too, when you add them to lib/.\n" +
          classPathEntries(folder) + "\n" + optionsEntries(folder) +
          "#java.heap.size.max=512m\n\n# The arguments, which bin/" + folder.name +
