@@ -73,7 +73,7 @@ std::string endRecord(std::FILE* file, std::uint64_t fileBytes) {
 }
 
 /// What the archive claims of its directory.
-struct Directory {
+struct CentralDirectory {
   bool sound = false;
   std::uint64_t bytes = 0;
   std::uint64_t offset = 0;  ///< from the start of the archive
@@ -81,7 +81,7 @@ struct Directory {
 };
 
 /// The second record of a large archive decides.
-Directory directoryOf(std::FILE* file, std::string_view record, std::uint64_t fileBytes) {
+CentralDirectory directoryOf(std::FILE* file, std::string_view record, std::uint64_t fileBytes) {
   const std::uint64_t end = fileBytes - record.size();
   const std::string large = bytesBefore(file, end, largeRecordBytes + locatorBytes);
   if (large.size() == largeRecordBytes + locatorBytes &&
@@ -186,7 +186,7 @@ ArchiveState Archive::open(const std::filesystem::path& file) {
   if (opened.state != ArchiveState::readable) return opened.state;
   const std::string record = endRecord(opened.file.get(), opened.bytes);
   if (record.empty()) return ArchiveState::notAnArchive;
-  const Directory directory = directoryOf(opened.file.get(), record, opened.bytes);
+  const CentralDirectory directory = directoryOf(opened.file.get(), record, opened.bytes);
   if (directory.bytes > maxDirectoryBytes) return ArchiveState::tooLarge;
   const std::uint64_t before = directory.end - std::min(directory.bytes, directory.end);
   if (!directory.sound || directory.offset > before) return ArchiveState::notAnArchive;

@@ -50,5 +50,7 @@ bool JvmNames::mayLookFor() {
     isKnownKind_ =
         holds(text_, "Unrecognized VM option '") && holds(text_, "UnlockExperimentalVMOptions");
   }
-  return isKnownKind_ && left_ > 0 && left_-- > 0;
+  if (!isKnownKind_ || left_ == 0) return false;
+  --left_;
+  return true;
 }
