@@ -338,6 +338,26 @@ TEST_F(Import, EachPropertySaysWhereItComesFromOnce) {
                        "# word 2\njava.property.e=1\n\n"));
 }
 
+TEST_F(Import, TheProgramEnvTakesAnyName) {
+  const Texts java = {"java", "-cp", "lib/probe.jar", "probe.Probe"};
+  const auto after = [&](Texts words) {
+    words.insert(words.end(), java.begin(), java.end());
+    words.insert(words.begin(), {"--write", "app.kvf", "--"});
+    fs::remove(sandbox_.path("app.kvf"));
+    return import(words);
+  };
+  EXPECT_EQ(after({"PROBE=a", "/usr/bin/env", "server-port=8081", "my list[0]:x=%1"}).status, 0);
+  const Outcome found = sandbox_.run({VELOX_KVF, "check", "app.kvf"}, start_);
+  EXPECT_EQ(found, (Outcome{0, ""}));
+  // A script in the place of java shows what it gets; other shells drop such names.
+  sandbox_.write("show", "#!/usr/bin/env bash\nexec env\n", true);
+  sandbox_.write("app.kvf", sandbox_.read("app.kvf") + "java.path=" + sandbox_.path("show") + "\n");
+  const Outcome script = wrapper({"--cmdlineJava"});
+  for (const char* variable : {"PROBE=a\n", "\nserver-port=8081\n", "\nmy list[0]:x=%1\n"})
+    EXPECT_TRUE(("\n" + script.out).find(variable) != std::string::npos) << script.out;
+  EXPECT_TRUE(after({"server-port=8081"}).has("\"server-port=8081\" is not java"));
+}
+
 TEST_F(Import, AProcessWhoseJvmWasUpdatedGetsTheNewOne) {
   if (javaRelease() < 12) GTEST_SKIP() << "its JDK has other folders";
   const fs::path home = javaHome();
@@ -378,6 +398,7 @@ TEST_F(Import, ARunningProcessAndAUnit) {
   Start environment = start_;
   environment.environment["ACME_HOME"] = "/opt/50%";
   environment.environment["SHLVL"] = "1";
+  environment.environment["spring.profiles.active"] = "prod";
   environment.environment["BASH_FUNC_x%%"] = "() { :; }";
   Child java = sandbox_.start(
       {"java", "-cp", VELOX_LIFECYCLE_JAR, "lifecycle.Lifecycle", "wait", ""}, environment);
@@ -388,7 +409,9 @@ TEST_F(Import, ARunningProcessAndAUnit) {
   EXPECT_EQ(imported.status, 0) << imported.out;
   for (const std::string text :
        {"\njava.start.class=lifecycle.Lifecycle\n", "\napplication.args=wait \"\"\n",
-        "\nvelox.env.ACME_HOME=/opt/50\\\\\\\\%\n", " SHLVL\n", "\njava.library="}) {
+        "\nvelox.env.ACME_HOME=/opt/50\\\\\\\\%\n",
+        "\n# kvf: allow environment-name\nvelox.env.spring.profiles.active=prod\n", " SHLVL\n",
+        "\njava.library="}) {
     EXPECT_TRUE(imported.has(text));
   }
   EXPECT_FALSE(imported.has("velox.env.BASH_FUNC_x"));

@@ -12,6 +12,7 @@
 #include "kvf/import/StartTarget.h"
 #include "kvf/launch/Secrets.h"
 #include "kvf/rules/ValueSigns.h"
+#include "kvf/service/EnvironmentFile.h"
 #include "kvf/text/PropertiesSpelling.h"
 #include "kvf/text/Text.h"
 
@@ -97,8 +98,12 @@ class Writer {
     }
     PropertiesEntry entry;
     PropertiesScanner(line).next(entry);
+    constexpr std::string_view exported = keys::environmentPrefix;
+    const std::string_view name = entry.key.view();
+    const bool isOddName =
+        name.starts_with(exported) && !isVariableName(name.substr(exported.size()));
     const std::string rules = concat(
-        {hasControl ? " control-escape" : "",
+        {isOddName ? " environment-name" : "", hasControl ? " control-escape" : "",
          hasOddQuotes(entry.key.view(), entry.value.view()) ? " quoted-value" : "",
          oddCommentIn(entry.key.view(), entry.value.view()).empty() ? "" : " trailing-comment"});
     return rules.empty() ? rules : concat({"# kvf: allow", rules, "\n"});

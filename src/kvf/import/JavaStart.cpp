@@ -75,25 +75,29 @@ struct AssignedVariable {
   std::string name, value;
 };
 
-std::optional<AssignedVariable> assignment(const std::string& word) {
+/// Of a word as a shell takes it, or the program env, which takes any name.
+std::optional<AssignedVariable> assignment(const std::string& word, bool byEnv) {
   const std::size_t equals = word.find('=');
-  if (equals == std::string::npos || !isVariableName(word.substr(0, equals))) return std::nullopt;
-  return AssignedVariable{word.substr(0, equals), word.substr(equals + 1)};
+  if (equals == std::string::npos || equals == 0) return std::nullopt;
+  std::string name = word.substr(0, equals);
+  if (!byEnv && !isVariableName(name)) return std::nullopt;
+  return AssignedVariable{std::move(name), word.substr(equals + 1)};
 }
 
 /// Finds java after variables and programs that only start another one.
 void findJava(const std::vector<SourcedWord>& words, JavaStart& start) {
   constexpr std::string_view starters[] = {"env", "exec", "nohup"};
   std::size_t at = 0;
-  for (; at < words.size(); ++at) {
+  for (bool byEnv = false; at < words.size(); ++at) {
     const std::string& word = words[at].text;
-    if (const auto variable = assignment(word)) {
+    if (const auto variable = assignment(word, byEnv)) {
       start.environment[variable->name] = variable->value;
       if (!isUsedUp(variable->name)) start.variables[variable->name] = variable->value;
-    } else if (std::find(std::begin(starters), std::end(starters),
-                         fs::path(word).filename().native()) == std::end(starters)) {
-      break;
+      continue;
     }
+    const std::string starter = fs::path(word).filename();
+    if (std::find(std::begin(starters), std::end(starters), starter) == std::end(starters)) break;
+    byEnv = starter == "env";
   }
   if (at == words.size()) throw ImportError("the command line has no program in it");
   const std::string& program = words[at].text;

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "foundation/TextPieces.h"
-#include "kvf/service/EnvironmentFile.h"
 
 namespace {
 
@@ -44,9 +43,10 @@ constexpr std::string_view sessionNames[] = {"_",
                                              "SYSTEMD_EXEC_PID",
                                              "EXEC_PID",
                                              "STY"};
-constexpr std::string_view sessionPrefixes[] = {"DBUS_", "LESS",    "LISTEN_", "MEMORY_PRESSURE_",
-                                                "SSH_",  "SUDO_",   "TMUX_",   "WATCHDOG_",
-                                                "XDG_",  "WAYLAND_"};
+// The functions that a shell exports are among them.
+constexpr std::string_view sessionPrefixes[] = {
+    "BASH_FUNC_", "DBUS_", "LESS", "LISTEN_",   "MEMORY_PRESSURE_", "SSH_",
+    "SUDO_",      "TMUX_", "XDG_", "WATCHDOG_", "WAYLAND_"};
 constexpr std::string_view usedUp[] = {"CLASSPATH", "JDK_JAVA_OPTIONS"};
 
 template <class List>
@@ -66,7 +66,7 @@ bool isUsualPath(std::string_view path) {
 }  // namespace
 
 bool isOfSession(const std::string& name, const std::string& value) {
-  if (isIn(sessionNames, name) || !isVariableName(name)) return true;
+  if (isIn(sessionNames, name)) return true;
   if (name == "PATH") return isUsualPath(value);
   return std::any_of(std::begin(sessionPrefixes), std::end(sessionPrefixes),
                      [&](std::string_view prefix) { return name.starts_with(prefix); });
