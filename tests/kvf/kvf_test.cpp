@@ -161,6 +161,24 @@ TEST_F(KvfTest, AProgramThatCannotBeLookedAtIsCalledSo) {
   fs::permissions(sandbox_.path("own"), fs::perms::owner_all);
 }
 
+TEST_F(KvfTest, OneFileOfAFolderDoesNotEndTheCheckOfTheOthers) {
+  sandbox_.write("odd/error.kvf", probe() + "\nword\n");
+  sandbox_.write("odd/pipe.kvf", probe() + "\nvelox.include.kvf=%kvf.file.dir%/fifo.kvf\n");
+  sandbox_.write("odd/folder.kvf/app.kvf", probe());
+  fs::create_symlink("loop.kvf", sandbox_.path("odd/loop.kvf"));
+  fs::create_symlink("gone", sandbox_.path("odd/dangling.kvf"));
+  fs::create_symlink("acme@host.1:2", sandbox_.path("odd/.#error.kvf"));
+  fs::create_symlink("..", sandbox_.path("odd/up"));
+  ASSERT_EQ(::mkfifo(sandbox_.path("odd/fifo.kvf").c_str(), 0600), 0);
+  const Outcome outcome = run({"check", "odd"});
+  EXPECT_EQ(outcome.status, 2);
+  for (const char* text :
+       {"odd/error.kvf:5: error: ", "kvf: cannot read odd/loop.kvf: Too many levels",
+        "kvf: cannot read odd/dangling.kvf: No such file", "kvf: \"odd/fifo.kvf\" is not a file\n"})
+    EXPECT_TRUE(outcome.has(text)) << outcome.out;
+  EXPECT_EQ(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 5) << outcome.out;
+}
+
 TEST_F(KvfTest, AFindingCanBeAllowed) {
   kvf(probe() + "# Ours. kvf: allow unknown-key, young-generation\nacme=1\n");
   EXPECT_EQ(run({"check", "app.kvf"}), (Outcome{0, ""}));
@@ -478,10 +496,13 @@ TEST_F(KvfTest, NothingIsStartedOrLeftBehind) {
 }
 
 TEST_F(KvfTest, AJvmReportsWhatItIgnoresAndRefuses) {
-  kvf(probe() + "java.extended.properties=-XX:+UseFoo -Xrubbish -Xmx64m -Dx=y\n");
+  kvf(probe() + "java.extended.properties=-server -XX:+UseFoo -Xrubbish -Xmx64m -Dx=y\n");
   const Outcome ignored = run({"check", "--jvm", "app.kvf"});
   EXPECT_TRUE(ignored.has("app.kvf:4: warning: the JVM does not know \"-XX:+UseFoo\""));
   EXPECT_TRUE(ignored.has("app.kvf:4: warning: the JVM does not know \"-Xrubbish\""));
+  EXPECT_TRUE(
+      ignored.has("\"-Xrubbish\"; --run ignores it silently, --cmdlineJava does not start"));
+  EXPECT_TRUE(ignored.has("\"-server\"; --run ignores it silently, only --cmdlineJava takes it"));
   EXPECT_FALSE(ignored.has("-Xmx64m"));
   EXPECT_FALSE(ignored.has("jvm-refuses"));
 

@@ -404,12 +404,13 @@ class LspQuestionTest : public WrapperTest {
     return labels;
   }
 
-  Workspace workspace_ = {
-      .inspect = [](const std::string& file,
-                    const GivenTexts& given) { return inspectTargets({"-"}, file, given); },
-      .units = {},
-      .roots = {},
-      .documents = {}};
+  Workspace workspace_ = {.inspect =
+                              [](const std::string& file, const GivenTexts& given) {
+                                return inspectTargets({"-"}, file, given).inspections;
+                              },
+                          .units = {},
+                          .roots = {},
+                          .documents = {}};
 };
 
 bool contains(const Texts& list, const std::string& text) {

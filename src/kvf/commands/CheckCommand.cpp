@@ -96,6 +96,7 @@ std::string standardInput(bool isAllNeeded) {
 /// One check of everything. The findings point into the inspections.
 struct Checked {
   std::vector<Inspection> inspections;
+  std::vector<std::string> complaints;  ///< about files that were not checked
   std::vector<Finding> findings;
 };
 
@@ -116,7 +117,8 @@ class Subject {
   [[nodiscard]] Checked check(const GivenTexts& changed) const {
     GivenTexts texts = changed;
     texts.insert(texts_.begin(), texts_.end());
-    Checked checked = {inspect(texts), {}};
+    InspectedTargets inspected = inspect(texts);
+    Checked checked = {std::move(inspected.inspections), std::move(inspected.complaints), {}};
     for (Inspection& inspection : checked.inspections) prepare(inspection);
     checked.findings =
         ::check(checked.inspections, {options_.disabled.begin(), options_.disabled.end()});
@@ -139,11 +141,11 @@ class Subject {
     return std::find(options_.files.begin(), options_.files.end(), "-") != options_.files.end();
   }
 
-  [[nodiscard]] std::vector<Inspection> inspect(const GivenTexts& texts) const {
+  [[nodiscard]] InspectedTargets inspect(const GivenTexts& texts) const {
     if (commandLine_.empty()) return inspectTargets(options_.files, options_.stdinName, texts);
-    std::vector<Inspection> inspections;
-    inspections.push_back(inspectTyped(commandLine_, texts));
-    return inspections;
+    InspectedTargets typed;
+    typed.inspections.push_back(inspectTyped(commandLine_, texts));
+    return typed;
   }
 
   void prepare(Inspection& inspection) const {
@@ -236,14 +238,19 @@ int runCheck(const CheckOptions& options, const LauncherArguments& commandLine) 
   if (options.withJvm) interruptions.emplace();
   Checked checked = subject.check({});
   for (const Inspection& inspection : checked.inspections) tellWhatIsLeftOut(inspection);
+  const std::vector<std::string> complaints = checked.complaints;
+  const auto withComplaints = [&](int status) {
+    for (const std::string& text : complaints) status = complain(text);
+    return status;
+  };
   std::FILE* stream = stdout;
-  if (options.diff) return printDiff(applyFixes(subject, checked));
+  if (options.diff) return withComplaints(printDiff(applyFixes(subject, checked)));
   if (options.fix) {
     const ExitStatus written = writeFixes(applyFixes(subject, checked), subject);
-    if (written != success) return written;
+    if (written != success) return withComplaints(written);
     if (!subject.stdinPath().empty()) stream = stderr;
   }
-  return report(checked.findings, options, stream);
+  return withComplaints(report(checked.findings, options, stream));
 }
 
 }  // namespace

@@ -1,17 +1,21 @@
 #include "kvf/commands/CheckTargets.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <iterator>
 #include <set>
 #include <stdexcept>
 #include <string_view>
+#include <system_error>
+#include <utility>
 
 #include <unistd.h>
 
 #include "foundation/PropertyKeys.h"
 #include "kvf/commands/Launches.h"
 #include "kvf/launch/Inspector.h"
+#include "kvf/process/FileError.h"
 #include "kvf/service/UnitFiles.h"
 #include "kvf/text/FileText.h"
 #include "kvf/text/Text.h"
@@ -84,6 +88,45 @@ std::string identityOf(const std::string& file) {
   return error ? file : real.string();
 }
 
+/// Calls visit(path) for all below the folder that is not a folder. Links to folders are not
+/// followed; what of the folders below cannot be read is passed over.
+template <class Visit>
+void forEachFileBelow(const fs::path& top, Visit&& visit) {
+  std::vector<fs::path> folders = {top};
+  while (!folders.empty()) {
+    const fs::path folder = std::move(folders.back());
+    folders.pop_back();
+    std::error_code error;
+    fs::directory_iterator entries(folder, error);
+    if (error && folder == top) throw FileError("read", folder, error.value());
+    for (; !error && entries != fs::directory_iterator(); entries.increment(error)) {
+      std::error_code unknown;
+      if (fs::is_directory(entries->symlink_status(unknown))) {
+        folders.push_back(entries->path());
+      } else {
+        visit(entries->path());
+      }
+    }
+  }
+}
+
+/// True for the name of a launch's file. An editor marks an open file by a link of that name behind
+/// ".#".
+bool isNameOfLaunch(const fs::path& file) {
+  const std::string name = file.filename();
+  return file.extension() == propertiesSuffix && name != "global.kvf" && !name.starts_with(".#");
+}
+
+/// Why a file cannot be a properties file; empty: it is a regular file, or leads to one.
+std::string complaintAbout(const fs::path& file) {
+  std::error_code error;
+  const fs::file_status status = fs::status(file, error);
+  if (fs::is_regular_file(status)) return {};
+  const int number = error ? error.value() : fs::exists(status) ? 0 : ENOENT;
+  return number == 0 ? shown(file.native()) + " is not a file"
+                     : std::string(FileError("read", file, number).what());
+}
+
 class Targets {
  public:
   Targets(const std::string& stdinName, const GivenTexts& given)
@@ -102,11 +145,11 @@ class Targets {
     }
   }
 
-  std::vector<Inspection> inspections() && { return std::move(inspections_); }
+  InspectedTargets inspected() && { return std::move(inspected_); }
 
  private:
   void take(std::vector<Inspection> more) {
-    std::move(more.begin(), more.end(), std::back_inserter(inspections_));
+    std::move(more.begin(), more.end(), std::back_inserter(inspected_.inspections));
   }
 
   /// True also for one that is only where systemd looks.
@@ -114,7 +157,7 @@ class Targets {
 
   void addStandardInput() {
     refuseOther(stdinName_, given_.at(fs::weakly_canonical(fs::absolute(stdinName_))));
-    inspections_.push_back(inspectFile(stdinName_, {}, given_));
+    inspected_.inspections.push_back(inspectFile(stdinName_, {}, given_));
   }
 
   void addFile(const std::string& file) {
@@ -124,28 +167,32 @@ class Targets {
     constexpr std::size_t enough = 4;
     const std::string start = textOfFile(file, enough);
     if (start.starts_with("#!") && !file.ends_with(propertiesSuffix)) {
-      inspections_.push_back(
+      inspected_.inspections.push_back(
           inspectTyped({fs::path(file).parent_path().empty() ? "./" + file : file}, given_));
       return;
     }
     refuseOther(file, textOfFile(file, 16));
-    inspections_.push_back(inspectFile(file, {}, given_));
+    inspected_.inspections.push_back(inspectFile(file, {}, given_));
   }
 
   void addFolder(const std::string& folder) {
     std::vector<std::string> files;
-    const auto options = fs::directory_options::skip_permission_denied;
-    for (const auto& entry : fs::recursive_directory_iterator(folder, options)) {
-      const fs::path& path = entry.path();
-      if (path.extension() == propertiesSuffix && path.filename() != "global.kvf" &&
-          entry.is_regular_file())
-        files.push_back(path);
-    }
+    forEachFileBelow(folder, [&](const fs::path& file) {
+      if (isNameOfLaunch(file)) files.push_back(file);
+    });
     if (files.empty()) throw std::runtime_error(shown(folder) + " has no .kvf file in it or below");
     std::sort(files.begin(), files.end());
     std::vector<Inspection> launches;
-    for (const std::string& file : files)
-      if (seen_.insert(identityOf(file)).second) launches.push_back(inspectFile(file, {}, given_));
+    for (const std::string& file : files) {
+      std::string complaint = complaintAbout(file);
+      if (complaint.empty() && !seen_.insert(identityOf(file)).second) continue;
+      try {
+        if (complaint.empty()) launches.push_back(inspectFile(file, {}, given_));
+      } catch (const EndlessSource& endless) {
+        complaint = endless.what();
+      }
+      if (!complaint.empty()) inspected_.complaints.push_back(std::move(complaint));
+    }
     dropParts(launches);
     take(std::move(launches));
   }
@@ -166,14 +213,14 @@ class Targets {
   const std::string& stdinName_;
   const GivenTexts& given_;
   std::set<std::string> seen_;
-  std::vector<Inspection> inspections_;
+  InspectedTargets inspected_;
 };
 
 }  // namespace
 
-std::vector<Inspection> inspectTargets(const std::vector<std::string>& targets,
-                                       const std::string& stdinName, const GivenTexts& given) {
+InspectedTargets inspectTargets(const std::vector<std::string>& targets,
+                                const std::string& stdinName, const GivenTexts& given) {
   Targets all(stdinName, given);
   for (const std::string& target : targets) all.add(target);
-  return std::move(all).inspections();
+  return std::move(all).inspected();
 }

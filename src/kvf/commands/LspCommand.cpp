@@ -11,7 +11,7 @@ namespace {
 
 /// A unit is read from the disk, where its drop-ins are.
 std::vector<Inspection> inspectOpened(const std::string& file, const GivenTexts& given) {
-  return inspectTargets({file.ends_with(serviceSuffix) ? file : "-"}, file, given);
+  return inspectTargets({file.ends_with(serviceSuffix) ? file : "-"}, file, given).inspections;
 }
 
 }  // namespace
