@@ -147,6 +147,8 @@ class UnitFolder {
     sandbox_.write("piped.kvf", file +
                                     "processID.file.name=%RUNTIME_DIRECTORY%/acme.pid\n"
                                     "java.thread.stack.size=32m\n");
+    sandbox_.write("secret.kvf", "acme.secret=1\nword\n");
+    sandbox_.write("secrets/one.kvf", "acme.secret=1\n");
     sandbox_.write("stopmethod.kvf", file + "application.stop.signals=TERM\n");
   }
 
@@ -229,6 +231,9 @@ struct UnitRow {
 
 const std::string runAcme = "ExecStart=\nExecStart=%Y/bin/wrapper --propFile %Y/acme.kvf ";
 
+const std::string includesCredential =
+    "velox.include.kvf=%CREDENTIALS_DIRECTORY%/s.kvf\njava.property.b=%acme.secret%\n";
+
 const UnitRow unitRows[] = {
     {"", {}},
     // Types and starts.
@@ -256,6 +261,37 @@ const UnitRow unitRows[] = {
     {"ExecStartPre=@/bin/true\n", {"unit-syntax argv[0]"}},
     {"ExecStart=\nExecStart=@%Y/bin/wrapper acme --propFile %Y/acme.kvf --run\n", {}},
     {"WorkingDirectory=%Y\nExecStart=\nExecStart=%Y/bin/wrapper --propFile acme.kvf --run\n", {}},
+    // What is there at the start.
+    {"ExecStartPre=/usr/bin/mkdir -p /run/acme-gone\n",
+     {},
+     "processID.file.name=/run/acme-gone/acme.pid\n"},
+    {"ExecStartPre=+/bin/sh -c 'exec install -d -m 755 /run/acme-gone'\n",
+     {},
+     "processID.file.name=/run/acme-gone/acme.pid\n"},
+    {"ExecStartPre=/bin/ls /run/acme-gone\n",
+     {"process-id-file there is no folder"},
+     "processID.file.name=/run/acme-gone/acme.pid\n"},
+    {"LoadCredential=s.kvf:%Y/secret.kvf\n", {"no-separator drops the line"}, includesCredential},
+    {"LoadCredential=s:%Y/secrets\n",
+     {},
+     "velox.include.kvf=%CREDENTIALS_DIRECTORY%/s_one.kvf\njava.property.b=%acme.secret%\n"},
+    {"LoadCredential=s.kvf:/gone\n", {"missing-include s.kvf"}, includesCredential},
+    {"LoadCredential=s.kvf:/gone\nSetCredential=s.kvf:acme.secret=1\n", {}, includesCredential},
+    {"SetCredential=s.kvf:acme.other=1\n",
+     {"unresolved-reference acme.secret"},
+     includesCredential},
+    {"LoadCredentialEncrypted=s.kvf:/etc/acme\n", {}, includesCredential},
+    {"ImportCredential=s.*\n", {}, includesCredential},
+    {"ImportCredential=t.*\n", {"missing-include s.kvf"}, includesCredential},
+    // Data of the application is none of the launch.
+    {"BindPaths=/srv:/opt/data\n" + runAcme + "--run /opt/data/x\n",
+     {},
+     "java.property.data=/opt/data\n"},
+    // Several commands for one instance.
+    {"ExecStop=%Y/bin/wrapper --propFile %Y/acme.kvf --kill Normal\nExecStopPost=%Y/bin/wrapper "
+     "--propFile %Y/acme.kvf --version\n",
+     {},
+     "processID.file.name=/run/acme.pid\n"},
     // Restrictions.
     {"MemoryDenyWriteExecute=no\n", {}},
     {"SystemCallFilter=@system-service\nSystemCallFilter=mincore\n", {}},
@@ -301,7 +337,6 @@ const UnitRow unitRows[] = {
      "java.class.path=%java.class.path%:/root\n"},
     {"PrivateTmp=disconnected\n", {"unit-hides empty /tmp"}},
     {"PrivateTmp=yes\nBindReadOnlyPaths=%Y\n", {}},
-    {"PrivateTmp=yes\nBindPaths=/srv:%Y\n", {}},
     {"PrivateTmp=yes\nBindPaths=%Y:/srv\n", {"unit-hides empty /tmp"}},
     {"DynamicUser=yes\n", {"unit-hides empty /tmp"}},
     {"InaccessiblePaths=-%Y/lib\n", {"unit-hides covers it"}},
@@ -342,6 +377,30 @@ const UnitRow unitRows[] = {
      {"unit-check is not that of ExecStart="}},
     {"ExecStartPre=%Y/bin/kvf jvm\n", {}},
 };
+
+TEST(UnitRules, AreSilentAboutFilesThatOnlyTheServiceSees) {
+  const UnitFolder acme;
+  const auto refusalOf = [&](const std::string& lines) -> std::string {
+    std::ofstream(acme.path("row.service")) << "[Service]\nExecStart=%Y/bin/wrapper --propFile "
+                                               "/opt/acme/acme.kvf\n"
+                                            << lines;
+    try {
+      inspectUnit(acme.path("row.service"));
+    } catch (const std::runtime_error& error) {
+      return error.what();
+    }
+    return {};
+  };
+  const std::string refusal =
+      "starts its commands with other files at \"/opt/acme\", by BindPaths=";
+  EXPECT_NE(refusalOf("BindPaths=/etc:/mnt -%Y:/opt/acme/:rbind\n").find(refusal),
+            std::string::npos);
+  const std::string ofJvm = fs::path(jvmLibrary()).parent_path();
+  EXPECT_NE(refusalOf(runAcme + "\nBindReadOnlyPaths=/srv:" + ofJvm + "\n").find(ofJvm),
+            std::string::npos);
+  EXPECT_NE(refusalOf("RootDirectory=/srv\n").find("in another root"), std::string::npos);
+  EXPECT_EQ(refusalOf("BindPaths=%Y:/opt/acme-1 /opt/acme:/opt/acme /opt/acme\n"), "");
+}
 
 TEST(UnitRules, KnowTheBoundsOfWhatIsWrong) {
   const UnitFolder acme;

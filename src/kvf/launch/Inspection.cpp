@@ -139,8 +139,8 @@ bool Inspection::hasMainFile() const {
 }
 
 bool Inspection::knowsAllKeys() const {
-  return hasMainFile() && !run().incomplete && failures(Failure::Stage::include).empty() &&
-         failures(Failure::Stage::globalFile).empty();
+  return hasMainFile() && !run().incomplete && !hasUnknownTexts &&
+         failures(Failure::Stage::include).empty() && failures(Failure::Stage::globalFile).empty();
 }
 
 bool Inspection::isJava() const {

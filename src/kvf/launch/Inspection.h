@@ -172,8 +172,9 @@ class Inspection {
   unsigned javaRelease = 0;          ///< the options must fit it, too; 0: that of the JVM alone
   std::string shownFolder;  ///< how files below the absolute folder are named; both may be empty
   std::string absoluteFolder;
-  bool forScript = false;  ///< values must also fit into a generated script
-  bool deep = false;       ///< files are compared by their contents, which takes time
+  bool hasUnknownTexts = false;  ///< files have entries that only the launch will see
+  bool forScript = false;        ///< values must also fit into a generated script
+  bool deep = false;             ///< files are compared by their contents, which takes time
 
   /// The assembly that the application is started from.
   [[nodiscard]] const AssemblyRun& run() const { return inner ? *inner : outer; }
@@ -209,7 +210,8 @@ class Inspection {
   [[nodiscard]] Position mainFile() const;
   /// False when the main file could not be read.
   [[nodiscard]] bool hasMainFile() const;
-  /// True when all files were read to their ends, so that what was not found is absent.
+  /// True when all files were read to their ends, and no text was unknown, so that what was not
+  /// found is absent.
   [[nodiscard]] bool knowsAllKeys() const;
 
   [[nodiscard]] bool isJava() const;

@@ -18,7 +18,8 @@ namespace fs = std::filesystem;
 
 void startDirectory(const Inspection& inspection, Report& report) {
   const auto directory = inspection.value(keys::startDirectory);
-  if (!directory) return;
+  // One without a name cannot be entered, which the launcher ignores.
+  if (!directory || directory->empty()) return;
   const Position at = inspection.positionOf(keys::startDirectory);
   if (inspection.surroundings.hasFolder(inspection.atLauncher(*directory))) {
     if (directory->starts_with('/') || *directory == ".") return;
@@ -191,15 +192,25 @@ void globalFileOptions(const Inspection& inspection, Report& report) {
   }
 }
 
+/// True when both read the same main file, as the commands of one service do.
+bool haveSameMainFile(const Inspection& one, const Inspection& other) {
+  if (!one.hasMainFile() || !other.hasMainFile()) return false;
+  std::error_code error;
+  const std::string path = one.atLauncher(one.run().files.front().name);
+  const std::string otherPath = other.atLauncher(other.run().files.front().name);
+  return path == otherPath || fs::equivalent(path, otherPath, error);
+}
+
 void sharedProcessIdFile(std::span<const Inspection> inspections, Report& report) {
   std::map<std::string, const Inspection*> owners;
   for (const Inspection& inspection : inspections) {
     const auto name = inspection.value(keys::processIdFile);
-    if (!name || name->empty()) continue;
+    if (!name || name->empty() || inspection.command() == switches::kill) continue;
     const std::string path = fs::path(inspection.atLauncher(*name)).lexically_normal().string();
     const auto [owner, isNew] = owners.emplace(path, &inspection);
     if (isNew) continue;
     const Inspection& other = *owner->second;
+    if (haveSameMainFile(inspection, other)) continue;
     report.turnTo(inspection);
     report(inspection.positionOf(keys::processIdFile),
            concat({shown(path), " is the process-ID file of ",

@@ -34,6 +34,10 @@ bool mayBeThere(const std::string& file) {
   return ::access(file.c_str(), F_OK) == 0 || (errno != ENOENT && errno != ENOTDIR);
 }
 
+bool mayBeRead(const std::string& file) {
+  return !isForbidden(file);
+}
+
 std::string environmentTextOf(const std::string& file) {
   if (isForbidden(file)) return {};
   std::error_code error;

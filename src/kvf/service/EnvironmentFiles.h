@@ -11,6 +11,8 @@ std::vector<std::string> environmentFilesLike(const std::string& pattern);
 
 /// True when the file is there, or that cannot be seen by this user.
 bool mayBeThere(const std::string& file);
+/// False when this user has no right to read it.
+bool mayBeRead(const std::string& file);
 /// Its text; empty where this user has no right to read it, and of what is no regular file. Throws
 /// FileError where it cannot be read for another reason.
 std::string environmentTextOf(const std::string& file);

@@ -9,6 +9,7 @@
 #include "kvf/service/Account.h"
 #include "kvf/service/EnvironmentFile.h"
 #include "kvf/service/EnvironmentFiles.h"
+#include "kvf/service/UnitCredentials.h"
 #include "kvf/text/Text.h"
 
 namespace fs = std::filesystem;
@@ -26,9 +27,6 @@ constexpr FolderKey folderKeys[] = {{"RuntimeDirectory", 't', "RUNTIME_DIRECTORY
                                     {"CacheDirectory", 'C', "CACHE_DIRECTORY"},
                                     {"LogsDirectory", 'L', "LOGS_DIRECTORY"},
                                     {"ConfigurationDirectory", 'E', "CONFIGURATION_DIRECTORY"}};
-
-constexpr const char* credentialKeys[] = {"LoadCredential", "LoadCredentialEncrypted",
-                                          "SetCredential", "SetCredentialEncrypted"};
 
 UnitLimit stackLimit(const std::string& text) {
   // What the kernel gives the first process.
@@ -82,8 +80,7 @@ class EnvironmentReader {
     for (const EnvironmentEntry& entry :
          parseEnvironmentFile(environmentTextOf("/etc/locale.conf")))
       environment_[entry.name] = entry.value;
-    for (const char* key : credentialKeys)
-      if (unit_.last(key) != nullptr) environment_["CREDENTIALS_DIRECTORY"] = unit_.specifier('d');
+    if (hasCredentials(unit_)) environment_[credentialsVariable] = unit_.specifier('d');
   }
 
   void addOfUser(bool isUserUnit) {
