@@ -64,7 +64,8 @@ std::string classPathAsText(const ExplainedClassPath& classPath) {
     }
   }
   if (classPath.endsWithDirectory) {
-    text += "  \"\"  the working directory, as the list ends with \":\"\n";
+    text += line({"  \"\"  the working directory, as the list ",
+                  classPath.elements.empty() ? "is empty" : "ends with \":\""});
   }
   return text;
 }

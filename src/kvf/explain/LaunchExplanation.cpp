@@ -1,5 +1,6 @@
 #include "kvf/explain/LaunchExplanation.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <utility>
 
@@ -39,6 +40,17 @@ std::vector<ExplainedElement> elementsOf(const Inspection& inspection) {
   return elements;
 }
 
+/// An expanded class path ends with ":", and an empty one is the directory, except with a main
+/// module.
+bool endsWithDirectory(const Inspection& inspection) {
+  const std::vector<std::string>& options = inspection.plan.options;
+  if (!inspection.plan.classPath.empty())
+    return !inspection.valueOf(keys::classPathExtended).empty();
+  return std::none_of(options.begin(), options.end(), [](const std::string& option) {
+    return option.starts_with("-Djdk.module.main=");
+  });
+}
+
 std::optional<ExplainedJvm> jvmOf(const Inspection& inspection) {
   if (!inspection.isJava()) return std::nullopt;
   const std::string library = inspection.valueOf(keys::javaLibrary);
@@ -60,7 +72,7 @@ LaunchExplanation explainLaunch(const Inspection& inspection) {
   launch.arguments = plan.arguments;
   if (!inspection.classPath) return launch;
   launch.classPath = {originOfClassPath(inspection), elementsOf(inspection),
-                      !inspection.valueOf(keys::classPathExtended).empty()};
+                      endsWithDirectory(inspection)};
   launch.options = plan.options;
   launch.command = {equivalentJavaCommand(inspection, shellWord),
                     equivalentJavaCommand(inspection, printableShellWord),

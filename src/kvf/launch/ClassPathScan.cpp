@@ -6,6 +6,8 @@
 #include <sstream>
 #include <system_error>
 
+#include <strings.h>
+
 #include "kvf/formats/ClassNames.h"
 #include "kvf/formats/Manifest.h"
 #include "kvf/text/Text.h"
@@ -33,14 +35,32 @@ std::optional<std::string> readFile(const fs::path& path) {
   return std::move(bytes).str();
 }
 
+/// The entry that some releases of Java read in the place of this one, which is not there.
+std::optional<std::string> readOfRelease(const Archive& archive, const std::string& entry) {
+  constexpr int first = 9, last = 99;
+  for (int release = first; release <= last; ++release) {
+    const std::string name = concat({"META-INF/versions/", std::to_string(release), "/", entry});
+    if (!archive.contains(name)) continue;
+    const Manifest manifest = parseManifest(archive.read(manifestEntry).value_or(""));
+    return ::strcasecmp(attributeOf(manifest, "Multi-Release").c_str(), "true") == 0
+               ? archive.read(name)
+               : std::nullopt;
+  }
+  return std::nullopt;
+}
+
+std::optional<FoundClass> findIn(const Archive& archive, const std::string& path,
+                                 const std::string& entry) {
+  auto bytes = archive.contains(entry) ? archive.read(entry) : readOfRelease(archive, entry);
+  if (!bytes) return std::nullopt;
+  return FoundClass{path, std::move(*bytes)};
+}
+
 std::optional<FoundClass> findIn(const ScannedElement& element, const std::string& entry) {
   using Kind = ScannedElement::Kind;
-  std::optional<std::string> bytes;
-  if (element.kind == Kind::folder) {
-    bytes = readFile(fs::path(element.path) / entry);
-  } else if (element.kind == Kind::archive) {
-    bytes = Archive(element.path).read(entry);
-  }
+  if (element.kind == Kind::archive) return findIn(Archive(element.path), element.path, entry);
+  if (element.kind != Kind::folder) return std::nullopt;
+  auto bytes = readFile(fs::path(element.path) / entry);
   if (!bytes) return std::nullopt;
   return FoundClass{element.path, std::move(*bytes)};
 }
@@ -60,7 +80,8 @@ std::string_view simpleName(std::string_view name) {
 }  // namespace
 
 ClassPathScan::ClassPathScan(const std::vector<ClassPathElement>& classPath,
-                             const std::string& directory, const std::string& startClass) {
+                             const std::string& directory, const std::string& startClass,
+                             bool hasEmptyElement) {
   const std::string entry = startClass.empty() ? std::string() : entryName(startClass);
   for (const ClassPathElement& element : classPath) {
     for (const std::string& expanded : element.expanded) {
@@ -70,18 +91,15 @@ ClassPathScan::ClassPathScan(const std::vector<ClassPathElement>& classPath,
         const Archive archive(scanned.path);
         scanned.state = archive.state();
         scanned.entries = archive.size();
-        if (!startClass_ && !entry.empty()) {
-          if (auto bytes = archive.read(entry)) {
-            startClass_ = FoundClass{scanned.path, std::move(*bytes)};
-          }
-        }
+        if (!startClass_ && !entry.empty()) startClass_ = findIn(archive, scanned.path, entry);
       } else if (!startClass_ && !entry.empty()) {
         startClass_ = findIn(scanned, entry);
       }
       elements_.push_back(std::move(scanned));
     }
   }
-  if (!startClass_ && !entry.empty()) startClass_ = findByManifests(entry);
+  if (hasEmptyElement) directory_ = elementAt(directory);
+  if (!startClass_ && !entry.empty()) startClass_ = findBehind(entry);
 }
 
 std::optional<FoundClass> ClassPathScan::find(const std::string& name) const {
@@ -89,7 +107,12 @@ std::optional<FoundClass> ClassPathScan::find(const std::string& name) const {
   for (const ScannedElement& element : elements_) {
     if (auto found = findIn(element, entry)) return found;
   }
-  return findByManifests(entry);
+  return findBehind(entry);
+}
+
+std::optional<FoundClass> ClassPathScan::findBehind(const std::string& entry) const {
+  auto found = findByManifests(entry);
+  return !found && directory_ ? findIn(*directory_, entry) : found;
 }
 
 std::optional<FoundClass> ClassPathScan::findByManifests(const std::string& entry) const {

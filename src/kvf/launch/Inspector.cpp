@@ -212,6 +212,21 @@ void planClassPath(const Inspection& inspection, LaunchPlan& plan) {
   }
 }
 
+/// True when a JVM takes an element of its class path for the working directory.
+bool hasEmptyElement(const LaunchPlan& plan) {
+  const auto given =
+      std::find_if(plan.options.rbegin(), plan.options.rend(),
+                   [](const std::string& option) { return option.starts_with(classPathOption); });
+  if (given == plan.options.rend()) return false;
+  const std::string_view classPath = std::string_view(*given).substr(classPathOption.size());
+  // With a main module an empty class path has no element at all.
+  const bool hasMainModule = std::any_of(
+      plan.options.begin(), plan.options.end(),
+      [](const std::string& option) { return option.starts_with("-Djdk.module.main="); });
+  if (classPath.empty()) return !hasMainModule;
+  return concat({":", classPath, ":"}).find("::") != std::string::npos;
+}
+
 LaunchWay launchWay(const Inspection& inspection) {
   const std::string command = inspection.command();
   if (command == switches::cmdlineJava || command == switches::generateScript) {
@@ -258,7 +273,7 @@ void planLaunch(Inspection& inspection) {
   plan.javaCommand = toString(getJavaCmd(parser, false));
   if (launchWay(inspection) != LaunchWay::nativeLibrary) {
     inspection.classPath.emplace(plan.classPath, plan.directory,
-                                 inspection.valueOf(keys::startClass));
+                                 inspection.valueOf(keys::startClass), hasEmptyElement(plan));
     if (ModulePath::isSpokenOf(plan.options))
       inspection.modulePath.emplace(plan.options, plan.directory);
   }

@@ -1,6 +1,10 @@
 #include <algorithm>
 #include <filesystem>
+#include <limits>
 #include <map>
+#include <optional>
+#include <set>
+#include <string>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -134,16 +138,52 @@ void forEachFolder(const Inspection& inspection, Visit&& visit) {
                  });
 }
 
+std::string canonicalOf(const std::string& path) {
+  std::error_code error;
+  const fs::path real = fs::canonical(path, error);
+  return error ? path : real.string();
+}
+
+/// The elements of the class path, by their real names.
+class ReachedFiles {
+ public:
+  explicit ReachedFiles(const Inspection& inspection) {
+    if (!inspection.classPath) return;
+    for (const ScannedElement& element : inspection.classPath->elements())
+      files_.insert(canonicalOf(element.path));
+  }
+
+  /// True when the class path has what the link leads to anyway: the archive, or the archives of
+  /// the folder.
+  [[nodiscard]] bool have(const std::string& link) const {
+    const std::string target = canonicalOf(link);
+    std::error_code error;
+    if (!fs::is_directory(target, error)) return files_.contains(target);
+    const FolderContents contents = contentsOf(target, true, std::numeric_limits<int>::max());
+    const auto below = files_.lower_bound(target + "/");
+    const auto count = std::count_if(below, files_.end(), [&](const std::string& file) {
+      return file.starts_with(target + "/") && isArchiveFileName(file);
+    });
+    return contents.links.empty() && static_cast<std::size_t>(count) == contents.archives;
+  }
+
+ private:
+  std::set<std::string> files_;
+};
+
 void classPathLink(const Inspection& inspection, Report& report) {
+  std::optional<ReachedFiles> reached;
   forEachFolder(inspection, [&](const ClassPathElement& element, const FolderContents& contents,
                                 const Position& at) {
-    if (contents.links.empty()) return;
-    const std::string more =
-        contents.links.size() == 1
-            ? std::string()
-            : concat({" and ", std::to_string(contents.links.size() - 1), " more"});
+    std::vector<std::string> links = contents.links;
+    if (!links.empty() && !reached) reached.emplace(inspection);
+    std::erase_if(links, [&](const std::string& link) { return reached->have(link); });
+    if (links.empty()) return;
+    const std::string more = links.size() == 1
+                                 ? std::string()
+                                 : concat({" and ", std::to_string(links.size() - 1), " more"});
     report(at, concat({"the search of ", shown(element.written), " skips the link ",
-                       shown(contents.links.front()), more,
+                       shown(links.front()), more,
                        ": name it in the class path itself, or put the file there"}));
   });
 }
@@ -308,17 +348,20 @@ constexpr Rule rules[] = {
     {.id = "class-path-link",
      .severity = Severity::warning,
      .summary = "links in a searched folder",
-     .explanation = "The search for archives skips symbolic links, to files and to folders.",
+     .explanation = "The search for archives skips symbolic links, to files and to folders. One to "
+                    "an archive that is in the class path anyway is not reported.",
      .example = {.note = "links/more.jar is a link.",
                  .lines = "velox.class.path.extended=%kvf.file.dir%/lib:%kvf.file.dir%/links",
-                 .files = {{.path = "links/more.jar",
-                            .content = "../lib/acme.jar",
+                 .files = {{.path = "shared/more.jar", .kind = ExampleFile::Kind::archive},
+                           {.path = "links/more.jar",
+                            .content = "../shared/more.jar",
                             .kind = ExampleFile::Kind::link}}},
      .remedy = {.note = "Name the link itself; then it is followed.",
                 .lines =
                     "velox.class.path.extended=%kvf.file.dir%/lib:%kvf.file.dir%/links/more.jar",
-                .files = {{.path = "links/more.jar",
-                           .content = "../lib/acme.jar",
+                .files = {{.path = "shared/more.jar", .kind = ExampleFile::Kind::archive},
+                          {.path = "links/more.jar",
+                           .content = "../shared/more.jar",
                            .kind = ExampleFile::Kind::link}}},
      .check = classPathLink},
     {.id = "class-path-truncated",

@@ -89,7 +89,8 @@ constexpr KeyInfo table[] = {
      .traps =
          "Links are skipped. The order within a folder is that of the file system. A single * is "
          "not expanded. The list ends with \":\", which to a JVM means the working directory.",
-     .whenEmpty = "gives an empty class path: java.class.path and CLASSPATH are not looked at",
+     .whenEmpty = "makes the working directory the class path: java.class.path and CLASSPATH are "
+                  "not looked at",
      .names = KeyNames::files},
     {.name = keys::classPathSearchLevel,
      .section = classPath,
@@ -111,7 +112,7 @@ constexpr KeyInfo table[] = {
      .fallback = "the environment variable CLASSPATH, else .",
      .becomes = "-Djava.class.path as it stands, when velox.class.path.extended is absent.",
      .traps = "Folders are not searched for archives, and a JVM does not expand a * here.",
-     .whenEmpty = "gives an empty class path: CLASSPATH is not looked at",
+     .whenEmpty = "makes the working directory the class path: CLASSPATH is not looked at",
      .names = KeyNames::files},
     {.name = keys::heapSizeMax,
      .section = options,

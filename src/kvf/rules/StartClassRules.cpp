@@ -98,8 +98,11 @@ std::string classLike(const Inspection& inspection, const std::string& name) {
 
 /// "the class path as it is expanded, of 3 elements, nor in the 2 modules of the module path".
 std::string searchedPlaces(const Inspection& inspection) {
-  std::string places = concat({"the class path as it is expanded, of ",
-                               countOf(inspection.classPath->elements().size(), "element")});
+  const std::size_t elements = inspection.classPath->elements().size();
+  std::string places =
+      elements == 0
+          ? std::string("the working directory, which an empty class path stands for")
+          : concat({"the class path as it is expanded, of ", countOf(elements, "element")});
   if (!inspection.modulePath || inspection.modulePath->modules().empty()) return places;
   return concat({places, ", nor in the ",
                  countOf(inspection.modulePath->modules().size(), "module"), " of --module-path"});
