@@ -34,13 +34,15 @@ TEST(OptionHistory, SaysWhatAReleaseDoesWhereItIsKnown) {
       {"-Djava.security.manager=allow", 24, refused},
       {"-Djava.security.manager=acme.Manager", 24, refused},
       {"--add-opens=java.base/java.lang=ALL-UNNAMED", 8, unknown},
+      {"-Djava.ext.dirs=/opt/ext", 17, refused},
   };
   for (const Row& row : rows) {
     const auto history = historyOf(row.option);
     ASSERT_TRUE(history) << row.option;
     EXPECT_EQ(history->in(row.release), row.state) << row.option << " " << row.release;
   }
-  for (const char* option : {"-XX:+UseFoo", "-Dacme=1", "-XX:", "-Xfoo", "-da.b", ""}) {
+  for (const char* option : {"-XX:+UseFoo", "-Dacme=1", "-XX:", "-Xfoo", "-da.b", "",
+                             "-Djava.endorsed.dirs=", "-Djava.ext.dirs=\"\""}) {
     EXPECT_FALSE(historyOf(option)) << option;
   }
   EXPECT_EQ(nearestFlag("UseG1Gc"), "UseG1GC");

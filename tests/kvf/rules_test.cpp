@@ -60,6 +60,12 @@ std::string withPlainClassPath(const std::string& element) {
          ":" + element + "\n";
 }
 
+/// Four lines, of which the last leaves the working directory for the class path.
+std::string withoutClassPath(const std::string& startClass) {
+  return "java.library=" + jvm + "\njava.start.class=" + startClass +
+         "\n# kvf: allow empty-value\njava.class.path=\n";
+}
+
 struct Row {
   const char* rule;
   std::size_t line;  ///< of the only finding
@@ -129,6 +135,10 @@ const Row rows[] = {
     {"reference-again", 6, "%b% is found inside",
      launch() + "a=\\\\%b\nb=1\njava.property.a=%a%%b%\n"},
     {"unresolved-reference", 4, "defined only below", launch() + "java.property.a=%b%\nb=1\n"},
+    {"unresolved-reference", 1, "write b=%b% above ",
+     launch() + "b=1\nvelox.include.kvf=%kvf.file.dir%/parent.kvf\n"},
+    {"unresolved-reference", 1, "defined only below",
+     launch() + "velox.include.kvf=%kvf.file.dir%/child.kvf\nb=1\n"},
     {"unresolved-reference", 4, "did you mean kvf.file.dir?",
      launch() + "java.property.a=%KVF.FILE.DIR%\n"},
     {"jvm-library", 1, "whichever libjvm.so the loader finds", launch("/gone/libjvm.so")},
@@ -139,6 +149,8 @@ const Row rows[] = {
     {"jvm-library", 1, "is for RISC-V with 64 bits", launch("%kvf.file.dir%/riscv.so")},
     {"jvm-library", 1, "is a folder", launch("/usr/bin")},
     {"jvm-library", 1, "lacks JNI_CreateJavaVM", launch(VELOX_NATIVE_DIRECTORY "/libentry3.so")},
+    {"jvm-library", 1, "looks for a name without a slash",
+     launch("libbare.so") + "application.start.dir=%kvf.file.dir%/bare\n"},
     {"java-program", 4, "no program \"/usr\"",
      launch() + "java.path=/usr\nwrapper.command=--cmdlineJava\n"},
     {"start-class-not-found", 3, "did you mean probe.Probe?", launch(jvm, probeJar, "probe.Prob")},
@@ -146,6 +158,9 @@ const Row rows[] = {
      launch(jvm, "%kvf.file.dir%/classes/probe", "Probe")},
     {"start-class-not-found", 3, "too deep there, as in.probe.Probe",
      launch(jvm, "%kvf.file.dir%/folded")},
+    {"start-class-not-found", 3, "is not in the class path", launch(jvm, "%kvf.file.dir%/one.jar")},
+    {"start-class-not-found", 2, "the working directory, which an empty class path stands for",
+     withoutClassPath("gone.Main")},
     // The nearest of the first archive that has one.
     {"start-class-not-found", 3, "did you mean a.Near?",
      launch(jvm, "%kvf.file.dir%/near/a.jar:%kvf.file.dir%/near/b.jar", "c.Near")},
@@ -168,7 +183,7 @@ const Row rows[] = {
     {"class-path-star", 4, "write velox.class.path.extended=FOLDER",
      withPlainClassPath("%kvf.file.dir%/lib/*")},
     {"class-path-link", 2, "and 1 more",
-     launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/links/**")},
+     launch(jvm, "%kvf.file.dir%/classes;%kvf.file.dir%/links/**")},
     {"class-path-truncated", 2, "holds 2 archives, of which 1",
      launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/lib") +
          "velox.class.path.extended.max.lib.number=1\n"},
@@ -261,6 +276,8 @@ const Row rows[] = {
 void writeSurroundings(Sandbox& sandbox) {
   sandbox.write("empty.kvf", "");
   sandbox.write("a.kvf", "java.property.a=1\n");
+  sandbox.write("parent.kvf", "velox.include.kvf=%kvf.file.dir%/child.kvf\n");
+  sandbox.write("child.kvf", "java.property.a=%b%\n");
   sandbox.write("wide.kvf", std::string((std::size_t{1} << 20U) - 1, '#'));
   const std::string jar = probeJar;
   for (const char* copy :
@@ -299,6 +316,22 @@ void writeSurroundings(Sandbox& sandbox) {
   sandbox.write("cyclic/probe/Probe.class", cyclic);
   writeArchive(sandbox, "mixed/a.jar", {{"a/A.class", some}});
   sandbox.write("mixed/b/B.class", some);
+  // The class of a release, in an archive for several and in one that is not.
+  for (const auto& [name, manifest] : {std::pair("many.jar", "Multi-Release: TRUE\n"),
+                                       std::pair("one.jar", "Multi-Release: false\n")})
+    writeArchive(
+        sandbox, name,
+        {{"META-INF/MANIFEST.MF", manifest}, {"META-INF/versions/9/probe/Probe.class", some}});
+  writeArchive(sandbox, "verbs.jar",
+               {{"probe/Probe.class", some},
+                {"probe/Probe$Verbs.class", some + std::string("\1\0\6reload", 9)}});
+  sandbox.write("bare/note", "");
+  fs::create_symlink(jvm, sandbox.path("bare/libbare.so"));
+  sandbox.write("linked/1.2/note", "");
+  fs::copy_file(jar, sandbox.path("linked/acme-1.2.jar"));
+  fs::copy_file(jar, sandbox.path("linked/1.2/more.jar"));
+  fs::create_symlink("acme-1.2.jar", sandbox.path("linked/acme.jar"));
+  fs::create_directory_symlink("1.2", sandbox.path("linked/latest"));
   sandbox.write("links/note", "");
   fs::create_symlink(jar, sandbox.path("links/a.jar"));
   fs::create_symlink(sandbox.path("links/note"), sandbox.path("links/other"));
@@ -409,12 +442,23 @@ const std::string soundFiles[] = {
     launch() + "java.extended.properties=--add-modules java.sql -Da b -Xrs \\\n-XX:+UseSerialGC\n",
     launch() + "java.extended.properties=-XX:ErrorFile=hs\\\\%p.log -Xlog:gc:gc\\\\%p.log\n",
     launch() + "application.start.dir=%kvf.file.dir%/lib\n",
+    launch() + "application.start.dir=\n",
+    launch("libbare.so") +
+        "application.start.dir=%kvf.file.dir%/bare\nvelox.env.LD_LIBRARY_PATH=/gone:.\n",
+    launch("libbare.so") +
+        "application.start.dir=%kvf.file.dir%/bare\nvelox.env.LD_LIBRARY_PATH=/gone:\n",
+    launch() + "java.extended.properties=-Djava.endorsed.dirs= -Djava.ext.dirs=\n",
     launch() + "application.stop.signals=TERM, SIGINT\n",
     launch() + "ntservice.name=acme\nwrapper.command=--run\n",
     launch(jvm, std::string(probeJar) + ";%kvf.file.dir%/lib;%kvf.file.dir%/deep/**;"),
     launch(jvm, "%kvf.file.dir%/classes"),
     launch(jvm, "%kvf.file.dir%/manifest.jar"),
     launch(jvm, "%kvf.file.dir%/urls.jar"),
+    launch(jvm, "%kvf.file.dir%/many.jar"),
+    launch(jvm, "%kvf.file.dir%/linked/**"),
+    // An empty element of a class path is the working directory; an expanded one ends with it.
+    withoutClassPath("probe.Probe") + "application.start.dir=%kvf.file.dir%/classes\n",
+    launch(jvm, "%kvf.file.dir%/near") + "application.start.dir=%kvf.file.dir%/classes\n",
     // A class that is its own superclass: nobody knows what it has, and the JVM refuses it.
     launch(jvm, "%kvf.file.dir%/cyclic") + "java.start.method=gone\n",
     // It brings classes, too.
@@ -493,6 +537,7 @@ TEST(Rules, FindTheirMistakeOnTheCommandLine) {
       {"start-delay", 4, "is negative", {"w", "--propFile", app, "--delayStart", "-1"}},
       {"start-delay", 4, "is not a number", {"w", "--propFile", app, "--delayStart", "soon"}},
       {"kill-command", 3, "not \"Term\"", {"w", "--propFile", recorded, "--kill", "Term"}},
+      {"service-verb", 3, "classes have no such word", {"w", "--propFile", app, "reload"}},
   };
   for (const LaunchRow& row : launchRows) {
     SCOPED_TRACE(row.text);
@@ -518,8 +563,12 @@ TEST(Rules, SoundCommandLinesHaveNoFinding) {
   // --propVar comes before the environment, so that nothing of that is used.
   const std::string homely =
       sandbox.write("homely.kvf", launch() + "HOME=/own\njava.property.a=%HOME%\n");
+  // Another class of its archive knows the word.
+  writeSurroundings(sandbox);
+  const std::string verbs = sandbox.write("verbs.kvf", launch(jvm, "%kvf.file.dir%/verbs.jar"));
   const Texts lines[] = {
       full,
+      {"w", "--propFile", verbs, "reload"},
       {"w", "--propFile", homely, "--propVar", "HOME=/typed"},
       {"w", "--propFile", app, "--propVar", "WHO=a=b", "--delayStart", "2000", "-x", "y"},
       {"w", "--propFile", app, "--kill", "abort"},

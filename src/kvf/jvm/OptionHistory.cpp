@@ -60,6 +60,15 @@ constexpr Instead instead[] = {
     {"-Xnoagent", "remove it, -agentlib:jdwp no longer needs it"},
 };
 
+/// Of a folder that JVMs no longer have, but let pass when it names nothing.
+bool isEmptyFolder(std::string_view option) {
+  constexpr std::string_view names[] = {"-Djava.endorsed.dirs=", "-Djava.ext.dirs="};
+  return std::any_of(std::begin(names), std::end(names), [&](std::string_view name) {
+    return option.starts_with(name) &&
+           (option.size() == name.size() || option.substr(name.size()) == "\"\"");
+  });
+}
+
 bool isOneWith(std::string_view name, std::string_view option) {
   if (!option.starts_with(name)) return false;
   if (option.size() == name.size() || name.ends_with(':') || name.ends_with('=')) return true;
@@ -170,6 +179,7 @@ std::optional<OptionHistory> historyOf(std::string_view option) {
     if (found == flags().end()) return std::nullopt;
     return historyIn(*found->second.row, found->first, found->second.isSwitch);
   }
+  if (isEmptyFolder(option)) return std::nullopt;
   static const std::vector<OptionHistory> others = [] {
     std::vector<OptionHistory> found;
     forEachName([&](const Row& row, std::string_view name, bool isSwitch) {

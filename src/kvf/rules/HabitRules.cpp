@@ -2,18 +2,26 @@
 #include <cctype>
 #include <filesystem>
 #include <iterator>
+#include <string>
 #include <string_view>
+#include <system_error>
 
 #include "config/Switches.h"
 #include "foundation/PropertyKeys.h"
 #include "javarun/ArgumentSplitter.h"
+#include "kvf/formats/Archive.h"
 #include "kvf/launch/JvmOptions.h"
 #include "kvf/rules/Rule.h"
+#include "kvf/text/FileText.h"
 #include "kvf/text/Text.h"
 
 // What other launchers and scripts accept, and this one does not.
 
 namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view classSuffix = ".class";
 
 bool isPositional(const Argument& argument) {
   return argument.switchName == nullptr && !argument.isValue && !argument.text.starts_with('-');
@@ -34,12 +42,37 @@ bool isServiceVerb(const std::string& text) {
          std::end(serviceVerbs);
 }
 
-/// True when the start class may look for the word: it has it as a text.
+/// True when a class that came with the start class may look for the word: it has it as a text, or
+/// there are too many to look at.
 bool mayTake(const Inspection& inspection, const std::string& word) {
   if (!inspection.classPath || !inspection.classPath->startClass()) return true;
   // As a text among its constants: a tag and two bytes with the length come first.
   const std::string constant = std::string("\1\0", 2) + static_cast<char>(word.size()) + word;
-  return inspection.classPath->startClass()->bytes.find(constant) != std::string::npos;
+  const auto has = [&](std::string_view bytes) {
+    return bytes.find(constant) != std::string_view::npos;
+  };
+  const FoundClass& start = *inspection.classPath->startClass();
+  if (has(start.bytes)) return true;
+  constexpr std::size_t most = 2000;
+  std::error_code error;
+  if (!fs::is_directory(start.where, error)) {
+    const Archive archive(start.where);
+    if (archive.size() > most) return true;
+    for (std::size_t i = 0; i < archive.size(); ++i) {
+      const std::string name(archive.nameAt(i));
+      if (name.ends_with(classSuffix) && has(archive.read(name).value_or(constant))) return true;
+    }
+    return false;
+  }
+  fs::recursive_directory_iterator entries(start.where,
+                                           fs::directory_options::skip_permission_denied, error);
+  for (std::size_t count = 0; !error && entries != fs::recursive_directory_iterator();
+       entries.increment(error)) {
+    if (++count > most) return true;
+    const fs::path& file = entries->path();
+    if (file.native().ends_with(classSuffix) && has(textOfFile(file))) return true;
+  }
+  return false;
 }
 
 void serviceVerb(const Inspection& inspection, Report& report) {
@@ -61,10 +94,11 @@ void serviceVerb(const Inspection& inspection, Report& report) {
   const std::string& text = arguments[last].text;
   if (count != 1 || !isPositional(arguments[last]) || !isServiceVerb(text)) return;
   if (mayTake(inspection, text)) return;
-  report({Position::commandLine, last},
-         concat({shown(text), " is not a command but an argument of the application, whose start ",
-                 "class has no such word: remove it; --run starts, a service manager's unit does ",
-                 "the rest"}));
+  report(
+      {Position::commandLine, last},
+      concat({shown(text), " is not a command but an argument of the application, whose ",
+              "classes have no such word: remove it; --run starts, a service manager's unit does ",
+              "the rest"}));
 }
 
 void strayFile(const Inspection& inspection, Report& report) {
@@ -214,7 +248,8 @@ constexpr Rule rules[] = {
      .summary = "start, stop and the like as commands",
      .explanation =
          "The launcher has no such commands: the word reaches the application as its first "
-         "argument. After the switches it is not reported when the start class has the word, too.",
+         "argument. After the switches it is not reported when a class beside the start class has "
+         "the word, too.",
      .example = {.command = "kvf check -- wrapper start --propFile acme.kvf"},
      .remedy = {.command = "kvf check -- wrapper --propFile acme.kvf"},
      .check = serviceVerb},

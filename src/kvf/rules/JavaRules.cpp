@@ -1,6 +1,9 @@
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
+#include <vector>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,9 +14,12 @@
 #include "kvf/formats/ElfFile.h"
 #include "kvf/launch/LaunchJvm.h"
 #include "kvf/rules/Rule.h"
+#include "kvf/text/FileText.h"
 #include "kvf/text/Text.h"
 
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr std::string_view lineAdvice = "`kvf jvm --line` prints the line for this machine";
 
@@ -30,17 +36,40 @@ void noLibrary(const Inspection& inspection, Report& report) {
               "nothing to run and ends with status 255: ", lineAdvice}));
 }
 
-/// Which libjvm.so the loader would take when the one of java.library does not exist; empty:
-/// probably none.
-std::string fallbackLibrary(const Inspection& inspection) {
+constexpr const char* loaderCache = "/etc/ld.so.cache";
+
+/// The folders in which the loader looks for libraries by itself.
+std::vector<fs::path> loaderFolders() {
+  std::vector<fs::path> folders = {"/lib", "/usr/lib", "/lib64", "/usr/lib64", "/usr/local/lib"};
+  // Debian has one more for each kind of machine: x86_64-linux-gnu.
+  for (const char* folder : {"/lib", "/usr/lib"}) {
+    std::error_code error;
+    fs::directory_iterator entries(folder, error);
+    for (; !error && entries != fs::directory_iterator(); entries.increment(error))
+      if (entries->path().filename().native().find("-linux-") != std::string::npos)
+        folders.push_back(entries->path());
+  }
+  return folders;
+}
+
+/// Where the loader finds a library of that name, which has no slash: its file, or the loader's
+/// cache if that has the name, or cannot be looked at. Empty: nowhere.
+std::string loadedLibrary(const Inspection& inspection, const std::string& name) {
   const auto exported = inspection.plan.exported.find("LD_LIBRARY_PATH");
   std::string path = inspection.surroundings.variable("LD_LIBRARY_PATH");
   if (exported != inspection.plan.exported.end()) path = exported->second;
+  // An empty element is the working directory.
+  if (!path.empty() && concat({":", path, ":"}).find("::") != std::string::npos) path += ":.";
   for (const std::string_view element : pathElements(path)) {
-    std::string library = concat({element, "/libjvm.so"});
+    std::string library = inspection.atApplication(concat({element, "/", name}));
     if (exists(library)) return library;
   }
-  return {};
+  for (const fs::path& folder : loaderFolders())
+    if (exists(folder / name)) return folder / name;
+  if (!exists(loaderCache)) return {};
+  const std::string cache = textOfFile(loaderCache);
+  const bool mayHaveIt = cache.empty() || cache.find(name + '\0') != std::string::npos;
+  return mayHaveIt ? loaderCache : "";
 }
 
 /// How to name the JVM that a folder or a program belongs to, if it does.
@@ -70,18 +99,28 @@ void jvmLibrary(const Inspection& inspection, Report& report) {
   const auto configured = inspection.value(keys::javaLibrary);
   if (!configured || configured->empty() || !inspection.runsInProcess()) return;
   const Position at = inspection.positionOf(keys::javaLibrary);
-  const std::string path = inspection.atApplication(*configured);
+  std::string path = inspection.atApplication(*configured);
   if (!exists(path)) {
-    const std::string fallback = fallbackLibrary(inspection);
-    report.fatalIf(
-        fallback.empty(), at,
-        concat({"there is no ", shown(*configured),
-                "; the launcher then loads whichever libjvm.so the loader finds, ",
-                fallback.empty() ? "none along LD_LIBRARY_PATH here, so that the launch probably "
-                                   "ends with status 255"
-                                 : "here " + fallback,
-                ": ", suggestionFor(path)}));
+    const std::string fallback = loadedLibrary(inspection, "libjvm.so");
+    report.fatalIf(fallback.empty(), at,
+                   concat({"there is no ", shown(*configured),
+                           "; the launcher then loads whichever libjvm.so the loader finds, ",
+                           fallback.empty() ? "none here, so that the launch ends with status 255"
+                                            : "here " + fallback,
+                           ": ", suggestionFor(path)}));
     return;
+  }
+  if (configured->find('/') == std::string::npos) {
+    const std::string loaded = loadedLibrary(inspection, *configured);
+    if (loaded.empty()) {
+      report.fatal(at, concat({"the loader looks for a name without a slash, ", shown(*configured),
+                               ", along LD_LIBRARY_PATH and in the system's folders, not in the ",
+                               "working directory, and the launch ends with status 255: ",
+                               suggestionFor(path)}));
+      return;
+    }
+    if (loaded == loaderCache) return;
+    path = loaded;
   }
   const std::string complaint = complaintAboutJvm(path, readElfFile(path));
   if (complaint.empty()) return;
@@ -117,7 +156,8 @@ constexpr Rule rules[] = {
      .summary = "java.library is not a JVM that can be loaded",
      .explanation =
          "It has to be the path of libjvm.so, for this machine's architecture. A missing file is "
-         "not an error for the launcher: it loads whichever libjvm.so the loader finds.",
+         "not an error for the launcher: it loads whichever libjvm.so the loader finds. For a name "
+         "without a slash the loader does not look in the working directory.",
      .example = {.lines = "java.library=%JAVA_HOME%/bin/java"},
      .remedy = {.lines = "java.library=%JAVA_HOME%/lib/server/libjvm.so"},
      .check = jvmLibrary},

@@ -1,6 +1,11 @@
+#include <algorithm>
+#include <iterator>
 #include <string>
+#include <string_view>
 
+#include "foundation/MemorySize.h"
 #include "foundation/PropertyKeys.h"
+#include "kvf/jvm/JavaProgramOptions.h"
 #include "kvf/launch/JvmOptions.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/text/Text.h"
@@ -28,12 +33,23 @@ void forEachComplaint(const Inspection& inspection, JvmComplaint::Kind kind, Vis
   }
 }
 
+/// True for an option that the program java takes, or translates for a JVM.
+bool isTakenByProgram(std::string_view option) {
+  constexpr std::string_view sizes[] = {"-ms", "-mx", "-ss"};
+  return isOfJavaProgram(option) || option == "-server" || option == "-client" ||
+         std::any_of(std::begin(sizes), std::end(sizes), [&](std::string_view size) {
+           return option.starts_with(size) && memorySize(option.substr(size.size()));
+         });
+}
+
 void jvmIgnores(const Inspection& inspection, Report& report) {
   using Kind = JvmComplaint::Kind;
   forEachComplaint(inspection, Kind::unknown, [&](const JvmComplaint& found, const Position& at) {
-    report(at, concat({"the JVM does not know ", shown(found.option),
-                       "; --run ignores it silently, --cmdlineJava does not start: correct ",
-                       "or remove it"}));
+    report(at,
+           concat({"the JVM does not know ", shown(found.option), "; --run ignores it silently, ",
+                   isTakenByProgram(found.option) ? "only --cmdlineJava takes it: remove it"
+                                                  : "--cmdlineJava does not start: correct or "
+                                                    "remove it"}));
   });
   forEachComplaint(inspection, Kind::ignored, [&](const JvmComplaint& found, const Position& at) {
     report(at, concat({"the JVM starts without", saysOf(found)}));

@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <cctype>
+#include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -76,8 +78,8 @@ void forEachUnresolved(const Inspection& inspection, Visit&& visit) {
   });
 }
 
-/// The line further down that defines the name, which has no value yet; null: none does.
-const Entry* laterEntry(const Inspection& inspection, const Entry& entry, std::string_view name) {
+/// A line that defines the name, which has no value here; null: none does.
+const Entry* otherEntry(const Inspection& inspection, const Entry& entry, std::string_view name) {
   for (const std::string_view prefix :
        {std::string_view(), std::string_view(keys::environmentPrefix)}) {
     const auto found = inspection.run().lastInFiles.find(concat({prefix, name}));
@@ -88,14 +90,32 @@ const Entry* laterEntry(const Inspection& inspection, const Entry& entry, std::s
   return nullptr;
 }
 
-/// True when a line further down defines the name, which is then reported.
+/// How many includes lead from the file that both lines come from to that of the second.
+std::size_t levelsBelow(const Inspection& inspection, const Position& one, const Position& other) {
+  std::map<int, std::size_t> levels;
+  for (std::optional<Position> at = other; at; at = inspection.fileOf(*at).includedAt)
+    levels.emplace(at->file, levels.size());
+  for (std::optional<Position> at = one; at; at = inspection.fileOf(*at).includedAt)
+    if (const auto common = levels.find(at->file); common != levels.end()) return common->second;
+  return 0;
+}
+
+/// True when another line defines the name, which is then reported.
 bool reportsOrder(const Inspection& inspection, const Entry& entry, const Reference& reference,
                   Report& report) {
-  const Entry* later = laterEntry(inspection, entry, reference.name);
-  if (later == nullptr) return false;
+  const Entry* other = otherEntry(inspection, entry, reference.name);
+  if (other == nullptr) return false;
+  const std::string name = concat({"%", reference.name, "%"});
+  const std::string definition = inspection.nameOf(other->at);
+  const bool isTooFar = levelsBelow(inspection, other->at, entry.at) > 1;
   report(placeOf(inspection, entry, reference.name),
-         concat({"%", reference.name, "% is defined only below, in ", inspection.nameOf(later->at),
-                 ", and disappears from the value: move that line above this one"}));
+         isTooFar
+             ? concat({name, " is defined in ", definition, ", but a file sees its own ",
+                       "entries and those of the file that includes it, not those further ",
+                       "out, and it disappears from the value: write ", reference.name, "=", name,
+                       " above ", inspection.nameOf(*inspection.fileOf(entry.at).includedAt)})
+             : concat({name, " is defined only below, in ", definition,
+                       ", and disappears from the value: move that line above this one"}));
   return true;
 }
 
