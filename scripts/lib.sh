@@ -1,6 +1,9 @@
 # shellcheck shell=sh
 # Shared by the scripts here; sourced, not run.
 
+# Which letters a range has, and their order, is the locale's.
+export LC_ALL=C.UTF-8
+
 cd "$(dirname "$0")/.." || exit 1
 log=build/${0##*/}.log
 mkdir -p build

@@ -107,7 +107,9 @@ class Import : public testing::Test {
   }
   Outcome import(Texts arguments) {
     arguments.insert(arguments.begin(), {VELOX_KVF, "import"});
-    return sandbox_.run(arguments, start_);
+    Start start = start_;
+    start.looksAtProcesses = true;
+    return sandbox_.run(arguments, start);
   }
   /// Imports into app.kvf.
   Outcome importJava(Texts words) {

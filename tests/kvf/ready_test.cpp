@@ -103,8 +103,9 @@ void listenOnSomePort() {
 
 class Ready : public testing::Test {
  protected:
-  [[nodiscard]] Outcome ready(const Child& child, Texts arguments, const Start& start = {}) const {
+  [[nodiscard]] Outcome ready(const Child& child, Texts arguments, Start start = {}) const {
     arguments.insert(arguments.begin(), {VELOX_KVF, "ready", "--pid", std::to_string(child.id())});
+    start.looksAtProcesses = true;
     return sandbox_.run(arguments, start);
   }
   [[nodiscard]] static std::string process(const Child& child) {

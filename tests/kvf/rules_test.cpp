@@ -440,7 +440,9 @@ const std::string soundFiles[] = {
     launch() + "java.extended.properties=-Xms2g -Xmx1g -Xmx3g\n",
     launch() + "application.args = a \"b c\"  \njava.extended.properties = -Xrs -Da=\" \" \n",
     launch() + "java.extended.properties=--add-modules java.sql -Da b -Xrs \\\n-XX:+UseSerialGC\n",
-    launch() + "java.extended.properties=-XX:ErrorFile=hs\\\\%p.log -Xlog:gc:gc\\\\%p.log\n",
+    launch() +
+        "java.extended.properties=-XX:ErrorFile=%kvf.file.dir%/hs\\\\%p.log "
+        "-Xlog:gc:%kvf.file.dir%/gc\\\\%p.log\n",
     launch() + "application.start.dir=%kvf.file.dir%/lib\n",
     launch() + "application.start.dir=\n",
     launch("libbare.so") +

@@ -135,7 +135,7 @@ bool Sandbox::canLog() const {
 
 Child Sandbox::start(Texts arguments, const Start& start) const {
   return Child([&] {
-    enter();
+    start.looksAtProcesses ? fs::current_path(root_) : enter();
     execute(std::move(arguments), start);
   });
 }

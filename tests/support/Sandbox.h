@@ -15,6 +15,8 @@ struct Start {
   std::string program = {};            ///< the file to execute, if it is not what argv[0] names
   bool asNobody = false;               ///< without root's rights, if the tests have them
   std::function<void()> inChild = {};  ///< called in the sandbox before the program
+  /// In the namespaces of the tests, as one of its own hides the processes of an ordinary user.
+  bool looksAtProcesses = false;
 };
 
 /// A directory for one test, removed at its end, and a place to run programs in. These have a /tmp
