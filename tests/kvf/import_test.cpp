@@ -352,7 +352,7 @@ TEST_F(Import, TheProgramEnvTakesAnyName) {
   const Outcome found = sandbox_.run({VELOX_KVF, "check", "app.kvf"}, start_);
   EXPECT_EQ(found, (Outcome{0, ""}));
   // A script in the place of java shows what it gets; other shells drop such names.
-  sandbox_.write("show", "#!/usr/bin/env bash\nexec env\n", true);
+  sandbox_.write("show", "#!/bin/bash\nexec /usr/bin/env\n", true);
   sandbox_.write("app.kvf", sandbox_.read("app.kvf") + "java.path=" + sandbox_.path("show") + "\n");
   const Outcome script = wrapper({"--cmdlineJava"});
   for (const char* variable : {"PROBE=a\n", "\nserver-port=8081\n", "\nmy list[0]:x=%1\n"})
