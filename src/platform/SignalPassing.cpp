@@ -52,6 +52,8 @@ SignalPassing::SignalPassing() {
   sigemptyset(&held);
   for (const int signal : signals) sigaddset(&held, signal);
   ::pthread_sigmask(SIG_BLOCK, &held, &formerMask_);
+  for (std::size_t i = 0; i < signals.size(); ++i)
+    ::sigaction(signals[i], nullptr, &formerActions_[i]);
 }
 
 void SignalPassing::begin(pid_t child) {
@@ -62,7 +64,6 @@ void SignalPassing::begin(pid_t child) {
   action.sa_flags = SA_SIGINFO | SA_RESTART;
   for (const int signal : signals) sigaddset(&action.sa_mask, signal);
   for (std::size_t i = 0; i < signals.size(); ++i) {
-    ::sigaction(signals[i], nullptr, &formerActions_[i]);
     if (formerActions_[i].sa_handler != SIG_IGN) ::sigaction(signals[i], &action, nullptr);
   }
   release();
@@ -84,10 +85,9 @@ void SignalPassing::release() const {
 void SignalPassing::releaseChild() const {
   struct sigaction defaultAction = {};
   defaultAction.sa_handler = SIG_DFL;
-  for (const int signal : signals) {
-    struct sigaction former = {};
-    ::sigaction(signal, nullptr, &former);
-    if (former.sa_handler != SIG_IGN) ::sigaction(signal, &defaultAction, nullptr);
+  for (std::size_t i = 0; i < signals.size(); ++i) {
+    const auto former = formerActions_[i].sa_handler;
+    if (former != SIG_IGN && former != SIG_DFL) ::sigaction(signals[i], &defaultAction, nullptr);
   }
   release();
 }

@@ -9,6 +9,7 @@
 
 #include "foundation/MemorySize.h"
 #include "foundation/PropertyKeys.h"
+#include "foundation/TextPieces.h"
 #include "kvf/rules/Keys.h"
 #include "kvf/text/Text.h"
 
@@ -60,7 +61,7 @@ bool exists(const std::string& path) {
 }
 
 bool allExist(const Inspection& inspection, std::string_view list) {
-  const std::vector<std::string_view> elements = piecesOf(list, ":;");
+  const std::vector<std::string_view> elements = pathElements(list);
   return !elements.empty() &&
          std::all_of(elements.begin(), elements.end(), [&](std::string_view element) {
            if (element.ends_with("/**")) element.remove_suffix(3);
