@@ -186,7 +186,10 @@ class Injector {
   /// The others have no error, or none that a program could meet.
   static bool canFail(int number) {
     return number != SYS_exit_group && number != SYS_brk && number != SYS_futex &&
-           number != SYS_rt_sigprocmask && number != SYS_rt_sigaction;
+           number != SYS_rt_sigprocmask && number != SYS_rt_sigaction && number != SYS_umask &&
+           number != SYS_getpid && number != SYS_getppid && number != SYS_gettid &&
+           number != SYS_getuid && number != SYS_geteuid && number != SYS_getgid &&
+           number != SYS_getegid;
   }
 
   bool isOfKvf(const seccomp_notif& call) {
