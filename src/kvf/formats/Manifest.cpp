@@ -1,13 +1,13 @@
 #include "kvf/formats/Manifest.h"
 
 #include <algorithm>
-#include <charconv>
 #include <sstream>
 #include <unordered_set>
 
 #include <strings.h>
 
 #include "kvf/formats/Archive.h"
+#include "kvf/text/PercentEscapes.h"
 
 namespace {
 
@@ -31,19 +31,7 @@ std::string trimmed(std::string_view text) {
 std::string pathOfUrl(std::string_view url) {
   if (url.starts_with("file:")) url.remove_prefix(5);
   if (url.starts_with("//")) url.remove_prefix(2);
-  std::string path;
-  for (std::size_t at = 0; at < url.size(); ++at) {
-    unsigned char byte = 0;
-    const char* digits = url.data() + at + 1;
-    if (url[at] == '%' && at + 2 < url.size() &&
-        std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2) {
-      path += static_cast<char>(byte);
-      at += 2;
-    } else {
-      path += url[at];
-    }
-  }
-  return path;
+  return percentDecoded(url);
 }
 
 /// Follows manifests from archive to archive.

@@ -4,6 +4,7 @@
 #include "kvf/report/FindingFormats.h"
 #include "kvf/report/Place.h"
 #include "kvf/rules/Rule.h"
+#include "kvf/text/PercentEscapes.h"
 #include "kvf/text/Text.h"
 
 namespace {
@@ -13,17 +14,8 @@ constexpr std::string_view ofMessages = "%\r\n";
 constexpr std::string_view ofValues = "%\r\n:,";
 
 std::string escaped(std::string_view text, std::string_view special) {
-  constexpr std::string_view digits = "0123456789ABCDEF";
-  std::string result;
-  for (const char c : text) {
-    if (special.find(c) == std::string_view::npos) {
-      result += c;
-      continue;
-    }
-    const auto byte = static_cast<unsigned char>(c);
-    result += {'%', digits[byte >> 4U], digits[byte & 0xFU]};
-  }
-  return result;
+  return percentEscaped(text,
+                        [special](char c) { return special.find(c) == std::string_view::npos; });
 }
 
 std::string value(std::string_view name, std::size_t number) {

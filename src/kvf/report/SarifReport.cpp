@@ -13,6 +13,7 @@
 #include "kvf/report/RuleText.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/text/JsonText.h"
+#include "kvf/text/PercentEscapes.h"
 #include "kvf/text/Text.h"
 
 namespace fs = std::filesystem;
@@ -26,18 +27,10 @@ constexpr const char* rootId = "ROOT";
 /// A path as a part of a URI.
 std::string escapedPath(std::string_view path) {
   constexpr std::string_view plain = "-._~/!$&'()*+,;=@";
-  constexpr std::string_view digits = "0123456789ABCDEF";
-  std::string result;
-  for (const char c : path) {
+  return percentEscaped(path, [plain](char c) {
     const auto byte = static_cast<unsigned char>(c);
-    const bool isPlain = byte < 0x80 && (std::isalnum(byte) != 0 || plain.find(c) != plain.npos);
-    if (isPlain) {
-      result += c;
-    } else {
-      result += {'%', digits[byte >> 4U], digits[byte & 0xFU]};
-    }
-  }
-  return result;
+    return byte < 0x80 && (std::isalnum(byte) != 0 || plain.find(c) != plain.npos);
+  });
 }
 
 Json artifactOf(const Finding& finding, const fs::path& root) {

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <utility>
 
+#include "kvf/text/PercentEscapes.h"
 #include "kvf/text/Text.h"
 
 namespace fs = std::filesystem;
@@ -30,18 +31,7 @@ constexpr std::string_view creation = "Create VM";
 std::string pathOf(std::string_view url) {
   url.remove_prefix(std::string_view("file:").size());
   if (url.starts_with("///")) url.remove_prefix(2);
-  std::string path;
-  for (std::size_t at = 0; at < url.size(); ++at) {
-    constexpr std::string_view digits = "0123456789abcdef";
-    const auto digit = [&](std::size_t place) {
-      return place < url.size() ? digits.find(static_cast<char>(url[place] | ' '))
-                                : std::string_view::npos;
-    };
-    const bool isEscape = url[at] == '%' && digit(at + 1) < 16 && digit(at + 2) < 16;
-    path += isEscape ? static_cast<char>(digit(at + 1) * 16 + digit(at + 2)) : url[at];
-    if (isEscape) at += 2;
-  }
-  return path;
+  return percentDecoded(url);
 }
 
 /// A class loader may name any place, such as "/groovy/shell".
