@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "config/AssemblyObserver.h"
-#include "kvf/launch/Inspection.h"
+#include "kvf/launch/AssemblyRun.h"
 #include "kvf/launch/SourceTexts.h"
 
 /// What an assembly leaves out because the launch would end there. Files are numbered in the order

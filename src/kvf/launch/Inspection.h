@@ -1,155 +1,24 @@
 #ifndef VELOX_KVF_LAUNCH_INSPECTION_H
 #define VELOX_KVF_LAUNCH_INSPECTION_H
 
-#include <cstddef>
-#include <deque>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
-#include "config/AssemblyObserver.h"
-#include "config/CommandLine.h"
-#include "config/PropertiesLocation.h"
-#include "foundation/Properties.h"
+#include "kvf/launch/AssemblyRun.h"
 #include "kvf/launch/ClassPathScan.h"
 #include "kvf/launch/JvmTrial.h"
+#include "kvf/launch/LaunchPlan.h"
 #include "kvf/launch/ModulePath.h"
+#include "kvf/launch/SourceFile.h"
 #include "kvf/launch/Surroundings.h"
 #include "kvf/service/ServiceUnit.h"
 
 /// What one command line would make of its properties files, as the launcher's own code tells it,
 /// with the position of everything. Nothing here depends on the environment or the working
 /// directory any more: both were as the launch would have them while the inspection was made.
-
-/// A stretch of a file, or an argument of the command line. Lines and columns count from 1; columns
-/// are bytes.
-struct Position {
-  static constexpr int commandLine = -1;
-  /// The first file of the unit that the launch is from; the others are below.
-  static constexpr int unit = -2;
-
-  int file = commandLine;   ///< index into AssemblyRun::files
-  std::size_t line = 0;     ///< 0 is the file as a whole; of an argument: its index
-  std::size_t column = 0;   ///< 0: the line as a whole
-  std::size_t endLine = 0;  ///< with a column: of the first byte that does not belong to it
-  std::size_t endColumn = 0;
-
-  bool operator==(const Position&) const = default;
-};
-
-struct SourceFile {
-  std::string name;  ///< as the launcher opens it
-  std::string text;
-  std::vector<std::size_t> lineStarts;  ///< of the text
-  std::optional<Position> includedAt;   ///< absent for the main and the global file
-  bool global = false;                  ///< global.kvf, or included by it
-  bool unread = false;                  ///< too large, or not readable to its end
-
-  /// The text, with its lines.
-  void setText(std::string content);
-  [[nodiscard]] std::size_t lineAt(std::size_t offset) const;
-  /// The stretch between two offsets, where `file` is the index of this one.
-  [[nodiscard]] Position stretch(int file, std::size_t start, std::size_t end) const;
-  /// Without its line end. REQUIRES: 1 <= number.
-  [[nodiscard]] std::string_view line(std::size_t number) const;
-  /// What is written in a line, without the blanks in front, where `file` is the index of this one.
-  [[nodiscard]] Position lineStretch(int file, std::size_t number) const;
-};
-
-/// A %reference% in a value.
-struct Reference {
-  std::string name;
-  VariableSource source = VariableSource::nothing;
-  std::string replacement;
-  bool inReplacement = false;   ///< it was in the replacement of an earlier reference
-  bool whileExporting = false;  ///< by the second substitution, of an exported variable
-};
-
-/// One entry of a file.
-struct Entry {
-  Position at;
-  std::string key;
-  std::string written;  ///< the value before substitution
-  std::string value;
-  std::size_t rawAt = 0, rawEnd = 0;  ///< what follows the key up to the line end
-  bool endedByLineEnd = true;
-  bool isInclude = false;
-  bool global = false;
-  bool skipped = false;  ///< left out of the assembly, since the launch would end here
-  std::optional<std::string> exported;  ///< the value that the environment gets
-  std::vector<Reference> references;
-
-  /// The variable that the entry sets in the environment; empty: none.
-  [[nodiscard]] std::string_view variable() const;
-};
-
-struct Argument {
-  std::string text;
-  const char* switchName = nullptr;  ///< null: no known switch
-  bool hasValue = false;
-  bool valueConsumed = false;
-  bool isValue = false;  ///< taken by the switch before it
-
-  [[nodiscard]] bool isUnknownSwitch() const;
-};
-
-/// Where the launch would end with a message, or the inspection stops.
-struct Failure {
-  enum class Stage {
-    mainFile,
-    include,
-    substitution,
-    expansion,  ///< references bring too much text for the inspection, not for the launch
-    globalFile,
-    limits
-  };
-
-  Stage stage = Stage::mainFile;
-  Position at;
-  std::string message;                       ///< the launcher's
-  FileFailure why = FileFailure::notOpened;  ///< of an include
-};
-
-/// One assembly of the property set.
-struct AssemblyRun {
-  std::vector<SourceFile> files;
-  std::deque<Entry> entries;  ///< in the order of reading
-  std::vector<Argument> arguments;
-  std::vector<Position> droppedLines;
-  std::vector<Position> controlEscapes;
-  std::vector<Position> includeCycles;
-  std::vector<Failure> failures;
-  bool tooMuch = false;                    ///< there are more files than were looked at
-  bool incomplete = false;                 ///< nothing is known after the last failure
-  std::string globalFile;                  ///< empty: there is none
-  std::map<std::string, bool> globalKeys;  ///< whether the entry of global.kvf was taken
-  /// The last stored definition of a key, of global.kvf and of the other files.
-  std::unordered_map<std::string, std::size_t> lastInGlobal, lastInFiles;
-  CommandLine line;
-  PropertiesLocation location;
-  SimpleProperties merged;
-};
-
-/// The option that tells the application the launcher's process; a plan has PID for the number.
-inline constexpr std::string_view processIdOption = "-Dapplication.processid=";
-
-/// What the launch would use.
-struct LaunchPlan {
-  std::string directory;                        ///< the application's working directory, absolute
-  std::string outerDirectory;                   ///< the launcher's own
-  std::map<std::string, std::string> exported;  ///< by velox.env. entries
-  std::string path;                             ///< PATH as the application sees it
-  const char* classPathKey = nullptr;           ///< null: from CLASSPATH, or "."
-  std::vector<ClassPathElement> classPath;
-  std::vector<std::string> options;    ///< of the JVM in the launcher's process, in order
-  std::vector<std::string> arguments;  ///< of the application
-  std::string javaCommand;             ///< of --cmdlineJava
-};
-
 class Inspection {
  public:
   AssemblyRun outer;                 ///< as the command line starts it
