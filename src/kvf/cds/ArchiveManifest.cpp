@@ -9,7 +9,9 @@
 #include "kvf/formats/BuildId.h"
 #include "kvf/formats/Manifest.h"
 #include "kvf/formats/Sha256.h"
-#include "kvf/process/Files.h"
+#include "kvf/process/FileError.h"
+#include "kvf/process/FileReading.h"
+#include "kvf/process/FileStamp.h"
 #include "kvf/text/FileText.h"
 #include "kvf/text/Text.h"
 

@@ -10,7 +10,7 @@
 
 #include "kvf/cds/ArchiveKind.h"
 #include "kvf/jvm/JvmSearch.h"
-#include "kvf/process/Files.h"
+#include "kvf/process/FileStamp.h"
 #include "kvf/text/FileText.h"
 
 namespace fs = std::filesystem;

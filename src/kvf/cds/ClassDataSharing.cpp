@@ -11,7 +11,6 @@
 #include "kvf/launch/JvmTrialRun.h"
 #include "kvf/launch/LaunchJvm.h"
 #include "kvf/launch/TrialOptions.h"
-#include "kvf/process/Files.h"
 #include "kvf/text/FileText.h"
 #include "kvf/text/Text.h"
 

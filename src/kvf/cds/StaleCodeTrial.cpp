@@ -8,7 +8,7 @@
 #include "kvf/cds/ClassDataSharing.h"
 #include "kvf/formats/ArchiveWriter.h"
 #include "kvf/launch/JvmTrialRun.h"
-#include "kvf/process/Files.h"
+#include "kvf/process/NewFile.h"
 #include "kvf/text/Text.h"
 
 namespace fs = std::filesystem;

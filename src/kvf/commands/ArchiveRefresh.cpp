@@ -7,7 +7,7 @@
 #include "kvf/commands/ArchiveTraining.h"
 #include "kvf/commands/CdsOptions.h"
 #include "kvf/commands/Output.h"
-#include "kvf/process/Files.h"
+#include "kvf/process/FolderLock.h"
 #include "kvf/text/Text.h"
 
 namespace fs = std::filesystem;

@@ -14,7 +14,11 @@
 #include "kvf/cds/StaleCodeTrial.h"
 #include "kvf/commands/Output.h"
 #include "kvf/launch/Inspector.h"
-#include "kvf/process/Files.h"
+#include "kvf/process/FileAttributes.h"
+#include "kvf/process/FileError.h"
+#include "kvf/process/FileMove.h"
+#include "kvf/process/FileReading.h"
+#include "kvf/process/NewFile.h"
 #include "kvf/text/FileText.h"
 #include "kvf/text/Text.h"
 

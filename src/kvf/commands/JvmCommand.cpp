@@ -11,8 +11,9 @@
 #include "kvf/commands/Subcommand.h"
 #include "kvf/jvm/JvmChoice.h"
 #include "kvf/jvm/JvmSearch.h"
-#include "kvf/process/Files.h"
+#include "kvf/process/FileReplacement.h"
 #include "kvf/process/Interruption.h"
+#include "kvf/process/NewFile.h"
 #include "kvf/process/PreparedFile.h"
 #include "kvf/text/Text.h"
 

@@ -5,7 +5,8 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string_view>
 
-#include "kvf/process/Files.h"
+#include "kvf/process/Descriptor.h"
+#include "kvf/process/FileError.h"
 
 /// How every subcommand ends.
 enum ExitStatus : int {

@@ -7,7 +7,8 @@
 #include <set>
 #include <string_view>
 
-#include "kvf/process/Files.h"
+#include "kvf/process/FileError.h"
+#include "kvf/process/FileReplacement.h"
 #include "kvf/process/Interruption.h"
 #include "kvf/text/Text.h"
 

@@ -7,7 +7,8 @@
 
 #include <elf.h>
 
-#include "kvf/process/Files.h"
+#include "kvf/process/FileError.h"
+#include "kvf/process/FileReading.h"
 
 namespace {
 

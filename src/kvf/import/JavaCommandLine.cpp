@@ -10,7 +10,7 @@
 #include "kvf/import/ImportError.h"
 #include "kvf/import/JavaWords.h"
 #include "kvf/jvm/JavaProgramOptions.h"
-#include "kvf/process/Files.h"
+#include "kvf/process/FolderFiles.h"
 #include "kvf/text/Text.h"
 
 namespace fs = std::filesystem;

@@ -7,7 +7,7 @@
 #include "kvf/import/ArgumentFile.h"
 #include "kvf/import/ImportError.h"
 #include "kvf/jvm/JavaProgramOptions.h"
-#include "kvf/process/Files.h"
+#include "kvf/process/FileReading.h"
 #include "kvf/text/Text.h"
 
 namespace fs = std::filesystem;

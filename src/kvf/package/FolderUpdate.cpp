@@ -11,8 +11,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "kvf/process/Files.h"
+#include "kvf/process/FileAttributes.h"
+#include "kvf/process/FileError.h"
+#include "kvf/process/FileMove.h"
+#include "kvf/process/FileSync.h"
+#include "kvf/process/FolderFiles.h"
 #include "kvf/process/Interruption.h"
+#include "kvf/process/NewFile.h"
 #include "kvf/text/Text.h"
 
 namespace fs = std::filesystem;

@@ -17,7 +17,8 @@
 #include "kvf/package/FolderUpdate.h"
 #include "kvf/package/RuntimeArchive.h"
 #include "kvf/package/StartClassGuess.h"
-#include "kvf/process/Files.h"
+#include "kvf/process/FileError.h"
+#include "kvf/process/FileReading.h"
 #include "kvf/service/Account.h"
 #include "kvf/text/Text.h"
 

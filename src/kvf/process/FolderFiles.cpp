@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <memory>
 #include <set>
+#include <string_view>
 #include <utility>
 
+#include <dirent.h>
 #include <sys/stat.h>
 
-#include "kvf/process/Files.h"
+#include "kvf/process/FileError.h"
 #include "kvf/process/Interruption.h"
 
 namespace fs = std::filesystem;
@@ -47,6 +50,23 @@ class Walk {
 };
 
 }  // namespace
+
+std::vector<std::string> namesIn(const fs::path& folder) {
+  struct Close {
+    void operator()(DIR* stream) const { ::closedir(stream); }
+  };
+  const std::unique_ptr<DIR, Close> stream(::opendir(folder.c_str()));
+  if (!stream) throw FileError("read", folder, errno);
+  std::vector<std::string> names;
+  for (;;) {
+    errno = 0;
+    const dirent* entry = ::readdir(stream.get());
+    if (entry == nullptr && errno != 0) throw FileError("read", folder, errno);
+    if (entry == nullptr) return names;
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") names.emplace_back(name);
+  }
+}
 
 std::vector<std::string> filesBelow(const fs::path& folder) {
   return Walk().namesBelow(folder);

@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-#include "kvf/process/Files.h"
+#include "kvf/process/Descriptor.h"
 
 /// Work in a copy of this process: what it changes, leaks or breaks is gone with the copy, and it
 /// can be cancelled at any time. No program is started. REQUIRES: no other threads.

@@ -11,7 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "kvf/process/Files.h"
+#include "kvf/process/Descriptor.h"
 #include "kvf/process/Processes.h"
 
 namespace {

@@ -15,7 +15,7 @@
 #include <linux/unix_diag.h>
 #include <sys/socket.h>
 
-#include "kvf/process/Files.h"
+#include "kvf/process/Descriptor.h"
 
 namespace {
 

@@ -3,8 +3,11 @@
 #include <cerrno>
 #include <utility>
 
-#include "kvf/process/Files.h"
+#include "kvf/process/FileError.h"
+#include "kvf/process/FileMove.h"
+#include "kvf/process/FileSync.h"
 #include "kvf/process/Interruption.h"
+#include "kvf/process/NewFile.h"
 
 namespace fs = std::filesystem;
 

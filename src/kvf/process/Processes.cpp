@@ -9,7 +9,8 @@
 #include <sstream>
 #include <string>
 
-#include "kvf/process/Files.h"
+#include "kvf/process/FileError.h"
+#include "kvf/process/FolderFiles.h"
 
 std::optional<Process> processWith(int id) {
   std::ifstream file("/proc/" + std::to_string(id) + "/stat");

@@ -14,8 +14,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "kvf/process/Descriptor.h"
 #include "kvf/process/ExecArguments.h"
-#include "kvf/process/Files.h"
 #include "kvf/process/Guardian.h"
 #include "kvf/process/Interruption.h"
 #include "kvf/process/TextReplacement.h"

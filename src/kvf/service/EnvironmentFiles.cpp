@@ -9,7 +9,8 @@
 #include <glob.h>
 #include <unistd.h>
 
-#include "kvf/process/Files.h"
+#include "kvf/process/FileError.h"
+#include "kvf/process/FileReading.h"
 #include "kvf/service/UnitNote.h"
 
 namespace fs = std::filesystem;

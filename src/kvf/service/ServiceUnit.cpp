@@ -4,7 +4,7 @@
 #include <iterator>
 #include <utility>
 
-#include "kvf/process/Files.h"
+#include "kvf/process/FileReading.h"
 #include "kvf/service/UnitFiles.h"
 #include "kvf/service/UnitKeys.h"
 #include "kvf/service/UnitSpecifiers.h"

@@ -5,7 +5,8 @@
 #include <iterator>
 #include <map>
 
-#include "kvf/process/Files.h"
+#include "kvf/process/FileError.h"
+#include "kvf/process/FolderFiles.h"
 
 namespace fs = std::filesystem;
 

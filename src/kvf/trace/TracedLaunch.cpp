@@ -9,7 +9,7 @@
 #include "kvf/cds/ClassDataArchive.h"
 #include "kvf/cds/ClassDataSharing.h"
 #include "kvf/launch/Inspector.h"
-#include "kvf/process/Files.h"
+#include "kvf/process/FolderFiles.h"
 #include "kvf/process/ProgramRun.h"
 #include "kvf/process/TemporaryFolder.h"
 #include "kvf/text/FileText.h"
