@@ -58,7 +58,9 @@ TEST(ImportedFile, EveryTextComesBackFromTheLauncher) {
     JavaCommandLine line;
     line.what = {"a.b.C", "w"};
     line.classPath = SourcedWord{texts.next(true), "w"};
-    const std::string property = "-Dx" + texts.next(false) + "y=" + texts.next(true);
+    // The order in which operands are evaluated is the compiler's.
+    const std::string name = texts.next(false);
+    const std::string property = "-Dx" + name + "y=" + texts.next(true);
     const std::string secret = "-Dmy.password=" + texts.next(true);
     const std::string option = "-XX:OnError=" + texts.next(round % 2 == 0);
     line.options = {{property, "w"}, {secret, "w"}, {option, "w"}, {"-Xint", "w"}};
@@ -67,6 +69,7 @@ TEST(ImportedFile, EveryTextComesBackFromTheLauncher) {
     Texts arguments;
     for (int i = 0; i < 4; ++i) arguments.push_back(texts.next(round % 3 == 0));
     if (round % 5 == 0) arguments[1] = "--token";
+    if (round % 10 == 0) arguments[2].insert(0, 1, '"');
     for (const std::string& argument : arguments) line.arguments.push_back({argument, "w"});
 
     const ImportedFile imported =

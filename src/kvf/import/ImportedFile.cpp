@@ -142,7 +142,7 @@ class Writer {
       text += concat({"%", name, "%"});
     };
     if (isWhole) {
-      const bool isQuoted = word.starts_with('"');
+      const bool isQuoted = word.size() > 1 && word.starts_with('"') && word.ends_with('"');
       replace(isQuoted ? 1 : 0, word.size() - (isQuoted ? 2 : 0));
     } else {
       for (SecretStretch found = nextSecret(word, 0); found.size > 0; found = nextSecret(word, at))
