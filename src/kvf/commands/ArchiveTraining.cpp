@@ -13,6 +13,7 @@
 #include "kvf/cds/ClassDataEntry.h"
 #include "kvf/cds/StaleCodeTrial.h"
 #include "kvf/commands/Output.h"
+#include "kvf/jvm/OptionVariables.h"
 #include "kvf/launch/Inspector.h"
 #include "kvf/process/FileAttributes.h"
 #include "kvf/process/FileError.h"
@@ -26,7 +27,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr char optionsVariable[] = "_JAVA_OPTIONS";
 constexpr unsigned fileMode = 0644;
 constexpr unsigned privateMode = 0600;
 
@@ -105,8 +105,9 @@ std::optional<ProgramRun> ArchiveTraining::runWith(const std::vector<std::string
   run.until = run_.until;
   if (run_.runFor) run.limit = std::chrono::seconds(*run_.runFor);
   if (words->empty()) return run;
-  const char* already = std::getenv(optionsVariable);
-  run.environment[optionsVariable] = already == nullptr ? *words : concat({already, " ", *words});
+  const char* already = std::getenv(optionvariables::last);
+  run.environment[optionvariables::last] =
+      already == nullptr ? *words : concat({already, " ", *words});
   return run;
 }
 

@@ -9,6 +9,7 @@
 #include "kvf/formats/ClassFile.h"
 #include "kvf/jvm/JavaProgramOptions.h"
 #include "kvf/jvm/JvmSearch.h"
+#include "kvf/jvm/OptionVariables.h"
 #include "kvf/launch/JvmOptions.h"
 #include "kvf/launch/MainStack.h"
 #include "kvf/text/Text.h"
@@ -208,7 +209,6 @@ std::string equivalentJavaCommand(const Inspection& inspection, ShellWord word) 
 }
 
 std::vector<std::string> differencesOfJavaCommand(const Inspection& inspection) {
-  constexpr const char* ownOptions = "JDK_JAVA_OPTIONS";
   std::vector<std::string> differences;
   const std::string startMethod = inspection.valueOf(keys::startMethod);
   if (inspection.runsInProcess() && !startMethod.empty() && startMethod != "main") {
@@ -225,9 +225,9 @@ std::vector<std::string> differencesOfJavaCommand(const Inspection& inspection) 
     differences.push_back(concat({"java gives main the stack of ", stack->wanted.option,
                                   ", here it has ", std::to_string(stack->limit >> 10U), "k"}));
   }
-  if (inspection.plan.exported.contains(ownOptions) ||
-      inspection.surroundings.environment.contains(ownOptions)) {
-    differences.push_back(concat({"java reads further options from ", ownOptions}));
+  if (inspection.plan.exported.contains(optionvariables::ofJava) ||
+      inspection.surroundings.environment.contains(optionvariables::ofJava)) {
+    differences.push_back(concat({"java reads further options from ", optionvariables::ofJava}));
   }
   return differences;
 }

@@ -14,6 +14,7 @@
 #include "foundation/TextPieces.h"
 #include "kvf/import/ImportError.h"
 #include "kvf/import/SessionVariables.h"
+#include "kvf/jvm/OptionVariables.h"
 #include "kvf/launch/Surroundings.h"
 #include "kvf/process/FileError.h"
 #include "kvf/process/FileReading.h"
@@ -29,8 +30,8 @@ namespace fs = std::filesystem;
 namespace {
 
 /// What java, a JVM or the system's loader reads from the environment of a typed command.
-constexpr const char* readByJvm[] = {"JAVA_TOOL_OPTIONS", "_JAVA_OPTIONS", "LD_LIBRARY_PATH",
-                                     "LD_PRELOAD"};
+constexpr const char* readByJvm[] = {optionvariables::first, optionvariables::last,
+                                     "LD_LIBRARY_PATH", "LD_PRELOAD"};
 
 /// Chooses what is to be set of an environment that was made for this start.
 void chooseVariables(JavaStart& start) {

@@ -7,6 +7,7 @@
 #include "kvf/import/ArgumentFile.h"
 #include "kvf/import/ImportError.h"
 #include "kvf/jvm/JavaProgramOptions.h"
+#include "kvf/jvm/OptionVariables.h"
 #include "kvf/process/FileReading.h"
 #include "kvf/text/Text.h"
 
@@ -14,7 +15,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr char optionsVariable[] = "JDK_JAVA_OPTIONS";
 constexpr std::string_view modes[] = {"-jar", "-m", "--module"};
 
 bool isMode(std::string_view word) {
@@ -64,19 +64,20 @@ class Expansion {
 };
 
 void addOptionsVariable(const JavaStart& start, Expansion& expansion) {
-  const auto variable = start.environment.find(optionsVariable);
+  const auto variable = start.environment.find(optionvariables::ofJava);
   if (variable == start.environment.end()) return;
   const auto words = splitOptionsVariable(variable->second);
   if (!words)
     throw ImportError(
-        concat({"a quote in ", optionsVariable, " is not closed: java does not start"}));
+        concat({"a quote in ", optionvariables::ofJava, " is not closed: java does not start"}));
   for (const std::string& word : *words) {
     if (isMode(word) || word.starts_with("--module="))
-      throw ImportError(concat({"java does not take ", word, " from ", optionsVariable}));
-    expansion.add({word, optionsVariable});
+      throw ImportError(concat({"java does not take ", word, " from ", optionvariables::ofJava}));
+    expansion.add({word, optionvariables::ofJava});
   }
   if (expansion.hasStartClass())
-    throw ImportError(concat({optionsVariable, " names a start class: java does not start"}));
+    throw ImportError(
+        concat({optionvariables::ofJava, " names a start class: java does not start"}));
 }
 
 }  // namespace

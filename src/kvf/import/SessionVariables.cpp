@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "foundation/TextPieces.h"
-
+#include "kvf/jvm/OptionVariables.h"
 namespace {
 
 constexpr std::string_view sessionNames[] = {"_",
@@ -47,7 +47,7 @@ constexpr std::string_view sessionNames[] = {"_",
 constexpr std::string_view sessionPrefixes[] = {
     "BASH_FUNC_", "DBUS_", "LESS", "LISTEN_",   "MEMORY_PRESSURE_", "SSH_",
     "SUDO_",      "TMUX_", "XDG_", "WATCHDOG_", "WAYLAND_"};
-constexpr std::string_view usedUp[] = {"CLASSPATH", "JDK_JAVA_OPTIONS"};
+constexpr std::string_view usedUp[] = {"CLASSPATH", optionvariables::ofJava};
 
 template <class List>
 bool isIn(const List& list, std::string_view name) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "kvf/jvm/OptionVariables.h"
 #include "kvf/launch/LogOption.h"
 #include "kvf/text/Text.h"
 
@@ -27,8 +28,8 @@ constexpr std::string_view outside[] = {
     "-XX:Flags=", "-XX:VMOptionsFile="};
 
 /// A JVM takes options from them, too.
-constexpr const char* optionVariables[] = {"JAVA_TOOL_OPTIONS", "_JAVA_OPTIONS",
-                                           "JDK_AOT_VM_OPTIONS"};
+constexpr const char* variablesOfJvm[] = {optionvariables::first, optionvariables::last,
+                                          optionvariables::ofCacheMaker};
 
 TriedOption redirected(const std::string& option, const std::string& other) {
   constexpr std::string_view mark = "file=";
@@ -84,7 +85,7 @@ TrialOptions trialOptions(const std::vector<std::string>& options, std::string_v
 
 std::vector<std::string> leaveOutVariables(std::map<std::string, std::string>& environment) {
   std::vector<std::string> leftOut;
-  for (const char* name : optionVariables) {
+  for (const char* name : variablesOfJvm) {
     const auto variable = environment.find(name);
     if (variable == environment.end() || !wordsActOutside(variable->second)) continue;
     leftOut.push_back(concat({name, "=", variable->second}));

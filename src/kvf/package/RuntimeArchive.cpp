@@ -4,6 +4,7 @@
 #include <sstream>
 #include <system_error>
 
+#include "kvf/jvm/OptionVariables.h"
 #include "kvf/process/ProgramRun.h"
 
 namespace fs = std::filesystem;
@@ -36,7 +37,9 @@ RuntimeArchiveEnd completeClassData(const Jvm& runtime) {
     const ProgramEnd run = runProgram({
         .arguments = {runtime.java, "-Xshare:dump", "-Xmx128m", collector},
         // They are meant for starts in this environment, not for those of the folder elsewhere.
-        .environment = {{"JDK_JAVA_OPTIONS", ""}, {"JAVA_TOOL_OPTIONS", ""}, {"_JAVA_OPTIONS", ""}},
+        .environment = {{optionvariables::ofJava, ""},
+                        {optionvariables::first, ""},
+                        {optionvariables::last, ""}},
         .directory = archive.parent_path(),
         .output = ProgramRun::Output::taken,
         .limit = timeToMake,

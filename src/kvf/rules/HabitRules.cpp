@@ -10,6 +10,7 @@
 #include "foundation/PropertyKeys.h"
 #include "javarun/ArgumentSplitter.h"
 #include "kvf/formats/Archive.h"
+#include "kvf/jvm/OptionVariables.h"
 #include "kvf/launch/JvmOptions.h"
 #include "kvf/rules/Rule.h"
 #include "kvf/text/FileText.h"
@@ -198,7 +199,7 @@ void userDirectory(const Inspection& inspection, Report& report) {
   }
 }
 
-constexpr std::string_view scriptVariables[] = {"JDK_JAVA_OPTIONS", "JAVA_OPTS", "JVM_OPTS"};
+constexpr std::string_view scriptVariables[] = {optionvariables::ofJava, "JAVA_OPTS", "JVM_OPTS"};
 
 bool isReferred(const Inspection& inspection, std::string_view name) {
   const auto& entries = inspection.run().entries;

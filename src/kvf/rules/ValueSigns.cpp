@@ -9,7 +9,7 @@
 
 #include "foundation/MemorySize.h"
 #include "foundation/PropertyKeys.h"
-#include "foundation/TextPieces.h"
+#include "javarun/ClassPath.h"
 #include "kvf/rules/Keys.h"
 #include "kvf/text/Text.h"
 
@@ -61,11 +61,11 @@ bool exists(const std::string& path) {
 }
 
 bool allExist(const Inspection& inspection, std::string_view list) {
-  const std::vector<std::string_view> elements = pathElements(list);
-  return !elements.empty() &&
-         std::all_of(elements.begin(), elements.end(), [&](std::string_view element) {
-           if (element.ends_with("/**")) element.remove_suffix(3);
-           return exists(inspection.atApplication(element));
+  const std::vector<ClassPathEntry> entries = classPathEntries(list);
+  return !entries.empty() &&
+         std::all_of(entries.begin(), entries.end(), [&](const ClassPathEntry& entry) {
+           const WString& place = entry.isSearched ? entry.directory : entry.path;
+           return exists(inspection.atApplication(place.view()));
          });
 }
 

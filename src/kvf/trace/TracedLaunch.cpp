@@ -8,6 +8,7 @@
 #include "config/Switches.h"
 #include "kvf/cds/ClassDataArchive.h"
 #include "kvf/cds/ClassDataSharing.h"
+#include "kvf/jvm/OptionVariables.h"
 #include "kvf/launch/Inspector.h"
 #include "kvf/process/FolderFiles.h"
 #include "kvf/process/ProgramRun.h"
@@ -19,8 +20,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// A JVM takes options from these, and says so on standard error.
-constexpr const char* optionVariables[] = {"_JAVA_OPTIONS", "JAVA_TOOL_OPTIONS"};
+/// That of the last word first.
+constexpr const char* variablesOfJvm[] = {optionvariables::last, optionvariables::first};
 
 std::string pickedUp(const std::string& variable, const std::string& value) {
   return concat({"Picked up ", variable, ": ", value, "\n"});
@@ -114,7 +115,7 @@ class Tracer {
   /// Gives the option to the JVM by a variable that the file does not set itself, and takes back
   /// what the JVM says about it.
   std::string addOption(const std::string& words) {
-    for (const char* variable : optionVariables) {
+    for (const char* variable : variablesOfJvm) {
       if (inspection_.plan.exported.contains(variable)) continue;
       const char* already = std::getenv(variable);
       const std::string value = already == nullptr ? words : concat({already, " ", words});
@@ -123,9 +124,9 @@ class Tracer {
                              already == nullptr ? "" : pickedUp(variable, already)};
       return {};
     }
-    return concat({request_.file,
-                   " sets both _JAVA_OPTIONS and JAVA_TOOL_OPTIONS for the JVM, "
-                   "which leaves no way to ask it for a log"});
+    return concat({request_.file, " sets both ", optionvariables::last, " and ",
+                   optionvariables::first,
+                   " for the JVM, which leaves no way to ask it for a log"});
   }
 
   /// The starts to compare with, as long as they can be compared.
