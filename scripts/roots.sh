@@ -23,11 +23,11 @@ why_no_emulator() {
   (set_up emulator) >&2 || { echo "qemu-user-static cannot be installed"; return 0; }
   formats=/proc/sys/fs/binfmt_misc
   [ -e $formats/register ] || mount -t binfmt_misc binfmt_misc $formats 2>/dev/null || :
-  # The first bytes of such a program, and which of them count.
+  # The first bytes of such a program, which of them count, and that it gets its name as it was called.
   [ -e $formats/qemu-aarch64 ] || printf '%s' \
     ':qemu-aarch64:M::\x7fELF\x02\x01\x01\x00\x00\x00\x00\x00\x00\x00\x00\x00\x02\x00\xb7\x00' \
     ':\xff\xff\xff\xff\xff\xff\xff\x00\xff\xff\xff\xff\xff\xff\xff\xff\xfe\xff\xff\xff' \
-    ":$(command -v qemu-aarch64-static):OCF" 2>/dev/null >$formats/register || :
+    ":$(command -v qemu-aarch64-static):OCPF" 2>/dev/null >$formats/register || :
   [ -e $formats/qemu-aarch64 ] || echo "this system does not pass programs on to an emulator (binfmt_misc)"
 }
 
