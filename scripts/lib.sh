@@ -134,10 +134,10 @@ set_up() {
   [ -z "$packages" ] || die "Still missing: $packages (JAVA_HOME=${JAVA_HOME-})"
 }
 
-# build PRESET [CMAKE ARGUMENTS]: configures and builds. What another place built, before the tree was
-# moved or copied, is not used. With VELOX_STRICT set a warning is an error, from then on in that build:
-# for us, who know the compilers.
-build() {
+# configure PRESET [CMAKE ARGUMENTS]: what another place built, before the tree was moved or copied, is
+# not used. With VELOX_STRICT set a warning is an error, from then on in that build: for us, who know the
+# compilers.
+configure() {
   preset=$1
   shift
   cache=build/$preset/CMakeCache.txt
@@ -145,9 +145,14 @@ build() {
     echo "build/$preset was built in another folder and is built afresh."
     rm -rf "build/$preset"
   fi
-  hint=
-  [ -e "$cache" ] || hint=" (some minutes the first time)"
   quietly "configure $preset" cmake --preset "$preset" \
     ${VELOX_STRICT:+-DCMAKE_COMPILE_WARNING_AS_ERROR=ON} "$@"
-  quietly "build $preset$hint" cmake --build --preset "$preset"
+}
+
+# build PRESET [CMAKE ARGUMENTS]: configures and builds.
+build() {
+  configure "$@"
+  hint=
+  [ -e "build/$1/.ninja_log" ] || hint=" (some minutes the first time)"
+  quietly "build $1$hint" cmake --build --preset "$1"
 }

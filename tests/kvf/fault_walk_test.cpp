@@ -537,7 +537,7 @@ TEST_P(ReplacedFolder, IsNamedWhereItCannotBePutBack) {
   ASSERT_NE(at, std::string::npos);
   EXPECT_TRUE(result.tree.contains("old" + result.outcome.out.substr(at, strlen("/.kvf-XXXXXX"))));
   for (const auto& [name, text] : before_) {
-    const auto isIt = [&text = text](const auto& entry) { return entry.second == text; };
+    const auto isIt = [&old = text](const auto& entry) { return entry.second == old; };
     EXPECT_TRUE(std::any_of(result.tree.begin(), result.tree.end(), isIt)) << name;
   }
 }

@@ -60,8 +60,7 @@ void ArchiveTraining::PlainFile::takeBack() noexcept {
 ArchiveTraining::ArchiveTraining(const CdsOptions& options, const fs::path& file,
                                  const Inspection& inspection, ClassDataLaunch launch,
                                  TrainingRun run)
-    : options_(options),
-      file_(file),
+    : file_(file),
       launch_(std::move(launch)),
       run_(std::move(run)),
       command_(run_.command),

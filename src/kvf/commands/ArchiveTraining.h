@@ -64,7 +64,6 @@ class ArchiveTraining {
   /// Prints it as the reason; returns the status.
   int fail(const std::string& text, int status);
 
-  const CdsOptions& options_;
   std::filesystem::path file_;
   ClassDataLaunch launch_;
   TrainingRun run_;

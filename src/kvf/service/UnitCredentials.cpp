@@ -39,7 +39,7 @@ std::vector<NamedSetting> namedSettings(const UnitSettings& unit, std::string_vi
 }
 
 /// What a service manager keeps for services has names below its folders; it is not looked at.
-constexpr UnitCredential unknownCredential = {};
+const UnitCredential unknownCredential = {};
 
 /// The file of LoadCredential=, or one of its folder, whose credentials are NAME_FILE.
 std::optional<UnitCredential> loadedFrom(const NamedSetting& setting, const std::string& name) {
