@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <iterator>
 #include <string_view>
 
 #include "foundation/TextPieces.h"
@@ -16,9 +15,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-/// A JVM knows old options by the name with an "X" in it.
-constexpr std::string_view oldSizes[] = {"-ms", "-mx", "-ss", "-oss"};
 
 bool isSourceFile(const std::string& word, const std::string& directory) {
   std::error_code error;
@@ -71,9 +67,7 @@ class Reader {
       line_.losses.push_back(lossOf(word, "name the library of that JVM in java.library"));
       return;
     }
-    for (const std::string_view old : oldSizes) {
-      if (text.starts_with(old)) return take({"-X" + text.substr(1), word.from});
-    }
+    if (lengthOfOldSizeName(text) > 0) return take({"-X" + text.substr(1), word.from});
     take(word);
   }
 

@@ -92,3 +92,9 @@ bool isOfJavaProgram(std::string_view word) {
   const JavaProgramOption* option = javaProgramOption(word);
   return option != nullptr && option->isOwn;
 }
+
+std::size_t lengthOfOldSizeName(std::string_view word) {
+  for (const std::string_view name : {"-ms", "-mx", "-ss", "-oss"})
+    if (word.starts_with(name)) return name.size();
+  return 0;
+}

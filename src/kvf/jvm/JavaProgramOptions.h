@@ -40,4 +40,8 @@ bool takesNextWord(std::string_view word);
 /// True for one that the program takes for itself: a JVM does not know it.
 bool isOfJavaProgram(std::string_view word);
 
+/// The length of an old name of a size, as in "-mx64m", which java passes on with an "X" in it; 0:
+/// the word begins with none.
+std::size_t lengthOfOldSizeName(std::string_view word);
+
 #endif

@@ -1,5 +1,4 @@
-#include <algorithm>
-#include <iterator>
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -35,11 +34,10 @@ void forEachComplaint(const Inspection& inspection, JvmComplaint::Kind kind, Vis
 
 /// True for an option that the program java takes, or translates for a JVM.
 bool isTakenByProgram(std::string_view option) {
-  constexpr std::string_view sizes[] = {"-ms", "-mx", "-ss"};
+  // Few JVMs know -Xoss.
+  const std::size_t sizeName = option.starts_with("-oss") ? 0 : lengthOfOldSizeName(option);
   return isOfJavaProgram(option) || option == "-server" || option == "-client" ||
-         std::any_of(std::begin(sizes), std::end(sizes), [&](std::string_view size) {
-           return option.starts_with(size) && memorySize(option.substr(size.size()));
-         });
+         (sizeName > 0 && memorySize(option.substr(sizeName)));
 }
 
 void jvmIgnores(const Inspection& inspection, Report& report) {
